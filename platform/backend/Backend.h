@@ -1,0 +1,103 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "KelpPlatform/DBManager.h"
+#include "KelpPlatform/MultiLanguageMgr.h"
+#include "KelpPlatform/PlatformAdapter.h"
+#include "KelpPlatform/ThreadManager.h"
+#include "OrvBase/Export.h"
+#include "TarnPlatform/Authentication.h"
+#include "TarnPlatform/IncreResource.h"
+#include "TarnPlatform/Log.h"
+#include "plugin_comm/PluginCommManager.h"
+
+/// What stands behind the platform's interfaces. Plugins never see this folder: the host installs real
+/// objects, tests install scripted ones. Every interface has a refusing object until then.
+namespace platform {
+
+/// Behind TarnPlatform::Authentication.
+class IAuthenticationBackend {
+ public:
+  virtual ~IAuthenticationBackend() = default;
+  /// Null when the session is unknown or has ended.
+  virtual std::shared_ptr<TarnPlatform::Authentication::CUserSession> FindSession(const std::string& session) = 0;
+  virtual bool IsSuperUser(const std::string& session) = 0;
+};
+
+/// Behind TarnPlatform::IncreResource.
+class IIncreResourceBackend {
+ public:
+  virtual ~IIncreResourceBackend() = default;
+  virtual bool ChangesAfter(
+      std::vector<std::shared_ptr<TarnPlatform::IncreResource::CIncreResourceStructInterface>>& out,
+      std::uint32_t version, int source_type) = 0;
+};
+
+/// Behind TarnPlatform::Log.
+class ILogBackend {
+ public:
+  virtual ~ILogBackend() = default;
+  virtual bool WriteLog(const std::string& session, const TarnPlatform::Log::COperationLogStruct& record) = 0;
+};
+
+/// Behind TarnPlatform::System, the server's size class and the executable's directory.
+class ISystemBackend {
+ public:
+  virtual ~ISystemBackend() = default;
+  virtual std::string SystemGuid() = 0;
+  /// False, with `standard` untouched, when not known.
+  virtual bool ServerStandards(int& standard) = 0;
+  /// Ends in "/".
+  virtual std::string ExecutableDirectory() = 0;
+};
+
+/// Where log lines go. Called on any thread; must not block on the disk.
+class ILogSink {
+ public:
+  virtual ~ILogSink() = default;
+  virtual void Write(int level, std::string_view tag, std::string_view text) = 0;
+};
+
+/// Lines below `level` are dropped before they are formatted. Starts at 3.
+PLATFORM_API void SetLogThreshold(int level);
+
+/// The place of one interface's object. All operations may be called on any thread.
+template <class Interface>
+class Slot {
+ public:
+  /// The installed object; null when there is none.
+  static std::shared_ptr<Interface> Get();
+  /// Installs `next` (null takes the object out) and returns what stood.
+  static std::shared_ptr<Interface> Exchange(std::shared_ptr<Interface> next);
+};
+
+extern template class PLATFORM_API Slot<kelp::IDBManager>;
+extern template class PLATFORM_API Slot<kelp::IThreadManager>;
+extern template class PLATFORM_API Slot<kelp::IMultiLanguageMgr>;
+extern template class PLATFORM_API Slot<kelp::IPlatformAdapterInterface>;
+extern template class PLATFORM_API Slot<plugin_comm::IPluginCommManager>;
+extern template class PLATFORM_API Slot<IAuthenticationBackend>;
+extern template class PLATFORM_API Slot<IIncreResourceBackend>;
+extern template class PLATFORM_API Slot<ILogBackend>;
+extern template class PLATFORM_API Slot<ISystemBackend>;
+extern template class PLATFORM_API Slot<ILogSink>;
+
+/// Installs an object for the life of a scope; tests use it.
+template <class Interface>
+class ScopedBackend {
+ public:
+  explicit ScopedBackend(std::shared_ptr<Interface> next) : previous_(Slot<Interface>::Exchange(std::move(next))) {}
+  ~ScopedBackend() { Slot<Interface>::Exchange(std::move(previous_)); }
+  ScopedBackend(const ScopedBackend&) = delete;
+  ScopedBackend& operator=(const ScopedBackend&) = delete;
+
+ private:
+  std::shared_ptr<Interface> previous_;
+};
+
+}  // namespace platform

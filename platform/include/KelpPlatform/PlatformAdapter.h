@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "KelpPlatform/MsgBus.h"
+#include "OrvBase/Export.h"
+
+namespace kelp {
+
+/// Permission codes of a session's user, by the kind of client they hold for.
+class IClientPermissionApi {
+ public:
+  virtual ~IClientPermissionApi() = default;
+
+  /// Both false for an unknown or empty session.
+  [[nodiscard]] virtual bool HaveWebClientPermission(const std::string& session, int code) = 0;
+  [[nodiscard]] virtual bool HaveCSClientPermission(const std::string& session, int code) = 0;
+};
+
+/// Cameras and other elements.
+class IElementApi {
+ public:
+  virtual ~IElementApi() = default;
+};
+
+/// Change versions of dictionaries, and the platform's log of failed operations.
+class ISystemAndLogAPI {
+ public:
+  virtual ~ISystemAndLogAPI() = default;
+
+  /// Notes that a resource changed; methods: 0 add, 1 modify, 2 delete. The change gets the next version,
+  /// in commit order.
+  [[nodiscard]] virtual bool AddIncreResouce(int resource_type, std::uint64_t resource_id, int method) = 0;  // sic
+
+  /// Writes a failed operation with its (main, sub) pair; 0 is success. `sub_type` is always -1 and
+  /// `reserved` always empty.
+  [[nodiscard]] virtual int WriteOperatorLog(const std::string& session, int log_type, std::int64_t object_id,
+                                             const std::string& object_name, int sub_type, const std::string& reserved,
+                                             int main_code, int sub_code) = 0;
+};
+
+/// Gives the platform's interfaces. Each result may be empty; the boolean is always true.
+class IPlatformAdapterInterface {
+ public:
+  virtual ~IPlatformAdapterInterface() = default;
+
+  /// The process's adapter; never null. One that gives nothing stands in until one is installed.
+  PLATFORM_API static std::shared_ptr<IPlatformAdapterInterface> Instance();
+
+  virtual void GetMsgBus(std::shared_ptr<IMsgBus>& bus, bool wait) = 0;
+  virtual void GetClientPermissionApi(std::shared_ptr<IClientPermissionApi>& api, bool wait) = 0;
+  [[nodiscard]] virtual std::shared_ptr<IElementApi> GetElementApi(bool wait) = 0;
+  [[nodiscard]] virtual std::shared_ptr<ISystemAndLogAPI> GetSystemAndLogApi(bool wait) = 0;
+};
+
+}  // namespace kelp

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+
+#include "OrvBase/Export.h"
+
+namespace Orv::Base::GuidUtil {
+
+/// A new random (version 4) guid in upper case with hyphens, without braces.
+[[nodiscard]] PLATFORM_API std::string CreateGuid();
+
+}  // namespace Orv::Base::GuidUtil

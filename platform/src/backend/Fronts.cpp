@@ -1,0 +1,126 @@
+#include "Backend.h"
+#include "OrvBase/FileUtil.h"
+#include "TarnPlatform/System.h"
+#include "db_layer/DBLayerForBusiness.h"
+
+namespace {
+
+/// The installed object, or a refusing one of type `Refusing`.
+template <class Interface, class Refusing>
+std::shared_ptr<Interface> InstalledOr() {
+  if (auto installed = platform::Slot<Interface>::Get()) return installed;
+  static const auto refusing = std::make_shared<Refusing>();
+  return refusing;
+}
+
+struct NoDatabase final : kelp::IDBManager {
+  bool Initialize(const std::string&, int, int, bool) override { return false; }
+  void UnInitialize(const std::string&) override {}
+  bool ExecuteNoQuery(const std::string&, int, const std::string&) override { return false; }
+  bool ExecuteNoQueryList(const std::string&, int, const std::list<std::string>&) override { return false; }
+  bool ExecuteQuery(const std::string&, int, const std::string&, const RowReader&) override { return false; }
+};
+
+struct NoThreads final : kelp::IThreadManager {
+  bool CreateMessageLoop(const std::string&) override { return false; }
+  void DestroyMessageLoop(const std::string&) override {}
+  bool CreateMultiMessageLoop(const std::string&, int, int, int) override { return false; }
+  void DestroyMultiMessageLoop(const std::string&) override {}
+};
+
+struct NoLanguage final : kelp::IMultiLanguageMgr {
+  bool Load(const std::string&, const std::string&) override { return false; }
+  void SetLanguage(const std::string&, const std::string&) override {}
+  std::string GetString(const std::string&, const std::string&, const std::string&, const std::string&) override {
+    return {};
+  }
+};
+
+struct NoAdapter final : kelp::IPlatformAdapterInterface {
+  void GetMsgBus(std::shared_ptr<kelp::IMsgBus>& bus, bool) override { bus.reset(); }
+  void GetClientPermissionApi(std::shared_ptr<kelp::IClientPermissionApi>& api, bool) override { api.reset(); }
+  std::shared_ptr<kelp::IElementApi> GetElementApi(bool) override { return nullptr; }
+  std::shared_ptr<kelp::ISystemAndLogAPI> GetSystemAndLogApi(bool) override { return nullptr; }
+};
+
+struct NoComm final : plugin_comm::IPluginCommManager {
+  bool PublishApi(const std::string&, const std::string&, const plugin_comm::ApiCallback&) override { return false; }
+  bool RecoverApi(const std::string&, const std::string&) override { return false; }
+};
+
+}  // namespace
+
+namespace kelp {
+
+std::shared_ptr<IDBManager> IDBManager::Instance() { return InstalledOr<IDBManager, NoDatabase>(); }
+std::shared_ptr<IThreadManager> IThreadManager::Instance() { return InstalledOr<IThreadManager, NoThreads>(); }
+std::shared_ptr<IMultiLanguageMgr> IMultiLanguageMgr::Instance() {
+  return InstalledOr<IMultiLanguageMgr, NoLanguage>();
+}
+std::shared_ptr<IPlatformAdapterInterface> IPlatformAdapterInterface::Instance() {
+  return InstalledOr<IPlatformAdapterInterface, NoAdapter>();
+}
+
+}  // namespace kelp
+
+namespace plugin_comm {
+
+std::shared_ptr<IPluginCommManager> IPluginCommManager::Instance() { return InstalledOr<IPluginCommManager, NoComm>(); }
+
+}  // namespace plugin_comm
+
+namespace TarnPlatform {
+
+bool Authentication::GetUserSession(std::shared_ptr<CUserSession>& out, const std::string& session) {
+  const auto backend = platform::Slot<platform::IAuthenticationBackend>::Get();
+  out = backend ? backend->FindSession(session) : nullptr;
+  return out != nullptr;
+}
+
+bool Authentication::GetUsername(std::string& out, const std::string& session) {
+  std::shared_ptr<CUserSession> found;
+  if (!GetUserSession(found, session)) return false;
+  out = found->GetValUserName();
+  return true;
+}
+
+bool Authentication::GetClientAddress(std::string& out, const std::string& session) {
+  std::shared_ptr<CUserSession> found;
+  if (!GetUserSession(found, session) || found->GetValClientAddress().empty()) return false;
+  out = found->GetValClientAddress();
+  return true;
+}
+
+bool Authentication::IsSuperUser(const std::string& session) {
+  const auto backend = platform::Slot<platform::IAuthenticationBackend>::Get();
+  return backend && backend->IsSuperUser(session);
+}
+
+bool IncreResource::GetIncreResourceBySourceType(std::vector<std::shared_ptr<CIncreResourceStructInterface>>& out,
+                                                 std::uint32_t version, int source_type) {
+  out.clear();
+  const auto backend = platform::Slot<platform::IIncreResourceBackend>::Get();
+  return backend && backend->ChangesAfter(out, version, source_type);
+}
+
+bool Log::WriteLog(const std::string& session, const COperationLogStruct& record) {
+  const auto backend = platform::Slot<platform::ILogBackend>::Get();
+  return backend && backend->WriteLog(session, record);
+}
+
+std::string System::GetSystemGuid() {
+  const auto backend = platform::Slot<platform::ISystemBackend>::Get();
+  return backend ? backend->SystemGuid() : std::string();
+}
+
+}  // namespace TarnPlatform
+
+bool db_layer::CDBLayerForBusiness::GetServerStandardsForDBConnect(int& standard) {
+  const auto backend = platform::Slot<platform::ISystemBackend>::Get();
+  return backend && backend->ServerStandards(standard);
+}
+
+std::string Orv::Base::FileUtil::GetCurExeDirUtf8() {
+  const auto backend = platform::Slot<platform::ISystemBackend>::Get();
+  return backend ? backend->ExecutableDirectory() : std::string("./");
+}
