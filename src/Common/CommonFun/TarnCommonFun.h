@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+
+namespace Evidence {
+
+/// Permission checks shared by the request service and the manager. Stateless; any thread.
+class CTarnCommonFun {
+ public:
+  /// Whether the session's user may change dictionaries under `code`, asked as a web client. The
+  /// empty session is a caller inside the system and passes. False: (0, 10).
+  [[nodiscard]] static bool CheckConfigPermission(const std::string& session, int code);
+
+  /// Whether the session's user may work on evidences under `code`, asked as a CS client. Else as above.
+  [[nodiscard]] static bool CheckOperatePermission(const std::string& session, int code);
+};
+
+/// Codes for CheckConfigPermission.
+inline constexpr int kPermissionAddType = 1423;
+inline constexpr int kPermissionModifyType = 1424;
+inline constexpr int kPermissionDeleteType = 1425;
+
+}  // namespace Evidence

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "OrvBase/Error.h"
+
+namespace Evidence {
+
+/// Sub codes of the plugin's own (main, sub) pairs; main is always 0.
+enum ErrorSubCode : int {
+  kSuccess = 0,
+  /// A needed object is gone, or the operation is not served.
+  kObjectMissing = 1,
+  kBadInput = 2,
+  /// Method not served on the custom attribute route.
+  kMethodNotServedOnCustom = 6,
+  kMethodNotServed = 8,
+  /// No permission, or the platform's log refused a line.
+  kNoPermission = 10,
+  kStatementFailed = 15,
+  kTypeNameRepeated = 9808,
+  kTypeNotFound = 9809,
+  kTooManyTypes = 9810,
+  kNotRunning = 9820,
+  /// Some entries of a list failed.
+  kSomeEntriesFailed = 99999,
+};
+
+/// Sets the thread's last error to (0, sub_code) and returns false, so that a failure is one line.
+[[nodiscard]] inline bool Fail(ErrorSubCode sub_code) {
+  Orv::Base::Error::SetLastError({0, sub_code});
+  return false;
+}
+
+}  // namespace Evidence

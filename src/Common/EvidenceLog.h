@@ -1,0 +1,42 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "Common/PluginConstants.h"
+#include "OrvBase/Log.h"
+
+namespace Evidence {
+
+/// Levels of the log lines.
+enum LogLevel : int { kLogTrace = 2, kLogProgress = 3, kLogAnomaly = 4, kLogFailure = 5, kLogFatal = 6 };
+
+/// The qualified name within a compiler's full signature: "bool Evidence::CFoo::Bar(int)" gives
+/// "Evidence::CFoo::Bar". A lambda has the name of the function around it.
+inline std::string QualifiedFunctionName(std::string_view signature) {
+  int angle_depth = 0;
+  std::size_t begin = 0;
+  for (std::size_t at = 0; at < signature.size(); ++at) {
+    const char c = signature[at];
+    if (c == '<') ++angle_depth;
+    if (c == '>') --angle_depth;
+    if (angle_depth != 0) continue;
+    if (c == '(') return std::string(signature.substr(begin, at - begin));
+    if (c == ' ' || c == '*' || c == '&') begin = at + 1;
+  }
+  return std::string(signature.substr(begin));
+}
+
+}  // namespace Evidence
+
+/// Writes one log line. `text` is one literal that begins with "[%s]" for the function and ends with
+/// "[%s(%d)]" for the source position; the arguments between follow it.
+#define EVIDENCE_LOG(level, text, ...)                                                                         \
+  do {                                                                                                         \
+    if (Orv::Base::details::IsLogLevelOn(level)) {                                                             \
+      Orv::Base::details::ITarnFormatLog(                                                                      \
+          level, ::Evidence::kLogTag, text,                                                                    \
+          ::Evidence::QualifiedFunctionName(__PRETTY_FUNCTION__).c_str() __VA_OPT__(, ) __VA_ARGS__, __FILE__, \
+          __LINE__);                                                                                           \
+    }                                                                                                          \
+  } while (false)

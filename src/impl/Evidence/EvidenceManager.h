@@ -1,0 +1,124 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "KelpPlatform/PlatformAdapter.h"
+#include "OrvBase/Noncopyable.h"
+#include "impl/Evidence/EvidenceRecords.h"
+#include "impl/Evidence/EvidenceSession/IEvidenceMgrDB.h"
+
+namespace Evidence {
+
+/// Writes a line of the platform's log for a change: the names that changed and the log type.
+using LogFunction = std::function<void(const std::vector<std::string>&, int)>;
+
+/// The rules, the limits and the in-memory state. Made once by the module and held for the life of the
+/// library. Every operation may be called on any thread; Initialize and Finalize come on the host's.
+///
+/// Unless said otherwise an operation begins with two tests: outside the running time it fails with
+/// (0, 9820), without a store with (0, 1). A bool is false on failure, with the pair in the thread's last
+/// error. Batches report refused entries in their error list and go on.
+class CEvidenceManager : public Orv::Base::CNoncopyable {
+ public:
+  /// With the store on PostgreSQL. Touches no database.
+  CEvidenceManager();
+  /// With a store of the caller's; an empty one makes every operation fail with (0, 1).
+  explicit CEvidenceManager(std::shared_ptr<IEvidenceMgrDB> store);
+
+  /// Loads the dictionaries and makes the worker loop. After a failed read the loop is made all the same and
+  /// the manager stays closed. A second call on a running manager reloads nothing and asks for the loop again.
+  [[nodiscard]] bool Initialize();
+
+  /// Closes the manager; always true. Calls that passed the entry test go on.
+  bool Finalize();
+
+  // Type
+
+  /// The live types by id, filtered when `filter` is not null, and the page of `page`; page.total receives
+  /// their number before paging. A PageIndex or PageSize of 0 is (0, 2). Needs no store.
+  [[nodiscard]] bool GetEvidenceTypes(std::list<EvidenceTypePtr>& types, page_info& page,
+                                      const std::shared_ptr<_tag_EvidenceAttributeFilterInfo_>& filter);
+
+  /// What changed since a client's version: record n changed by method n (0 add, 1 modify, 2 delete). A
+  /// deleted type has only its id. Needs no store.
+  [[nodiscard]] bool GetIncreEvidenceTypes(std::list<EvidenceTypePtr>& types, std::list<std::int32_t>& methods,
+                                           std::int32_t client_resource_version);
+
+  /// (0, 9809) when there is no such live type.
+  [[nodiscard]] bool GetEvidenceTypeById(EvidenceTypePtr& type, std::int32_t type_id);
+  [[nodiscard]] bool GetEvidenceTypeByName(EvidenceTypePtr& type, const std::string& name);
+
+  /// Changes the dictionary for a session. With `full_set` the list is the whole dictionary: entries with
+  /// id -1 are added, others changed, and live types that are not in the list deleted. Without it every entry
+  /// is changed. A missing permission ends the call; any other failed step does not stop the next.
+  [[nodiscard]] bool SetEvidenceTypes(std::list<ErrorPtr>& errors, const std::list<EvidenceTypePtr>& types,
+                                      const std::string& session, LogFunction log, bool full_set);
+
+  /// Adds entries, whose `type_id` receives their key. False only when the batch as a whole was refused or
+  /// not stored.
+  [[nodiscard]] bool InsertEvidenceTypes(std::list<ErrorPtr>& errors, const std::list<EvidenceTypePtr>& types);
+  [[nodiscard]] bool ModifyEvidenceTypes(std::list<ErrorPtr>& errors, const std::list<EvidenceTypePtr>& types);
+
+  /// Deletes types and takes them out of the evidences that have them; an empty list means all. An id that
+  /// is not there counts as deleted.
+  [[nodiscard]] bool DeleteEvidenceTypes(std::list<ErrorPtr>& errors, const std::list<std::int32_t>& type_ids,
+                                         const LogFunction& log);
+
+  /// The name of a type, live or deleted, from the table.
+  [[nodiscard]] bool QueryEvidenceTypeNameById(std::string& name, std::int32_t type_id);
+
+  // Incre
+
+  /// Tells the platform that an entry of a dictionary changed. Not bound to the running time.
+  bool AddIncreResource(std::int32_t resource_type, std::int64_t resource_id, std::int32_t method);
+
+  // Log
+
+  /// Kinds of built-in entries for GetDataByKey.
+  static constexpr int kTypeNames = 0;
+  static constexpr int kCustomNames = 1;
+
+  /// The localised name of a built-in entry; "" when it has none. Not bound to the running time.
+  [[nodiscard]] std::string GetDataByKey(int kind, std::int32_t id);
+
+ private:
+  [[nodiscard]] bool EntryTest() const;
+
+  // State
+  [[nodiscard]] bool LoadDictionaries();
+  void InitLogKeyMaps();
+  /// Gives each cached built-in entry without a name of its own its localised one; the table keeps none.
+  void NameBuiltInEntries();
+
+  // Type
+  [[nodiscard]] std::list<EvidenceTypePtr> CopyCachedEvidenceTypes();
+  void CacheInsertEvidenceTypes(const std::list<EvidenceTypePtr>& types);
+  void CacheRenameEvidenceTypes(const std::list<EvidenceTypePtr>& types);
+  void CacheRemoveEvidenceTypes(const std::list<EvidenceTypePtr>& types);
+  [[nodiscard]] bool CheckNewType(const _tag_EvidenceType_& type, const std::set<std::string>& accepted_names);
+  [[nodiscard]] bool CheckChangedType(const _tag_EvidenceType_& type, const std::set<std::string>& accepted_names);
+  [[nodiscard]] std::string DisplayName(const _tag_EvidenceType_& type);
+  void NotifyTypes(const std::list<EvidenceTypePtr>& types, std::int32_t method);
+
+  std::map<std::int32_t, EvidenceTypePtr> type_cache_;      ///< guarded by cache_lock_
+  std::map<std::int32_t, EvidenceCustomPtr> custom_cache_;  ///< guarded by cache_lock_
+  std::mutex cache_lock_;
+  const std::shared_ptr<IEvidenceMgrDB> store_;
+  std::atomic<bool> not_running_{true};
+  std::shared_ptr<kelp::IElementApi> element_api_;  ///< set while running
+  std::int32_t upload_thread_count_;
+  std::string upload_loop_key_;
+  std::map<std::int32_t, std::string> type_key_map_;    ///< guarded by cache_lock_
+  std::map<std::int32_t, std::string> custom_key_map_;  ///< guarded by cache_lock_
+};
+
+}  // namespace Evidence

@@ -1,0 +1,104 @@
+#include <ctime>
+
+#include "Common/ErrorCodes.h"
+#include "Common/EvidenceLog.h"
+#include "OrvBase/StringUtil.h"
+#include "OrvBase/TimeUtil.h"
+#include "impl/Evidence/EvidenceSession/EvidenceMgrDB.h"
+#include "impl/Evidence/EvidenceSession/Statement.h"
+
+namespace Evidence {
+
+using Orv::Base::StringUtil::str_fmt;
+using Statement::Quoted;
+
+namespace {
+
+constexpr char kTypeSequence[] = "evidence.evidence_type_id_seq";
+
+}  // namespace
+
+std::int32_t CEvidenceMgrDBByPG::QueryEvidenceTypeSeqID() { return QueryLastSeqID(kTypeSequence); }
+
+constexpr char kSqlReadAllTypes[] = "SELECT * FROM evidence.evidence_type WHERE deleted = 0;";
+
+bool CEvidenceMgrDBByPG::ReadAllEvidenceTypes(std::list<EvidenceTypePtr>& types) {
+  const bool done = Statement::Query(kSqlReadAllTypes, Statement::EachRow([&types](const kelp::IDBResultSet& row) {
+                                       auto type = std::make_shared<_tag_EvidenceType_>();
+                                       type->type_id = row.GetInt("ID");
+                                       type->type_name = row.GetString("name");
+                                       types.push_back(std::move(type));
+                                     }));
+  if (done) return true;
+  EVIDENCE_LOG(kLogFailure, "[%s]Read all evidences from DB failed, sql[%s].[%s(%d)]", kSqlReadAllTypes);
+  return Fail(kStatementFailed);
+}
+
+constexpr char kSqlInsertType[] =
+    "INSERT INTO evidence.evidence_type (ID, name, create_time, deleted) VALUES (%d, '%s', '%s', %d);";
+
+bool CEvidenceMgrDBByPG::InsertEvidenceTypes(const std::list<EvidenceTypePtr>& types) {
+  const std::string now = Statement::UtcStampNow();
+  std::string sqls;
+  for (const auto& type : types) {
+    sqls += str_fmt(kSqlInsertType, type->type_id, Quoted(type->type_name).c_str(), now.c_str(), 0);
+  }
+  if (Statement::Execute(sqls)) return true;
+  EVIDENCE_LOG(kLogFailure, "[%s]Insert evidence type failed, sqls[%s].[%s(%d)]", sqls.c_str());
+  return Fail(kStatementFailed);
+}
+
+constexpr char kSqlUpdateType[] = "UPDATE evidence.evidence_type SET name = '%s', update_time = '%s' WHERE id = %d;";
+
+bool CEvidenceMgrDBByPG::UpdateEvidenceTypes(const std::list<EvidenceTypePtr>& types) {
+  const std::string now = Statement::UtcStampNow();
+  std::string sqls;
+  for (const auto& type : types) {
+    sqls += str_fmt(kSqlUpdateType, Quoted(type->type_name).c_str(), now.c_str(), type->type_id);
+  }
+  if (Statement::Execute(sqls)) return true;
+  EVIDENCE_LOG(kLogFailure, "[%s]Update evidence type failed, sqls[%s].[%s(%d)]", sqls.c_str());
+  return Fail(kStatementFailed);
+}
+
+constexpr char kSqlDeleteType[] = "UPDATE evidence.evidence_type SET deleted = 1 WHERE id = %d;";
+
+bool CEvidenceMgrDBByPG::DeleteEvidenceTypes(const std::list<std::int32_t>& type_ids) {
+  std::string sqls;
+  for (const std::int32_t id : type_ids)
+    sqls += str_fmt(kSqlDeleteType, id);
+  if (Statement::Execute(sqls)) return true;
+  EVIDENCE_LOG(kLogFailure, "[%s]Delete evidence type failed, sqls[%s].[%s(%d)]", sqls.c_str());
+  return Fail(kStatementFailed);
+}
+
+constexpr char kSqlTypeById[] = "SELECT * FROM evidence.evidence_type WHERE ID = %d";
+
+bool CEvidenceMgrDBByPG::QueryEvidenceTypeNameById(std::string& name, std::int32_t type_id) {
+  name.clear();
+  const bool done = Statement::Query(str_fmt(kSqlTypeById, type_id), [&name](const kelp::IDBResultSet* rows) {
+    if (rows != nullptr && !rows->IsEof()) name = rows->GetString("name");
+  });
+  if (done) return true;
+  EVIDENCE_LOG(kLogFailure, "[%s]Get evidence type failed, id[%d].[%s(%d)]", type_id);
+  return Fail(kStatementFailed);
+}
+
+constexpr char kSqlClearTypeInEvidence[] =
+    "UPDATE evidence.evidence SET evidence_type_id = -1, update_time = '%s', local_update_time = '%s' WHERE deleted = "
+    "0 AND evidence_type_id IN (%s);";
+
+bool CEvidenceMgrDBByPG::DeleteEvidenceTypeInEvidence(const std::vector<std::int32_t>& type_ids) {
+  if (type_ids.empty()) return true;
+  const std::time_t now = std::time(nullptr);
+  int offset_minutes = 0;
+  const std::string local = Orv::Base::TimeUtil::TimeT2LocalTime(now, offset_minutes);
+  const std::string utc = Orv::Base::TimeUtil::TimeT2StrUTCTimeStamp(now);
+  const std::string sql = str_fmt(kSqlClearTypeInEvidence, Quoted(utc).c_str(), Quoted(local).c_str(),
+                                  Statement::CommaList(type_ids).c_str());
+  if (Statement::Execute(sql)) return true;
+  EVIDENCE_LOG(kLogFailure, "[%s]Update evidence failed, sql[%s].[%s(%d)]", sql.c_str());
+  return Fail(kStatementFailed);
+}
+
+}  // namespace Evidence

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <memory>
+#include <utility>
+
+#include "Common/ErrorCodes.h"
+#include "OrvBase/Noncopyable.h"
+#include "impl/Evidence/EvidenceManager.h"
+
+namespace Evidence {
+
+/// The manager as the request service sees it: each operation is the manager's of the same name, result
+/// and errors unchanged. When the manager is gone, (0, 1) and the result 0 (false). No state, any thread.
+class CEvidenceUserInterface : public Orv::Base::CNoncopyable {
+ public:
+  explicit CEvidenceUserInterface(std::weak_ptr<CEvidenceManager> manager) : manager_(std::move(manager)) {}
+
+#define EVIDENCE_FORWARD(operation)                                                             \
+  template <class... Args>                                                                      \
+  auto operation(Args&&... args) const {                                                        \
+    return Call([&](auto& manager) { return manager.operation(std::forward<Args>(args)...); }); \
+  }
+
+  // Evidence
+  EVIDENCE_FORWARD(AddEvidence)
+  EVIDENCE_FORWARD(UpdateEvidence)
+  EVIDENCE_FORWARD(UpdateEvidences)
+  EVIDENCE_FORWARD(GetEvidenceByID)
+  EVIDENCE_FORWARD(GetEvidenceByIDs)
+  EVIDENCE_FORWARD(DelEvidences)
+  // Query
+  EVIDENCE_FORWARD(QueryEvidences)
+  // File; QueryEvidenceFiles has two forms
+  EVIDENCE_FORWARD(InsertEvidenceFiles)
+  EVIDENCE_FORWARD(UpdateEvidenceFiles)
+  EVIDENCE_FORWARD(GetEvidenceFileByFileID)
+  EVIDENCE_FORWARD(QueryEvidenceFiles)
+  // Type
+  EVIDENCE_FORWARD(GetEvidenceTypes)
+  EVIDENCE_FORWARD(GetIncreEvidenceTypes)
+  EVIDENCE_FORWARD(GetEvidenceTypeById)
+  EVIDENCE_FORWARD(SetEvidenceTypes)
+  EVIDENCE_FORWARD(DeleteEvidenceTypes)
+  // Custom
+  EVIDENCE_FORWARD(GetEvidenceCustoms)
+  EVIDENCE_FORWARD(GetIncreEvidenceCustoms)
+  EVIDENCE_FORWARD(SetEvidenceCustoms)
+  // Log
+  EVIDENCE_FORWARD(QueryEvidenceTypeNameById)
+  EVIDENCE_FORWARD(WriteEvidenceLog)
+  EVIDENCE_FORWARD(GetEvidenceLog)
+
+#undef EVIDENCE_FORWARD
+
+ private:
+  template <class Operation>
+  auto Call(Operation operation) const -> decltype(operation(std::declval<CEvidenceManager&>())) {
+    const auto manager = manager_.lock();
+    if (manager) return operation(*manager);
+    Orv::Base::Error::SetLastError({0, kObjectMissing});
+    return {};
+  }
+
+  const std::weak_ptr<CEvidenceManager> manager_;
+};
+
+}  // namespace Evidence

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <array>
+
+#include "usrservice/UsrServiceEvidence.h"
+
+/// What each dispatcher does by method, as data.
+namespace Evidence {
+
+inline constexpr int kMethodCount = 4;
+
+using Handler = bool (CUsrServiceEvidence::*)(kelp::SHttpResponse&, const kelp::SHttpRequest&);
+
+struct Action {
+  enum class Kind {
+    kReject,          ///< (0, 8) in an answer
+    kRejectSilently,  ///< (0, 6) without an answer
+    kHandle,          ///< the handler, which leaves the answer empty when it must
+    kPending,         ///< not built yet: (0, 1) in an answer
+  };
+  Kind kind;
+  Handler handler = nullptr;
+};
+
+struct Dispatcher {
+  enum class Ids { kAny, kOne, kOneOnGet };
+  /// How many ids the path must hold; another number is (0, 2), whatever the method.
+  Ids ids;
+  /// By method code: PUT, POST, DELETE, GET. Any other method does nothing.
+  std::array<Action, kMethodCount> actions;
+};
+
+inline constexpr Action kReject{Action::Kind::kReject};
+inline constexpr Action kRejectSilently{Action::Kind::kRejectSilently};
+inline constexpr Action kPending{Action::Kind::kPending};
+constexpr Action Handle(Handler handler) { return {Action::Kind::kHandle, handler}; }
+
+inline constexpr Dispatcher kTypeDispatcher{Dispatcher::Ids::kAny,
+                                            {Handle(&CUsrServiceEvidence::ProcEvidenceTypePut), kReject, kReject,
+                                             Handle(&CUsrServiceEvidence::ProcEvidenceTypeGet)}};
+inline constexpr Dispatcher kTypeIdDispatcher{
+    Dispatcher::Ids::kOne,
+    {Handle(&CUsrServiceEvidence::ProcEvidenceTypeIDPut), kReject,
+     Handle(&CUsrServiceEvidence::ProcEvidenceTypeIDDelete), Handle(&CUsrServiceEvidence::ProcEvidenceTypeIDGet)}};
+inline constexpr Dispatcher kEvidenceDispatcher{Dispatcher::Ids::kAny, {kPending, kPending, kPending, kPending}};
+inline constexpr Dispatcher kEvidenceIdDispatcher{Dispatcher::Ids::kOne, {kPending, kReject, kPending, kPending}};
+inline constexpr Dispatcher kCustomDispatcher{Dispatcher::Ids::kAny,
+                                              {kPending, kRejectSilently, kRejectSilently, kPending}};
+inline constexpr Dispatcher kFilesDispatcher{Dispatcher::Ids::kOne, {kReject, kPending, kReject, kReject}};
+inline constexpr Dispatcher kGuidDispatcher{Dispatcher::Ids::kAny, {kReject, kReject, kReject, kPending}};
+inline constexpr Dispatcher kOperationLogDispatcher{Dispatcher::Ids::kOneOnGet, {kReject, kPending, kReject, kPending}};
+inline constexpr Dispatcher kBatchLinksDispatcher{Dispatcher::Ids::kAny, {kPending, kPending, kReject, kReject}};
+
+}  // namespace Evidence

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "KelpUtils/RapidJsonProto.h"
+
+/// What the messages of namespace pdu are read and written with. They count list elements from 0 and
+/// write signed numbers.
+namespace pdu {
+
+using Node = kelp::CRapidJsonProto::Node;
+
+/// The path of element `n`, from 0, of the list at `list_path`.
+inline std::string ElementPath(const std::string& list_path, int n) { return list_path + "/" + std::to_string(n); }
+
+/// The two codes and the text that every answer of this family begins with.
+struct Status {
+  std::int32_t main_code = 0;
+  std::int32_t sub_code = 0;
+  std::string cascading_error_info;
+};
+
+/// Opens an answer at `root` ("/ResponseStatus"): the codes and `CascadingErrorInfo`, which is "" when empty. Null
+/// when the root cannot be made.
+Node* BeginResponse(kelp::CRapidJsonProto& proto, const std::string& root, const Status& status);
+
+/// The answer's `Data`, `{}` until it has children; null when `root` is.
+Node* AddData(kelp::CRapidJsonProto& proto, Node* root);
+
+}  // namespace pdu
