@@ -5,6 +5,8 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "Backend.h"
 
@@ -30,10 +32,17 @@ PLATFORM_API std::shared_ptr<kelp::IMultiLanguageMgr> MakeMultiLanguageMgr();
 /// plugin_comm::IPluginCommManager inside this process.
 PLATFORM_API std::shared_ptr<plugin_comm::IPluginCommManager> MakePluginCommManager();
 
-/// Routes as the plugins registered them. Paths are compared by segments; a segment "ID" stands for a decimal
-/// 32-bit number.
+/// Routes as the plugins registered them. Paths are compared by segments, so that "/A/" is another path than "/A"; a
+/// segment "ID" stands for a decimal 32-bit number. A registration is refused when the url does not begin
+/// with "/", the callback is empty, or the method is already registered there. The callback of a url is that of
+/// its first registration. All operations may be called on any thread.
 class IRouteTable : public kelp::IMsgBus {
  public:
+  struct Registration {
+    int method_code = 0;
+    int route_mode = 0;
+    std::string capability;
+  };
   struct Match {
     kelp::UrlCallback callback;
     std::vector<std::int32_t> url_ids;
@@ -41,6 +50,8 @@ class IRouteTable : public kelp::IMsgBus {
   /// The callback of `path` with the numbers at its ID segments; none when no route has that path. A
   /// path of words wins over one with ID.
   virtual std::optional<Match> Find(std::string_view path) const = 0;
+  /// What was registered at `url`, in the order of the method codes.
+  virtual std::vector<Registration> RegistrationsOf(const std::string& url) const = 0;
 };
 PLATFORM_API std::shared_ptr<IRouteTable> MakeRouteTable();
 
@@ -54,6 +65,8 @@ PLATFORM_API std::shared_ptr<ILogBackend> MakeLogBackend();
 /// Lines to a file (or to standard error when `path` is empty), asynchronous over a bounded queue: when
 /// it is full the oldest lines are given up, and their number is reported. A line break inside a text is
 /// followed by a TAB, so that no text can begin a line of its own.
+/// A line reads "<UTC time with milliseconds>Z <level> <tag> <text>". Null when the file cannot be opened. The sink's
+/// end writes what is queued.
 PLATFORM_API std::shared_ptr<ILogSink> MakeFileLogSink(const std::string& path, std::size_t queue_lines);
 
 }  // namespace platform

@@ -15,7 +15,7 @@ namespace kelp {
 /// A path starts with "/" and joins key names with "/"; empty segments are passed over, so "/A/" means
 /// "/A". An element of a list is named in two ways: "/List[1]" counts from 1, "/List/0" counts from 0. On a value that
 /// is no list, [1] and /0 mean that value, so that one object serves as a list of one. Keys are matched exactly; of
-/// equal keys the first wins.
+/// equal keys the first wins; a key "0" of an object comes before the object as a list of one.
 class PLATFORM_API CRapidJsonProto : public Orv::Base::CNoncopyable {
  public:
   /// A value under construction. Handles live as long as the document.
@@ -28,8 +28,8 @@ class PLATFORM_API CRapidJsonProto : public Orv::Base::CNoncopyable {
   ~CRapidJsonProto();
 
   /// Parses `text`. False, with an empty document, when it is not exactly one JSON value, not valid
-  /// UTF-8, nested deeper than `kMaxDepth`, or holds a number too large for a double. Takes no
-  /// stack in proportion to the text.
+  /// UTF-8, nested deeper than `kMaxDepth`, or holds a number beyond the range of a double, too
+  /// large or too close to zero. Takes no stack in proportion to the text.
   [[nodiscard]] bool set_str(const std::string& text);
 
   /// The document as compact JSON; "" when there is none.

@@ -6,7 +6,8 @@
 
 namespace Orv::Base::GuidUtil {
 
-/// A new random (version 4) guid in upper case with hyphens, without braces.
+/// A new random (version 4) guid in upper case with hyphens, without braces; "" when the system gives
+/// no random numbers.
 [[nodiscard]] PLATFORM_API std::string CreateGuid();
 
 }  // namespace Orv::Base::GuidUtil

@@ -23,7 +23,7 @@ inline constexpr int kCodePageUtf8 = 65001;
 /// again at what was put in. An empty `from` changes nothing.
 [[nodiscard]] PLATFORM_API std::string StringReplace(std::string_view text, std::string_view from, std::string_view to);
 
-/// Whether `text` holds a control character other than TAB, LF and CR, U+007F, or is not valid UTF-8.
+/// Whether `text` holds a control character below U+0020 other than TAB, LF and CR, U+007F, or is not valid UTF-8.
 /// Quotes and other punctuation are legal.
 [[nodiscard]] PLATFORM_API bool ContainsIllegalCharacters(std::string_view text);
 

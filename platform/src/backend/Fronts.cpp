@@ -46,6 +46,11 @@ struct NoAdapter final : kelp::IPlatformAdapterInterface {
 struct NoComm final : plugin_comm::IPluginCommManager {
   bool PublishApi(const std::string&, const std::string&, const plugin_comm::ApiCallback&) override { return false; }
   bool RecoverApi(const std::string&, const std::string&) override { return false; }
+  bool Request(const std::string&, const std::shared_ptr<plugin_comm::IPluginCommData>&,
+               std::shared_ptr<plugin_comm::IPluginCommData>& response) override {
+    response.reset();
+    return false;
+  }
 };
 
 }  // namespace

@@ -1,0 +1,19 @@
+-- The role the running program uses: it reads, adds and changes rows, and nothing else. History can be
+-- added to and read, never changed.
+
+-- A role belongs to the whole server, so another database's set-up may have made it, even a moment ago.
+DO $$
+BEGIN
+  IF NOT EXISTS (SELECT FROM pg_catalog.pg_roles WHERE rolname = 'evidence_app') THEN
+    CREATE ROLE evidence_app LOGIN;
+  END IF;
+EXCEPTION
+  WHEN duplicate_object OR unique_violation THEN NULL;
+END
+$$;
+
+GRANT USAGE ON SCHEMA platform, evidence TO evidence_app;
+GRANT SELECT, INSERT, UPDATE ON ALL TABLES IN SCHEMA platform, evidence TO evidence_app;
+GRANT USAGE ON ALL SEQUENCES IN SCHEMA platform, evidence TO evidence_app;
+REVOKE UPDATE ON platform.operation_log, evidence.operation_log FROM evidence_app;
+REVOKE INSERT, UPDATE ON platform.schema_version, platform.system FROM evidence_app;

@@ -1,0 +1,116 @@
+#include <algorithm>
+#include <map>
+#include <mutex>
+#include <shared_mutex>
+#include <string_view>
+#include <utility>
+
+#include "KelpUtils/Path.h"
+#include "RealBackends.h"
+
+namespace platform {
+namespace {
+
+constexpr std::string_view kIdSegment = "ID";
+
+/// The segments of a path behind its first "/"; "/A/" has the two segments "A" and "".
+using Segments = std::vector<std::string>;
+
+/// Orders routes so that of two that have the same path the one with a word comes before the one with ID.
+struct WordsBeforeId {
+  bool operator()(const Segments& a, const Segments& b) const {
+    return std::lexicographical_compare(
+        a.begin(), a.end(), b.begin(), b.end(), [](const std::string& x, const std::string& y) {
+          return std::pair(x == kIdSegment, std::string_view(x)) < std::pair(y == kIdSegment, std::string_view(y));
+        });
+  }
+};
+
+Segments SegmentsOf(std::string_view path) {
+  Segments segments;
+  while (path.starts_with('/')) {
+    path.remove_prefix(1);
+    segments.emplace_back(path.substr(0, path.find('/')));
+    path.remove_prefix(segments.back().size());
+  }
+  return segments;
+}
+
+/// Whether `path` is the route's, with the numbers at its ID segments. Looks at no more of the path than the
+/// route has segments.
+bool Matches(const Segments& route, std::string_view path, std::vector<std::int32_t>& url_ids) {
+  for (const std::string& expected : route) {
+    if (!path.starts_with('/')) return false;
+    path.remove_prefix(1);
+    const std::string_view segment = path.substr(0, path.find('/'));
+    path.remove_prefix(segment.size());
+    if (expected == kIdSegment) {
+      std::int32_t id = 0;
+      if (!kelp::ReadDecimal(segment, id)) return false;
+      url_ids.push_back(id);
+    } else if (segment != expected) {
+      return false;
+    }
+  }
+  return path.empty();
+}
+
+class RouteTable final : public IRouteTable {
+ public:
+  bool RegisterUrl(const std::string& url, int method_code, int route_mode,
+                   const kelp::UrlCallback& callback) override {
+    return RegisterUrlWithCapability(url, method_code, route_mode, callback, {});
+  }
+
+  bool RegisterUrlWithCapability(const std::string& url, int method_code, int route_mode,
+                                 const kelp::UrlCallback& callback, const std::string& capability) override {
+    if (!url.starts_with('/') || !callback) return false;
+    const std::unique_lock lock(mutex_);
+    Route& route = routes_[SegmentsOf(url)];
+    if (!route.registrations.try_emplace(method_code, Registration{method_code, route_mode, capability}).second)
+      return false;
+    if (!route.callback) route.callback = callback;
+    return true;
+  }
+
+  bool UnRegisterUrl(const std::string& url) override {
+    if (!url.starts_with('/')) return false;
+    const std::unique_lock lock(mutex_);
+    return routes_.erase(SegmentsOf(url)) == 1;
+  }
+
+  std::optional<Match> Find(std::string_view path) const override {
+    const std::shared_lock lock(mutex_);
+    for (const auto& [segments, route] : routes_) {
+      std::vector<std::int32_t> url_ids;
+      if (Matches(segments, path, url_ids)) return Match{route.callback, std::move(url_ids)};
+    }
+    return std::nullopt;
+  }
+
+  std::vector<Registration> RegistrationsOf(const std::string& url) const override {
+    const std::shared_lock lock(mutex_);
+    std::vector<Registration> registrations;
+    const auto found = routes_.find(SegmentsOf(url));
+    if (found == routes_.end()) return registrations;
+    for (const auto& [method_code, registration] : found->second.registrations)
+      registrations.push_back(registration);
+    return registrations;
+  }
+
+ private:
+  struct Route {
+    /// Of the first registration: it decides about methods itself.
+    kelp::UrlCallback callback;
+    std::map<int, Registration> registrations;
+  };
+
+  mutable std::shared_mutex mutex_;
+  std::map<Segments, Route, WordsBeforeId> routes_;
+};
+
+}  // namespace
+
+std::shared_ptr<IRouteTable> MakeRouteTable() { return std::make_shared<RouteTable>(); }
+
+}  // namespace platform

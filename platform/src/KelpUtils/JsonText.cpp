@@ -1,0 +1,91 @@
+#include "KelpUtils/JsonText.h"
+
+#include <rapidjson/reader.h>
+
+#include <cstdint>
+#include <string_view>
+
+#include "KelpUtils/Path.h"
+#include "OrvBase/Utf8.h"
+
+namespace kelp {
+namespace {
+
+using rapidjson::SizeType;
+
+bool IsValidUtf8(std::string_view text) {
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t length = Orv::Base::Utf8::SequenceLength(text, at);
+    if (length == 0) return false;
+    at += length;
+  }
+  return true;
+}
+
+/// Hands the reader's events on to the document and stops at what the document must not hold.
+class GuardingHandler {
+ public:
+  GuardingHandler(rapidjson::Document& target, int max_depth) : target_(target), depth_left_(max_depth) {}
+
+  bool Null() { return target_.Null(); }
+  bool Bool(bool value) { return target_.Bool(value); }
+  bool Int(int) { return false; }
+  bool Uint(unsigned) { return false; }
+  bool Int64(std::int64_t) { return false; }
+  bool Uint64(std::uint64_t) { return false; }
+  bool Double(double) { return false; }
+
+  /// The only event for numbers. The reader's own conversion overflows on extreme exponents.
+  bool RawNumber(const char* text, SizeType length, bool) {
+    const std::string_view digits(text, length);
+    std::int64_t whole = 0;
+    if (ReadDecimal(digits, whole)) return target_.Int64(whole);
+    std::uint64_t large = 0;
+    if (ReadDecimal(digits, large)) return target_.Uint64(large);
+    double real = 0;
+    return ReadDecimal(digits, real) && target_.Double(real);
+  }
+
+  bool String(const char* text, SizeType length, bool copy) {
+    return IsValidUtf8({text, length}) && target_.String(text, length, copy);
+  }
+  bool Key(const char* text, SizeType length, bool copy) {
+    return IsValidUtf8({text, length}) && target_.Key(text, length, copy);
+  }
+
+  bool StartObject() { return --depth_left_ >= 0 && target_.StartObject(); }
+  bool StartArray() { return --depth_left_ >= 0 && target_.StartArray(); }
+  bool EndObject(SizeType count) {
+    ++depth_left_;
+    return target_.EndObject(count);
+  }
+  bool EndArray(SizeType count) {
+    ++depth_left_;
+    return target_.EndArray(count);
+  }
+
+ private:
+  rapidjson::Document& target_;
+  int depth_left_;
+};
+
+constexpr unsigned kParseFlags =
+    rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag | rapidjson::kParseNumbersAsStringsFlag;
+
+}  // namespace
+
+bool ParseJsonText(const std::string& text, int max_depth, rapidjson::Document& out) {
+  // The reader takes a NUL byte for the end of the text.
+  if (text.find('\0') != std::string::npos) return false;
+  bool parsed = false;
+  const auto read = [&](rapidjson::Document& target) {
+    GuardingHandler handler(target, max_depth);
+    rapidjson::StringStream stream(text.c_str());
+    parsed = !rapidjson::Reader().Parse<kParseFlags>(stream, handler).IsError();
+    return parsed;
+  };
+  out.Populate(read);
+  return parsed;
+}
+
+}  // namespace kelp

@@ -1,0 +1,55 @@
+#include "OrvBase/Log.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdarg>
+
+#include "Backend.h"
+#include "OrvBase/Error.h"
+#include "OrvBase/Format.h"
+
+namespace {
+
+constexpr int kDefaultThreshold = 3;
+
+std::atomic<int> threshold{kDefaultThreshold};
+
+/// Callers log between a failed call and the look at why it failed.
+class FailureStateKeeper {
+ public:
+  FailureStateKeeper() = default;
+  ~FailureStateKeeper() {
+    Orv::Base::Error::SetLastError(last_error_);
+    errno = errno_;
+  }
+  FailureStateKeeper(const FailureStateKeeper&) = delete;
+  FailureStateKeeper& operator=(const FailureStateKeeper&) = delete;
+
+ private:
+  int errno_ = errno;
+  Orv::Base::Error::ErrorCode last_error_ = Orv::Base::Error::GetLastError();
+};
+
+}  // namespace
+
+void platform::SetLogThreshold(int level) { threshold.store(level, std::memory_order_relaxed); }
+
+namespace Orv::Base::details {
+
+bool IsLogLevelOn(int level) { return level >= threshold.load(std::memory_order_relaxed); }
+
+void ITarnFormatLog(int level, const char* tag, const char* format, ...) {
+  if (!IsLogLevelOn(level)) return;
+  const FailureStateKeeper keeper;
+  std::va_list arguments;
+  va_start(arguments, format);
+  try {
+    if (const auto sink = platform::Slot<platform::ILogSink>::Get())
+      sink->Write(level, tag, FormatList(format, arguments));
+  } catch (...) {
+    // A line that cannot be written is lost: there is no second place to report it to.
+  }
+  va_end(arguments);
+}
+
+}  // namespace Orv::Base::details

@@ -1,0 +1,120 @@
+#pragma once
+
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "OrvBase/Utf8.h"
+
+namespace xmlpacket {
+
+/// Renders a tree of nodes as compact JSON, always valid: bytes that are no UTF-8 become U+FFFD, and a number that is
+/// none is written as text. A `Node` has `name_`, `value_`, `children_` (pointers to nodes), `value_kind`,
+/// `repeat` and `is_object`, with the meaning that JsonNode gives them. Keeps its own stack, so that a
+/// deep tree takes no call stack.
+class JsonNodeWriter {
+ public:
+  /// `{"<name>":<value>}`.
+  template <class Node>
+  static std::string Named(const Node& node) {
+    JsonNodeWriter writer;
+    writer.out_.StartObject();
+    writer.WriteKey(node.name_);
+    writer.WriteTree(node);
+    writer.out_.EndObject();
+    return writer.Text();
+  }
+
+  /// The value alone.
+  template <class Node>
+  static std::string Value(const Node& node) {
+    JsonNodeWriter writer;
+    writer.WriteTree(node);
+    return writer.Text();
+  }
+
+ private:
+  enum class Action { kMember, kListStart, kValue, kListEnd, kObjectEnd };
+
+  template <class Node>
+  struct Step {
+    Action action;
+    const Node* node;
+  };
+
+  template <class Node>
+  void WriteTree(const Node& root) {
+    std::vector<Step<Node>> pending{{Action::kValue, &root}};
+    while (!pending.empty()) {
+      const Step<Node> step = pending.back();
+      pending.pop_back();
+      switch (step.action) {
+        case Action::kMember:
+          WriteKey(step.node->name_);
+          WriteValue(*step.node, pending);
+          break;
+        case Action::kListStart:
+          WriteKey(step.node->name_);
+          out_.StartArray();
+          break;
+        case Action::kValue:
+          WriteValue(*step.node, pending);
+          break;
+        case Action::kListEnd:
+          out_.EndArray();
+          break;
+        case Action::kObjectEnd:
+          out_.EndObject();
+          break;
+      }
+    }
+  }
+
+  template <class Node>
+  void WriteValue(const Node& node, std::vector<Step<Node>>& pending) {
+    if (node.children_.empty() && !node.is_object) {
+      WriteScalar(node.value_, node.value_kind == kBareNumber);
+      return;
+    }
+    out_.StartObject();
+    const std::vector<Step<Node>> steps = StepsOf(node);
+    pending.insert(pending.end(), steps.rbegin(), steps.rend());
+  }
+
+  template <class Node>
+  static std::vector<Step<Node>> StepsOf(const Node& node) {
+    std::unordered_map<std::string_view, std::vector<const Node*>> lists;
+    for (const auto& child : node.children_) {
+      if (child->repeat) lists[child->name_].push_back(&*child);
+    }
+    std::vector<Step<Node>> steps;
+    for (const auto& child : node.children_) {
+      if (!child->repeat) {
+        steps.push_back({Action::kMember, &*child});
+      } else if (const auto list = lists.extract(child->name_)) {
+        steps.push_back({Action::kListStart, &*child});
+        for (const Node* element : list.mapped())
+          steps.push_back({Action::kValue, element});
+        steps.push_back({Action::kListEnd, nullptr});
+      }
+    }
+    steps.push_back({Action::kObjectEnd, nullptr});
+    return steps;
+  }
+
+  static constexpr int kBareNumber = 1;
+
+  void WriteKey(const std::string& name);
+  void WriteScalar(const std::string& value, bool bare_number);
+  std::string Text() const { return {buffer_.GetString(), buffer_.GetSize()}; }
+
+  rapidjson::StringBuffer buffer_;
+  rapidjson::Writer<rapidjson::StringBuffer> out_{buffer_};
+};
+
+}  // namespace xmlpacket
