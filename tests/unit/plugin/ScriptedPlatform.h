@@ -1,0 +1,330 @@
+#pragma once
+
+#include <algorithm>
+#include <functional>
+#include <list>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "Backend.h"
+#include "KelpPlatform/PlatformAdapter.h"
+
+/// A platform whose every answer a test scripts, and which notes every call in order.
+namespace scripted {
+
+/// The calls of all scripted objects in the order in which they came.
+using Calls = std::vector<std::string>;
+
+struct LogLine {
+  int level;
+  std::string tag;
+  std::string text;
+};
+
+class Sink final : public platform::ILogSink {
+ public:
+  void Write(int level, std::string_view tag, std::string_view text) override {
+    const std::lock_guard lock(mutex_);
+    lines_.push_back({level, std::string(tag), std::string(text)});
+  }
+  std::vector<LogLine> Lines() const {
+    const std::lock_guard lock(mutex_);
+    return lines_;
+  }
+  /// Whether a line of this level holds the part, a function name included.
+  bool Has(int level, const std::string& part) const {
+    return std::ranges::any_of(
+        Lines(), [&](const LogLine& line) { return line.level == level && line.text.find(part) != std::string::npos; });
+  }
+  void Clear() {
+    const std::lock_guard lock(mutex_);
+    lines_.clear();
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<LogLine> lines_;
+};
+
+using Row = std::map<std::string, std::string>;
+
+class ResultSet final : public kelp::IDBResultSet {
+ public:
+  explicit ResultSet(std::vector<Row> rows) : rows_(std::move(rows)) {}
+  bool IsEof() const override { return at_ >= rows_.size(); }
+  void Next() override { ++at_; }
+  int GetInt(const std::string& column) const override {
+    const std::string text = GetString(column);
+    return text.empty() ? 0 : std::stoi(text);
+  }
+  std::string GetString(const std::string& column) const override {
+    if (IsEof()) return {};
+    const auto found = rows_[at_].find(column);
+    return found == rows_[at_].end() ? std::string() : found->second;
+  }
+  int GetIntByIndex(int) const override { return IsEof() ? 0 : std::stoi(rows_[at_].begin()->second); }
+
+ private:
+  std::vector<Row> rows_;
+  std::size_t at_ = 0;
+};
+
+/// Answers statements from `answer`; nothing is a failure.
+class Database final : public kelp::IDBManager {
+ public:
+  explicit Database(Calls& calls) : calls_(calls) {}
+
+  bool initialize = true;
+  bool null_cursor = false;
+  /// Rows of a query, or of a statement (then only whether it succeeds counts).
+  std::function<std::optional<std::vector<Row>>(const std::string&)> answer = [](const std::string&) {
+    return std::vector<Row>();
+  };
+  /// Every text that was sent, in order.
+  std::vector<std::string> sent;
+
+  bool Initialize(const std::string& id, int config, int log, bool now) override {
+    calls_.push_back("db init " + id + " " + std::to_string(config) + " " + std::to_string(log) + (now ? " now" : ""));
+    return initialize;
+  }
+  void UnInitialize(const std::string& id) override { calls_.push_back("db uninit " + id); }
+  bool ExecuteNoQuery(const std::string& id, int connection_class, const std::string& sql) override {
+    return Send(id, connection_class, sql).has_value();
+  }
+  bool ExecuteNoQueryList(const std::string&, int, const std::list<std::string>&) override { return false; }
+  bool ExecuteQuery(const std::string& id, int connection_class, const std::string& sql,
+                    const RowReader& reader) override {
+    const auto rows = Send(id, connection_class, sql);
+    if (!rows) return false;
+    ResultSet cursor(*rows);
+    reader(null_cursor ? nullptr : &cursor);
+    return true;
+  }
+
+ private:
+  std::optional<std::vector<Row>> Send(const std::string& id, int connection_class, const std::string& sql) {
+    if (id != "casefile.s" || connection_class != kConfigClass) return std::nullopt;
+    sent.push_back(sql);
+    return answer(sql);
+  }
+
+  Calls& calls_;
+};
+
+class Threads final : public kelp::IThreadManager {
+ public:
+  explicit Threads(Calls& calls) : calls_(calls) {}
+  std::set<std::string> refused;
+  bool CreateMessageLoop(const std::string& key) override {
+    calls_.push_back("loop " + key);
+    return !refused.contains(key);
+  }
+  void DestroyMessageLoop(const std::string& key) override { calls_.push_back("end loop " + key); }
+  bool CreateMultiMessageLoop(const std::string& key, int queues, int threads, int priority) override {
+    calls_.push_back("multi loop " + key + " " + std::to_string(queues) + " " + std::to_string(threads) + " " +
+                     std::to_string(priority));
+    return !refused.contains(key);
+  }
+  void DestroyMultiMessageLoop(const std::string& key) override { calls_.push_back("end multi loop " + key); }
+
+ private:
+  Calls& calls_;
+};
+
+class Language final : public kelp::IMultiLanguageMgr {
+ public:
+  explicit Language(Calls& calls) : calls_(calls) {}
+  bool load = true;
+  std::map<std::string, std::string> texts;  ///< by "module/language/section/key"
+  bool Load(const std::string& module, const std::string& directory) override {
+    calls_.push_back("language load " + module + " " + directory);
+    return load;
+  }
+  void SetLanguage(const std::string& module, const std::string& language) override {
+    calls_.push_back("language set " + module + " " + language);
+  }
+  std::string GetString(const std::string& module, const std::string& key, const std::string& language,
+                        const std::string& section) override {
+    return texts[module + "/" + language + "/" + section + "/" + key];
+  }
+
+ private:
+  Calls& calls_;
+};
+
+struct Registration {
+  std::string url;
+  int method_code;
+  int route_mode;
+  std::string capability;
+};
+
+class Bus final : public kelp::IMsgBus {
+ public:
+  explicit Bus(Calls& calls) : calls_(calls) {}
+  std::vector<Registration> registrations;
+  std::vector<std::string> removed;
+  std::map<std::string, kelp::UrlCallback> callbacks;
+
+  bool RegisterUrl(const std::string& url, int method, int mode, const kelp::UrlCallback& callback) override {
+    return RegisterUrlWithCapability(url, method, mode, callback, std::string());
+  }
+  bool RegisterUrlWithCapability(const std::string& url, int method, int mode, const kelp::UrlCallback& callback,
+                                 const std::string& capability) override {
+    if (registrations.empty()) calls_.push_back("routes");
+    registrations.push_back({url, method, mode, capability});
+    callbacks[url] = callback;
+    return true;
+  }
+  bool UnRegisterUrl(const std::string& url) override {
+    if (removed.empty()) calls_.push_back("end routes");
+    removed.push_back(url);
+    return true;
+  }
+
+ private:
+  Calls& calls_;
+};
+
+class Permissions final : public kelp::IClientPermissionApi {
+ public:
+  std::set<int> denied;
+  bool HaveWebClientPermission(const std::string&, int code) override { return !denied.contains(code); }
+  bool HaveCSClientPermission(const std::string&, int code) override { return !denied.contains(code); }
+};
+
+class SystemAndLog final : public kelp::ISystemAndLogAPI {
+ public:
+  bool accept = true;
+  int log_result = 0;
+  std::vector<std::string> increments;  ///< "type id method"
+  std::vector<std::string> failures;    ///< "session type id name main-sub"
+  bool AddIncreResouce(int type, std::uint64_t id, int method) override {
+    increments.push_back(std::to_string(type) + " " + std::to_string(id) + " " + std::to_string(method));
+    return accept;
+  }
+  int WriteOperatorLog(const std::string& session, int log_type, std::int64_t object_id, const std::string& name, int,
+                       const std::string&, int main_code, int sub_code) override {
+    failures.push_back(session + " " + std::to_string(log_type) + " " + std::to_string(object_id) + " " + name + " " +
+                       std::to_string(main_code) + "-" + std::to_string(sub_code));
+    return log_result;
+  }
+};
+
+class Adapter final : public kelp::IPlatformAdapterInterface {
+ public:
+  std::shared_ptr<kelp::IMsgBus> bus;
+  std::shared_ptr<kelp::IClientPermissionApi> permissions;
+  std::shared_ptr<kelp::IElementApi> elements;
+  std::shared_ptr<kelp::ISystemAndLogAPI> system_and_log;
+  void GetMsgBus(std::shared_ptr<kelp::IMsgBus>& out, bool) override { out = bus; }
+  void GetClientPermissionApi(std::shared_ptr<kelp::IClientPermissionApi>& out, bool) override { out = permissions; }
+  std::shared_ptr<kelp::IElementApi> GetElementApi(bool) override { return elements; }
+  std::shared_ptr<kelp::ISystemAndLogAPI> GetSystemAndLogApi(bool) override { return system_and_log; }
+};
+
+class Comm final : public plugin_comm::IPluginCommManager {
+ public:
+  explicit Comm(Calls& calls) : calls_(calls) {}
+  std::set<std::string> refused;
+  bool PublishApi(const std::string& id, const std::string& path, const plugin_comm::ApiCallback&) override {
+    calls_.push_back("publish " + id + " " + path);
+    return !refused.contains(path);
+  }
+  bool RecoverApi(const std::string& id, const std::string& path) override {
+    calls_.push_back("recover " + id + " " + path);
+    return !refused.contains(path);
+  }
+  bool Request(const std::string&, const std::shared_ptr<plugin_comm::IPluginCommData>&,
+               std::shared_ptr<plugin_comm::IPluginCommData>&) override {
+    return false;
+  }
+
+ private:
+  Calls& calls_;
+};
+
+class Increments final : public platform::IIncreResourceBackend {
+ public:
+  using Change = TarnPlatform::IncreResource::CIncreResourceStructInterface;
+  bool readable = true;
+  std::vector<std::shared_ptr<Change>> changes;
+  std::vector<std::pair<std::uint32_t, int>> asked;
+  bool ChangesAfter(std::vector<std::shared_ptr<Change>>& out, std::uint32_t version, int source_type) override {
+    asked.emplace_back(version, source_type);
+    out = changes;
+    return readable;
+  }
+};
+
+class PlatformLog final : public platform::ILogBackend {
+ public:
+  std::function<bool(const std::string& name)> accept = [](const std::string&) { return true; };
+  std::vector<std::string> lines;  ///< "session type name"
+  bool WriteLog(const std::string& session, const TarnPlatform::Log::COperationLogStruct& record) override {
+    lines.push_back(session + " " + std::to_string(record.GetVallog_type()) + " " + record.GetValelement_name());
+    return accept(record.GetValelement_name());
+  }
+};
+
+class System final : public platform::ISystemBackend {
+ public:
+  std::optional<int> standard = 1;
+  std::string directory = "/nowhere/";
+  std::string SystemGuid() override { return "SYSTEM-GUID"; }
+  bool ServerStandards(int& out) override {
+    if (standard) out = *standard;
+    return standard.has_value();
+  }
+  std::string ExecutableDirectory() override { return directory; }
+};
+
+/// Installs the whole platform for the life of an object.
+class Platform {
+ public:
+  Platform() { platform::SetLogThreshold(1); }
+  ~Platform() { platform::SetLogThreshold(3); }
+  Platform(const Platform&) = delete;
+  Platform& operator=(const Platform&) = delete;
+
+  Calls calls;
+  std::shared_ptr<Sink> sink = std::make_shared<Sink>();
+  std::shared_ptr<Database> db = std::make_shared<Database>(calls);
+  std::shared_ptr<Threads> threads = std::make_shared<Threads>(calls);
+  std::shared_ptr<Language> language = std::make_shared<Language>(calls);
+  std::shared_ptr<Bus> bus = std::make_shared<Bus>(calls);
+  std::shared_ptr<Permissions> permissions = std::make_shared<Permissions>();
+  std::shared_ptr<SystemAndLog> system_and_log = std::make_shared<SystemAndLog>();
+  std::shared_ptr<Adapter> adapter = MakeAdapter();
+  std::shared_ptr<Comm> comm = std::make_shared<Comm>(calls);
+  std::shared_ptr<Increments> increments = std::make_shared<Increments>();
+  std::shared_ptr<PlatformLog> log = std::make_shared<PlatformLog>();
+  std::shared_ptr<System> system = std::make_shared<System>();
+
+ private:
+  std::shared_ptr<Adapter> MakeAdapter() {
+    auto made = std::make_shared<Adapter>();
+    made->bus = bus;
+    made->permissions = permissions;
+    made->elements = std::make_shared<kelp::IElementApi>();
+    made->system_and_log = system_and_log;
+    return made;
+  }
+
+  platform::ScopedBackend<platform::ILogSink> sink_{sink};
+  platform::ScopedBackend<kelp::IDBManager> db_{db};
+  platform::ScopedBackend<kelp::IThreadManager> threads_{threads};
+  platform::ScopedBackend<kelp::IMultiLanguageMgr> language_{language};
+  platform::ScopedBackend<kelp::IPlatformAdapterInterface> adapter_{adapter};
+  platform::ScopedBackend<plugin_comm::IPluginCommManager> comm_{comm};
+  platform::ScopedBackend<platform::IIncreResourceBackend> increments_{increments};
+  platform::ScopedBackend<platform::ILogBackend> log_{log};
+  platform::ScopedBackend<platform::ISystemBackend> system_{system};
+};
+
+}  // namespace scripted
