@@ -1,0 +1,148 @@
+#include "DatabaseSetup.h"
+
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <optional>
+#include <set>
+#include <sstream>
+#include <string_view>
+#include <utility>
+
+#include "PostgresConnection.h"
+
+namespace platform {
+namespace database {
+namespace {
+
+/// A script's number and where it lies.
+using Scripts = std::map<int, std::filesystem::path>;
+
+/// The number of a name of the form NNN_*.sql.
+std::optional<int> ScriptNumber(const std::filesystem::path& path) {
+  constexpr std::size_t kDigits = 3;
+  const std::string name = path.filename().string();
+  int number = 0;
+  const auto [end, fault] = std::from_chars(name.data(), name.data() + std::min(kDigits, name.size()), number);
+  if (fault != std::errc() || end != name.data() + kDigits || name.size() <= kDigits || name[kDigits] != '_' ||
+      path.extension() != ".sql" || number < 1) {
+    return std::nullopt;
+  }
+  return number;
+}
+
+std::string ListScripts(const std::string& directory, Scripts& scripts) {
+  std::error_code fault;
+  std::filesystem::directory_iterator entry(directory, fault);
+  for (; !fault && entry != std::filesystem::directory_iterator(); entry.increment(fault)) {
+    const auto number = entry->is_regular_file(fault) ? ScriptNumber(entry->path()) : std::nullopt;
+    if (number && !scripts.emplace(*number, entry->path()).second) {
+      return "two scripts have the number of " + entry->path().string();
+    }
+  }
+  if (fault) return directory + ": " + fault.message();
+  return scripts.empty() ? directory + ": no scripts NNN_*.sql" : std::string();
+}
+
+/// One set-up; each step returns the fault, empty when there is none.
+class Setup {
+ public:
+  Setup(const std::string& connection, const Scripts& scripts) : connection_(connection), scripts_(scripts) {}
+
+  std::string Run();
+  int Version() const { return scripts_.rbegin()->first; }
+  int Applied() const { return applied_; }
+
+ private:
+  std::string RunText(const std::string& text) { return connection_.Run(text) ? std::string() : connection_.Fault(); }
+  std::string CheckCharacters();
+  std::string ReadApplied(std::set<int>& numbers);
+  std::string Apply(int number, const std::filesystem::path& path);
+
+  PostgresConnection connection_;
+  const Scripts& scripts_;
+  int applied_ = 0;
+};
+
+// The first key is this program's; the second tells its locks apart.
+constexpr char kSqlTakeTurn[] = "BEGIN ISOLATION LEVEL READ COMMITTED; SELECT pg_advisory_xact_lock(711, 1)";
+
+std::string Setup::Run() {
+  if (!connection_.MakeReady()) return connection_.Fault();
+  std::set<int> done;
+  if (auto fault = RunText(kSqlTakeTurn); !fault.empty()) return fault;
+  if (auto fault = CheckCharacters(); !fault.empty()) return fault;
+  if (auto fault = ReadApplied(done); !fault.empty()) return fault;
+  for (const auto& [number, path] : scripts_) {
+    if (done.contains(number)) continue;
+    if (auto fault = Apply(number, path); !fault.empty()) return path.filename().string() + ": " + fault;
+  }
+  return RunText("COMMIT");
+}
+
+constexpr char kSqlCharacters[] =
+    "SELECT pg_encoding_to_char(encoding) AS encoding, datctype FROM pg_database WHERE datname = current_database()";
+
+// Under the plain classification of ASCII, case-blind and trigram search find nothing in other scripts.
+std::string Setup::CheckCharacters() {
+  const PostgresResult result = connection_.Run(kSqlCharacters);
+  if (!result) return connection_.Fault();
+  const PostgresResultSet row(result.get());
+  const std::string encoding = row.GetString("encoding");
+  const std::string classification = row.GetString("datctype");
+  if (encoding != "UTF8") return "the database's encoding is " + encoding + ", and UTF8 is needed";
+  if (classification == "C" || classification == "POSIX") {
+    return "the database's LC_CTYPE is " + classification + ", and one of UTF-8 is needed, such as C.UTF-8";
+  }
+  return {};
+}
+
+constexpr char kSqlHasVersions[] = "SELECT count(to_regclass('platform.schema_version')) AS tables";
+constexpr char kSqlVersions[] = "SELECT version FROM platform.schema_version";
+
+std::string Setup::ReadApplied(std::set<int>& numbers) {
+  const PostgresResult made = connection_.Run(kSqlHasVersions);
+  if (!made) return connection_.Fault();
+  if (PostgresResultSet(made.get()).GetInt("tables") == 0) return {};
+  const PostgresResult versions = connection_.Run(kSqlVersions);
+  if (!versions) return connection_.Fault();
+  for (PostgresResultSet rows(versions.get()); !rows.IsEof(); rows.Next())
+    numbers.insert(rows.GetInt("version"));
+  if (!numbers.empty() && *numbers.rbegin() > Version()) {
+    return "the database is at version " + std::to_string(*numbers.rbegin()) + ", newer than this program's " +
+           std::to_string(Version());
+  }
+  return {};
+}
+
+std::string Setup::Apply(int number, const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream text;
+  text << file.rdbuf();
+  if (!file.is_open() || text.fail()) return "cannot be read, or is empty";
+  if (auto fault = RunText(text.str()); !fault.empty()) return fault;
+  if (!connection_.InTransaction()) return "the script ended the transaction";
+  ++applied_;
+  return RunText("INSERT INTO platform.schema_version (version) VALUES (" + std::to_string(number) + ")");
+}
+
+}  // namespace
+}  // namespace database
+
+SetupResult SetUpDatabase(const std::string& owner_connection, const std::string& sql_directory) {
+  database::Scripts scripts;
+  SetupResult result;
+  result.fault = database::ListScripts(sql_directory, scripts);
+  if (!result.fault.empty()) return result;
+  database::Setup setup(owner_connection, scripts);
+  result.fault = setup.Run();
+  result.ok = result.fault.empty();
+  if (!result.ok) return result;
+  result.version = setup.Version();
+  result.applied = setup.Applied();
+  return result;
+}
+
+}  // namespace platform

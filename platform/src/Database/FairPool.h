@@ -1,0 +1,100 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+namespace platform::database {
+
+/// A fixed set of objects that callers borrow one at a time. Callers that find none wait, and are served
+/// strictly in the order they came. All operations may be called on any thread. Always held by a
+/// shared_ptr: a borrowed object keeps its pool.
+template <class Object>
+class FairPool : public std::enable_shared_from_this<FairPool<Object>> {
+  struct GiveBack {
+    std::shared_ptr<FairPool> pool;
+    void operator()(Object* object) const { pool->Return(std::unique_ptr<Object>(object)); }
+  };
+
+ public:
+  /// A borrowed object, given back at its end; empty when none was to be had.
+  using Lease = std::unique_ptr<Object, GiveBack>;
+
+  explicit FairPool(std::vector<std::unique_ptr<Object>> objects) : idle_(std::move(objects)) {}
+  FairPool(const FairPool&) = delete;
+  FairPool& operator=(const FairPool&) = delete;
+
+  /// Waits at most `bound`. Empty when none came free within it or the pool is closed.
+  [[nodiscard]] Lease Take(std::chrono::milliseconds bound) {
+    const auto deadline = std::chrono::steady_clock::now() + bound;
+    std::unique_lock lock(mutex_);
+    if (closed_) return Lease();
+    // While anyone waits nothing is idle: a returned object goes straight to the first in the line.
+    if (!idle_.empty()) {
+      auto object = std::move(idle_.back());
+      idle_.pop_back();
+      return Lend(std::move(object));
+    }
+    Waiter waiter;
+    const auto place = waiters_.insert(waiters_.end(), &waiter);
+    waiter.wake.wait_until(lock, deadline, [&] { return waiter.served || closed_; });
+    if (!waiter.served) waiters_.erase(place);
+    return Lend(std::move(waiter.object));
+  }
+
+  /// Ends the pool: whoever waits gets nothing, idle objects are destroyed, borrowed ones when they are
+  /// given back.
+  void Close() {
+    std::vector<std::unique_ptr<Object>> idle;
+    const std::lock_guard lock(mutex_);
+    closed_ = true;
+    idle.swap(idle_);
+    for (Waiter* waiter : waiters_)
+      waiter->wake.notify_one();
+  }
+
+  /// How many callers stand in the line.
+  [[nodiscard]] std::size_t Waiting() const {
+    const std::lock_guard lock(mutex_);
+    return waiters_.size();
+  }
+
+ private:
+  struct Waiter {
+    std::condition_variable wake;
+    std::unique_ptr<Object> object;
+    bool served = false;
+  };
+
+  Lease Lend(std::unique_ptr<Object> object) {
+    return object ? Lease(object.release(), GiveBack{this->shared_from_this()}) : Lease();
+  }
+
+  void Return(std::unique_ptr<Object> object) {
+    const std::lock_guard lock(mutex_);
+    if (closed_) return;
+    if (waiters_.empty()) {
+      // The one used last is the first to be used again, so that the others may never need to be opened.
+      idle_.push_back(std::move(object));
+      return;
+    }
+    Waiter& first = *waiters_.front();
+    waiters_.pop_front();
+    first.object = std::move(object);
+    first.served = true;
+    // Under the lock: the waiter is gone as soon as it can see that it was served.
+    first.wake.notify_one();
+  }
+
+  mutable std::mutex mutex_;
+  // Under mutex_:
+  bool closed_ = false;
+  std::vector<std::unique_ptr<Object>> idle_;
+  std::list<Waiter*> waiters_;
+};
+
+}  // namespace platform::database

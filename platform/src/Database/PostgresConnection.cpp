@@ -1,0 +1,164 @@
+#include "PostgresConnection.h"
+
+#include <poll.h>
+
+#include <array>
+#include <cerrno>
+#include <string_view>
+#include <utility>
+
+#include "OrvBase/Log.h"
+
+namespace platform::database {
+namespace {
+
+using Orv::Base::details::IsLogLevelOn;
+using Orv::Base::details::ITarnFormatLog;
+
+// What the layers above rely on, whatever the server's own settings are.
+constexpr char kSqlSession[] = "SET standard_conforming_strings = on; SET TimeZone = 'UTC'; SET DateStyle = 'ISO, YMD'";
+
+std::string OneLine(std::string_view text) {
+  while (!text.empty() && text.back() == '\n')
+    text.remove_suffix(1);
+  std::string line(text);
+  for (char& c : line) {
+    if (c == '\n') c = ' ';
+  }
+  return line;
+}
+
+std::string_view Field(const PGresult* result, int code) {
+  const char* const value = PQresultErrorField(result, code);
+  return value ? value : std::string_view();
+}
+
+/// SQLSTATE and primary message; libpq's own text when the failure is not the server's.
+std::string Describe(const PGresult* result) {
+  const std::string_view state = Field(result, PG_DIAG_SQLSTATE);
+  if (state.empty()) return OneLine(PQresultErrorMessage(result));
+  return std::string(state) + ": " + OneLine(Field(result, PG_DIAG_MESSAGE_PRIMARY));
+}
+
+}  // namespace
+
+bool PostgresConnection::MakeReady() {
+  if (handle_ && ServerHasClosed()) {
+    ITarnFormatLog(4, kLogTag, "A database connection was lost and is renewed");
+    handle_.reset();
+  }
+  return handle_ || Open();
+}
+
+bool PostgresConnection::Open() {
+  // Ahead of the connection string stand defaults, which it overrides; behind it stands what must hold.
+  constexpr std::array kKeywords{"connect_timeout",
+                                 "application_name",
+                                 "keepalives_idle",
+                                 "tcp_user_timeout",
+                                 "dbname",
+                                 "client_encoding",
+                                 static_cast<const char*>(nullptr)};
+  const std::array values{
+      "10", "evidence", "60", "60000", connection_.c_str(), "UTF8", static_cast<const char*>(nullptr)};
+  dismissed_ = false;
+  handle_.reset(PQconnectdbParams(kKeywords.data(), values.data(), /*expand_dbname=*/1));
+  if (!handle_ || PQstatus(handle_.get()) != CONNECTION_OK) {
+    Fail(OneLine(handle_ ? PQerrorMessage(handle_.get()) : "out of memory"));
+    handle_.reset();
+    return false;
+  }
+  PQsetNoticeReceiver(handle_.get(), &ReceiveNotice, this);
+  if (!Run(kSqlSession)) handle_.reset();
+  return handle_ != nullptr;
+}
+
+// An end that came while nobody used the connection lies unread in the socket; a text sent on it would be
+// lost, and nobody could tell whether it was done.
+bool PostgresConnection::ServerHasClosed() {
+  while (PQstatus(handle_.get()) == CONNECTION_OK && !dismissed_) {
+    pollfd socket{PQsocket(handle_.get()), POLLIN, 0};
+    const int ready = poll(&socket, 1, 0);
+    if (ready < 0 && errno == EINTR) continue;
+    if (ready == 0) return false;
+    if (ready < 0 || PQconsumeInput(handle_.get()) == 0) return true;
+    // Has what was read taken apart, so that a farewell reaches ReceiveNotice.
+    while (PGnotify* const notification = PQnotifies(handle_.get()))
+      PQfreemem(notification);
+  }
+  return true;
+}
+
+PostgresResult PostgresConnection::Run(const std::string& text) {
+  // libpq takes a text up to its first NUL: what follows would be cut off unseen.
+  if (text.find('\0') != std::string::npos) {
+    Fail("a statement with a NUL character was not sent");
+    return nullptr;
+  }
+  if (!handle_) {
+    Fail("the connection was lost");
+    return nullptr;
+  }
+  if (IsLogLevelOn(1)) ITarnFormatLog(1, kLogTag, "%s", text.c_str());
+  PostgresResult last;
+  if (PQsendQuery(handle_.get(), text.c_str()) == 1) {
+    last = ReadResults();
+  } else {
+    Fail(OneLine(PQerrorMessage(handle_.get())));
+  }
+  if (PQstatus(handle_.get()) != CONNECTION_OK || dismissed_) handle_.reset();
+  return last;
+}
+
+PostgresResult PostgresConnection::ReadResults() {
+  PostgresResult last;
+  bool failed = false;
+  while (PostgresResult result{PQgetResult(handle_.get())}) {
+    const ExecStatusType status = PQresultStatus(result.get());
+    if (status == PGRES_COPY_IN || status == PGRES_COPY_OUT || status == PGRES_COPY_BOTH) {
+      if (EndCopy(status)) continue;
+      return nullptr;
+    }
+    if (status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK && status != PGRES_EMPTY_QUERY) {
+      // What follows the first failure is its echo.
+      if (!failed) Fail(Describe(result.get()));
+      failed = true;
+    }
+    last = std::move(result);
+  }
+  return failed ? nullptr : std::move(last);
+}
+
+/// Leaves the copying state, in which libpq gives the same result for ever: data to the server is refused, so
+/// that the text fails there as a whole; data from it is passed over. False when the connection had to be given up.
+bool PostgresConnection::EndCopy(ExecStatusType status) {
+  if (status == PGRES_COPY_OUT) {
+    char* line = nullptr;
+    while (PQgetCopyData(handle_.get(), &line, /*async=*/0) > 0)
+      PQfreemem(line);
+    return true;
+  }
+  if (status == PGRES_COPY_IN && PQputCopyEnd(handle_.get(), "no data can be copied in") == 1) return true;
+  Fail("a copy could not be ended");
+  dismissed_ = true;
+  return false;
+}
+
+bool PostgresConnection::InTransaction() const { return handle_ && PQtransactionStatus(handle_.get()) != PQTRANS_IDLE; }
+
+void PostgresConnection::RollBack() {
+  if (InTransaction() && !Run("ROLLBACK")) handle_.reset();
+}
+
+void PostgresConnection::ReceiveNotice(void* self, const PGresult* notice) {
+  const std::string_view severity = Field(notice, PG_DIAG_SEVERITY_NONLOCALIZED);
+  if (severity == "FATAL" || severity == "PANIC") static_cast<PostgresConnection*>(self)->dismissed_ = true;
+  ITarnFormatLog(2, kLogTag, "Server: %s", Describe(notice).c_str());
+}
+
+void PostgresConnection::Fail(std::string fault) {
+  fault_ = std::move(fault);
+  ITarnFormatLog(5, kLogTag, "Database failure: %s", fault_.c_str());
+}
+
+}  // namespace platform::database

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <libpq-fe.h>
+
+#include <memory>
+#include <string>
+
+#include "PostgresResultSet.h"
+
+namespace platform::database {
+
+/// The tag of this layer's log lines: statement texts at level 1, failures at level 5.
+inline constexpr char kLogTag[] = "db_layer";
+
+/// One connection, used by one thread at a time, opened when it is first needed and again after a loss.
+/// Failures are logged without the statement, whose values are nobody's business.
+class PostgresConnection {
+ public:
+  /// `connection` is any libpq connection string; what it leaves open gets this layer's defaults.
+  explicit PostgresConnection(std::string connection) : connection_(std::move(connection)) {}
+  PostgresConnection(const PostgresConnection&) = delete;
+  PostgresConnection& operator=(const PostgresConnection&) = delete;
+
+  /// Opens the connection when there is none, or the server has closed it. False, logged, when the database
+  /// cannot be reached. Call it before each text; a text is never sent on a connection known to be lost.
+  [[nodiscard]] bool MakeReady();
+
+  /// Sends `text` once and reads all of its results. The last one, or null when any statement failed.
+  [[nodiscard]] PostgresResult Run(const std::string& text);
+
+  /// Whether the texts so far have left a transaction open, failed or not.
+  [[nodiscard]] bool InTransaction() const;
+
+  /// Undoes an open transaction.
+  void RollBack();
+
+  /// Why the last call failed; one line.
+  [[nodiscard]] const std::string& Fault() const { return fault_; }
+
+ private:
+  struct Finish {
+    void operator()(PGconn* connection) const { PQfinish(connection); }
+  };
+
+  static void ReceiveNotice(void* self, const PGresult* notice);
+
+  bool Open();
+  bool ServerHasClosed();
+  PostgresResult ReadResults();
+  bool EndCopy(ExecStatusType status);
+  void Fail(std::string fault);
+
+  const std::string connection_;
+  std::unique_ptr<PGconn, Finish> handle_;
+  // The server has announced the end of this connection.
+  bool dismissed_ = false;
+  std::string fault_;
+};
+
+}  // namespace platform::database

@@ -1,0 +1,192 @@
+#include <algorithm>
+#include <exception>
+#include <map>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "FairPool.h"
+#include "OrvBase/Log.h"
+#include "PostgresConnection.h"
+#include "RealBackends.h"
+
+namespace platform {
+namespace database {
+namespace {
+
+using Orv::Base::details::ITarnFormatLog;
+using Pool = FairPool<PostgresConnection>;
+
+constexpr int kMaxConnections = 1000;
+
+class PostgresDBManager final : public kelp::IDBManager {
+ public:
+  explicit PostgresDBManager(PostgresOptions options) : options_(std::move(options)) {}
+  ~PostgresDBManager() override;
+  PostgresDBManager(const PostgresDBManager&) = delete;
+  PostgresDBManager& operator=(const PostgresDBManager&) = delete;
+
+  bool Initialize(const std::string& plugin_id, int config_connections, int log_connections, bool connect_now) override;
+  void UnInitialize(const std::string& plugin_id) override;
+  bool ExecuteNoQuery(const std::string& plugin_id, int connection_class, const std::string& sql) override;
+  bool ExecuteNoQueryList(const std::string& plugin_id, int connection_class,
+                          const std::list<std::string>& sqls) override;
+  bool ExecuteQuery(const std::string& plugin_id, int connection_class, const std::string& sql,
+                    const RowReader& reader) override;
+
+ private:
+  /// The pools of a plugin, by connection class.
+  using Pools = std::map<int, std::shared_ptr<Pool>>;
+
+  std::shared_ptr<Pool> MakePool(int connections) const;
+  std::shared_ptr<Pool> FindPool(const std::string& plugin_id, int connection_class);
+  bool RunText(Pool& pool, const std::string& sql, PostgresResult& result) const;
+  Pool::Lease TakeReady(Pool& pool) const;
+
+  const PostgresOptions options_;
+  std::mutex mutex_;
+  // Under mutex_:
+  std::map<std::string, Pools> plugins_;
+};
+
+/// Runs the texts and commits; what is open after a failure is left to the caller.
+bool RunTransaction(PostgresConnection& connection, const std::list<std::string>& sqls) {
+  if (!connection.Run("BEGIN")) return false;
+  for (const std::string& sql : sqls) {
+    if (sql.empty()) continue;
+    if (!connection.Run(sql)) return false;
+    if (!connection.InTransaction()) {
+      ITarnFormatLog(5, kLogTag, "A text of a list ended the list's transaction");
+      return false;
+    }
+  }
+  return connection.Run("COMMIT") != nullptr;
+}
+
+/// The barrier against what a reader may throw.
+bool ReadRows(const kelp::IDBManager::RowReader& reader, const PGresult* result) {
+  if (!reader) return true;
+  PostgresResultSet rows(result);
+  try {
+    reader(&rows);
+    return true;
+  } catch (const std::exception& fault) {
+    ITarnFormatLog(5, kLogTag, "A row reader threw: %s", fault.what());
+  } catch (...) {
+    ITarnFormatLog(5, kLogTag, "A row reader threw");
+  }
+  return false;
+}
+
+PostgresDBManager::~PostgresDBManager() {
+  for (const auto& [id, pools] : plugins_) {
+    for (const auto& [number, pool] : pools)
+      pool->Close();
+  }
+}
+
+bool PostgresDBManager::Initialize(const std::string& plugin_id, int config_connections, int log_connections,
+                                   bool /*connect_now*/) {
+  for (const int number : {config_connections, log_connections}) {
+    if (number >= 1 && number <= kMaxConnections) continue;
+    ITarnFormatLog(5, kLogTag, "Pools of %s refused: %d connections, where 1 to %d can be", plugin_id.c_str(), number,
+                   kMaxConnections);
+    return false;
+  }
+  const Pools pools{{kConfigClass, MakePool(config_connections)}, {kLogClass, MakePool(log_connections)}};
+  if (!TakeReady(*pools.at(kConfigClass))) return false;
+  const std::lock_guard lock(mutex_);
+  if (plugins_.try_emplace(plugin_id, pools).second) return true;
+  ITarnFormatLog(5, kLogTag, "Pools of %s refused: they stand already", plugin_id.c_str());
+  return false;
+}
+
+void PostgresDBManager::UnInitialize(const std::string& plugin_id) {
+  Pools pools;
+  {
+    const std::lock_guard lock(mutex_);
+    const auto found = plugins_.find(plugin_id);
+    if (found == plugins_.end()) return;
+    pools.swap(found->second);
+    plugins_.erase(found);
+  }
+  for (const auto& [number, pool] : pools)
+    pool->Close();
+}
+
+bool PostgresDBManager::ExecuteNoQuery(const std::string& plugin_id, int connection_class, const std::string& sql) {
+  return ExecuteQuery(plugin_id, connection_class, sql, nullptr);
+}
+
+bool PostgresDBManager::ExecuteNoQueryList(const std::string& plugin_id, int connection_class,
+                                           const std::list<std::string>& sqls) {
+  const auto pool = FindPool(plugin_id, connection_class);
+  if (!pool) return false;
+  if (std::all_of(sqls.begin(), sqls.end(), [](const std::string& sql) { return sql.empty(); })) return true;
+  const auto connection = TakeReady(*pool);
+  if (!connection) return false;
+  const bool done = RunTransaction(*connection, sqls);
+  connection->RollBack();
+  return done;
+}
+
+bool PostgresDBManager::ExecuteQuery(const std::string& plugin_id, int connection_class, const std::string& sql,
+                                     const RowReader& reader) {
+  const auto pool = FindPool(plugin_id, connection_class);
+  if (!pool) return false;
+  PostgresResult result;
+  if (!sql.empty() && !RunText(*pool, sql, result)) return false;
+  // The connection is back in its pool by now, so a reader may use the database itself.
+  return ReadRows(reader, result.get());
+}
+
+std::shared_ptr<Pool> PostgresDBManager::MakePool(int connections) const {
+  std::vector<std::unique_ptr<PostgresConnection>> made;
+  for (int number = 0; number < connections; ++number) {
+    made.push_back(std::make_unique<PostgresConnection>(options_.connection));
+  }
+  return std::make_shared<Pool>(std::move(made));
+}
+
+std::shared_ptr<Pool> PostgresDBManager::FindPool(const std::string& plugin_id, int connection_class) {
+  {
+    const std::lock_guard lock(mutex_);
+    const auto plugin = plugins_.find(plugin_id);
+    if (plugin != plugins_.end()) {
+      const auto pool = plugin->second.find(connection_class);
+      if (pool != plugin->second.end()) return pool->second;
+    }
+  }
+  ITarnFormatLog(5, kLogTag, "No pool of %s, class %d", plugin_id.c_str(), connection_class);
+  return nullptr;
+}
+
+bool PostgresDBManager::RunText(Pool& pool, const std::string& sql, PostgresResult& result) const {
+  const auto connection = TakeReady(pool);
+  if (!connection) return false;
+  result = connection->Run(sql);
+  if (!connection->InTransaction()) return result != nullptr;
+  if (result) ITarnFormatLog(5, kLogTag, "A text left a transaction open; it was undone");
+  connection->RollBack();
+  return false;
+}
+
+Pool::Lease PostgresDBManager::TakeReady(Pool& pool) const {
+  auto connection = pool.Take(options_.acquire_timeout);
+  if (!connection) {
+    ITarnFormatLog(5, kLogTag, "No database connection came free, or the pool was closed");
+  } else if (!connection->MakeReady()) {
+    connection.reset();
+  }
+  return connection;
+}
+
+}  // namespace
+}  // namespace database
+
+std::shared_ptr<kelp::IDBManager> MakePostgresDBManager(PostgresOptions options) {
+  return std::make_shared<database::PostgresDBManager>(std::move(options));
+}
+
+}  // namespace platform

@@ -1,0 +1,70 @@
+#include "Increments.h"
+
+#include <charconv>
+#include <cinttypes>
+#include <limits>
+#include <memory>
+#include <string>
+
+#include "OrvBase/Log.h"
+#include "OrvBase/StringUtil.h"
+#include "RealBackends.h"
+
+namespace platform {
+namespace tarn {
+namespace {
+
+using Orv::Base::details::ITarnFormatLog;
+using Orv::Base::StringUtil::str_fmt;
+using TarnPlatform::IncreResource::CIncreResourceStructInterface;
+
+// The lock is held until the new row can be seen, so nobody draws a version while a smaller one is still to
+// appear. It must be taken before the version is drawn, hence in a statement of its own.
+constexpr char kSqlAddChange[] =
+    "SELECT pg_advisory_xact_lock(711, 2); "
+    "INSERT INTO platform.incre_resource (version, source_type, resource_id, method) "
+    "VALUES (nextval('platform.incre_resource_version_seq'), %d, %" PRIu64 ", %d)";
+
+constexpr char kSqlChangesAfter[] = "SELECT method, resource_id FROM platform.incre_resource WHERE version > %" PRIu32
+                                    " AND source_type = %d ORDER BY version";
+
+std::uint64_t ResourceId(const std::string& text) {
+  std::uint64_t id = 0;
+  std::from_chars(text.data(), text.data() + text.size(), id);
+  return id;
+}
+
+class IncreResourceBackend final : public IIncreResourceBackend {
+ public:
+  bool ChangesAfter(std::vector<std::shared_ptr<CIncreResourceStructInterface>>& out, std::uint32_t version,
+                    int source_type) override {
+    return kelp::IDBManager::Instance()->ExecuteQuery(
+        kPlatformDbId, kelp::IDBManager::kConfigClass, str_fmt(kSqlChangesAfter, version, source_type),
+        [&out](kelp::IDBResultSet* rows) {
+          for (; rows && !rows->IsEof(); rows->Next()) {
+            out.push_back(std::make_shared<CIncreResourceStructInterface>(rows->GetInt("method"),
+                                                                          ResourceId(rows->GetString("resource_id"))));
+          }
+        });
+  }
+};
+
+}  // namespace
+
+bool AddChange(int source_type, std::uint64_t resource_id, int method) {
+  // The column is signed.
+  if (resource_id > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
+    ITarnFormatLog(5, "incre_resource", "A change of resource %" PRIu64 " cannot be kept", resource_id);
+    return false;
+  }
+  return kelp::IDBManager::Instance()->ExecuteNoQuery(kPlatformDbId, kelp::IDBManager::kConfigClass,
+                                                      str_fmt(kSqlAddChange, source_type, resource_id, method));
+}
+
+}  // namespace tarn
+
+std::shared_ptr<IIncreResourceBackend> MakeIncreResourceBackend() {
+  return std::make_shared<tarn::IncreResourceBackend>();
+}
+
+}  // namespace platform
