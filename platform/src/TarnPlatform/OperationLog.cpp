@@ -1,5 +1,6 @@
 #include "OperationLog.h"
 
+#include <array>
 #include <cinttypes>
 #include <memory>
 
@@ -44,7 +45,8 @@ bool WriteEntry(const std::string& session, const OperationLogEntry& entry) {
     client_address = found->GetValClientAddress();
   }
   // A NUL would end the text inside str_fmt, before the database layer could refuse it.
-  for (const std::string* text : {&user_name, &client_address, &entry.object_name, &entry.description}) {
+  const std::array<const std::string*, 4> texts{&user_name, &client_address, &entry.object_name, &entry.description};
+  for (const std::string* text : texts) {
     if (text->find('\0') == std::string::npos) continue;
     ITarnFormatLog(5, kLogTag, "An entry of type %d with a NUL character was not written", entry.log_type);
     return false;

@@ -1,0 +1,189 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include "DatabaseSetup.h"
+#include "support/ThrowawayPostgres.h"
+
+namespace {
+
+using evidence_test::Postgres;
+using evidence_test::Rows;
+using evidence_test::Session;
+using evidence_test::ThrowawayPostgres;
+using platform::SetUpDatabase;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+constexpr int kNewest = 3;
+
+/// A database of one test's own.
+class Database {
+ public:
+  explicit Database(std::string name, const std::string& options = "") : name_(std::move(name)) {
+    Postgres().Query("CREATE DATABASE " + name_ + " " + options);
+  }
+  ~Database() { Postgres().Query("DROP DATABASE " + name_ + " WITH (FORCE)"); }
+  Database(const Database&) = delete;
+  Database& operator=(const Database&) = delete;
+
+  [[nodiscard]] std::string Connection(const std::string& user = "postgres") const {
+    return Postgres().ConnectionTo(name_, user);
+  }
+  [[nodiscard]] Rows Query(const std::string& sql) const { return Session(Connection()).Query(sql); }
+
+ private:
+  std::string name_;
+};
+
+/// A copy of the scripts with one more.
+class ScriptsWith {
+ public:
+  ScriptsWith(const std::string& name, const std::string& text) {
+    std::string pattern = (std::filesystem::temp_directory_path() / "scripts-XXXXXX").string();
+    folder_ = mkdtemp(pattern.data());
+    std::filesystem::copy(ThrowawayPostgres::Scripts(), folder_);
+    std::ofstream(folder_ / name) << text;
+  }
+  ~ScriptsWith() { std::filesystem::remove_all(folder_); }
+  ScriptsWith(const ScriptsWith&) = delete;
+  ScriptsWith& operator=(const ScriptsWith&) = delete;
+
+  [[nodiscard]] std::string Folder() const { return folder_.string(); }
+
+ private:
+  std::filesystem::path folder_;
+};
+
+bool IsRefused(const Session& session, const std::string& sql) {
+  try {
+    session.Query(sql);
+    return false;
+  } catch (const std::runtime_error& fault) {
+    EXPECT_THAT(fault.what(), HasSubstr("permission denied")) << sql;
+    return true;
+  }
+}
+
+TEST(DatabaseSetupTest, CallsThatMeetTakeTurnsAndALaterOneFindsNothingToDo) {
+  const Database database("turns");
+  const auto set_up = [&] { return SetUpDatabase(database.Connection(), ThrowawayPostgres::Scripts()); };
+  auto other = std::async(std::launch::async, set_up);
+  const auto first = set_up();
+  const auto second = other.get();
+  EXPECT_TRUE(first.ok) << first.fault;
+  EXPECT_TRUE(second.ok) << second.fault;
+  EXPECT_EQ(first.applied + second.applied, kNewest);
+  EXPECT_EQ(first.version, kNewest);
+  const auto guid = database.Query("SELECT guid FROM platform.system");
+  const auto again = set_up();
+  EXPECT_TRUE(again.ok) << again.fault;
+  EXPECT_EQ(again.version, kNewest);
+  EXPECT_EQ(again.applied, 0);
+  EXPECT_EQ(database.Query("SELECT guid FROM platform.system"), guid);
+  ASSERT_EQ(guid.size(), 1U);
+  EXPECT_THAT(guid[0][0], testing::MatchesRegex("[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}"));
+}
+
+TEST(DatabaseSetupTest, AFailedScriptLeavesTheDatabaseAsItWas) {
+  const Database database("broken");
+  const ScriptsWith broken("004_broken.sql", "CREATE TABLE evidence.extra (a integer); SELECT 1/0;");
+  const auto failed = SetUpDatabase(database.Connection(), broken.Folder());
+  EXPECT_FALSE(failed.ok);
+  EXPECT_THAT(failed.fault, HasSubstr("004_broken.sql: 22012"));
+  EXPECT_TRUE(database.Query("SELECT 1 FROM pg_namespace WHERE nspname IN ('platform', 'evidence')").empty());
+}
+
+TEST(DatabaseSetupTest, AddsWhatIsNewAndRefusesADatabaseNewerThanItself) {
+  const Database database("upgrade");
+  ASSERT_TRUE(SetUpDatabase(database.Connection(), ThrowawayPostgres::Scripts()).ok);
+  const ScriptsWith newer("004_more.sql", "CREATE TABLE evidence.extra (a integer);");
+  const auto upgraded = SetUpDatabase(database.Connection(), newer.Folder());
+  EXPECT_TRUE(upgraded.ok) << upgraded.fault;
+  EXPECT_EQ(upgraded.version, 4);
+  EXPECT_EQ(upgraded.applied, 1);
+  const auto older = SetUpDatabase(database.Connection(), ThrowawayPostgres::Scripts());
+  EXPECT_FALSE(older.ok);
+  EXPECT_THAT(older.fault, HasSubstr("version 4"));
+}
+
+TEST(DatabaseSetupTest, NamesWhatMakesItImpossible) {
+  const Database ascii("ascii", "ENCODING 'SQL_ASCII' LC_CTYPE 'C' TEMPLATE template0");
+  EXPECT_THAT(SetUpDatabase(ascii.Connection(), ThrowawayPostgres::Scripts()).fault, HasSubstr("SQL_ASCII"));
+  const Database plain("plain", "LC_CTYPE 'C' TEMPLATE template0");
+  EXPECT_THAT(SetUpDatabase(plain.Connection(), ThrowawayPostgres::Scripts()).fault, HasSubstr("LC_CTYPE"));
+  EXPECT_THAT(SetUpDatabase(plain.Connection(), "/nonexistent").fault, HasSubstr("/nonexistent"));
+  EXPECT_THAT(SetUpDatabase(Postgres().ConnectionTo("absent", "postgres"), ThrowawayPostgres::Scripts()).fault,
+              HasSubstr("absent"));
+  EXPECT_THAT(SetUpDatabase(Postgres().AppConnection() + " dbname=plain", ThrowawayPostgres::Scripts()).fault,
+              testing::Not(testing::IsEmpty()));
+  const ScriptsWith twins("003_twin.sql", "SELECT 1;");
+  EXPECT_THAT(SetUpDatabase(plain.Connection(), twins.Folder()).fault, HasSubstr("two scripts"));
+}
+
+TEST(DatabaseSetupTest, SeedsAndSequencesAgree) {
+  const Database database("seeds");
+  ASSERT_TRUE(SetUpDatabase(database.Connection(), ThrowawayPostgres::Scripts()).ok);
+  EXPECT_EQ(database.Query("SELECT id, name, deleted FROM evidence.evidence_type ORDER BY id"),
+            (Rows{{"0", "", "0"}, {"1", "", "0"}, {"2", "", "0"}, {"3", "", "0"}, {"4", "", "0"}, {"5", "", "0"}}));
+  EXPECT_EQ(database.Query("SELECT id, name, types, deleted FROM evidence.evidence_custom ORDER BY id"),
+            (Rows{{"1", "", "1", "0"}, {"2", "", "0", "0"}, {"3", "", "0", "0"}}));
+  EXPECT_EQ(database.Query("SELECT id, deleted FROM evidence.ftp_setting"), (Rows{{"0", "0"}}));
+  const std::pair<const char*, const char*> kFirst[] = {
+      {"evidence_id_seq", "1"},         {"evidence_type_id_seq", "6"},          {"evidence_scense_id_seq", "1"},
+      {"evidence_outcome_id_seq", "1"}, {"evidence_custom_id_seq", "6"},        {"evidence_custom_info_id_seq", "1"},
+      {"evidence_option_id_seq", "1"},  {"evidence_file_id_seq", "1000000001"}, {"operation_log_id_seq", "1"}};
+  const Session app(database.Connection("evidence_app"));
+  for (const auto& [sequence, first] : kFirst) {
+    EXPECT_EQ(app.Query("SELECT NEXTVAL('evidence." + std::string(sequence) + "')"), (Rows{{first}})) << sequence;
+  }
+}
+
+TEST(DatabaseSetupTest, TheApplicationHasItsLeastRights) {
+  const Database database("rights");
+  ASSERT_TRUE(SetUpDatabase(database.Connection(), ThrowawayPostgres::Scripts()).ok);
+  const Session app(database.Connection("evidence_app"));
+  app.Query(
+      "INSERT INTO evidence.evidence_type (ID, name, create_time, deleted) VALUES (6, 'x', '2026-01-02 03:04:05', 0)");
+  app.Query("UPDATE evidence.evidence_type SET deleted = 1 WHERE id = 6");
+  app.Query("INSERT INTO evidence.operation_log (ID, occur_time_offset) VALUES (-1, '-60'), (-1, '120')");
+  app.Query("INSERT INTO platform.operation_log (log_type) VALUES (306020)");
+  app.Query("INSERT INTO platform.users (name, password_hash) VALUES ('a', 'b')");
+  EXPECT_EQ(app.Query("SELECT count(*) FROM evidence.operation_log"), (Rows{{"2"}}));
+  for (const char* refused : {"DELETE FROM evidence.evidence", "TRUNCATE evidence.evidence",
+                              "DELETE FROM evidence.operation_log", "UPDATE evidence.operation_log SET user_name = 'x'",
+                              "UPDATE platform.operation_log SET user_name = 'x'", "DELETE FROM platform.users",
+                              "UPDATE platform.system SET guid = 'x'", "INSERT INTO platform.schema_version VALUES (9)",
+                              "SELECT setval('evidence.evidence_id_seq', 1)", "CREATE TABLE evidence.mine (a integer)",
+                              "CREATE TABLE public.mine (a integer)", "CREATE SCHEMA mine", "CREATE ROLE mine"}) {
+    EXPECT_TRUE(IsRefused(app, refused)) << refused;
+  }
+}
+
+TEST(DatabaseSetupTest, EvidenceRowsKeepWhatIsWritten) {
+  const Database database("rows");
+  ASSERT_TRUE(SetUpDatabase(database.Connection(), ThrowawayPostgres::Scripts()).ok);
+  const Session app(database.Connection("evidence_app"));
+  app.Query(
+      "INSERT INTO evidence.evidence (ID, guid, evidence_begin_time, local_create_time) VALUES "
+      "(1, 'A', '', '2026-01-02T03:04:05')");
+  EXPECT_EQ(app.Query("SELECT evidence_begin_time, local_create_time, upload_status, succeed_camera_ids, "
+                      "evidence_type_id FROM evidence.evidence"),
+            (Rows{{"", "2026-01-02 03:04:05", "-1", "", "-1"}}));
+  const char* const kSameGuid = "INSERT INTO evidence.evidence (ID, guid) VALUES (2, 'A')";
+  EXPECT_THROW(app.Query(kSameGuid), std::runtime_error);
+  app.Query("UPDATE evidence.evidence SET deleted = 1 WHERE id = 1");
+  EXPECT_NO_THROW(app.Query(kSameGuid));
+  EXPECT_THROW(app.Query("UPDATE evidence.evidence SET deleted = 0 WHERE id = 1"), std::runtime_error);
+  EXPECT_NO_THROW(app.Query("INSERT INTO evidence.evidence_file (ID, evidence_id) VALUES (7, 2), (7, 2)"));
+  EXPECT_NO_THROW(app.Query("INSERT INTO evidence.evidence_custom_info (ID, evidence_id) VALUES (7, 2), (7, 2)"));
+  EXPECT_EQ(app.Query("SELECT 1 WHERE 'ÄÖ' ILIKE 'äö'").size(), 1U);
+}
+
+}  // namespace

@@ -1,0 +1,146 @@
+#include "support/ThrowawayPostgres.h"
+
+#include <fcntl.h>
+#include <libpq-fe.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+
+#include "DatabaseSetup.h"
+
+namespace evidence_test {
+namespace {
+
+std::unique_ptr<ThrowawayPostgres> environment_server;
+
+/// The script's first line of output.
+std::string RunScript(const std::string& command, const std::string& folder) {
+  const std::string line = "PRIVATE_POSTGRES_FAST=1 '" PRIVATE_POSTGRES_SCRIPT "' " + command + " '" + folder + "'";
+  FILE* const output = popen(line.c_str(), "re");
+  if (!output) throw std::runtime_error("no process for " + line);
+  std::array<char, 4096> buffer{};
+  std::string text;
+  while (std::fgets(buffer.data(), static_cast<int>(buffer.size()), output))
+    text += buffer.data();
+  if (pclose(output) != 0) throw std::runtime_error(line + " failed");
+  return text.substr(0, text.find('\n'));
+}
+
+std::string MakeFolder() {
+  std::string name = (std::filesystem::temp_directory_path() / "evidence-pg-XXXXXX").string();
+  if (!mkdtemp(name.data())) throw std::runtime_error("no temporary folder " + name);
+  return name;
+}
+
+/// A process in a session of its own, which no signal to this one's group reaches. It waits for the end of `input`.
+pid_t SpawnWatcher(int input, std::string folder) {
+  std::string shell = "bash";
+  std::string flag = "-c";
+  std::string text = "cat >/dev/null; exec '" PRIVATE_POSTGRES_SCRIPT "' remove \"$0\"";
+  const std::array<char*, 5> arguments{shell.data(), flag.data(), text.data(), folder.data(), nullptr};
+  posix_spawn_file_actions_t actions;
+  posix_spawnattr_t attributes;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawnattr_init(&attributes);
+  posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
+  // Whoever reads this program's output to its end must not wait for the watcher.
+  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
+  pid_t child = -1;
+  const int fault = posix_spawnp(&child, "bash", &actions, &attributes, arguments.data(), environ);
+  posix_spawnattr_destroy(&attributes);
+  posix_spawn_file_actions_destroy(&actions);
+  if (fault != 0) throw std::runtime_error("no watcher process");
+  return child;
+}
+
+}  // namespace
+
+ThrowawayPostgres::ThrowawayPostgres() : folder_(MakeFolder()) {
+  std::array<int, 2> ends{};
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
+  watcher_pipe_ = ends[1];
+  watcher_ = SpawnWatcher(ends[0], folder_);
+  close(ends[0]);
+  Start();
+}
+
+ThrowawayPostgres::~ThrowawayPostgres() {
+  close(watcher_pipe_);
+  while (waitpid(watcher_, nullptr, 0) < 0 && errno == EINTR) {
+  }
+}
+
+std::string ThrowawayPostgres::ConnectionTo(const std::string& database, const std::string& user) const {
+  // The host is the owner's first word.
+  return owner_connection_.substr(0, owner_connection_.find(' ')) + " dbname=" + database + " user=" + user;
+}
+
+std::string ThrowawayPostgres::Scripts() { return DATABASE_SCRIPTS; }
+
+void ThrowawayPostgres::SetUp() const {
+  const auto result = platform::SetUpDatabase(owner_connection_, Scripts());
+  if (!result.ok) throw std::runtime_error(result.fault);
+}
+
+Rows ThrowawayPostgres::Query(const std::string& sql) const { return Session(owner_connection_).Query(sql); }
+
+std::string ThrowawayPostgres::Value(const std::string& sql) const {
+  const Rows rows = Query(sql);
+  if (rows.size() != 1 || rows.front().size() != 1) throw std::runtime_error("not one value: " + sql);
+  return rows.front().front();
+}
+
+void ThrowawayPostgres::Stop() const { RunScript("stop", folder_); }
+
+void ThrowawayPostgres::Start() { owner_connection_ = RunScript("start", folder_); }
+
+Session::Session(const std::string& connection) : handle_(PQconnectdb(connection.c_str())) {
+  if (PQstatus(handle_) != CONNECTION_OK) {
+    const std::string fault = PQerrorMessage(handle_);
+    PQfinish(handle_);
+    throw std::runtime_error(fault);
+  }
+  PQsetNoticeProcessor(
+      handle_, [](void*, const char*) {}, nullptr);
+}
+
+Session::~Session() { PQfinish(handle_); }
+
+Rows Session::Query(const std::string& sql) const {
+  const std::unique_ptr<PGresult, decltype(&PQclear)> result(PQexec(handle_, sql.c_str()), &PQclear);
+  const ExecStatusType status = PQresultStatus(result.get());
+  if (status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK) throw std::runtime_error(PQerrorMessage(handle_));
+  Rows rows;
+  for (int row = 0; row < PQntuples(result.get()); ++row) {
+    auto& values = rows.emplace_back();
+    for (int column = 0; column < PQnfields(result.get()); ++column) {
+      values.emplace_back(PQgetvalue(result.get(), row, column));
+    }
+  }
+  return rows;
+}
+
+void PostgresEnvironment::SetUp() {
+  try {
+    environment_server = std::make_unique<ThrowawayPostgres>();
+    environment_server->SetUp();
+  } catch (const std::exception& fault) {
+    FAIL() << "no database to test with: " << fault.what();
+  }
+}
+
+void PostgresEnvironment::TearDown() { environment_server.reset(); }
+
+ThrowawayPostgres& Postgres() { return *environment_server; }
+
+}  // namespace evidence_test
