@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "OrvBase/Error.h"
 #include "impl/Evidence/EvidenceManager.h"
 #include "unit/plugin/ScriptedPlatform.h"
 

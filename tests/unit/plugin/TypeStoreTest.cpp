@@ -4,6 +4,7 @@
 
 #include <regex>
 
+#include "OrvBase/Error.h"
 #include "impl/Evidence/EvidenceSession/EvidenceMgrDB.h"
 #include "unit/plugin/ScriptedPlatform.h"
 
