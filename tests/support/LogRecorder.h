@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -23,14 +24,29 @@ class LogRecorder final : public platform::ILogSink {
     lines_.push_back({level, std::string(tag), std::string(text)});
   }
 
+  [[nodiscard]] std::vector<Line> Lines() const {
+    const std::lock_guard lock(mutex_);
+    return lines_;
+  }
+
   /// The texts of one level and tag, in order.
   [[nodiscard]] std::vector<std::string> Texts(int level, std::string_view tag) const {
-    const std::lock_guard lock(mutex_);
     std::vector<std::string> texts;
-    for (const Line& line : lines_) {
+    for (const Line& line : Lines()) {
       if (line.level == level && line.tag == tag) texts.push_back(line.text);
     }
     return texts;
+  }
+
+  /// Whether a line of this level holds `part`.
+  [[nodiscard]] bool Has(int level, std::string_view part) const {
+    return std::ranges::any_of(
+        Lines(), [&](const Line& line) { return line.level == level && line.text.find(part) != std::string::npos; });
+  }
+
+  void Clear() {
+    const std::lock_guard lock(mutex_);
+    lines_.clear();
   }
 
  private:

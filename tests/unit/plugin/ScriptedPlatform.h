@@ -1,11 +1,9 @@
 #pragma once
 
-#include <algorithm>
 #include <functional>
 #include <list>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -13,43 +11,13 @@
 
 #include "Backend.h"
 #include "KelpPlatform/PlatformAdapter.h"
+#include "support/LogRecorder.h"
 
 /// A platform whose every answer a test scripts, and which notes every call in order.
 namespace scripted {
 
 /// The calls of all scripted objects in the order in which they came.
 using Calls = std::vector<std::string>;
-
-struct LogLine {
-  int level;
-  std::string tag;
-  std::string text;
-};
-
-class Sink final : public platform::ILogSink {
- public:
-  void Write(int level, std::string_view tag, std::string_view text) override {
-    const std::lock_guard lock(mutex_);
-    lines_.push_back({level, std::string(tag), std::string(text)});
-  }
-  std::vector<LogLine> Lines() const {
-    const std::lock_guard lock(mutex_);
-    return lines_;
-  }
-  /// Whether a line of this level holds the part, a function name included.
-  bool Has(int level, const std::string& part) const {
-    return std::ranges::any_of(
-        Lines(), [&](const LogLine& line) { return line.level == level && line.text.find(part) != std::string::npos; });
-  }
-  void Clear() {
-    const std::lock_guard lock(mutex_);
-    lines_.clear();
-  }
-
- private:
-  mutable std::mutex mutex_;
-  std::vector<LogLine> lines_;
-};
 
 using Row = std::map<std::string, std::string>;
 
@@ -293,7 +261,7 @@ class Platform {
   Platform& operator=(const Platform&) = delete;
 
   Calls calls;
-  std::shared_ptr<Sink> sink = std::make_shared<Sink>();
+  std::shared_ptr<evidence_test::LogRecorder> sink = std::make_shared<evidence_test::LogRecorder>();
   std::shared_ptr<Database> db = std::make_shared<Database>(calls);
   std::shared_ptr<Threads> threads = std::make_shared<Threads>(calls);
   std::shared_ptr<Language> language = std::make_shared<Language>(calls);

@@ -1,0 +1,83 @@
+#include "support/RunningPlugin.h"
+
+#include <stdexcept>
+
+#include "support/ThrowawayPostgres.h"
+
+namespace evidence_test {
+namespace {
+
+constexpr char kSession[] = "session";
+
+class OneSession final : public platform::IAuthenticationBackend {
+ public:
+  std::shared_ptr<TarnPlatform::Authentication::CUserSession> FindSession(const std::string& session) override {
+    if (session != kSession) return nullptr;
+    return std::make_shared<TarnPlatform::Authentication::CUserSession>("alice", "10.0.0.7", 1);
+  }
+  bool IsSuperUser(const std::string&) override { return false; }
+};
+
+class EveryPermission final : public kelp::IClientPermissionApi {
+ public:
+  bool HaveWebClientPermission(const std::string& session, int) override { return session == kSession; }
+  bool HaveCSClientPermission(const std::string& session, int) override { return session == kSession; }
+};
+
+class Adapter final : public kelp::IPlatformAdapterInterface {
+ public:
+  explicit Adapter(std::shared_ptr<kelp::IMsgBus> bus) : bus_(std::move(bus)) {}
+  void GetMsgBus(std::shared_ptr<kelp::IMsgBus>& bus, bool) override { bus = bus_; }
+  void GetClientPermissionApi(std::shared_ptr<kelp::IClientPermissionApi>& api, bool) override { api = permissions_; }
+  std::shared_ptr<kelp::IElementApi> GetElementApi(bool) override { return elements_; }
+  std::shared_ptr<kelp::ISystemAndLogAPI> GetSystemAndLogApi(bool) override { return system_and_log_; }
+
+ private:
+  const std::shared_ptr<kelp::IMsgBus> bus_;
+  const std::shared_ptr<kelp::IClientPermissionApi> permissions_ = std::make_shared<EveryPermission>();
+  const std::shared_ptr<kelp::IElementApi> elements_ = std::make_shared<kelp::IElementApi>();
+  const std::shared_ptr<kelp::ISystemAndLogAPI> system_and_log_ = platform::MakeSystemAndLogApi();
+};
+
+class InstalledSystem final : public platform::ISystemBackend {
+ public:
+  std::string SystemGuid() override { return "TEST-GUID"; }
+  bool ServerStandards(int&) override { return false; }
+  std::string ExecutableDirectory() override { return RUNTIME_DIRECTORY "/"; }
+};
+
+}  // namespace
+
+RunningPlugin::RunningPlugin()
+    : db_slot_(platform::MakePostgresDBManager({.connection = Postgres().AppConnection()})),
+      authentication_slot_(std::make_shared<OneSession>()),
+      system_slot_(std::make_shared<InstalledSystem>()),
+      adapter_slot_(std::make_shared<Adapter>(routes_)) {
+  platform::SetLogThreshold(1);
+  if (!kelp::IDBManager::Instance()->Initialize(platform::kPlatformDbId, 4, 4, true) || !module_.Initialize()) {
+    throw std::runtime_error("the plugin did not start");
+  }
+}
+
+RunningPlugin::~RunningPlugin() {
+  module_.Finalize();
+  kelp::IDBManager::Instance()->UnInitialize(platform::kPlatformDbId);
+  platform::SetLogThreshold(3);
+}
+
+std::string RunningPlugin::Request(int method, const std::string& path, const std::string& body,
+                                   const std::string& session) const {
+  const auto match = routes_->Find(path);
+  if (!match) return "404";
+  kelp::SHttpResponse response;
+  match->callback(response, {method, session, match->url_ids, body});
+  return response.response_body;
+}
+
+std::vector<std::string> RunningPlugin::TakeStatements() const {
+  auto texts = log_->Texts(1, "db_layer");
+  log_->Clear();
+  return texts;
+}
+
+}  // namespace evidence_test
