@@ -42,15 +42,17 @@ class IDBManager {
   PLATFORM_API static std::shared_ptr<IDBManager> Instance();
 
   /// Makes the two pools of `plugin_id`, with at most `config_connections` and `log_connections`
-  /// connections. True when the database was reached. `connect_now` is always true.
+  /// connections (1 to 1000). True when the database was reached. False, with nothing changed, also when
+  /// pools stand under that id already. `connect_now` is always true.
   [[nodiscard]] virtual bool Initialize(const std::string& plugin_id, int config_connections, int log_connections,
                                         bool connect_now) = 0;
 
-  /// Closes the pools of `plugin_id`; later calls under that id fail.
+  /// Closes the pools of `plugin_id`; later calls under that id fail, the empty text too. Who waits for
+  /// a connection gets false, a statement that runs is finished.
   virtual void UnInitialize(const std::string& plugin_id) = 0;
 
-  /// Runs `sql`. False when any statement failed, no connection came free within the bound, or the
-  /// database is away. The empty text succeeds and sends nothing.
+  /// Runs `sql`. False when any statement failed, no connection came free within the bound, the database
+  /// is away, or the text holds a NUL or leaves a transaction open. The empty text succeeds and sends nothing.
   [[nodiscard]] virtual bool ExecuteNoQuery(const std::string& plugin_id, int connection_class,
                                             const std::string& sql) = 0;
 
