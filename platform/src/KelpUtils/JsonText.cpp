@@ -11,16 +11,8 @@
 namespace kelp {
 namespace {
 
+using Orv::Base::Utf8::IsValid;
 using rapidjson::SizeType;
-
-bool IsValidUtf8(std::string_view text) {
-  for (std::size_t at = 0; at < text.size();) {
-    const std::size_t length = Orv::Base::Utf8::SequenceLength(text, at);
-    if (length == 0) return false;
-    at += length;
-  }
-  return true;
-}
 
 /// Hands the reader's events on to the document and stops at what the document must not hold.
 class GuardingHandler {
@@ -47,10 +39,10 @@ class GuardingHandler {
   }
 
   bool String(const char* text, SizeType length, bool copy) {
-    return IsValidUtf8({text, length}) && target_.String(text, length, copy);
+    return IsValid({text, length}) && target_.String(text, length, copy);
   }
   bool Key(const char* text, SizeType length, bool copy) {
-    return IsValidUtf8({text, length}) && target_.Key(text, length, copy);
+    return IsValid({text, length}) && target_.Key(text, length, copy);
   }
 
   bool StartObject() { return --depth_left_ >= 0 && target_.StartObject(); }
@@ -69,14 +61,14 @@ class GuardingHandler {
   int depth_left_;
 };
 
-constexpr unsigned kParseFlags =
-    rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag | rapidjson::kParseNumbersAsStringsFlag;
+/// Encoding is checked beforehand, and what escapes stand for in the handler.
+constexpr unsigned kParseFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag;
 
 }  // namespace
 
 bool ParseJsonText(const std::string& text, int max_depth, rapidjson::Document& out) {
-  // The reader takes a NUL byte for the end of the text.
-  if (text.find('\0') != std::string::npos) return false;
+  // The reader takes a NUL byte for the end of the text, and itself reads past a sequence that is cut there.
+  if (text.find('\0') != std::string::npos || !IsValid(text)) return false;
   bool parsed = false;
   const auto read = [&](rapidjson::Document& target) {
     GuardingHandler handler(target, max_depth);

@@ -65,10 +65,10 @@ class ReportingSink final : public spdlog::sinks::base_sink<spdlog::details::nul
 class FileLogSink final : public ILogSink {
  public:
   FileLogSink(spdlog::sink_ptr output, std::size_t queue_lines)
-      : pool_(std::make_shared<spdlog::details::thread_pool>(queue_lines, 1)),
-        logger_(std::make_shared<spdlog::async_logger>("evidence",
-                                                       std::make_shared<ReportingSink>(std::move(output), *pool_),
-                                                       pool_, spdlog::async_overflow_policy::overrun_oldest)) {
+      : pool_(std::make_shared<spdlog::details::thread_pool>(queue_lines, 1)) {
+    auto reporting = std::make_shared<ReportingSink>(std::move(output), *pool_);
+    logger_ = std::make_shared<spdlog::async_logger>("evidence", std::move(reporting), pool_,
+                                                     spdlog::async_overflow_policy::overrun_oldest);
     logger_->set_level(spdlog::level::trace);
   }
 
@@ -77,9 +77,9 @@ class FileLogSink final : public ILogSink {
   }
 
  private:
-  /// Its end writes what is still queued.
-  const std::shared_ptr<spdlog::details::thread_pool> pool_;
-  const std::shared_ptr<spdlog::async_logger> logger_;
+  std::shared_ptr<spdlog::async_logger> logger_;
+  /// Last, so that it goes first: its end writes what is still queued and joins the thread that uses the output.
+  std::shared_ptr<spdlog::details::thread_pool> pool_;
 };
 
 spdlog::sink_ptr OutputAt(const std::string& path) {

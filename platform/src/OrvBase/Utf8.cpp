@@ -36,6 +36,15 @@ std::size_t SequenceLength(std::string_view text, std::size_t at) {
   return form.length;
 }
 
+bool IsValid(std::string_view text) {
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t length = SequenceLength(text, at);
+    if (length == 0) return false;
+    at += length;
+  }
+  return true;
+}
+
 std::string Repaired(std::string_view text) {
   std::string repaired;
   repaired.reserve(text.size());

@@ -10,6 +10,9 @@ namespace Orv::Base::Utf8 {
 /// Overlong forms, surrogates and values above U+10FFFF are no sequences.
 std::size_t SequenceLength(std::string_view text, std::size_t at);
 
+/// Whether `text` is made of such sequences alone.
+bool IsValid(std::string_view text);
+
 /// `text` with U+FFFD in place of each byte that begins no valid sequence.
 std::string Repaired(std::string_view text);
 

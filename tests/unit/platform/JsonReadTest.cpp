@@ -70,6 +70,8 @@ TEST(JsonRead, RefusesEverythingElseAndEmptiesTheDocument) {
       "\"\xED\xA0\x80\"",
       "\"\xF4\x90\x80\x80\"",
       "\"\xE2\x82\"",
+      "\"long enough for a buffer of its own \xF0",
+      "\"long enough for a buffer of its own \xF0\x9F\x98",
       "{\"\xFF\":1}",
       // Halves of surrogate pairs, which have no UTF-8.
       "\"\\ud800\"",
