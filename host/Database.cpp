@@ -39,7 +39,7 @@ std::string OpenDatabase(const Settings& settings) {
   platform::Slot<kelp::IDBManager>::Exchange(manager);
   const auto connections = static_cast<int>(settings.platform_connections);
   if (manager->Initialize(platform::kPlatformDbId, connections, connections, true)) return {};
-  return "the database cannot be reached; the log names the reason";
+  return "the database cannot be reached; " + settings.LogFile() + " names the reason";
 }
 
 constexpr char kSqlSchemaVersion[] = "SELECT max(version) AS version FROM platform.schema_version";

@@ -26,9 +26,10 @@ std::string Crypt(const std::string& password, const char* setting) {
   return result;
 }
 
-const std::string& NobodysHash() {
-  static const std::string hash = HashPassword(RandomHex(16)).value_or("");
-  return hash;
+std::string NewSalt() {
+  constexpr char kYescrypt[] = "$y$";
+  const std::unique_ptr<char, void (*)(void*)> salt(crypt_gensalt_ra(kYescrypt, 0, nullptr, 0), &std::free);
+  return salt ? salt.get() : "";
 }
 
 }  // namespace
@@ -57,17 +58,14 @@ bool IsPassword(const std::string& password) {
 
 std::optional<std::string> HashPassword(const std::string& password) {
   if (!IsPassword(password)) return std::nullopt;
-  constexpr char kYescrypt[] = "$y$";
-  const std::unique_ptr<char, void (*)(void*)> salt(crypt_gensalt_ra(kYescrypt, 0, nullptr, 0), &std::free);
-  if (!salt) return std::nullopt;
-  auto hash = Crypt(password, salt.get());
+  auto hash = Crypt(password, NewSalt().c_str());
   if (hash.empty()) return std::nullopt;
   return hash;
 }
 
 bool PasswordMatches(const std::string& password, const std::string& hash) {
   if (!IsPassword(password)) return false;
-  const std::string& expected = hash.empty() ? NobodysHash() : hash;
+  const std::string expected = hash.empty() ? NewSalt() : hash;
   const std::string found = Crypt(password, expected.c_str());
   return !hash.empty() && found.size() == expected.size() && !found.empty() &&
          CRYPTO_memcmp(found.data(), expected.data(), found.size()) == 0;

@@ -1,8 +1,12 @@
 #include "Serve.h"
 
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -10,6 +14,7 @@
 #include <memory>
 #include <optional>
 #include <sstream>
+#include <system_error>
 
 #include "Backends.h"
 #include "Database.h"
@@ -186,7 +191,8 @@ std::string Host::StartHttp() {
   http_.emplace(std::move(options), [this](const HttpHead& head) { return gateway_->Admit(head); });
   std::string fault;
   if (!socket_.Listen(fault)) return "cannot listen on " + fault;
-  return http_->Start(socket_.fd()) ? "" : "the HTTP server does not start; the log names the reason";
+  return http_->Start(socket_.fd()) ? ""
+                                    : "the HTTP server does not start; " + settings_.LogFile() + " names the reason";
 }
 
 int Host::Run() {
@@ -213,8 +219,10 @@ std::string OpenLog(const Settings& settings) {
   std::filesystem::create_directories(settings.data, error);
   if (error) return settings.data + ": " + error.message();
   const auto file = settings.LogFile();
-  // Opened once here for the reason, which the sink cannot give.
-  if (!std::ofstream(file, std::ios::app)) return file + ": cannot be written";
+  // Made here, because session ids stand in it, and for the reason, which the sink cannot give.
+  const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+  if (fd < 0) return file + ": " + std::generic_category().message(errno);
+  close(fd);
   Slot<platform::ILogSink>::Exchange(platform::MakeFileLogSink(file, static_cast<std::size_t>(settings.log_queue)));
   platform::SetLogThreshold(static_cast<int>(settings.log_level));
   return {};

@@ -12,7 +12,7 @@ namespace StringUtil = Orv::Base::StringUtil;
 using Permissions = std::set<std::pair<ClientKind, int>>;
 
 constexpr std::size_t kGeneratedPasswordBytes = 12;
-constexpr char kDatabaseAway[] = "the database does not answer, or refuses the statement";
+constexpr char kNoAnswer[] = "the database does not answer, or refuses the statement";
 
 /// The text as an SQL literal.
 std::string Quoted(const std::string& text) { return "'" + StringUtil::StringReplace(text, "'", "''") + "'"; }
@@ -106,11 +106,11 @@ std::string AddUser(const NewUser& user) {
   const auto hash = HashPassword(user.password);
   if (!hash) return "a password has 1 to 511 bytes of UTF-8 and no control character";
   const auto standing = LookUp(record.name);
-  if (standing == UserLookup::kDatabaseAway) return kDatabaseAway;
+  if (standing == UserLookup::kDatabaseAway) return kNoAnswer;
   if (standing == UserLookup::kFound) return "there is a user " + record.name + " already";
   const auto sql = StringUtil::str_fmt(kSqlAddUser, Quoted(record.name).c_str(), Quoted(*hash).c_str(),
                                        record.super_user ? "true" : "false");
-  return Execute(sql + GrantStatements(record.name, record.permissions)) ? "" : kDatabaseAway;
+  return Execute(sql + GrantStatements(record.name, record.permissions)) ? "" : kNoAnswer;
 }
 
 constexpr char kSqlRevokeAll[] =
@@ -119,10 +119,10 @@ constexpr char kSqlRevokeAll[] =
 
 std::string SetPermissions(const std::string& name, const Permissions& permissions) {
   const auto standing = LookUp(name);
-  if (standing == UserLookup::kDatabaseAway) return kDatabaseAway;
+  if (standing == UserLookup::kDatabaseAway) return kNoAnswer;
   if (standing == UserLookup::kMissing) return "there is no user " + name;
   const auto sql = StringUtil::str_fmt(kSqlRevokeAll, Quoted(name).c_str());
-  return Execute(sql + GrantStatements(name, permissions)) ? "" : kDatabaseAway;
+  return Execute(sql + GrantStatements(name, permissions)) ? "" : kNoAnswer;
 }
 
 constexpr char kSqlListUsers[] =

@@ -31,7 +31,7 @@ void AddCodeOptions(CLI::App& command, host::PermissionCodes& codes) {
 }
 
 void AddGlobalOptions(CLI::App& app, Options& options) {
-  app.add_option("--config", options.config, "Settings file, lines of key = value");
+  app.add_option("--config", options.config, "Settings file, lines of key = value")->take_last();
   app.add_flag("--check-config", options.check_config, "Check the settings file and end");
   app.add_flag("--print-config", options.print_config, "Print a settings file with every key at its default and end");
   for (const char* const key : {"listen", "database", "setup_database", "data"}) {
@@ -39,8 +39,9 @@ void AddGlobalOptions(CLI::App& app, Options& options) {
     for (char& letter : name)
       letter = letter == '_' ? '-' : letter;
     app.add_option_function<std::string>(
-        name, [&options, key](const std::string& value) { options.overrides[key] = value; },
-        "Overrides the setting of that name");
+           name, [&options, key](const std::string& value) { options.overrides[key] = value; },
+           "Overrides the setting of that name")
+        ->take_last();
   }
 }
 
