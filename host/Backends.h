@@ -1,0 +1,59 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "Backend.h"
+#include "RealBackends.h"
+#include "Sessions.h"
+
+/// The platform interfaces that the host itself stands behind. All on any thread.
+namespace host {
+
+/// platform::IAuthenticationBackend on the host's sessions.
+std::shared_ptr<platform::IAuthenticationBackend> MakeAuthentication(std::shared_ptr<const Sessions> sessions);
+
+/// kelp::IClientPermissionApi on the host's sessions: a super user has every permission.
+std::shared_ptr<kelp::IClientPermissionApi> MakeClientPermissions(std::shared_ptr<const Sessions> sessions);
+
+/// platform::ISystemBackend: the guid is read from the database once.
+std::shared_ptr<platform::ISystemBackend> MakeSystem(int server_standard, std::string executable_directory);
+
+/// Folder of the running executable, ending in "/".
+std::string ExecutableDirectory();
+
+/// The route table as plugins see it: notes which paths were registered, so that those of a plugin that did not start
+/// can be taken back.
+class RouteLedger final : public kelp::IMsgBus {
+ public:
+  explicit RouteLedger(std::shared_ptr<kelp::IMsgBus> routes) : routes_(std::move(routes)) {}
+
+  bool RegisterUrl(const std::string& url, int method_code, int route_mode, const kelp::UrlCallback& callback) override;
+  bool RegisterUrlWithCapability(const std::string& url, int method_code, int route_mode,
+                                 const kelp::UrlCallback& callback, const std::string& capability) override;
+  bool UnRegisterUrl(const std::string& url) override;
+
+  /// Registrations from here on belong to one plugin.
+  void BeginPlugin();
+  /// Takes back what was registered since BeginPlugin.
+  void DropPlugin();
+
+ private:
+  void Note(const std::string& url);
+
+  const std::shared_ptr<kelp::IMsgBus> routes_;
+  std::mutex mutex_;
+  std::vector<std::string> noted_;
+};
+
+/// kelp::IPlatformAdapterInterface that gives the objects it was made of.
+struct AdapterParts {
+  std::shared_ptr<kelp::IMsgBus> bus;
+  std::shared_ptr<kelp::IClientPermissionApi> permissions;
+  std::shared_ptr<kelp::ISystemAndLogAPI> system_and_log;
+};
+std::shared_ptr<kelp::IPlatformAdapterInterface> MakeAdapter(AdapterParts parts);
+
+}  // namespace host

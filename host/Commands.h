@@ -1,0 +1,33 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "Settings.h"
+
+/// The executable's commands beside serving. Each prints its result, or one line on standard error, and returns the
+/// exit code of the process.
+namespace host {
+
+/// Permission codes by the kind of client they hold for.
+struct PermissionCodes {
+  std::vector<int> web;
+  std::vector<int> cs;
+  std::vector<int> control;
+};
+
+struct UserAddOptions {
+  std::string name;
+  bool super_user = false;
+  /// Reads the password from the first line of standard input; else one is generated and printed.
+  bool password_stdin = false;
+  PermissionCodes codes;
+};
+
+[[nodiscard]] int RunSetup(const Settings& settings);
+[[nodiscard]] int RunUserAdd(const Settings& settings, const UserAddOptions& options);
+[[nodiscard]] int RunUserList(const Settings& settings);
+/// The user keeps exactly the codes given.
+[[nodiscard]] int RunUserPermissions(const Settings& settings, const std::string& name, const PermissionCodes& codes);
+
+}  // namespace host

@@ -1,0 +1,78 @@
+#include "Database.h"
+
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+
+#include "Backends.h"
+#include "DatabaseSetup.h"
+#include "RealBackends.h"
+
+namespace host {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// The number that the file "NNN_name.sql" brings the schema to; 0 for any other name.
+int SchemaVersionOf(const fs::path& file) {
+  int version = 0;
+  const auto name = file.filename().string();
+  const auto [stop, error] = std::from_chars(name.data(), name.data() + name.size(), version);
+  return error == std::errc() && *stop == '_' && file.extension() == ".sql" ? version : 0;
+}
+
+int NewestSchemaVersion(const std::string& sql_directory) {
+  int newest = 0;
+  std::error_code error;
+  for (const auto& entry : fs::directory_iterator(sql_directory, error)) {
+    newest = std::max(newest, SchemaVersionOf(entry.path()));
+  }
+  return newest;
+}
+
+}  // namespace
+
+std::string OpenDatabase(const Settings& settings) {
+  platform::PostgresOptions options;
+  options.connection = settings.database;
+  auto manager = platform::MakePostgresDBManager(std::move(options));
+  platform::Slot<kelp::IDBManager>::Exchange(manager);
+  const auto connections = static_cast<int>(settings.platform_connections);
+  if (manager->Initialize(platform::kPlatformDbId, connections, connections, true)) return {};
+  return "the database cannot be reached; " + settings.LogFile() + " names the reason";
+}
+
+constexpr char kSqlSchemaVersion[] = "SELECT max(version) AS version FROM platform.schema_version";
+
+std::string CheckSchemaVersion(const std::string& sql_directory) {
+  const int wanted = NewestSchemaVersion(sql_directory);
+  if (wanted == 0) return "no set-up statements in " + sql_directory;
+  int version = 0;
+  const bool answered = kelp::IDBManager::Instance()->ExecuteQuery(
+      platform::kPlatformDbId, kelp::IDBManager::kConfigClass, kSqlSchemaVersion,
+      [&version](kelp::IDBResultSet* rows) { version = rows->GetInt("version"); });
+  if (answered && version == wanted) return {};
+  if (version > wanted) {
+    return "the database's schema has version " + std::to_string(version) + ", this host knows " +
+           std::to_string(wanted) + ": use a newer host";
+  }
+  return (answered ? "the database's schema has version " + std::to_string(version) + ", this host needs " +
+                         std::to_string(wanted)
+                   : std::string("the database has no schema of this host, or the role cannot read it")) +
+         ": run evidence-host setup with an owner's connection";
+}
+
+std::string SetUpSchema(const std::string& owner_connection, const std::string& sql_directory, int& version) {
+  const auto result = platform::SetUpDatabase(owner_connection, sql_directory);
+  version = result.version;
+  return result.ok ? "" : "set-up of the database failed: " + result.fault;
+}
+
+bool DatabaseAnswers() {
+  return kelp::IDBManager::Instance()->ExecuteNoQuery(platform::kPlatformDbId, kelp::IDBManager::kConfigClass,
+                                                      "SELECT 1");
+}
+
+std::string SqlDirectory(const Settings& settings) { return (fs::path(ExecutableDirectory()) / settings.sql).string(); }
+
+}  // namespace host

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+#include <variant>
+
+#include "HttpServer.h"
+#include "RealBackends.h"
+#include "Sessions.h"
+#include "WorkerPool.h"
+
+namespace host {
+
+/// What requests meet on their way in, in this order: 405 for a method outside PUT, POST, DELETE and GET; the host's
+/// own paths; 401 without a session, before 404 so that nobody without one learns which paths there are; 404 for
+/// an unknown path; the plugin.
+class Gateway {
+ public:
+  struct Parts {
+    std::shared_ptr<Sessions> sessions;
+    std::shared_ptr<const platform::IRouteTable> routes;
+    /// Runs plugin requests and GET /ready.
+    WorkerPool* workers = nullptr;
+    /// Runs logins, whose hashes are costly by design: their number at a time is bounded by its threads.
+    WorkerPool* login_workers = nullptr;
+    std::size_t body_limit = 0;
+    /// Whether the host can serve; may block.
+    std::function<bool()> ready;
+  };
+
+  explicit Gateway(Parts parts) : parts_(std::move(parts)) {}
+
+  /// As HttpAdmission.
+  std::variant<HttpAnswer, HttpTask> Admit(const HttpHead& head) const;
+
+ private:
+  std::variant<HttpAnswer, HttpTask> AdmitToPlugin(const HttpHead& head, int method_code) const;
+  HttpAnswer Login(const std::string& client_address, const std::string& body) const;
+  HttpAnswer Ready() const;
+
+  const Parts parts_;
+};
+
+}  // namespace host

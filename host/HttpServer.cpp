@@ -1,0 +1,327 @@
+#include "HttpServer.h"
+
+#include <microhttpd.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <limits>
+#include <utility>
+#include <vector>
+
+#include "HostLog.h"
+#include "ListenAddress.h"
+
+namespace host {
+namespace {
+
+/// A refused request's body up to this size is read away, so that the client sees the answer and keeps its
+/// connection; before a larger one the connection is closed.
+constexpr std::uint64_t kReadAwayAnnounced = 64 * 1024;
+/// The same for bodies without an announced size, which cannot be answered before their end.
+constexpr std::uint64_t kReadAwayChunked = 64 * 1024 * 1024;
+constexpr std::uint64_t kUnknownLength = std::numeric_limits<std::uint64_t>::max();
+constexpr std::size_t kReserveAtOnce = 1024 * 1024;
+
+std::optional<std::string_view> Header(MHD_Connection& connection, const char* name) {
+  const char* const value = MHD_lookup_connection_value(&connection, MHD_HEADER_KIND, name);
+  if (value == nullptr) return std::nullopt;
+  return value;
+}
+
+/// Bytes of the body to come: 0 without one, kUnknownLength for a chunked one.
+std::uint64_t AnnouncedLength(MHD_Connection& connection) {
+  if (Header(connection, MHD_HTTP_HEADER_TRANSFER_ENCODING)) return kUnknownLength;
+  const auto text = Header(connection, MHD_HTTP_HEADER_CONTENT_LENGTH);
+  std::uint64_t length = 0;
+  if (text) std::from_chars(text->data(), text->data() + text->size(), length);
+  return length;
+}
+
+const MHD_ConnectionInfo* Info(MHD_Connection& connection, MHD_ConnectionInfoType type) {
+  return MHD_get_connection_info(&connection, type);
+}
+
+int Descriptor(MHD_Connection& connection) {
+  const auto* const info = Info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
+  return info == nullptr ? -1 : info->connect_fd;
+}
+
+std::string ClientAddress(MHD_Connection& connection) {
+  const auto* const info = Info(connection, MHD_CONNECTION_INFO_CLIENT_ADDRESS);
+  return info == nullptr || info->client_addr == nullptr ? std::string() : AddressText(*info->client_addr);
+}
+
+std::size_t HeaderSize(MHD_Connection& connection) {
+  const auto* const info = Info(connection, MHD_CONNECTION_INFO_REQUEST_HEADER_SIZE);
+  return info == nullptr ? 0 : info->header_size;
+}
+
+}  // namespace
+
+HttpAnswer ErrorAnswer(unsigned status, std::string_view reason) {
+  return {status, "{\"Error\":\"" + std::string(reason) + "\"}", nullptr};
+}
+
+struct HttpServer::Exchange {
+  MHD_Connection* connection = nullptr;
+  /// Method and path, for the log.
+  std::string line;
+  HttpTask task;
+  std::string body;
+  std::uint64_t received = 0;
+
+  /// Guards what follows once the connection is suspended: a worker and a stop may both want to answer.
+  std::mutex mutex;
+  bool suspended = false;
+  std::optional<HttpAnswer> answer;
+
+  /// Nothing that a request throws, in a plugin or in the host, may end the process.
+  HttpAnswer Run() {
+    try {
+      return task.run(std::move(body));
+    } catch (const std::exception& error) {
+      LogHost(5, "%s threw: %s", line.c_str(), error.what());
+    } catch (...) {
+      LogHost(5, "%s threw", line.c_str());
+    }
+    return ErrorAnswer(MHD_HTTP_INTERNAL_SERVER_ERROR, "internal error");
+  }
+
+  /// Does nothing on a connection that was resumed already. Touches nothing but this object and the connection,
+  /// which lives as long as it is suspended: a late worker may come when the server is gone.
+  void Resume(HttpAnswer next) {
+    const std::lock_guard lock(mutex);
+    if (!suspended) return;
+    suspended = false;
+    answer = std::move(next);
+    MHD_resume_connection(connection);
+  }
+};
+
+/// The entry points of libmicrohttpd, which must see no exception.
+struct HttpCallbacks {
+  static MHD_Result Access(void* server, MHD_Connection* connection, const char* path, const char* method, const char*,
+                           const char* data, std::size_t* size, void** context) {
+    try {
+      auto* const self = static_cast<HttpServer*>(server);
+      return self->Access(*connection, path, method, data, *size, *context) ? MHD_YES : MHD_NO;
+    } catch (...) {
+      LogHost(5, "a request was dropped: out of memory");
+      return MHD_NO;
+    }
+  }
+
+  static void Completed(void* server, MHD_Connection* connection, void** context, MHD_RequestTerminationCode) {
+    static_cast<HttpServer*>(server)->Completed(*connection, *context);
+  }
+
+  static void Connection(void* server, MHD_Connection* connection, void**, MHD_ConnectionNotificationCode code) {
+    auto& self = *static_cast<HttpServer*>(server);
+    if (code == MHD_CONNECTION_NOTIFY_STARTED) {
+      self.deadlines_.Set(Descriptor(*connection), self.options_.idle_timeout + self.options_.read_timeout);
+    } else {
+      self.deadlines_.Clear(Descriptor(*connection));
+    }
+  }
+
+  /// Paths are compared as they were sent.
+  static std::size_t KeepEscapes(void*, MHD_Connection*, char* text) { return std::strlen(text); }
+
+  __attribute__((format(printf, 2, 0))) static void Log(void*, const char* format, va_list arguments) {
+    char text[512];
+    std::vsnprintf(text, sizeof(text), format, arguments);
+    LogHost(4, "http: %s", text);
+  }
+
+  static void FreeBody(void* body) { delete static_cast<std::string*>(body); }
+};
+
+HttpServer::HttpServer(HttpOptions options, HttpAdmission admission)
+    : options_(std::move(options)), admission_(std::move(admission)) {}
+
+HttpServer::~HttpServer() { Stop(std::chrono::milliseconds(0)); }
+
+bool HttpServer::Start(int listen_fd) {
+  unsigned flags = MHD_USE_EPOLL_INTERNAL_THREAD | MHD_USE_ITC | MHD_ALLOW_SUSPEND_RESUME | MHD_USE_ERROR_LOG;
+  std::vector<MHD_OptionItem> tls;
+  if (!options_.tls_certificate.empty()) {
+    flags |= MHD_USE_TLS;
+    // The library takes the texts as char* and only reads them.
+    tls.push_back({MHD_OPTION_HTTPS_MEM_CERT, 0, const_cast<char*>(options_.tls_certificate.c_str())});
+    tls.push_back({MHD_OPTION_HTTPS_MEM_KEY, 0, const_cast<char*>(options_.tls_key.c_str())});
+  }
+  tls.push_back({MHD_OPTION_END, 0, nullptr});
+  // Header lines take their own size and a record each, so that twice the limit holds any usual header of
+  // the limit's size; the exact limit is tested where requests begin.
+  const std::size_t memory = 2 * options_.header_limit + 32 * 1024;
+  daemon_ = MHD_start_daemon(flags, 0, nullptr, nullptr, &HttpCallbacks::Access, this,                             //
+                             MHD_OPTION_EXTERNAL_LOGGER, &HttpCallbacks::Log, nullptr,                             //
+                             MHD_OPTION_LISTEN_SOCKET, listen_fd,                                                  //
+                             MHD_OPTION_NOTIFY_COMPLETED, &HttpCallbacks::Completed, this,                         //
+                             MHD_OPTION_NOTIFY_CONNECTION, &HttpCallbacks::Connection, this,                       //
+                             MHD_OPTION_UNESCAPE_CALLBACK, &HttpCallbacks::KeepEscapes, nullptr,                   //
+                             MHD_OPTION_CONNECTION_MEMORY_LIMIT, memory,                                           //
+                             MHD_OPTION_CONNECTION_LIMIT, options_.connections_limit,                              //
+                             MHD_OPTION_CONNECTION_TIMEOUT, static_cast<unsigned>(options_.idle_timeout.count()),  //
+                             MHD_OPTION_ARRAY, tls.data(), MHD_OPTION_END);
+  return daemon_ != nullptr;
+}
+
+bool HttpServer::Access(MHD_Connection& connection, const char* path, const char* method, const char* data,
+                        std::size_t& size, void*& context) {
+  if (context == nullptr) return Begin(connection, path, method, context);
+  const auto& exchange = *static_cast<std::shared_ptr<Exchange>*>(context);
+  if (size != 0) {
+    const std::string_view taken(data, std::exchange(size, 0));
+    return Take(*exchange, taken);
+  }
+  {
+    const std::lock_guard lock(exchange->mutex);
+    if (!exchange->answer) return Dispatch(exchange);
+  }
+  return Answer(*exchange);
+}
+
+bool HttpServer::Begin(MHD_Connection& connection, const char* path, const char* method, void*& context) {
+  auto exchange = std::make_shared<Exchange>();
+  exchange->connection = &connection;
+  exchange->line = std::string(method) + " " + path;
+  deadlines_.Set(Descriptor(connection), options_.read_timeout);
+  context = new std::shared_ptr<Exchange>(exchange);
+  bool stopping = false;
+  {
+    const std::lock_guard lock(mutex_);
+    in_flight_.insert(exchange.get());
+    stopping = stopping_;
+  }
+  if (HeaderSize(connection) > options_.header_limit) {
+    exchange->answer = ErrorAnswer(MHD_HTTP_REQUEST_HEADER_FIELDS_TOO_LARGE, "header too large");
+    return Answer(*exchange);
+  }
+  if (stopping) return Admit(*exchange, ErrorAnswer(MHD_HTTP_SERVICE_UNAVAILABLE, "stopping"));
+  return Admit(*exchange, admission_({method, path, Header(connection, MHD_HTTP_HEADER_AUTHORIZATION),
+                                      ClientAddress(connection)}));
+}
+
+bool HttpServer::Admit(Exchange& exchange, std::variant<HttpAnswer, HttpTask> verdict) {
+  auto& connection = *exchange.connection;
+  const auto announced = AnnouncedLength(connection);
+  if (auto* const refusal = std::get_if<HttpAnswer>(&verdict)) {
+    exchange.answer = std::move(*refusal);
+    const bool read_away = announced <= kReadAwayAnnounced || announced == kUnknownLength;
+    return (read_away && !Header(connection, MHD_HTTP_HEADER_EXPECT)) || Answer(exchange);
+  }
+  exchange.task = std::move(std::get<HttpTask>(verdict));
+  if (announced == kUnknownLength) return true;
+  if (announced > exchange.task.body_limit) {
+    exchange.answer = ErrorAnswer(MHD_HTTP_CONTENT_TOO_LARGE, "body too large");
+    return Answer(exchange);
+  }
+  exchange.body.reserve(std::min<std::size_t>(announced, kReserveAtOnce));
+  return true;
+}
+
+bool HttpServer::Take(Exchange& exchange, std::string_view data) {
+  exchange.received += data.size();
+  if (exchange.answer) return exchange.received <= kReadAwayChunked;
+  if (exchange.received > exchange.task.body_limit) {
+    exchange.answer = ErrorAnswer(MHD_HTTP_CONTENT_TOO_LARGE, "body too large");
+    exchange.body = {};
+    return true;
+  }
+  exchange.body.append(data);
+  return true;
+}
+
+/// The caller holds the exchange's mutex, so that a quick worker's Resume comes after the suspension.
+bool HttpServer::Dispatch(const std::shared_ptr<Exchange>& exchange) {
+  deadlines_.Clear(Descriptor(*exchange->connection));
+  if (abandoned_) {
+    exchange->answer = ErrorAnswer(MHD_HTTP_SERVICE_UNAVAILABLE, "stopping");
+    return Answer(*exchange);
+  }
+  const bool queued = exchange->task.pool->TrySubmit([exchange] { exchange->Resume(exchange->Run()); });
+  if (!queued) {
+    exchange->answer = ErrorAnswer(MHD_HTTP_SERVICE_UNAVAILABLE, "too many requests waiting");
+    return Answer(*exchange);
+  }
+  MHD_suspend_connection(exchange->connection);
+  exchange->suspended = true;
+  return true;
+}
+
+bool HttpServer::Answer(Exchange& exchange) {
+  auto& answer = *exchange.answer;
+  LogHost(2, "%s: %u, %zu bytes in, %zu bytes out", exchange.line.c_str(), answer.status,
+          static_cast<std::size_t>(exchange.received), answer.body.size());
+  const std::size_t size = answer.body.size();
+  auto* const body = new std::string(std::move(answer.body));
+  auto* const response =
+      MHD_create_response_from_buffer_with_free_callback_cls(size, body->data(), &HttpCallbacks::FreeBody, body);
+  if (response == nullptr) {
+    delete body;
+    return false;
+  }
+  if (size != 0) MHD_add_response_header(response, MHD_HTTP_HEADER_CONTENT_TYPE, "application/json");
+  MHD_add_response_header(response, MHD_HTTP_HEADER_CACHE_CONTROL, "no-store");
+  if (answer.allow != nullptr) MHD_add_response_header(response, MHD_HTTP_HEADER_ALLOW, answer.allow);
+  if (answer.status == MHD_HTTP_UNAUTHORIZED) {
+    MHD_add_response_header(response, MHD_HTTP_HEADER_WWW_AUTHENTICATE, "Bearer");
+  }
+  if (stopping_) MHD_add_response_header(response, MHD_HTTP_HEADER_CONNECTION, "close");
+  const auto queued = MHD_queue_response(exchange.connection, answer.status, response);
+  MHD_destroy_response(response);
+  return queued == MHD_YES;
+}
+
+void HttpServer::Completed(MHD_Connection& connection, void*& context) {
+  if (context == nullptr) return;
+  auto* const exchange = static_cast<std::shared_ptr<Exchange>*>(std::exchange(context, nullptr));
+  deadlines_.Set(Descriptor(connection), options_.idle_timeout + options_.read_timeout);
+  {
+    const std::lock_guard lock(mutex_);
+    in_flight_.erase(exchange->get());
+  }
+  delete exchange;
+  completed_.notify_all();
+}
+
+bool HttpServer::Drained(std::chrono::milliseconds timeout) {
+  std::unique_lock lock(mutex_);
+  return completed_.wait_for(lock, timeout, [this] { return in_flight_.empty(); });
+}
+
+void HttpServer::AbandonSuspended() {
+  abandoned_ = true;
+  const std::lock_guard lock(mutex_);
+  for (auto* const exchange : in_flight_) {
+    exchange->Resume(ErrorAnswer(MHD_HTTP_SERVICE_UNAVAILABLE, "stopping"));
+  }
+}
+
+bool HttpServer::Stop(std::chrono::milliseconds timeout) {
+  if (daemon_ == nullptr) return true;
+  {
+    const std::lock_guard lock(mutex_);
+    stopping_ = true;
+  }
+  const int listen_fd = MHD_quiesce_daemon(daemon_);
+  // Clients are refused from here on instead of waiting in the backlog until the socket is closed.
+  if (listen_fd >= 0) shutdown(listen_fd, SHUT_RD);
+  const bool drained = Drained(timeout);
+  if (!drained) {
+    // A suspended connection would abort the process below.
+    constexpr std::chrono::seconds kLastAnswers{2};
+    AbandonSuspended();
+    Drained(kLastAnswers);
+  }
+  MHD_stop_daemon(std::exchange(daemon_, nullptr));
+  return drained;
+}
+
+}  // namespace host

@@ -1,0 +1,120 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+#include <variant>
+
+#include "ReadDeadlines.h"
+#include "WorkerPool.h"
+
+struct MHD_Connection;
+struct MHD_Daemon;
+
+namespace host {
+
+/// What is known of a request when its header has been read. The views live as long as the call.
+struct HttpHead {
+  std::string_view method;
+  /// As sent, without the query: percent signs are not decoded.
+  std::string_view path;
+  /// Absent when there is no such header.
+  std::optional<std::string_view> authorization;
+  /// The client's address without port.
+  std::string client_address;
+};
+
+struct HttpAnswer {
+  unsigned status = 0;
+  /// JSON; empty for an answer without a body.
+  std::string body;
+  /// The methods of a 405 answer.
+  const char* allow = nullptr;
+};
+
+/// An answer of the host itself, with {"Error":"<reason>"} as its body; `reason` needs no escaping.
+HttpAnswer ErrorAnswer(unsigned status, std::string_view reason);
+
+/// A request that may be served: what to do with its body, and where.
+struct HttpTask {
+  std::size_t body_limit = 0;
+  WorkerPool* pool = nullptr;
+  /// Runs on a thread of `pool`. An exception is answered with 500.
+  std::function<HttpAnswer(std::string body)> run;
+};
+
+/// Decides on requests by their head, before a byte of the body is kept. Runs on the connection thread and must
+/// not block.
+using HttpAdmission = std::function<std::variant<HttpAnswer, HttpTask>(const HttpHead&)>;
+
+struct HttpOptions {
+  std::size_t header_limit = 0;
+  unsigned connections_limit = 0;
+  std::chrono::seconds idle_timeout{};
+  std::chrono::seconds read_timeout{};
+  /// PEM texts; both empty for plain HTTP.
+  std::string tls_certificate;
+  std::string tls_key;
+};
+
+/// HTTP/1.1 on one listening socket: one thread for all connections, requests run on worker pools while
+/// their connection is suspended. The pools must outlive the server.
+class HttpServer {
+ public:
+  HttpServer(HttpOptions options, HttpAdmission admission);
+  /// Calls Stop without waiting for requests.
+  ~HttpServer();
+  HttpServer(const HttpServer&) = delete;
+  HttpServer& operator=(const HttpServer&) = delete;
+
+  /// Serves on `listen_fd`, which listens and stays the caller's to close after Stop. False when no
+  /// daemon could be made.
+  [[nodiscard]] bool Start(int listen_fd);
+
+  /// Refuses new connections, answers 503 to new requests on old ones, waits until requests in flight are answered,
+  /// and closes everything. False when some were not answered within `timeout`: they got 503, and their tasks
+  /// may still be running. Only the first call does anything.
+  bool Stop(std::chrono::milliseconds timeout);
+
+ private:
+  struct Exchange;
+  friend struct HttpCallbacks;
+
+  // One request, in order; false closes the connection.
+  bool Access(MHD_Connection& connection, const char* path, const char* method, const char* data, std::size_t& size,
+              void*& context);
+  bool Begin(MHD_Connection& connection, const char* path, const char* method, void*& context);
+  bool Admit(Exchange& exchange, std::variant<HttpAnswer, HttpTask> verdict);
+  bool Take(Exchange& exchange, std::string_view data);
+  bool Dispatch(const std::shared_ptr<Exchange>& exchange);
+  bool Answer(Exchange& exchange);
+  void Completed(MHD_Connection& connection, void*& context);
+  bool Drained(std::chrono::milliseconds timeout);
+  void AbandonSuspended();
+
+  const HttpOptions options_;
+  const HttpAdmission admission_;
+  ReadDeadlines deadlines_;
+  MHD_Daemon* daemon_ = nullptr;
+
+  /// No request may be suspended any more.
+  std::atomic<bool> abandoned_ = false;
+
+  std::mutex mutex_;
+  std::condition_variable completed_;
+  /// Written under the mutex.
+  std::atomic<bool> stopping_ = false;
+  /// Requests whose head was read and whose answer is not yet sent.
+  std::unordered_set<Exchange*> in_flight_;
+};
+
+}  // namespace host

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <sys/socket.h>
+
+#include <optional>
+#include <string>
+
+namespace host {
+
+/// A numeric socket address.
+struct ListenAddress {
+  sockaddr_storage storage{};
+  socklen_t length = 0;
+};
+
+/// "127.0.0.1:8080" or "[::1]:8080"; none for anything else.
+[[nodiscard]] std::optional<ListenAddress> ParseListenAddress(const std::string& text);
+
+/// The form that ParseListenAddress reads.
+[[nodiscard]] std::string ListenAddressText(const sockaddr_storage& storage);
+
+/// The address without its port: "127.0.0.1", "::1". "" for a family other than the two.
+[[nodiscard]] std::string AddressText(const sockaddr& address);
+
+/// A socket bound to an address; connections are refused until `Listen`. Owned by one thread.
+class ListenSocket {
+ public:
+  ListenSocket() = default;
+  ~ListenSocket();
+  ListenSocket(const ListenSocket&) = delete;
+  ListenSocket& operator=(const ListenSocket&) = delete;
+
+  /// False, with `fault` filled, when the address cannot be had.
+  [[nodiscard]] bool Bind(const ListenAddress& address, std::string& fault);
+  [[nodiscard]] bool Listen(std::string& fault);
+
+  int fd() const { return fd_; }
+  /// The address with the port that was really taken.
+  const std::string& text() const { return text_; }
+
+ private:
+  int fd_ = -1;
+  std::string text_;
+};
+
+}  // namespace host

@@ -1,0 +1,68 @@
+#include "PluginLoader.h"
+
+#include <dlfcn.h>
+
+#include <exception>
+
+#include "HostLog.h"
+
+namespace host {
+namespace {
+
+/// Calls a plugin's function. "" when it gave true, else what it did instead.
+std::string CallEntry(bool (*entry)()) {
+  try {
+    return entry() ? "" : "gave false";
+  } catch (const std::exception& error) {
+    return std::string("threw: ") + error.what();
+  } catch (...) {
+    return "threw";
+  }
+}
+
+}  // namespace
+
+PluginLoader::~PluginLoader() { StopAll(); }
+
+bool PluginLoader::Start(const std::string& file, std::string& fault) {
+  const auto refuse = [&](const std::string& reason) {
+    fault = "plugin " + file + " refused: " + reason;
+    LogHost(6, "%s", fault.c_str());
+    return false;
+  };
+  void* const library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (library == nullptr) return refuse(dlerror());
+  const auto init = reinterpret_cast<Entry>(dlsym(library, "Init"));
+  const auto un_init = reinterpret_cast<Entry>(dlsym(library, "UnInit"));
+  if (init == nullptr || un_init == nullptr) {
+    dlclose(library);
+    return refuse(init == nullptr ? "it exports no Init" : "it exports no UnInit");
+  }
+  routes_.BeginPlugin();
+  const auto failure = CallEntry(init);
+  if (failure.empty()) {
+    started_.push_back({file, library, un_init});
+    LogHost(3, "plugin %s started", file.c_str());
+    return true;
+  }
+  const auto second_failure = CallEntry(un_init);
+  if (!second_failure.empty()) LogHost(5, "plugin %s: UnInit %s", file.c_str(), second_failure.c_str());
+  routes_.DropPlugin();
+  // The library stays mapped: it may have left threads or objects behind that still need its code.
+  return refuse("Init " + failure);
+}
+
+void PluginLoader::StopAll() {
+  for (; !started_.empty(); started_.pop_back()) {
+    const auto& plugin = started_.back();
+    const auto failure = CallEntry(plugin.un_init);
+    if (failure.empty()) {
+      LogHost(3, "plugin %s stopped", plugin.file.c_str());
+    } else {
+      LogHost(5, "plugin %s: UnInit %s", plugin.file.c_str(), failure.c_str());
+    }
+    // Stays mapped until the process ends: objects that the plugin handed out may be destroyed later than this.
+  }
+}
+
+}  // namespace host

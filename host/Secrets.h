@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+/// Random texts and password hashes. Any thread; nothing here is ever logged.
+namespace host {
+
+/// Longest password in bytes: what crypt(3) takes.
+inline constexpr std::size_t kMaxPasswordBytes = 511;
+
+/// `bytes` bytes of the system's random source in lower-case hex. The process ends when it has none.
+[[nodiscard]] std::string RandomHex(std::size_t bytes);
+
+/// Whether `password` may be one: not empty, at most kMaxPasswordBytes, no control character, UTF-8.
+[[nodiscard]] bool IsPassword(const std::string& password);
+
+/// A yescrypt hash with a salt of its own; none for a text that is no password.
+[[nodiscard]] std::optional<std::string> HashPassword(const std::string& password);
+
+/// Whether `password` belongs to `hash`. With an empty `hash`, of an unknown user, false after the same time. Uses
+/// several megabytes and tens of milliseconds: callers bound how many run at once.
+[[nodiscard]] bool PasswordMatches(const std::string& password, const std::string& hash);
+
+}  // namespace host

@@ -1,0 +1,250 @@
+#include "Serve.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <sstream>
+#include <system_error>
+
+#include "Backends.h"
+#include "Database.h"
+#include "Gateway.h"
+#include "HostLog.h"
+#include "HttpServer.h"
+#include "ListenAddress.h"
+#include "PluginLoader.h"
+#include "Users.h"
+
+namespace host {
+namespace {
+
+using platform::Slot;
+
+/// The signals that stop the host; blocked in every thread and waited for in one.
+sigset_t StopSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+    sigaddset(&signals, signal);
+  return signals;
+}
+
+void PrepareProcess(const Settings& settings) {
+  const auto signals = StopSignals();
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  signal(SIGPIPE, SIG_IGN);
+  // Every connection is a descriptor; the rest is for the database, files and libraries.
+  constexpr rlim_t kOtherDescriptors = 512;
+  const auto wanted = static_cast<rlim_t>(settings.connections_limit) + kOtherDescriptors;
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < wanted) {
+    limit.rlim_cur = std::min(wanted, limit.rlim_max);
+    setrlimit(RLIMIT_NOFILE, &limit);
+  }
+}
+
+std::optional<std::string> FileText(const std::string& file) {
+  std::ifstream stream(file, std::ios::binary);
+  std::ostringstream text;
+  if (!stream || !(text << stream.rdbuf())) return std::nullopt;
+  return text.str();
+}
+
+/// The parts of a running host, in the order of their start.
+class Host {
+ public:
+  explicit Host(const Settings& settings) : settings_(settings) {}
+  ~Host();
+
+  /// "" or why the host cannot run.
+  std::string Start();
+  /// Serves until a stop signal; the exit code.
+  int Run();
+
+ private:
+  std::string TakeAddress();
+  std::string PrepareDatabase() const;
+  void InstallBackends();
+  std::string StartPlugins();
+  std::string StartHttp();
+
+  const Settings& settings_;
+  ListenSocket socket_;
+  const std::shared_ptr<Sessions> sessions_ = std::make_shared<Sessions>(
+      std::chrono::minutes(settings_.session_idle_minutes), static_cast<std::size_t>(settings_.sessions_limit));
+  const std::shared_ptr<platform::IRouteTable> routes_ = platform::MakeRouteTable();
+  const std::shared_ptr<RouteLedger> ledger_ = std::make_shared<RouteLedger>(routes_);
+  PluginLoader plugins_{*ledger_};
+  bool all_plugins_up_ = true;
+  std::optional<WorkerPool> workers_;
+  std::optional<WorkerPool> login_workers_;
+  std::optional<Gateway> gateway_;
+  std::optional<HttpServer> http_;
+};
+
+Host::~Host() {
+  http_.reset();
+  login_workers_.reset();
+  workers_.reset();
+  plugins_.StopAll();
+  Slot<kelp::IPlatformAdapterInterface>::Exchange(nullptr);
+  Slot<platform::IAuthenticationBackend>::Exchange(nullptr);
+  Slot<platform::IIncreResourceBackend>::Exchange(nullptr);
+  Slot<platform::ILogBackend>::Exchange(nullptr);
+  Slot<plugin_comm::IPluginCommManager>::Exchange(nullptr);
+  Slot<kelp::IMultiLanguageMgr>::Exchange(nullptr);
+  Slot<kelp::IThreadManager>::Exchange(nullptr);
+  Slot<platform::ISystemBackend>::Exchange(nullptr);
+}
+
+std::string Host::Start() {
+  // The address first: two hosts started by mistake must not both work on the database.
+  auto fault = TakeAddress();
+  if (fault.empty()) fault = PrepareDatabase();
+  if (!fault.empty()) return fault;
+  InstallBackends();
+  fault = StartPlugins();
+  return fault.empty() ? StartHttp() : fault;
+}
+
+std::string Host::TakeAddress() {
+  const auto address = ParseListenAddress(settings_.listen);
+  std::string fault;
+  if (!address) return "listen is no address and port";
+  return socket_.Bind(*address, fault) ? "" : "cannot listen on " + fault;
+}
+
+std::string Host::PrepareDatabase() const {
+  const auto sql = SqlDirectory(settings_);
+  if (!settings_.setup_database.empty()) {
+    int version = 0;
+    auto fault = SetUpSchema(settings_.setup_database, sql, version);
+    if (!fault.empty()) return fault;
+    LogHost(3, "the database's schema has version %d", version);
+  }
+  auto fault = OpenDatabase(settings_);
+  if (fault.empty()) fault = CheckSchemaVersion(sql);
+  if (!fault.empty()) return fault;
+  std::string password;
+  if (!EnsureSysop(password)) return "the users cannot be read";
+  if (!password.empty()) {
+    std::printf("%s password: %s\n", kSysop, password.c_str());
+    std::fflush(stdout);
+  }
+  return {};
+}
+
+void Host::InstallBackends() {
+  Slot<platform::ISystemBackend>::Exchange(
+      MakeSystem(static_cast<int>(settings_.server_standard), ExecutableDirectory()));
+  Slot<kelp::IThreadManager>::Exchange(platform::MakeThreadManager());
+  Slot<kelp::IMultiLanguageMgr>::Exchange(platform::MakeMultiLanguageMgr());
+  Slot<plugin_comm::IPluginCommManager>::Exchange(platform::MakePluginCommManager());
+  Slot<platform::ILogBackend>::Exchange(platform::MakeLogBackend());
+  Slot<platform::IIncreResourceBackend>::Exchange(platform::MakeIncreResourceBackend());
+  Slot<platform::IAuthenticationBackend>::Exchange(MakeAuthentication(sessions_));
+  Slot<kelp::IPlatformAdapterInterface>::Exchange(
+      MakeAdapter({ledger_, MakeClientPermissions(sessions_), platform::MakeSystemAndLogApi()}));
+}
+
+std::string Host::StartPlugins() {
+  for (const auto& name : settings_.PluginFiles()) {
+    const auto file = (std::filesystem::path(ExecutableDirectory()) / name).string();
+    std::string fault;
+    if (plugins_.Start(file, fault)) continue;
+    if (settings_.plugin_failure == "stop") return fault;
+    std::fprintf(stderr, "evidence-host: %s\n", fault.c_str());
+    all_plugins_up_ = false;
+  }
+  return {};
+}
+
+std::string Host::StartHttp() {
+  HttpOptions options;
+  options.header_limit = static_cast<std::size_t>(settings_.header_limit);
+  options.connections_limit = static_cast<unsigned>(settings_.connections_limit);
+  options.idle_timeout = std::chrono::seconds(settings_.idle_timeout_s);
+  options.read_timeout = std::chrono::seconds(settings_.read_timeout_s);
+  if (!settings_.tls_certificate.empty()) {
+    const auto certificate = FileText(settings_.tls_certificate);
+    const auto key = FileText(settings_.tls_key);
+    if (!certificate || !key) return "tls_certificate or tls_key cannot be read";
+    options.tls_certificate = *certificate;
+    options.tls_key = *key;
+  }
+  workers_.emplace(static_cast<std::size_t>(settings_.workers), static_cast<std::size_t>(settings_.queue));
+  login_workers_.emplace(static_cast<std::size_t>(settings_.login_workers),
+                         static_cast<std::size_t>(settings_.login_queue));
+  gateway_.emplace(Gateway::Parts{sessions_, routes_, &*workers_, &*login_workers_,
+                                  static_cast<std::size_t>(settings_.body_limit),
+                                  [this] { return all_plugins_up_ && DatabaseAnswers(); }});
+  http_.emplace(std::move(options), [this](const HttpHead& head) { return gateway_->Admit(head); });
+  std::string fault;
+  if (!socket_.Listen(fault)) return "cannot listen on " + fault;
+  return http_->Start(socket_.fd()) ? ""
+                                    : "the HTTP server does not start; " + settings_.LogFile() + " names the reason";
+}
+
+int Host::Run() {
+  const char* const scheme = settings_.tls_certificate.empty() ? "http" : "https";
+  std::printf("evidence-host listening on %s://%s\n", scheme, socket_.text().c_str());
+  std::fflush(stdout);
+  LogHost(3, "listening on %s://%s", scheme, socket_.text().c_str());
+  const auto signals = StopSignals();
+  int signal = 0;
+  while (sigwait(&signals, &signal) != 0) {
+  }
+  LogHost(3, "stopping on signal %d", signal);
+  if (http_->Stop(std::chrono::seconds(settings_.drain_timeout_s))) return 0;
+  // A request is still inside a plugin, whose UnInit must not be called under it.
+  LogHost(6, "requests did not end in time: the process ends without stopping its plugins");
+  Slot<platform::ILogSink>::Exchange(nullptr);
+  std::_Exit(1);
+}
+
+}  // namespace
+
+std::string OpenLog(const Settings& settings) {
+  std::error_code error;
+  std::filesystem::create_directories(settings.data, error);
+  if (error) return settings.data + ": " + error.message();
+  const auto file = settings.LogFile();
+  // Made here, because session ids stand in it, and for the reason, which the sink cannot give.
+  const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+  if (fd < 0) return file + ": " + std::generic_category().message(errno);
+  close(fd);
+  Slot<platform::ILogSink>::Exchange(platform::MakeFileLogSink(file, static_cast<std::size_t>(settings.log_queue)));
+  platform::SetLogThreshold(static_cast<int>(settings.log_level));
+  return {};
+}
+
+int Serve(const Settings& settings) {
+  PrepareProcess(settings);
+  auto fault = OpenLog(settings);
+  int exit_code = 1;
+  if (fault.empty()) {
+    Host host(settings);
+    fault = host.Start();
+    if (fault.empty()) exit_code = host.Run();
+  }
+  if (!fault.empty()) {
+    LogHost(6, "not started: %s", fault.c_str());
+    std::fprintf(stderr, "evidence-host: %s\n", fault.c_str());
+  }
+  LogHost(3, "stopped");
+  Slot<kelp::IDBManager>::Exchange(nullptr);
+  Slot<platform::ILogSink>::Exchange(nullptr);
+  return exit_code;
+}
+
+}  // namespace host

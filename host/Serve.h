@@ -1,0 +1,14 @@
+#pragma once
+
+#include "Settings.h"
+
+namespace host {
+
+/// Runs the host until SIGINT, SIGTERM or SIGHUP. Returns the exit code of the process: 0 after a stop on which every
+/// request was answered, 1 when the host did not start. Called once, before the process has other threads.
+[[nodiscard]] int Serve(const Settings& settings);
+
+/// Makes the data folder and sends log lines to the log file. "" or what stood against it.
+[[nodiscard]] std::string OpenLog(const Settings& settings);
+
+}  // namespace host

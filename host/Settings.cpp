@@ -1,0 +1,218 @@
+#include "Settings.h"
+
+#include <algorithm>
+#include <charconv>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <sstream>
+#include <string_view>
+#include <variant>
+
+#include "ListenAddress.h"
+#include "OrvBase/StringUtil.h"
+
+namespace host {
+namespace {
+
+using TextMember = std::string Settings::*;
+using NumberMember = std::int64_t Settings::*;
+
+enum class Kind { kText, kNumber, kAddress, kStopOrContinue };
+
+struct Setting {
+  std::string_view name;
+  Kind kind;
+  std::variant<TextMember, NumberMember> member;
+  std::string_view default_value;
+  std::int64_t least;
+  std::int64_t most;
+  std::string_view help;
+};
+
+constexpr Setting TextSetting(std::string_view name, TextMember member, std::string_view default_value,
+                              std::string_view help, Kind kind = Kind::kText) {
+  return {name, kind, member, default_value, 0, 0, help};
+}
+
+constexpr Setting NumberSetting(std::string_view name, NumberMember member, std::string_view default_value,
+                                std::int64_t least, std::int64_t most, std::string_view help) {
+  return {name, Kind::kNumber, member, default_value, least, most, help};
+}
+
+constexpr Setting kSettings[] = {
+    TextSetting("listen", &Settings::listen, "127.0.0.1:8080",
+                "Address and port to serve on; IPv6 as [::1]:8080; port 0 takes any free port.", Kind::kAddress),
+    TextSetting("database", &Settings::database, "",
+                "libpq connection string of the application role; empty uses libpq's environment."),
+    TextSetting("setup_database", &Settings::setup_database, "",
+                "Connection string of an owner role, to set the schemas up at each start; empty for no set-up."),
+    TextSetting("sql", &Settings::sql, "database",
+                "Folder of the set-up statements, relative to the executable's folder."),
+    TextSetting("data", &Settings::data, "var", "Folder of the host's own files; made when missing."),
+    TextSetting("log_file", &Settings::log_file, "", "Log file; empty for evidence-host.log below data."),
+    NumberSetting("log_level", &Settings::log_level, "3", 1, 6,
+                  "Lowest level logged: 1 statements, 2 trace, 3 progress, 4 anomalies, 5 failures, 6 outages."),
+    NumberSetting("log_queue", &Settings::log_queue, "8192", 16, 1'000'000,
+                  "Log lines that may wait for the disk; beyond them the oldest are given up."),
+    TextSetting("plugins", &Settings::plugins, "casefile.s.so",
+                "Plugin files separated by commas, relative to the executable's folder, in the order of start."),
+    TextSetting("plugin_failure", &Settings::plugin_failure, "stop",
+                "What a plugin that does not start leads to: stop, or continue without it.", Kind::kStopOrContinue),
+    NumberSetting("workers", &Settings::workers, "16", 1, 256, "Threads that run plugin requests."),
+    NumberSetting("queue", &Settings::queue, "256", 1, 100'000,
+                  "Requests that may wait for a worker; beyond them clients get 503."),
+    NumberSetting("login_workers", &Settings::login_workers, "2", 1, 64, "Logins worked on at the same time."),
+    NumberSetting("login_queue", &Settings::login_queue, "64", 1, 10'000, "Logins that may wait."),
+    NumberSetting("body_limit", &Settings::body_limit, "8388608", 1024, 1'073'741'824,
+                  "Largest request body in bytes."),
+    NumberSetting("header_limit", &Settings::header_limit, "16384", 1024, 1'048'576,
+                  "Largest request line and header together in bytes."),
+    NumberSetting("idle_timeout_s", &Settings::idle_timeout_s, "60", 1, 86'400,
+                  "Seconds without a byte after which a connection is closed."),
+    NumberSetting("read_timeout_s", &Settings::read_timeout_s, "30", 1, 86'400,
+                  "Seconds in which a request must have arrived whole."),
+    NumberSetting("drain_timeout_s", &Settings::drain_timeout_s, "30", 1, 3'600,
+                  "Seconds that requests in flight are given to end at a stop."),
+    NumberSetting("connections_limit", &Settings::connections_limit, "512", 1, 60'000, "Connections at one time."),
+    NumberSetting("session_idle_minutes", &Settings::session_idle_minutes, "30", 1, 100'000,
+                  "Minutes without a request after which a session ends."),
+    NumberSetting("sessions_limit", &Settings::sessions_limit, "10000", 1, 1'000'000,
+                  "Sessions at one time; a login beyond them ends the one idle longest."),
+    NumberSetting("platform_connections", &Settings::platform_connections, "4", 1, 100,
+                  "Database connections of the host itself in each of its two pools."),
+    NumberSetting("server_standard", &Settings::server_standard, "2", 1, 3,
+                  "Size class of this server: 1 high, 2 middle, 3 lower."),
+    TextSetting("tls_certificate", &Settings::tls_certificate, "",
+                "PEM file of the certificate chain; with tls_key it turns HTTPS on."),
+    TextSetting("tls_key", &Settings::tls_key, "", "PEM file of the certificate's key."),
+};
+
+std::string_view Trimmed(std::string_view text) {
+  constexpr std::string_view kBlanks = " \t\r";
+  const auto first = text.find_first_not_of(kBlanks);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+/// A `#` inside a word belongs to the value: passwords in connection strings may hold one.
+std::string_view WithoutComment(std::string_view line) {
+  for (std::size_t at = line.find('#'); at != std::string_view::npos; at = line.find('#', at + 1)) {
+    if (at == 0 || line[at - 1] == ' ' || line[at - 1] == '\t') return line.substr(0, at);
+  }
+  return line;
+}
+
+const Setting* FindSetting(std::string_view key) {
+  const auto* found = std::ranges::find(kSettings, key, &Setting::name);
+  return found == std::end(kSettings) ? nullptr : found;
+}
+
+std::string SetNumber(Settings& settings, const Setting& setting, std::string_view value) {
+  std::int64_t number = 0;
+  const auto* const end = value.data() + value.size();
+  const auto [stop, error] = std::from_chars(value.data(), end, number);
+  const std::string name(setting.name);
+  if (error == std::errc::invalid_argument || stop != end) return name + " is no whole number";
+  if (error != std::errc() || number < setting.least || number > setting.most) {
+    return name + " must lie between " + std::to_string(setting.least) + " and " + std::to_string(setting.most);
+  }
+  settings.*std::get<NumberMember>(setting.member) = number;
+  return {};
+}
+
+std::string SetText(Settings& settings, const Setting& setting, std::string_view value) {
+  if (Orv::Base::StringUtil::ContainsIllegalCharacters(value)) {
+    return std::string(setting.name) + " holds a control character or is not UTF-8";
+  }
+  std::string text(value);
+  if (setting.kind == Kind::kAddress && !ParseListenAddress(text)) {
+    return std::string(setting.name) + " is no address and port, as 127.0.0.1:8080 or [::1]:8080";
+  }
+  if (setting.kind == Kind::kStopOrContinue && text != "stop" && text != "continue") {
+    return std::string(setting.name) + " must be stop or continue";
+  }
+  settings.*std::get<TextMember>(setting.member) = std::move(text);
+  return {};
+}
+
+std::string SetValue(Settings& settings, const Setting& setting, std::string_view value) {
+  return setting.kind == Kind::kNumber ? SetNumber(settings, setting, value) : SetText(settings, setting, value);
+}
+
+/// The fault of one line, "" when there is none.
+std::string ReadLine(Settings& settings, std::string_view line, std::set<std::string_view>& seen) {
+  if (Orv::Base::StringUtil::ContainsIllegalCharacters(line)) return "not UTF-8, or a control character";
+  const auto content = Trimmed(WithoutComment(line));
+  if (content.empty()) return {};
+  const auto equals = content.find('=');
+  if (equals == std::string_view::npos) return "not of the form key = value";
+  const auto key = Trimmed(content.substr(0, equals));
+  const auto* const setting = FindSetting(key);
+  if (setting == nullptr) return "unknown key " + std::string(key);
+  if (!seen.insert(setting->name).second) return "repeated key " + std::string(key);
+  return SetValue(settings, *setting, Trimmed(content.substr(equals + 1)));
+}
+
+}  // namespace
+
+std::vector<std::string> Settings::PluginFiles() const {
+  std::vector<std::string> files;
+  std::istringstream list(plugins);
+  for (std::string file; std::getline(list, file, ',');) {
+    if (const auto name = Trimmed(file); !name.empty()) files.emplace_back(name);
+  }
+  return files;
+}
+
+std::string Settings::LogFile() const { return log_file.empty() ? data + "/evidence-host.log" : log_file; }
+
+Settings DefaultSettings() {
+  Settings settings;
+  for (const auto& setting : kSettings)
+    static_cast<void>(SetValue(settings, setting, setting.default_value));
+  return settings;
+}
+
+std::vector<std::string> ReadSettings(Settings& settings, const std::string& text, const std::string& file) {
+  std::vector<std::string> faults;
+  std::set<std::string_view> seen;
+  std::istringstream lines(text);
+  std::size_t number = 0;
+  for (std::string line; std::getline(lines, line);) {
+    ++number;
+    const auto fault = ReadLine(settings, line, seen);
+    if (!fault.empty()) faults.push_back(file + ":" + std::to_string(number) + ": " + fault);
+  }
+  if (settings.tls_certificate.empty() != settings.tls_key.empty()) {
+    faults.push_back(file + ":" + std::to_string(number) + ": tls_certificate and tls_key go together");
+  }
+  return faults;
+}
+
+std::vector<std::string> ReadSettingsFile(Settings& settings, const std::string& file) {
+  std::ifstream stream(file, std::ios::binary);
+  std::ostringstream text;
+  // A folder opens and fails at the first byte; an empty file sets failbit on `text` and is fine.
+  if (!stream.is_open() || (stream.peek() == std::ifstream::traits_type::eof() && stream.bad())) {
+    return {file + ":0: cannot be read"};
+  }
+  text << stream.rdbuf();
+  return ReadSettings(settings, text.str(), file);
+}
+
+std::string SetSetting(Settings& settings, const std::string& key, const std::string& value) {
+  const auto* const setting = FindSetting(key);
+  return setting == nullptr ? "unknown key " + key : SetValue(settings, *setting, value);
+}
+
+std::string SettingsTemplate() {
+  std::string text;
+  for (const auto& setting : kSettings) {
+    text.append("# ").append(setting.help).append("\n");
+    text.append(setting.name).append(" = ").append(setting.default_value).append("\n\n");
+  }
+  return text;
+}
+
+}  // namespace host

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace host {
+
+/// What an operator can set. The members' values before reading are meaningless: `DefaultSettings` fills them.
+struct Settings {
+  std::string listen;
+  std::string database;
+  std::string setup_database;
+  std::string sql;
+  std::string data;
+  std::string log_file;
+  std::int64_t log_level = 0;
+  std::int64_t log_queue = 0;
+  std::string plugins;
+  std::string plugin_failure;
+  std::int64_t workers = 0;
+  std::int64_t queue = 0;
+  std::int64_t login_workers = 0;
+  std::int64_t login_queue = 0;
+  std::int64_t body_limit = 0;
+  std::int64_t header_limit = 0;
+  std::int64_t idle_timeout_s = 0;
+  std::int64_t read_timeout_s = 0;
+  std::int64_t drain_timeout_s = 0;
+  std::int64_t connections_limit = 0;
+  std::int64_t session_idle_minutes = 0;
+  std::int64_t sessions_limit = 0;
+  std::int64_t platform_connections = 0;
+  std::int64_t server_standard = 0;
+  std::string tls_certificate;
+  std::string tls_key;
+
+  /// The plugin files in the order of their start, blanks and empty names dropped.
+  std::vector<std::string> PluginFiles() const;
+  /// `log_file`, or the file below `data` that stands for an empty one.
+  std::string LogFile() const;
+};
+
+Settings DefaultSettings();
+
+/// Reads `text` over `settings`: lines `key = value`, blank lines, and comments from a `#` that starts a
+/// line or follows a blank. Returns one "<file>:<line>: <fault>" for each fault, in the order of
+/// lines; keys at fault keep their value.
+[[nodiscard]] std::vector<std::string> ReadSettings(Settings& settings, const std::string& text,
+                                                    const std::string& file);
+
+/// ReadSettings on the contents of `file`; a file that cannot be read is one fault.
+[[nodiscard]] std::vector<std::string> ReadSettingsFile(Settings& settings, const std::string& file);
+
+/// Sets one key as a line of a file would. Returns the fault, "" when there is none.
+[[nodiscard]] std::string SetSetting(Settings& settings, const std::string& key, const std::string& value);
+
+/// A settings file with every key at its default and its explanation.
+std::string SettingsTemplate();
+
+}  // namespace host

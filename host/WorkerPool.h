@@ -1,0 +1,38 @@
+#pragma once
+
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace host {
+
+/// Threads over one bounded queue. Jobs must not throw.
+class WorkerPool {
+ public:
+  using Job = std::function<void()>;
+
+  WorkerPool(std::size_t threads, std::size_t queue_limit);
+  /// Runs what is still queued, then ends.
+  ~WorkerPool();
+  WorkerPool(const WorkerPool&) = delete;
+  WorkerPool& operator=(const WorkerPool&) = delete;
+
+  /// False, with nothing queued, when `queue_limit` jobs wait already. Any thread; never blocks.
+  [[nodiscard]] bool TrySubmit(Job job);
+
+ private:
+  void Work();
+
+  const std::size_t queue_limit_;
+  std::mutex mutex_;
+  std::condition_variable wake_;
+  std::deque<Job> queue_;
+  bool ending_ = false;
+  std::vector<std::jthread> threads_;
+};
+
+}  // namespace host

@@ -1,0 +1,134 @@
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "Commands.h"
+#include "Serve.h"
+#include "Settings.h"
+
+namespace {
+
+using host::Settings;
+
+struct Options {
+  std::string config;
+  bool check_config = false;
+  bool print_config = false;
+  /// Settings named on the command line, by key.
+  std::map<std::string, std::string> overrides;
+  host::UserAddOptions user_add;
+  std::string user_name;
+  host::PermissionCodes codes;
+};
+
+void AddCodeOptions(CLI::App& command, host::PermissionCodes& codes) {
+  command.add_option("--web", codes.web, "Codes for web clients, separated by commas")->delimiter(',');
+  command.add_option("--cs", codes.cs, "Codes for desktop clients")->delimiter(',');
+  command.add_option("--control", codes.control, "Codes for control clients")->delimiter(',');
+}
+
+void AddGlobalOptions(CLI::App& app, Options& options) {
+  app.add_option("--config", options.config, "Settings file, lines of key = value")->take_last();
+  app.add_flag("--check-config", options.check_config, "Check the settings file and end");
+  app.add_flag("--print-config", options.print_config, "Print a settings file with every key at its default and end");
+  for (const char* const key : {"listen", "database", "setup_database", "data"}) {
+    std::string name = std::string("--") + key;
+    for (char& letter : name)
+      letter = letter == '_' ? '-' : letter;
+    app.add_option_function<std::string>(
+           name, [&options, key](const std::string& value) { options.overrides[key] = value; },
+           "Overrides the setting of that name")
+        ->take_last();
+  }
+}
+
+/// What the command line asks for; set by the parser.
+enum class Command { kServe, kSetup, kUserAdd, kUserList, kUserPermissions };
+
+void AddCommands(CLI::App& app, Options& options, Command& command) {
+  const auto select = [&command](Command selected) { return [&command, selected] { command = selected; }; };
+  app.require_subcommand(0, 1);
+  app.fallthrough();
+  app.add_subcommand("serve", "Run the server (default)")->callback(select(Command::kServe));
+  app.add_subcommand("setup", "Create or upgrade the schemas; needs an owner's connection")
+      ->callback(select(Command::kSetup));
+  auto* const user = app.add_subcommand("user", "Work on the users")->require_subcommand(1)->fallthrough();
+  user->add_subcommand("list", "List users with their permissions")->callback(select(Command::kUserList));
+
+  auto* const add = user->add_subcommand("add", "Add a user")->fallthrough();
+  add->add_option("name", options.user_add.name, "The user's name")->required();
+  add->add_flag("--super", options.user_add.super_user, "The user may do everything");
+  add->add_flag("--password-stdin", options.user_add.password_stdin,
+                "Read the password from standard input instead of generating one");
+  AddCodeOptions(*add, options.user_add.codes);
+  add->callback(select(Command::kUserAdd));
+
+  auto* const permissions =
+      user->add_subcommand("permissions", "Replace a user's permissions; seen at the next login")->fallthrough();
+  permissions->add_option("name", options.user_name, "The user's name")->required();
+  AddCodeOptions(*permissions, options.codes);
+  permissions->callback(select(Command::kUserPermissions));
+}
+
+/// Fills `settings` from the file and the command line; what is wrong is printed.
+bool ReadAllSettings(const Options& options, Settings& settings) {
+  std::vector<std::string> faults;
+  if (!options.config.empty()) faults = host::ReadSettingsFile(settings, options.config);
+  for (const auto& [key, value] : options.overrides) {
+    const auto fault = host::SetSetting(settings, key, value);
+    if (!fault.empty()) faults.push_back("command line: " + fault);
+  }
+  for (const auto& fault : faults)
+    std::fprintf(stderr, "%s\n", fault.c_str());
+  return faults.empty();
+}
+
+int RunCommand(Command command, const Options& options, const Settings& settings) {
+  switch (command) {
+    case Command::kSetup:
+      return host::RunSetup(settings);
+    case Command::kUserAdd:
+      return host::RunUserAdd(settings, options.user_add);
+    case Command::kUserList:
+      return host::RunUserList(settings);
+    case Command::kUserPermissions:
+      return host::RunUserPermissions(settings, options.user_name, options.codes);
+    case Command::kServe:
+      break;
+  }
+  return host::Serve(settings);
+}
+
+int Run(int argc, char** argv) {
+  CLI::App app("Serves evidence records: loads plugins and hands them HTTP requests.", "evidence-host");
+  Options options;
+  auto command = Command::kServe;
+  AddGlobalOptions(app, options);
+  AddCommands(app, options, command);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error);
+  }
+  if (options.print_config) {
+    std::fputs(host::SettingsTemplate().c_str(), stdout);
+    return 0;
+  }
+  auto settings = host::DefaultSettings();
+  if (!ReadAllSettings(options, settings)) return 1;
+  return options.check_config ? 0 : RunCommand(command, options, settings);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return Run(argc, argv);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "evidence-host: %s\n", error.what());
+    return 1;
+  }
+}

@@ -1,0 +1,7 @@
+#include "support/ThrowawayPostgres.h"
+
+namespace {
+
+const auto* const kPostgres = testing::AddGlobalTestEnvironment(new evidence_test::PostgresEnvironment);
+
+}  // namespace
