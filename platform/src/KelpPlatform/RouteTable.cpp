@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <map>
 #include <mutex>
 #include <shared_mutex>
@@ -15,16 +14,6 @@ constexpr std::string_view kIdSegment = "ID";
 
 /// The segments of a path behind its first "/"; "/A/" has the two segments "A" and "".
 using Segments = std::vector<std::string>;
-
-/// Orders routes so that of two that have the same path the one with a word comes before the one with ID.
-struct WordsBeforeId {
-  bool operator()(const Segments& a, const Segments& b) const {
-    return std::lexicographical_compare(
-        a.begin(), a.end(), b.begin(), b.end(), [](const std::string& x, const std::string& y) {
-          return std::pair(x == kIdSegment, std::string_view(x)) < std::pair(y == kIdSegment, std::string_view(y));
-        });
-  }
-};
 
 Segments SegmentsOf(std::string_view path) {
   Segments segments;
@@ -106,7 +95,9 @@ class RouteTable final : public IRouteTable {
   };
 
   mutable std::shared_mutex mutex_;
-  std::map<Segments, Route, WordsBeforeId> routes_;
+  /// In this order a word that is a number comes before "ID", as digits and "-" stand before letters; so of two routes
+  /// that have the same path the first is the right one.
+  std::map<Segments, Route> routes_;
 };
 
 }  // namespace
