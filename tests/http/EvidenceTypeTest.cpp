@@ -71,16 +71,19 @@ TEST_F(EvidenceTypeTest, StatusLinesFollowTheBody) {
 }
 
 TEST_F(EvidenceTypeTest, PermissionsComeFromTheUser) {
-  const auto added = RunHost({"user", "add", "clerk", "--web", "1423", "--password-stdin"}, "clerk's password\n");
+  const auto added = RunHost({"user", "add", "clerk", "--web", "1423,1424", "--password-stdin"}, "clerk's password\n");
   ASSERT_EQ(added.exit_code, 0) << added.err;
   session_ = Login(host_->port(), "clerk", "clerk's password");
   EXPECT_EQ(Call("DELETE", kTypes + "/1").status, 204) << "no permission, no body";
-  EXPECT_EQ(Call("PUT", kTypes + "/1", R"({"EvidenceType":{"Name":"x"}})").body, Envelope(10));
-  const std::string all = R"({"ID":0},{"ID":1},{"ID":2},{"ID":3},{"ID":4},{"ID":5})";
-  EXPECT_NE(Call("PUT", kTypes, R"({"EvidenceTypeList":{"EvidenceType":[)" + all + R"(,{"Name":"By clerk"}]}})")
-                .body.find(R"("ErrorCode":0,)"),
-            std::string::npos);
+  const auto put = [this](const std::string& entries) {
+    return Call("PUT", kTypes, R"({"EvidenceTypeList":{"EvidenceType":[)" + entries + "]}}").body;
+  };
+  EXPECT_NE(
+      put(R"({"ID":0},{"ID":1},{"ID":2},{"ID":3},{"ID":4},{"ID":5},{"Name":"By clerk"})").find("\"ErrorCode\":0,"),
+      std::string::npos);
   EXPECT_EQ(Postgres().Value("SELECT user_name FROM platform.operation_log WHERE object_name = 'By clerk'"), "clerk");
+  EXPECT_NE(put(R"({"ID":0})").find("\"ErrorCode\":10,"), std::string::npos) << "entries left out are deletions";
+  EXPECT_EQ(Postgres().Value("SELECT count(*) FROM evidence.evidence_type WHERE deleted = 0"), "7");
 }
 
 TEST_F(EvidenceTypeTest, WorksAgainByItselfWhenTheDatabaseIsBack) {
