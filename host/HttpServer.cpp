@@ -1,6 +1,7 @@
 #include "HttpServer.h"
 
 #include <microhttpd.h>
+#include <strings.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -40,6 +41,20 @@ std::uint64_t AnnouncedLength(MHD_Connection& connection) {
   std::uint64_t length = 0;
   if (text) std::from_chars(text->data(), text->data() + text->size(), length);
   return length;
+}
+
+/// Whether the request tells its length in more than one way. A proxy before this host might read the other one, and
+/// take the rest of the body for a request of its own.
+bool IsLengthAmbiguous(MHD_Connection& connection) {
+  int told = Header(connection, MHD_HTTP_HEADER_TRANSFER_ENCODING) ? 1 : 0;
+  MHD_get_connection_values(
+      &connection, MHD_HEADER_KIND,
+      [](void* count, MHD_ValueKind, const char* name, const char*) {
+        if (strcasecmp(name, MHD_HTTP_HEADER_CONTENT_LENGTH) == 0) ++*static_cast<int*>(count);
+        return MHD_YES;
+      },
+      &told);
+  return told > 1;
 }
 
 const MHD_ConnectionInfo* Info(MHD_Connection& connection, MHD_ConnectionInfoType type) {
@@ -201,6 +216,10 @@ bool HttpServer::Begin(MHD_Connection& connection, const char* path, const char*
   }
   if (HeaderSize(connection) > options_.header_limit) {
     exchange->answer = ErrorAnswer(MHD_HTTP_REQUEST_HEADER_FIELDS_TOO_LARGE, "header too large");
+    return Answer(*exchange);
+  }
+  if (IsLengthAmbiguous(connection)) {
+    exchange->answer = ErrorAnswer(MHD_HTTP_BAD_REQUEST, "ambiguous body length");
     return Answer(*exchange);
   }
   if (stopping) return Admit(*exchange, ErrorAnswer(MHD_HTTP_SERVICE_UNAVAILABLE, "stopping"));

@@ -28,7 +28,11 @@ class HttpFrontTest : public testing::Test {
     host_->WaitUntilListening();
     session_ = Login(host_->port(), "tester", kTesterPassword);
   }
-  static void TearDownTestSuite() { host_.reset(); }
+  static void TearDownTestSuite() {
+    const auto finished = host_->Stop();
+    EXPECT_EQ(finished.exit_code, 0) << finished.err;
+    host_.reset();
+  }
 
   static HttpReply Get(const std::string& path) { return Ask(host_->port(), "GET", path, session_); }
   static HttpReply PostLogin(const std::string& body) { return Ask(host_->port(), "POST", "/login", "", body); }
@@ -163,6 +167,17 @@ TEST_F(HttpFrontTest, ARefusedBodyDoesNotBecomeTheNextRequest) {
   connection.Send(RequestText("PUT", "/Unknown", session_, smuggled) + RequestText("GET", "/Echo", session_));
   EXPECT_EQ(connection.ReadReply().status, 404);
   EXPECT_EQ(connection.ReadReply().body, "4 []");
+}
+
+TEST_F(HttpFrontTest, ABodyLengthToldTwiceIsRefused) {
+  const std::string start = "PUT /Echo HTTP/1.1\r\nHost: test\r\nAuthorization: Bearer " + session_ + "\r\n";
+  for (const char* const length : {"Content-Length: 3\r\nContent-Length: 4\r\n\r\nabcd",
+                                   "content-length: 3\r\nTransfer-Encoding: chunked\r\n\r\n1\r\na\r\n0\r\n\r\n"}) {
+    HttpConnection connection(host_->port());
+    connection.Send(start + length);
+    EXPECT_EQ(connection.ReadReply().status, 400) << length;
+    EXPECT_EQ(connection.ReadReply().status, 0) << "the connection goes on";
+  }
 }
 
 TEST_F(HttpFrontTest, HeaderLimit) {

@@ -52,6 +52,7 @@ TEST_F(LifeCycleTest, AFullQueueIsAnswered503) {
   gate.Open();
   EXPECT_EQ(inside.ReadReply().body, "through");
   EXPECT_EQ(waiting.ReadReply().body, "4 []");
+  EXPECT_EQ(host.Stop().exit_code, 0);
 }
 
 TEST_F(LifeCycleTest, TermAnswersWhatIsInFlight) {
@@ -179,6 +180,7 @@ TEST(StartTest, ReadyFollowsTheDatabase) {
   EXPECT_EQ(Ask(port, "POST", "/login", "", R"({"UserName":"sysop","Password":"x"})").status, 503);
   postgres.Start();
   EXPECT_TRUE(Eventually([port] { return Ask(port, "GET", "/ready", "").status == 200; }));
+  EXPECT_EQ(host.Stop().exit_code, 0);
 }
 
 TEST(StartTest, TheFirstStartMakesSysopOnce) {
