@@ -64,7 +64,7 @@ PLATFORM_API std::shared_ptr<ILogBackend> MakeLogBackend();
 
 /// Lines to a file (or to standard error when `path` is empty), asynchronous over a bounded queue: when
 /// it is full the oldest lines are given up, and their number is reported. A line break inside a text is
-/// followed by a TAB, so that no text can begin a line of its own.
+/// followed by a TAB, so that no text can begin a line of its own. A text of more than 64 KiB is cut, and tells so.
 /// A line reads "<UTC time with milliseconds>Z <level> <tag> <text>". Null when the file cannot be opened. The sink's
 /// end writes what is queued.
 PLATFORM_API std::shared_ptr<ILogSink> MakeFileLogSink(const std::string& path, std::size_t queue_lines);

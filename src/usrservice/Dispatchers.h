@@ -13,6 +13,7 @@ using Handler = bool (CUsrServiceEvidence::*)(kelp::SHttpResponse&, const kelp::
 
 struct Action {
   enum class Kind {
+    kNothing,         ///< no answer
     kReject,          ///< (0, 8) in an answer
     kRejectSilently,  ///< (0, 6) without an answer
     kHandle,          ///< the handler, which leaves the answer empty when it must
@@ -26,8 +27,10 @@ struct Dispatcher {
   enum class Ids { kAny, kOne, kOneOnGet };
   /// How many ids the path must hold; another number is (0, 2), whatever the method.
   Ids ids;
-  /// By method code: PUT, POST, DELETE, GET. Any other method does nothing.
+  /// By method code: PUT, POST, DELETE, GET.
   std::array<Action, kMethodCount> actions;
+  /// Any other method code.
+  Action other{Action::Kind::kNothing};
 };
 
 inline constexpr Action kReject{Action::Kind::kReject};
@@ -44,8 +47,8 @@ inline constexpr Dispatcher kTypeIdDispatcher{
      Handle(&CUsrServiceEvidence::ProcEvidenceTypeIDDelete), Handle(&CUsrServiceEvidence::ProcEvidenceTypeIDGet)}};
 inline constexpr Dispatcher kEvidenceDispatcher{Dispatcher::Ids::kAny, {kPending, kPending, kPending, kPending}};
 inline constexpr Dispatcher kEvidenceIdDispatcher{Dispatcher::Ids::kOne, {kPending, kReject, kPending, kPending}};
-inline constexpr Dispatcher kCustomDispatcher{Dispatcher::Ids::kAny,
-                                              {kPending, kRejectSilently, kRejectSilently, kPending}};
+inline constexpr Dispatcher kCustomDispatcher{
+    Dispatcher::Ids::kAny, {kPending, kRejectSilently, kRejectSilently, kPending}, kRejectSilently};
 inline constexpr Dispatcher kFilesDispatcher{Dispatcher::Ids::kOne, {kReject, kPending, kReject, kReject}};
 inline constexpr Dispatcher kGuidDispatcher{Dispatcher::Ids::kAny, {kReject, kReject, kReject, kPending}};
 inline constexpr Dispatcher kOperationLogDispatcher{Dispatcher::Ids::kOneOnGet, {kReject, kPending, kReject, kPending}};

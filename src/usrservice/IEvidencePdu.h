@@ -37,10 +37,14 @@ class IEvidencePdu {
   [[nodiscard]] virtual bool EncodeEvidenceTypePutRsp(std::string& response, const ResponseStatus& status,
                                                       const std::list<ErrorPtr>& errors) = 0;
   /// `type` may be empty.
+  /// Not served: (0, 1).
+  [[nodiscard]] virtual bool DecodeEvidenceTypeIDGetReq(std::int32_t& type_id, const std::string& body) = 0;
   [[nodiscard]] virtual bool EncodeEvidenceTypeIDGetRsp(std::string& response, const ResponseStatus& status,
                                                         const EvidenceTypePtr& type) = 0;
   [[nodiscard]] virtual bool DecodeEvidenceTypeIDPutReq(EvidenceTypePtr& type, const std::string& body) = 0;
   [[nodiscard]] virtual bool EncodeEvidenceTypeIDPutRsp(std::string& response, const ResponseStatus& status) = 0;
+  /// Not served: (0, 1).
+  [[nodiscard]] virtual bool DecodeEvidenceTypeIDDeleteReq(const std::string& body) = 0;
   [[nodiscard]] virtual bool EncodeEvidenceTypeIDDeleteRsp(std::string& response, const ResponseStatus& status) = 0;
 
   // Every route

@@ -21,9 +21,12 @@ void CUsrServiceEvidence::Dispatch(const Dispatcher& dispatcher, kelp::SHttpResp
     EncodeBaseErrorRsp(response);
     return;
   }
-  if (request.method_code < 1 || request.method_code > kMethodCount) return;
-  const Action& action = dispatcher.actions[static_cast<std::size_t>(request.method_code) - 1];
+  const bool known = request.method_code >= 1 && request.method_code <= kMethodCount;
+  const Action& action =
+      known ? dispatcher.actions[static_cast<std::size_t>(request.method_code) - 1] : dispatcher.other;
   switch (action.kind) {
+    case Action::Kind::kNothing:
+      break;
     case Action::Kind::kReject:
       Orv::Base::Error::SetLastError({0, kMethodNotServed});
       EncodeBaseErrorRsp(response);

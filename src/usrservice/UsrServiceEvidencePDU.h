@@ -3,6 +3,7 @@
 #include <memory>
 #include <utility>
 
+#include "Common/ErrorCodes.h"
 #include "OrvBase/Noncopyable.h"
 #include "impl/Evidence/EvidenceUserInterface.h"
 #include "usrservice/IEvidencePdu.h"
@@ -24,10 +25,12 @@ class CEvidencePduJson final : public IEvidencePdu, public Orv::Base::CNoncopyab
   bool DecodeEvidenceTypePutReq(std::list<EvidenceTypePtr>& types, const std::string& body) override;
   bool EncodeEvidenceTypePutRsp(std::string& response, const ResponseStatus& status,
                                 const std::list<ErrorPtr>& errors) override;
+  bool DecodeEvidenceTypeIDGetReq(std::int32_t&, const std::string&) override { return Fail(kObjectMissing); }
   bool EncodeEvidenceTypeIDGetRsp(std::string& response, const ResponseStatus& status,
                                   const EvidenceTypePtr& type) override;
   bool DecodeEvidenceTypeIDPutReq(EvidenceTypePtr& type, const std::string& body) override;
   bool EncodeEvidenceTypeIDPutRsp(std::string& response, const ResponseStatus& status) override;
+  bool DecodeEvidenceTypeIDDeleteReq(const std::string&) override { return Fail(kObjectMissing); }
   bool EncodeEvidenceTypeIDDeleteRsp(std::string& response, const ResponseStatus& status) override;
 
   // Every route

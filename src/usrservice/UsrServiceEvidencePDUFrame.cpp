@@ -1,7 +1,8 @@
 #include "usrservice/UsrServiceEvidencePDUFrame.h"
 
 #include <algorithm>
-#include <new>
+
+#include "Common/NewRecord.h"
 
 namespace Evidence::PduFrame {
 namespace {
@@ -39,14 +40,11 @@ void AddText(const NodePtr& parent, const std::string& name, const std::string& 
 }
 
 NodePtr NewEnvelope(const ResponseStatus& status) {
-  try {
-    auto envelope = std::make_shared<xmlpacket::JsonNode>("ResponseStatus", std::string());
-    AddUnsigned(envelope, "ErrorModule", status.main_code);
-    AddUnsigned(envelope, "ErrorCode", status.sub_code);
-    return envelope;
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
+  auto envelope = NewRecord<xmlpacket::JsonNode>("ResponseStatus", std::string());
+  if (!envelope) return nullptr;
+  AddUnsigned(envelope, "ErrorModule", status.main_code);
+  AddUnsigned(envelope, "ErrorCode", status.sub_code);
+  return envelope;
 }
 
 NodePtr AddData(const NodePtr& envelope) { return AddObject(envelope, "Data"); }
@@ -60,14 +58,6 @@ ResponseStatus BatchStatus(const ResponseStatus& status, const std::list<ErrorPt
   const bool refused =
       std::ranges::any_of(errors, [](const ErrorPtr& error) { return error->main_code != 0 || error->sub_code != 0; });
   return refused ? ResponseStatus{0, kSomeEntriesFailed, {}} : status;
-}
-
-ProtoPtr NewProto() {
-  try {
-    return std::make_shared<kelp::CRapidJsonProto>();
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
 }
 
 }  // namespace Evidence::PduFrame

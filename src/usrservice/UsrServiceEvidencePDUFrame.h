@@ -7,6 +7,7 @@
 
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
+#include "Common/NewRecord.h"
 #include "KelpUtils/RapidJsonProto.h"
 #include "OrvProto/JsonNode.h"
 #include "usrservice/IEvidencePdu.h"
@@ -15,7 +16,6 @@
 namespace Evidence::PduFrame {
 
 using NodePtr = std::shared_ptr<xmlpacket::JsonNode>;
-using ProtoPtr = std::shared_ptr<kelp::CRapidJsonProto>;
 
 /// A child that takes children of its own; `{}` until it has any.
 NodePtr AddObject(const NodePtr& parent, const std::string& name);
@@ -35,15 +35,12 @@ bool Render(const NodePtr& envelope, std::string& response);
 /// `status`, or (0, 99999) in its place when any entry holds a code.
 ResponseStatus BatchStatus(const ResponseStatus& status, const std::list<ErrorPtr>& errors);
 
-/// Null when there is no memory for it.
-ProtoPtr NewProto();
-
 }  // namespace Evidence::PduFrame
 
 /// Opens a decoder: declares `proto`, holding the parsed `body`, or leaves the function with false and
 /// (0, 2). `word` is the name that the decoder's log line carries, as one literal.
 #define EVIDENCE_PARSE_BODY(proto, word, body)                                             \
-  const ::Evidence::PduFrame::ProtoPtr proto = ::Evidence::PduFrame::NewProto();           \
+  const auto proto = ::Evidence::NewRecord<kelp::CRapidJsonProto>();                       \
   if (!proto) {                                                                            \
     EVIDENCE_LOG(::Evidence::kLogFailure, "[%s]" word " failed, proto is null![%s(%d)]");  \
     return ::Evidence::Fail(::Evidence::kBadInput);                                        \

@@ -22,15 +22,15 @@ bool CUsrServiceEvidence::ProcEvidenceTypeGet(kelp::SHttpResponse& response, con
   std::int32_t client_resource_version = 0;
   std::list<EvidenceTypePtr> types;
   std::list<std::int32_t> methods;
-  if (!pdu_->DecodeEvidenceTypeGetReq(page, nullptr, client_resource_version, request.request_body)) {
-    TakeLastError(status);
-  } else if (client_resource_version != 0) {
+  bool ok = pdu_->DecodeEvidenceTypeGetReq(page, nullptr, client_resource_version, request.request_body);
+  if (ok && client_resource_version != 0) {
     page = page_info();
-    if (!user_interface->GetIncreEvidenceTypes(types, methods, client_resource_version)) TakeLastError(status);
+    ok = user_interface->GetIncreEvidenceTypes(types, methods, client_resource_version);
     page.total = static_cast<std::int32_t>(types.size());
-  } else if (!user_interface->GetEvidenceTypes(types, page, nullptr)) {
-    TakeLastError(status);
+  } else if (ok) {
+    ok = user_interface->GetEvidenceTypes(types, page, nullptr);
   }
+  if (!ok) TakeLastError(status);
   return pdu_->EncodeEvidenceTypeGetRsp(response.response_body, status, page, types, methods);
 }
 

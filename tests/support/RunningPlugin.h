@@ -13,7 +13,7 @@ namespace evidence_test {
 
 /// The plugin on the real platform over the environment's PostgreSQL, without sockets: requests go
 /// to the callback that the plugin registered for their path. One session, "session", of the user "alice" at
-/// 10.0.0.7, who may do everything that is not in `denied`.
+/// 10.0.0.7, who may do everything.
 class RunningPlugin {
  public:
   /// Installs the platform and starts the plugin; throws std::runtime_error when it does not start.

@@ -22,7 +22,8 @@ class CIncreResourceStructInterface {
   std::uint64_t id_;
 };
 
-/// The changes of `source_type` after `version`, oldest first. False when the list cannot be read.
+/// The changes of `source_type` after `version`, oldest first. False with the last error (0, 15) when the list cannot
+/// be read, (0, 1) when nothing keeps it.
 [[nodiscard]] PLATFORM_API bool GetIncreResourceBySourceType(
     std::vector<std::shared_ptr<CIncreResourceStructInterface>>& out, std::uint32_t version, int source_type);
 

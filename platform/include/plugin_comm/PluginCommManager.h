@@ -45,11 +45,11 @@ class IPluginCommManager {
   /// The process's manager; never null. One that refuses everything stands in until one is installed.
   PLATFORM_API static std::shared_ptr<IPluginCommManager> Instance();
 
-  /// False when the path is already published, by any plugin, or path or callback is empty.
+  /// False with (0, 2) when the path is already published, by any plugin, or path or callback is empty.
   [[nodiscard]] virtual bool PublishApi(const std::string& plugin_id, const std::string& path,
                                         const ApiCallback& callback) = 0;
-  /// False when `plugin_id` does not publish the path. Returns only when no call is left inside the callback
-  /// and the callback is destroyed; so it must not be called from inside it.
+  /// False with (0, 2) when `plugin_id` does not publish the path. Returns only when no call is left inside the
+  /// callback and the callback is destroyed; so it must not be called from inside it.
   [[nodiscard]] virtual bool RecoverApi(const std::string& plugin_id, const std::string& path) = 0;
 
   /// Calls the API at `path` on this thread and waits for its answer. False, with `response` emptied, when nobody

@@ -20,7 +20,11 @@ namespace {
 constexpr int kLossLevel = 4;
 constexpr char kLossTag[] = "platform.log";
 
-std::string LineOf(int level, std::string_view tag, std::string_view text) {
+/// Longer texts are cut: lines carry what clients send, and a full queue of them must fit into memory.
+constexpr std::size_t kLongestText = 64UL * 1024;
+
+std::string LineOf(int level, std::string_view tag, std::string_view whole_text) {
+  const std::string_view text = whole_text.substr(0, kLongestText);
   std::string line = std::to_string(level);
   line.reserve(line.size() + tag.size() + text.size() + 2);
   line.append(" ").append(tag).append(" ");
@@ -28,6 +32,9 @@ std::string LineOf(int level, std::string_view tag, std::string_view text) {
     line += text[at];
     const bool inside_crlf = text[at] == '\r' && at + 1 < text.size() && text[at + 1] == '\n';
     if ((text[at] == '\n' || text[at] == '\r') && !inside_crlf) line += '\t';
+  }
+  if (text.size() < whole_text.size()) {
+    line += Orv::Base::StringUtil::str_fmt(" [cut, %zu bytes in all]", whole_text.size());
   }
   return line;
 }

@@ -5,8 +5,8 @@
 #include <memory>
 
 #include "Database/SqlText.h"
-#include "OrvBase/Log.h"
 #include "OrvBase/StringUtil.h"
+#include "OrvBase/Utf8.h"
 #include "RealBackends.h"
 
 namespace platform {
@@ -14,9 +14,6 @@ namespace tarn {
 namespace {
 
 using database::Quoted;
-using Orv::Base::details::ITarnFormatLog;
-
-constexpr char kLogTag[] = "operation_log";
 
 class LogBackend final : public ILogBackend {
  public:
@@ -28,6 +25,13 @@ class LogBackend final : public ILogBackend {
     return WriteEntry(session, entry);
   }
 };
+
+/// `text` ready to stand between single quotes. What the database cannot hold (NUL, bytes that are no UTF-8) gives way
+/// to U+FFFD: no name that a client chose may keep a line out of the log.
+std::string Storable(const std::string& text) {
+  const std::string_view nul("\0", 1);
+  return Quoted(Orv::Base::Utf8::Repaired(Orv::Base::StringUtil::StringReplace(text, nul, "\xEF\xBF\xBD")));
+}
 
 }  // namespace
 
@@ -44,16 +48,9 @@ bool WriteEntry(const std::string& session, const OperationLogEntry& entry) {
     user_name = found->GetValUserName();
     client_address = found->GetValClientAddress();
   }
-  // A NUL would end the text inside str_fmt, before the database layer could refuse it.
-  const std::array<const std::string*, 4> texts{&user_name, &client_address, &entry.object_name, &entry.description};
-  for (const std::string* text : texts) {
-    if (text->find('\0') == std::string::npos) continue;
-    ITarnFormatLog(5, kLogTag, "An entry of type %d with a NUL character was not written", entry.log_type);
-    return false;
-  }
   const std::string sql = Orv::Base::StringUtil::str_fmt(
-      kSqlWriteEntry, entry.log_type, entry.object_id, entry.main_code, entry.sub_code, Quoted(user_name).c_str(),
-      Quoted(client_address).c_str(), Quoted(entry.object_name).c_str(), Quoted(entry.description).c_str());
+      kSqlWriteEntry, entry.log_type, entry.object_id, entry.main_code, entry.sub_code, Storable(user_name).c_str(),
+      Storable(client_address).c_str(), Storable(entry.object_name).c_str(), Storable(entry.description).c_str());
   return kelp::IDBManager::Instance()->ExecuteNoQuery(kPlatformDbId, kelp::IDBManager::kLogClass, sql);
 }
 

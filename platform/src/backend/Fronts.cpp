@@ -1,4 +1,5 @@
 #include "Backend.h"
+#include "OrvBase/Error.h"
 #include "OrvBase/FileUtil.h"
 #include "TarnPlatform/System.h"
 #include "db_layer/DBLayerForBusiness.h"
@@ -11,6 +12,15 @@ std::shared_ptr<Interface> InstalledOr() {
   if (auto installed = platform::Slot<Interface>::Get()) return installed;
   static const auto refusing = std::make_shared<Refusing>();
   return refusing;
+}
+
+// Sub codes of refusals whose reason callers pass on to clients.
+constexpr int kNoBackend = 1;
+constexpr int kNotRead = 15;
+
+bool Refused(int sub_code) {
+  Orv::Base::Error::SetLastError({0, sub_code});
+  return false;
 }
 
 struct NoDatabase final : kelp::IDBManager {
@@ -44,8 +54,10 @@ struct NoAdapter final : kelp::IPlatformAdapterInterface {
 };
 
 struct NoComm final : plugin_comm::IPluginCommManager {
-  bool PublishApi(const std::string&, const std::string&, const plugin_comm::ApiCallback&) override { return false; }
-  bool RecoverApi(const std::string&, const std::string&) override { return false; }
+  bool PublishApi(const std::string&, const std::string&, const plugin_comm::ApiCallback&) override {
+    return Refused(kNoBackend);
+  }
+  bool RecoverApi(const std::string&, const std::string&) override { return Refused(kNoBackend); }
   bool Request(const std::string&, const std::shared_ptr<plugin_comm::IPluginCommData>&,
                std::shared_ptr<plugin_comm::IPluginCommData>& response) override {
     response.reset();
@@ -105,7 +117,8 @@ bool IncreResource::GetIncreResourceBySourceType(std::vector<std::shared_ptr<CIn
                                                  std::uint32_t version, int source_type) {
   out.clear();
   const auto backend = platform::Slot<platform::IIncreResourceBackend>::Get();
-  return backend && backend->ChangesAfter(out, version, source_type);
+  if (!backend) return Refused(kNoBackend);
+  return backend->ChangesAfter(out, version, source_type) || Refused(kNotRead);
 }
 
 bool Log::WriteLog(const std::string& session, const COperationLogStruct& record) {

@@ -5,6 +5,7 @@
 #include <mutex>
 #include <utility>
 
+#include "OrvBase/Error.h"
 #include "OrvBase/Log.h"
 #include "RealBackends.h"
 
@@ -35,18 +36,24 @@ struct Api {
   int calls_inside = 0;
 };
 
+/// The pair of a request that does not fit what is published.
+bool Refused() {
+  Orv::Base::Error::SetLastError({0, 2});
+  return false;
+}
+
 class PluginCommManager final : public plugin_comm::IPluginCommManager {
  public:
   bool PublishApi(const std::string& plugin_id, const std::string& path, const ApiCallback& callback) override {
-    if (path.empty() || !callback) return false;
+    if (path.empty() || !callback) return Refused();
     const std::lock_guard lock(mutex_);
-    return apis_.try_emplace(path, std::make_shared<Api>(Api{plugin_id, callback})).second;
+    return apis_.try_emplace(path, std::make_shared<Api>(Api{plugin_id, callback})).second || Refused();
   }
 
   bool RecoverApi(const std::string& plugin_id, const std::string& path) override {
     std::unique_lock lock(mutex_);
     const auto found = apis_.find(path);
-    if (found == apis_.end() || found->second->plugin_id != plugin_id) return false;
+    if (found == apis_.end() || found->second->plugin_id != plugin_id) return Refused();
     const std::shared_ptr<Api> api = found->second;
     apis_.erase(found);
     call_left_.wait(lock, [&] { return api->calls_inside == 0; });

@@ -31,18 +31,21 @@ bool CEvidenceManager::EntryTest() const {
 bool CEvidenceManager::Initialize() {
   if (!store_) return Fail(kObjectMissing);
   bool ok = true;
+  bool loaded = false;
   if (!not_running_) {
     EVIDENCE_LOG(kLogProgress, "[%s]It's initialized.[%s(%d)]");
   } else {
-    ok = LoadDictionaries();
-    if (ok) {
+    // Held over the reads: nobody may see half a load.
+    const std::lock_guard lock(cache_lock_);
+    ok = loaded = LoadDictionaries();
+    if (loaded) {
       element_api_ = kelp::IPlatformAdapterInterface::Instance()->GetElementApi(true);
       if (!element_api_) return false;
     }
   }
 
   InitLogKeyMaps();
-  if (ok) NameBuiltInEntries();
+  if (loaded) NameBuiltInEntries();
   upload_thread_count_ = kUploadThreadCount;
   upload_loop_key_ = std::string(kPluginId) + kUploadLoopSuffix;
   if (!kelp::IThreadManager::Instance()->CreateMultiMessageLoop(upload_loop_key_, 1, upload_thread_count_, 1)) {
@@ -50,15 +53,13 @@ bool CEvidenceManager::Initialize() {
     return false;
   }
   not_running_ = !ok;
-  EVIDENCE_LOG(kLogProgress, "[%s]Initial Evidence system guid : %s.[%s(%d)]",
-               TarnPlatform::System::GetSystemGuid().c_str());
+  const std::string system_guid = TarnPlatform::System::GetSystemGuid();
+  EVIDENCE_LOG(kLogProgress, "[%s]Initial Evidence system guid : %s.[%s(%d)]", system_guid.c_str());
   EVIDENCE_LOG(kLogProgress, "[%s]Initial Evidence Mgr Module %s.[%s(%d)]", ok ? "Success" : "False");
   return ok;
 }
 
-// Holds cache_lock_ over the reads: nobody may see half a load.
 bool CEvidenceManager::LoadDictionaries() {
-  const std::lock_guard lock(cache_lock_);
   std::list<EvidenceTypePtr> types;
   if (!store_->ReadAllEvidenceTypes(types)) {
     EVIDENCE_LOG(kLogFailure, "[%s]Get all evidence type failed.[%s(%d)]");

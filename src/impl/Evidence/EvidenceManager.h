@@ -94,6 +94,7 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   [[nodiscard]] bool EntryTest() const;
 
   // State
+  /// Reads both dictionaries into the caches; the caller holds cache_lock_.
   [[nodiscard]] bool LoadDictionaries();
   void InitLogKeyMaps();
   /// Gives each cached built-in entry without a name of its own its localised one; the table keeps none.

@@ -2,6 +2,7 @@
 
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
+#include "Common/NewRecord.h"
 #include "TarnPlatform/IncreResource.h"
 #include "impl/Evidence/EvidenceManager.h"
 #include "impl/Evidence/Incre.h"
@@ -39,7 +40,11 @@ bool CEvidenceManager::GetIncreEvidenceTypes(std::list<EvidenceTypePtr>& types, 
     const auto id = static_cast<std::int32_t>(change->GetValIdResource());
     EvidenceTypePtr type;
     if (method == kIncreDelete) {
-      type = std::make_shared<_tag_EvidenceType_>();
+      type = NewRecord<_tag_EvidenceType_>();
+      if (!type) {
+        EVIDENCE_LOG(kLogFailure, "[%s]Not enough storage.[%s(%d)]");
+        continue;
+      }
       type->type_id = id;
     } else if (!IsIncreOfLiveEntry(method) || !GetEvidenceTypeById(type, id)) {
       // Deleted since: a later entry of the list says so.

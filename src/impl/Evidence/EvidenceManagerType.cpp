@@ -45,7 +45,10 @@ void FilterEvidenceTypesById(std::list<EvidenceTypePtr>& types, const std::vecto
 
 bool PageEvidenceTypes(std::list<EvidenceTypePtr>& types, const page_info& page) {
   if (page.PageIndex == -1 || page.PageSize == -1) return true;
-  if (page.PageIndex == 0 || page.PageSize == 0) return Fail(kBadInput);
+  if (page.PageIndex == 0 || page.PageSize == 0) {
+    types.clear();
+    return Fail(kBadInput);
+  }
   const std::int64_t last = std::int64_t{page.PageIndex} * page.PageSize;
   const std::int64_t before_first = last - page.PageSize;
   std::int64_t position = 0;
@@ -310,9 +313,17 @@ bool CEvidenceManager::ModifyEvidenceTypes(std::list<ErrorPtr>& errors, const st
   if (!EntryTest()) return false;
   std::list<EvidenceTypePtr> accepted;
   std::set<std::string> accepted_names;
+  std::map<std::int32_t, EvidenceTypePtr*> accepted_by_id;
   for (const auto& type : types) {
     if (CheckChangedType(*type, accepted_names)) {
-      accepted.push_back(type);
+      // An id that comes again takes the place of its earlier entry. The row ends the same, and no request can
+      // have one row written thousands of times in one transaction.
+      const auto [standing, first] = accepted_by_id.try_emplace(type->type_id, nullptr);
+      if (first) {
+        standing->second = &accepted.emplace_back(type);
+      } else {
+        *standing->second = type;
+      }
       accepted_names.insert(type->type_name);
     } else {
       errors.push_back(RefusedEntry(type->type_id, type->type_name));

@@ -163,12 +163,17 @@ TEST_F(PlatformTablesTest, TheLogKeepsWhoDidWhatAndRefusesStrangers) {
   EXPECT_FALSE(TarnPlatform::Log::WriteLog("stranger", record));
   EXPECT_EQ(api_->WriteOperatorLog("known", 306019, 4294967296, "name", -1, "", 0, 9808), 0);
   EXPECT_NE(api_->WriteOperatorLog("stranger", 306019, 1, "name", -1, "", 0, 15), 0);
-  EXPECT_NE(api_->WriteOperatorLog("known", 306019, 1, std::string("cut\0here", 8), -1, "", 0, 15), 0);
+  EXPECT_EQ(api_->WriteOperatorLog("known", 306019, 1, std::string("a\0b\xff", 4), -1, "", 0, 15), 0)
+      << "what the database cannot hold is replaced, not refused";
   EXPECT_EQ(Postgres().Query("SELECT user_name, client_address, log_type, object_id, object_name, description, "
                              "main_code, sub_code FROM platform.operation_log ORDER BY id"),
             (Rows{{"O'Brien\\", "10.0.0.7", "306017", "-1", "it's 100%s", "back\\slash", "0", "0"},
                   {"", "", "306017", "-1", "it's 100%s", "back\\slash", "0", "0"},
-                  {"O'Brien\\", "10.0.0.7", "306019", "4294967296", "name", "", "0", "9808"}}));
+                  {"O'Brien\\", "10.0.0.7", "306019", "4294967296", "name", "", "0", "9808"},
+                  {"O'Brien\\", "10.0.0.7", "306019", "1",
+                   "a\xEF\xBF\xBD"
+                   "b\xEF\xBF\xBD",
+                   "", "0", "15"}}));
 }
 
 }  // namespace

@@ -126,6 +126,24 @@ TEST_F(TypeTest, IncrementalAnswerFollowsTheVersion) {
                                     R"({"ID":6,"Name":"A","Method":1},{"ID":7,"Method":2}]}})"));
 }
 
+TEST_F(TypeTest, UnreadableIncrementsAreNoSuccess) {
+  const RunningPlugin plugin;
+  Postgres().Query("REVOKE SELECT ON platform.incre_resource FROM evidence_app");
+  const std::string answer = plugin.Get(kTypes, R"({"EvidenceTypeQueryReq":{"ClientResourceVersion":1}})");
+  Postgres().Query("GRANT SELECT ON platform.incre_resource TO evidence_app");
+  EXPECT_EQ(answer, Answer(15, R"({"TotalNum":0,"EvidenceTypeList":{}})"));
+}
+
+// The line holds every name of the request, so one of them must not be able to keep it out of the log.
+TEST_F(TypeTest, NoNameKeepsALineOutOfTheLog) {
+  const RunningPlugin plugin;
+  plugin.Put(kTypes, Entries(R"({"Name":"quiet"},{"Name":"a\u0000b"})"));
+  EXPECT_EQ(Postgres().Value("SELECT name FROM evidence.evidence_type WHERE id = 6"), "quiet");
+  EXPECT_EQ(Postgres().Value("SELECT object_name FROM platform.operation_log"),
+            "quiet;a\xEF\xBF\xBD"
+            "b");
+}
+
 TEST_F(TypeTest, RefusedStatementsLeaveCacheAndConnectionAsTheyWere) {
   const RunningPlugin plugin;
   plugin.Put(kTypes, Entries(R"({"Name":"a"})"));

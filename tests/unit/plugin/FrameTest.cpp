@@ -135,6 +135,7 @@ TEST(FunctionNameTest, IsQualifiedWithoutTypes) {
   for (const auto& [signature, name] :
        {std::pair{"bool Evidence::CFoo::Bar(const std::string&)", "Evidence::CFoo::Bar"},
         std::pair{"std::function<bool(int)> Evidence::Make(std::map<int, int>)", "Evidence::Make"},
+        std::pair{"auto Evidence::GuardEdge(Work&&, Failed&&) [with Work = f()::<lambda()>]", "Evidence::GuardEdge"},
         std::pair{"Evidence::CFoo::CFoo()", "Evidence::CFoo::CFoo"},
         std::pair{"Evidence::CFoo::Bar(int)::<lambda(kelp::IDBResultSet*)>", "Evidence::CFoo::Bar"},
         std::pair{"virtual std::shared_ptr<int>& Evidence::CFoo::Get() const", "Evidence::CFoo::Get"}}) {

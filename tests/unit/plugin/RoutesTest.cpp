@@ -125,7 +125,7 @@ TEST_F(RoutesTest, RejectedMethods) {
 }
 
 TEST_F(RoutesTest, CustomRejectsWithoutAnAnswer) {
-  for (const int method : {2, 3}) {
+  for (const int method : {2, 3, 0, 5}) {
     EXPECT_EQ(Call(std::string(kV1) + "/Evidence/Custom", method), "");
     EXPECT_EQ(Orv::Base::Error::GetLastError(), Orv::Base::Error::ErrorCode(0, 6));
   }

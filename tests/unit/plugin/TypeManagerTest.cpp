@@ -236,6 +236,14 @@ TEST_F(TypeManagerTest, OwnNameIsWrittenAgain) {
   EXPECT_EQ(platform_.system_and_log->increments, Texts{"13001 6 1"});
 }
 
+TEST_F(TypeManagerTest, RepeatedIdIsWrittenOnceAsItEnds) {
+  Start({{6, "a"}, {7, "b"}});
+  EXPECT_TRUE(Set({{6, "x"}, {7, "y"}, {6, "z"}, {7, "x"}}, true));
+  EXPECT_EQ(Errors(), Texts{"7 x 0-9808"}) << "a name accepted once in the batch stays taken";
+  EXPECT_EQ(store_->calls, Texts{"update 6 7"});
+  EXPECT_EQ(Cached(), (Texts{"6 z", "7 y"}));
+}
+
 TEST_F(TypeManagerTest, LimitRefusesTheWholeBatch) {
   for (const int cached : {28, 29}) {
     std::map<std::int32_t, std::string> rows;
@@ -349,6 +357,7 @@ TEST_F(TypeManagerTest, PagesAndFilters) {
     page_info page{0, index, size};
     EXPECT_FALSE(manager_.GetEvidenceTypes(types, page, nullptr));
     EXPECT_EQ(GetLastError(), ErrorCode(0, 2));
+    EXPECT_TRUE(types.empty());
   }
   auto filter = std::make_shared<Evidence::_tag_EvidenceAttributeFilterInfo_>();
   filter->name = "nor";
