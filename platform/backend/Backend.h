@@ -27,6 +27,16 @@ class IAuthenticationBackend {
   /// Null when the session is unknown or has ended.
   virtual std::shared_ptr<TarnPlatform::Authentication::CUserSession> FindSession(const std::string& session) = 0;
   virtual bool IsSuperUser(const std::string& session) = 0;
+  virtual bool CheckPassword(std::shared_ptr<TarnPlatform::Authentication::CLoginResponse>& out,
+                             const TarnPlatform::Authentication::CLoginRequest& request) = 0;
+  virtual void AddLoginFailCount(const std::string& client_address) = 0;
+  virtual bool IsClientFreeze(const std::string& client_address) = 0;
+  virtual bool IsUserFreeze(int user_id, const std::string& user_name) = 0;
+  virtual int ClientTriesLeft(const std::string& client_address) = 0;
+  virtual int UserTriesLeft(int user_id, const std::string& user_name) = 0;
+  virtual bool IsEnableClientFreeze() = 0;
+  virtual bool HaveControlClientPermission(int code, int user_id) = 0;
+  virtual bool AESDecrypt(std::string& plain, const std::string& cipher, const std::string& session) = 0;
 };
 
 /// Behind TarnPlatform::IncreResource.

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "support/AuthenticationStub.h"
 #include "support/ThrowawayPostgres.h"
 
 namespace evidence_test {
@@ -9,13 +10,12 @@ namespace {
 
 constexpr char kSession[] = "session";
 
-class OneSession final : public platform::IAuthenticationBackend {
+class OneSession final : public AuthenticationStub {
  public:
   std::shared_ptr<TarnPlatform::Authentication::CUserSession> FindSession(const std::string& session) override {
     if (session != kSession) return nullptr;
     return std::make_shared<TarnPlatform::Authentication::CUserSession>("alice", "10.0.0.7", 1);
   }
-  bool IsSuperUser(const std::string&) override { return false; }
 };
 
 class EveryPermission final : public kelp::IClientPermissionApi {

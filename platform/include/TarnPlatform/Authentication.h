@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "OrvBase/Export.h"
 
@@ -23,6 +24,101 @@ class CUserSession {
   std::string client_address_;
   int client_type_;
 };
+
+/// Error codes of a refused login.
+enum LoginErrorCode : int {
+  kLoginWrongPassword = 201,     ///< name or password; counts as a failed try
+  kLoginUserFrozen = 206,        ///< too many failed tries on this name
+  kLoginUserDisabled = 210,      ///< the account is switched off
+  kLoginAccountExpired = 211,    ///< reserved: no account of this platform expires
+  kLoginPasswordExpired = 212,   ///< reserved: no password of this platform expires
+  kLoginNotOpened = 213,         ///< the enciphered password cannot be opened: nothing was tried
+  kLoginWrongAccountType = 214,  ///< a domain account's name asked for as a local one, or the reverse
+  kLoginClientFrozen = 262,      ///< too many failed tries from this address
+};
+
+/// Forms in which a request carries its password.
+enum LoginEncryptionType : int {
+  kPlainPassword = 0,
+  /// Enciphered by the client under its session's key: what AESDecrypt opens.
+  kSessionEncrypted = 2,
+};
+
+enum LoginAccountType : int { kLocalAccount = 0, kDomainAccount = 2 };
+
+/// A password to be checked.
+class CLoginRequest {
+ public:
+  void SetValClientAddress(std::string value) { client_address_ = std::move(value); }
+  void SetValSessionIdSecurity(std::string value) { session_ = std::move(value); }
+  void SetValUserName(std::string value) { user_name_ = std::move(value); }
+  void SetValPassword(std::string value) { password_ = std::move(value); }
+  void SetValEncryptionType(int value) { encryption_type_ = value; }
+  void SetValLoginAccountType(int value) { account_type_ = value; }
+  void SetValVerificationCode(std::string value) { verification_code_ = std::move(value); }
+  void SetValVerificationMark(std::string value) { verification_mark_ = std::move(value); }
+
+  const std::string& GetValClientAddress() const { return client_address_; }
+  const std::string& GetValSessionIdSecurity() const { return session_; }
+  const std::string& GetValUserName() const { return user_name_; }
+  const std::string& GetValPassword() const { return password_; }
+  int GetValEncryptionType() const { return encryption_type_; }
+  int GetValLoginAccountType() const { return account_type_; }
+  const std::string& GetValVerificationCode() const { return verification_code_; }
+  const std::string& GetValVerificationMark() const { return verification_mark_; }
+
+ private:
+  std::string client_address_;
+  std::string session_;
+  std::string user_name_;
+  std::string password_;
+  int encryption_type_ = kPlainPassword;
+  int account_type_ = kLocalAccount;
+  std::string verification_code_;
+  std::string verification_mark_;
+};
+
+/// The outcome of a check.
+class CLoginResponse {
+ public:
+  CLoginResponse(int error_code, int user_id) : error_code_(error_code), user_id_(user_id) {}
+
+  /// 0, or a LoginErrorCode.
+  int GetValErrCode() const { return error_code_; }
+  /// -1 when no such user is known.
+  int GetValUserID() const { return user_id_; }
+
+ private:
+  int error_code_;
+  int user_id_;
+};
+
+/// Checks name and password. A wrong one counts against the user here; the caller counts it against the
+/// client with AddLoginFailCount. True when both are right and neither client nor user is frozen. `out` is empty
+/// when the check could not be made (database away).
+[[nodiscard]] PLATFORM_API bool CheckPassword(std::shared_ptr<CLoginResponse>& out,
+                                              const std::shared_ptr<CLoginRequest>& request);
+
+/// Counts a failed try from `client_address`; at the limit the address is frozen.
+PLATFORM_API void AddLoginFailCount(const std::string& client_address);
+
+/// A freeze is lifted by time.
+[[nodiscard]] PLATFORM_API bool IsClientFreeze(const std::string& client_address);
+[[nodiscard]] PLATFORM_API bool IsUserFreeze(int user_id, const std::string& user_name);
+
+/// Failed tries left before the freeze.
+[[nodiscard]] PLATFORM_API int GetClientFreezeSurplusCount(const std::string& client_address);
+[[nodiscard]] PLATFORM_API int GetUserFreezeSurplusCount(int user_id, const std::string& user_name);
+
+/// Whether client addresses are frozen at all.
+[[nodiscard]] PLATFORM_API bool IsEnableClientFreeze();
+
+/// Whether the user may use `code` in a control client; a super user may use every one.
+[[nodiscard]] PLATFORM_API bool HaveControlClientPermission(int code, int user_id);
+
+/// Opens a text that the client enciphered under its session's key. False, with `plain` emptied, when the session is
+/// unknown or the text is none of its making.
+[[nodiscard]] PLATFORM_API bool AESDecrypt(std::string& plain, const std::string& cipher, const std::string& session);
 
 /// False, with `out` emptied, when the session is unknown or has ended.
 [[nodiscard]] PLATFORM_API bool GetUserSession(std::shared_ptr<CUserSession>& out, const std::string& session);

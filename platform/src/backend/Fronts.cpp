@@ -88,30 +88,84 @@ std::shared_ptr<IPluginCommManager> IPluginCommManager::Instance() { return Inst
 
 namespace TarnPlatform {
 
-bool Authentication::GetUserSession(std::shared_ptr<CUserSession>& out, const std::string& session) {
+namespace Authentication {
+namespace {
+
+/// What `ask` gives of the installed backend; `absent` without one.
+template <class Result, class Ask>
+Result AskBackend(Result absent, Ask ask) {
   const auto backend = platform::Slot<platform::IAuthenticationBackend>::Get();
-  out = backend ? backend->FindSession(session) : nullptr;
+  return backend ? ask(*backend) : absent;
+}
+
+}  // namespace
+
+bool GetUserSession(std::shared_ptr<CUserSession>& out, const std::string& session) {
+  out = AskBackend(std::shared_ptr<CUserSession>(), [&](auto& backend) { return backend.FindSession(session); });
   return out != nullptr;
 }
 
-bool Authentication::GetUsername(std::string& out, const std::string& session) {
+bool GetUsername(std::string& out, const std::string& session) {
   std::shared_ptr<CUserSession> found;
   if (!GetUserSession(found, session)) return false;
   out = found->GetValUserName();
   return true;
 }
 
-bool Authentication::GetClientAddress(std::string& out, const std::string& session) {
+bool GetClientAddress(std::string& out, const std::string& session) {
   std::shared_ptr<CUserSession> found;
   if (!GetUserSession(found, session) || found->GetValClientAddress().empty()) return false;
   out = found->GetValClientAddress();
   return true;
 }
 
-bool Authentication::IsSuperUser(const std::string& session) {
-  const auto backend = platform::Slot<platform::IAuthenticationBackend>::Get();
-  return backend && backend->IsSuperUser(session);
+bool IsSuperUser(const std::string& session) {
+  return AskBackend(false, [&](auto& backend) { return backend.IsSuperUser(session); });
 }
+
+bool CheckPassword(std::shared_ptr<CLoginResponse>& out, const std::shared_ptr<CLoginRequest>& request) {
+  out.reset();
+  return request && AskBackend(false, [&](auto& backend) { return backend.CheckPassword(out, *request); });
+}
+
+void AddLoginFailCount(const std::string& client_address) {
+  AskBackend(false, [&](auto& backend) {
+    backend.AddLoginFailCount(client_address);
+    return true;
+  });
+}
+
+// Without anybody who counts, nothing may be tried.
+bool IsClientFreeze(const std::string& client_address) {
+  return AskBackend(true, [&](auto& backend) { return backend.IsClientFreeze(client_address); });
+}
+
+bool IsUserFreeze(int user_id, const std::string& user_name) {
+  return AskBackend(true, [&](auto& backend) { return backend.IsUserFreeze(user_id, user_name); });
+}
+
+int GetClientFreezeSurplusCount(const std::string& client_address) {
+  return AskBackend(0, [&](auto& backend) { return backend.ClientTriesLeft(client_address); });
+}
+
+int GetUserFreezeSurplusCount(int user_id, const std::string& user_name) {
+  return AskBackend(0, [&](auto& backend) { return backend.UserTriesLeft(user_id, user_name); });
+}
+
+bool IsEnableClientFreeze() {
+  return AskBackend(true, [](auto& backend) { return backend.IsEnableClientFreeze(); });
+}
+
+bool HaveControlClientPermission(int code, int user_id) {
+  return AskBackend(false, [&](auto& backend) { return backend.HaveControlClientPermission(code, user_id); });
+}
+
+bool AESDecrypt(std::string& plain, const std::string& cipher, const std::string& session) {
+  plain.clear();
+  return AskBackend(false, [&](auto& backend) { return backend.AESDecrypt(plain, cipher, session); });
+}
+
+}  // namespace Authentication
 
 bool IncreResource::GetIncreResourceBySourceType(std::vector<std::shared_ptr<CIncreResourceStructInterface>>& out,
                                                  std::uint32_t version, int source_type) {

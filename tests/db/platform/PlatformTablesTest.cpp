@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "RealBackends.h"
+#include "support/AuthenticationStub.h"
 #include "support/Eventually.h"
 #include "support/ThrowawayPostgres.h"
 
@@ -29,11 +30,10 @@ constexpr int kTypes = 13001;
 constexpr int kCustoms = 13005;
 
 /// Knows the session "known".
-struct OneSession final : platform::IAuthenticationBackend {
+struct OneSession final : evidence_test::AuthenticationStub {
   std::shared_ptr<CUserSession> FindSession(const std::string& session) override {
     return session == "known" ? std::make_shared<CUserSession>("O'Brien\\", "10.0.0.7", 1) : nullptr;
   }
-  bool IsSuperUser(const std::string&) override { return false; }
 };
 
 class PlatformTablesTest : public testing::Test {
