@@ -17,3 +17,7 @@ GRANT SELECT, INSERT, UPDATE ON ALL TABLES IN SCHEMA platform, evidence TO evide
 GRANT USAGE ON ALL SEQUENCES IN SCHEMA platform, evidence TO evidence_app;
 REVOKE UPDATE ON platform.operation_log, evidence.operation_log FROM evidence_app;
 REVOKE INSERT, UPDATE ON platform.schema_version, platform.system FROM evidence_app;
+
+-- What later scripts add is granted in the same way; a table that must not be changed takes UPDATE back itself.
+ALTER DEFAULT PRIVILEGES IN SCHEMA platform, evidence GRANT SELECT, INSERT, UPDATE ON TABLES TO evidence_app;
+ALTER DEFAULT PRIVILEGES IN SCHEMA platform, evidence GRANT USAGE ON SEQUENCES TO evidence_app;

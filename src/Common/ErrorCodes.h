@@ -16,6 +16,9 @@ enum ErrorSubCode : int {
   /// No permission, or the platform's log refused a line.
   kNoPermission = 10,
   kStatementFailed = 15,
+  /// Session not found, or its client address not known.
+  kSessionNotFound = 200,
+  kEvidenceNotFound = 9804,
   kTypeNameRepeated = 9808,
   kTypeNotFound = 9809,
   kTooManyTypes = 9810,

@@ -57,6 +57,29 @@ class CUsrServiceEvidence : public Orv::Base::CNoncopyable {
   bool ProcEvidenceTypeIDPut(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
   bool ProcEvidenceTypeIDDelete(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
 
+  // Access
+
+  /// Whether a deletion is confirmed: each listed user with his password, and allowed to delete. A plain user must be
+  /// in the list himself; a super user lists "sysop" alone. Names of domain accounts in the list are lowered. On
+  /// failure `user_name` is the user who failed, and `remain_count` his remaining tries or -1: of the user when
+  /// `lock_type` is 1, of the client address when it is 2. Pairs: (0, 2) a wrong list, (0, 200) no client address, (0,
+  /// 10) not allowed, else (0, the platform's login error code).
+  [[nodiscard]] bool CheckUsersDelEvidencePerm(std::int32_t& remain_count, std::int32_t& lock_type,
+                                               std::string& user_name, const std::list<UserPtr>& users,
+                                               const std::string& session);
+
+  /// The id of the user whose enciphered password is right; else -1 with the login error code, 1 when the platform
+  /// gave no usable answer. A wrong password counts against the client address.
+  [[nodiscard]] std::int32_t CheckUserPass(std::int32_t& remain_count, std::int32_t& lock_type,
+                                           std::int32_t& error_code, const std::string& user_name,
+                                           const std::string& password, const std::string& verification_code,
+                                           const std::string& verification_mark, const std::string& client_address,
+                                           const std::string& session);
+
+  /// Turns a refusal into the freeze it led to, or tells the tries that remain until one.
+  void CheckFreezeSurplus(std::int32_t& remain_count, std::int32_t& lock_type, std::int32_t& error_code,
+                          std::int32_t user_id, const std::string& client_address, const std::string& user_name);
+
   // Api
   void Evidence_Evidence_API(const std::string& url, const std::shared_ptr<plugin_comm::IPluginCommData>& request,
                              std::shared_ptr<plugin_comm::IPluginCommData>& response);

@@ -21,6 +21,15 @@ namespace Evidence {
 /// Writes a line of the platform's log for a change: the names that changed and the log type.
 using LogFunction = std::function<void(const std::vector<std::string>&, int)>;
 
+/// The labels of a label text, "a|b|c"; empty pieces are dropped.
+[[nodiscard]] std::list<std::string> SplitLabels(const std::string& text);
+
+/// `added`: the labels of `wanted` that `standing` lacks, in the order of `wanted`; `removed`: the labels of `standing`
+/// that `wanted` lacks, in the order of `standing`. A label that stands twice in one list stands twice in the
+/// result. Takes time in proportion to the lists.
+void DiffLabels(const std::list<std::string>& wanted, const std::list<std::string>& standing,
+                std::list<std::string>& added, std::list<std::string>& removed);
+
 /// The rules, the limits and the in-memory state. Made once by the module and held for the life of the
 /// library. Every operation may be called on any thread; Initialize and Finalize come on the host's.
 ///
@@ -76,6 +85,16 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   /// The name of a type, live or deleted, from the table.
   [[nodiscard]] bool QueryEvidenceTypeNameById(std::string& name, std::int32_t type_id);
 
+  // Label: the labels of the evidences that were added or changed since the start. Not bound to the running time.
+
+  /// Whether `labels` in place of the evidence's own (-1: a new evidence) would bring the number of distinct labels
+  /// above 100000. Changes nothing. An empty list never does.
+  [[nodiscard]] bool IsLabelCountExceeded(std::int32_t evidence_id, const std::list<std::string>& labels);
+  void AddLabelsToMap(std::int32_t evidence_id, const std::string& label_text);
+  /// Replaces the evidence's labels.
+  void UpdateLabelMap(std::int32_t evidence_id, const std::list<std::string>& labels);
+  void DeleteFromMap(std::int32_t evidence_id);
+
   // Incre
 
   /// Tells the platform that an entry of a dictionary changed. Not bound to the running time.
@@ -110,14 +129,23 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   [[nodiscard]] std::string DisplayName(const _tag_EvidenceType_& type);
   void NotifyTypes(const std::list<EvidenceTypePtr>& types, std::int32_t method);
 
+  // Label
+  /// Counts `added` up and `removed` down; the caller holds label_lock_.
+  void ApplyLabelDelta(const std::list<std::string>& added, const std::list<std::string>& removed);
+
   std::map<std::int32_t, EvidenceTypePtr> type_cache_;      ///< guarded by cache_lock_
   std::map<std::int32_t, EvidenceCustomPtr> custom_cache_;  ///< guarded by cache_lock_
+  std::mutex label_lock_;
+  std::map<std::int32_t, std::list<std::string>> evidence_labels_;  ///< guarded by label_lock_
+  std::map<std::string, std::int32_t> label_counts_;                ///< guarded by label_lock_; at least 1
   std::mutex cache_lock_;
   const std::shared_ptr<IEvidenceMgrDB> store_;
   std::atomic<bool> not_running_{true};
   std::shared_ptr<kelp::IElementApi> element_api_;  ///< set while running
   std::int32_t upload_thread_count_;
   std::string upload_loop_key_;
+  /// Serialises the operations that write files, their call to the file manager included.
+  std::mutex file_lock_;
   std::map<std::int32_t, std::string> type_key_map_;    ///< guarded by cache_lock_
   std::map<std::int32_t, std::string> custom_key_map_;  ///< guarded by cache_lock_
 };

@@ -36,7 +36,7 @@ class Database {
   [[nodiscard]] std::string Connection(const std::string& user = "postgres") const {
     return Postgres().ConnectionTo(name_, user);
   }
-  [[nodiscard]] Rows Query(const std::string& sql) const { return Session(Connection()).Query(sql); }
+  Rows Query(const std::string& sql) const { return Session(Connection()).Query(sql); }
 
  private:
   std::string name_;
@@ -111,6 +111,44 @@ TEST(DatabaseSetupTest, AddsWhatIsNewAndRefusesADatabaseNewerThanItself) {
   const auto older = SetUpDatabase(database.Connection(), ThrowawayPostgres::Scripts());
   EXPECT_FALSE(older.ok);
   EXPECT_THAT(older.fault, HasSubstr("version 4"));
+}
+
+TEST(DatabaseSetupTest, AnOlderSchemaWithDataComesUpToDateWithoutLosingARow) {
+  const Database database("older");
+  const ScriptsWith newest("004_more.sql",
+                           "ALTER TABLE evidence.evidence_type ADD COLUMN colour text NOT NULL DEFAULT 'grey';"
+                           "CREATE TABLE evidence.extra (a integer);");
+  {
+    const ScriptsWith old("README", "");
+    std::filesystem::remove(old.Folder() + "/003_privileges.sql");
+    const auto first = SetUpDatabase(database.Connection(), old.Folder());
+    ASSERT_TRUE(first.ok) << first.fault;
+    ASSERT_EQ(first.version, 2);
+  }
+  database.Query(
+      "INSERT INTO evidence.evidence (id, guid, name) SELECT n, 'g' || n, 'it''s ' || n FROM generate_series(1, 1000) "
+      "n;"
+      "INSERT INTO evidence.evidence_type (id, name) VALUES (nextval('evidence.evidence_type_id_seq'), 'own');"
+      "UPDATE evidence.evidence_type SET name = 'renamed' WHERE id = 2;"
+      "INSERT INTO evidence.evidence_file (id, evidence_id) VALUES (1, 1), (1, 1), (1, 2);"
+      "INSERT INTO evidence.operation_log (id, evidence_id) VALUES (-1, 1), (-1, 1);"
+      "UPDATE evidence.ftp_setting SET address = 'kept'");
+  const std::string contents =
+      "SELECT (SELECT md5(string_agg(e::text, '' ORDER BY id)) FROM evidence.evidence e), (SELECT count(*) FROM "
+      "evidence.evidence_file), (SELECT count(*) FROM evidence.operation_log), (SELECT address FROM "
+      "evidence.ftp_setting), (SELECT string_agg(id || name, ',' ORDER BY id) FROM evidence.evidence_type), "
+      "(SELECT guid FROM platform.system)";
+  const auto before = database.Query(contents);
+  for (const int applied : {2, 0}) {
+    const auto upgraded = SetUpDatabase(database.Connection(), newest.Folder());
+    EXPECT_TRUE(upgraded.ok) << upgraded.fault;
+    EXPECT_EQ(upgraded.applied, applied);
+    EXPECT_EQ(database.Query(contents), before);
+  }
+  EXPECT_THAT(database.Query("SELECT nextval('evidence.evidence_type_id_seq')"), ElementsAre(ElementsAre("7")));
+  const Session application(database.Connection("evidence_app"));
+  application.Query("INSERT INTO evidence.extra VALUES (1); UPDATE evidence.extra SET a = 2");
+  EXPECT_TRUE(IsRefused(application, "DELETE FROM evidence.extra"));
 }
 
 TEST(DatabaseSetupTest, NamesWhatMakesItImpossible) {

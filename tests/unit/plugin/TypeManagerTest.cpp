@@ -4,6 +4,7 @@
 
 #include "OrvBase/Error.h"
 #include "impl/Evidence/EvidenceManager.h"
+#include "support/StoreStub.h"
 #include "unit/plugin/ScriptedPlatform.h"
 
 namespace {
@@ -17,7 +18,7 @@ using Orv::Base::Error::GetLastError;
 using Texts = std::vector<std::string>;
 
 /// Keeps live names by id and notes what it is asked for.
-class MemoryStore final : public Evidence::IEvidenceMgrDB {
+class MemoryStore final : public evidence_test::StoreStub {
  public:
   std::map<std::int32_t, std::string> rows;
   std::int32_t next_id = 100;

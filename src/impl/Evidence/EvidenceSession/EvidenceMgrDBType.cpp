@@ -1,9 +1,6 @@
-#include <ctime>
-
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
 #include "OrvBase/StringUtil.h"
-#include "OrvBase/TimeUtil.h"
 #include "impl/Evidence/EvidenceSession/EvidenceMgrDB.h"
 #include "impl/Evidence/EvidenceSession/Statement.h"
 
@@ -11,14 +8,6 @@ namespace Evidence {
 
 using Orv::Base::StringUtil::str_fmt;
 using Statement::Quoted;
-
-namespace {
-
-constexpr char kTypeSequence[] = "evidence.evidence_type_id_seq";
-
-}  // namespace
-
-std::int32_t CEvidenceMgrDBByPG::QueryEvidenceTypeSeqID() { return QueryLastSeqID(kTypeSequence); }
 
 constexpr char kSqlReadAllTypes[] = "SELECT * FROM evidence.evidence_type WHERE deleted = 0;";
 
@@ -81,23 +70,6 @@ bool CEvidenceMgrDBByPG::QueryEvidenceTypeNameById(std::string& name, std::int32
   });
   if (done) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Get evidence type failed, id[%d].[%s(%d)]", type_id);
-  return Fail(kStatementFailed);
-}
-
-constexpr char kSqlClearTypeInEvidence[] =
-    "UPDATE evidence.evidence SET evidence_type_id = -1, update_time = '%s', local_update_time = '%s' WHERE deleted = "
-    "0 AND evidence_type_id IN (%s);";
-
-bool CEvidenceMgrDBByPG::DeleteEvidenceTypeInEvidence(const std::vector<std::int32_t>& type_ids) {
-  if (type_ids.empty()) return true;
-  const std::time_t now = std::time(nullptr);
-  int offset_minutes = 0;
-  const std::string local = Orv::Base::TimeUtil::TimeT2LocalTime(now, offset_minutes);
-  const std::string utc = Orv::Base::TimeUtil::TimeT2StrUTCTimeStamp(now);
-  const std::string sql = str_fmt(kSqlClearTypeInEvidence, Quoted(utc).c_str(), Quoted(local).c_str(),
-                                  Statement::CommaList(type_ids).c_str());
-  if (Statement::Execute(sql)) return true;
-  EVIDENCE_LOG(kLogFailure, "[%s]Update evidence failed, sql[%s].[%s(%d)]", sql.c_str());
   return Fail(kStatementFailed);
 }
 

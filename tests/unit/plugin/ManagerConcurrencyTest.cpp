@@ -1,0 +1,109 @@
+// The manager under calls from many threads while it starts and stops. Worth most under the thread sanitizer.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <barrier>
+#include <mutex>
+#include <thread>
+
+#include "OrvBase/Error.h"
+#include "impl/Evidence/EvidenceManager.h"
+#include "support/StoreStub.h"
+#include "unit/plugin/ScriptedPlatform.h"
+
+namespace {
+
+using Evidence::EvidenceTypePtr;
+
+/// Ten fixed types; every write succeeds.
+class TenTypes final : public evidence_test::StoreStub {
+ public:
+  std::int32_t QueryEvidenceTypeSeqID() override { return ++last_id_; }
+  bool ReadAllEvidenceTypes(std::list<EvidenceTypePtr>& types) override {
+    for (std::int32_t id = 0; id < 10; ++id) {
+      types.push_back(std::make_shared<Evidence::_tag_EvidenceType_>(
+          Evidence::_tag_EvidenceType_{id, id < 6 ? "" : "own" + std::to_string(id)}));
+    }
+    return true;
+  }
+  bool InsertEvidenceTypes(const std::list<EvidenceTypePtr>&) override { return true; }
+  bool UpdateEvidenceTypes(const std::list<EvidenceTypePtr>&) override { return true; }
+  bool DeleteEvidenceTypes(const Evidence::IdList&) override { return true; }
+  bool DeleteEvidenceTypeInEvidence(const Evidence::IdVector&) override { return true; }
+  bool ReadAllEvidenceCustoms(std::list<Evidence::EvidenceCustomPtr>&) override { return true; }
+  bool ReadAllCustomOptions(std::list<Evidence::EvidenceCustomPtr>&) override { return true; }
+
+ private:
+  std::atomic<std::int32_t> last_id_ = 1000;
+};
+
+/// Takes increments from any thread.
+class CountingApi final : public kelp::ISystemAndLogAPI {
+ public:
+  std::atomic<int> increments = 0;
+  bool AddIncreResouce(int, std::uint64_t, int) override {
+    ++increments;
+    return true;
+  }
+  int WriteOperatorLog(const std::string&, int, std::int64_t, const std::string&, int, const std::string&, int,
+                       int) override {
+    return 0;
+  }
+};
+
+TEST(ManagerConcurrencyTest, StartStopAndCallsFromManyThreads) {
+  scripted::Platform platform;
+  platform::SetLogThreshold(6);
+  const auto api = std::make_shared<CountingApi>();
+  platform.adapter->system_and_log = api;
+  Evidence::CEvidenceManager manager(std::make_shared<TenTypes>());
+
+  constexpr int kCallers = 6;
+  constexpr int kRounds = 30;
+  std::atomic<bool> ended = false;
+  std::atomic<int> served = 0;
+  std::atomic<int> wrong = 0;
+  std::barrier together(kCallers + 1);
+  {
+    std::vector<std::jthread> callers;
+    for (int n = 0; n < kCallers; ++n) {
+      callers.emplace_back([&, n] {
+        together.arrive_and_wait();
+        for (int round = 0; !ended; ++round) {
+          std::list<EvidenceTypePtr> types;
+          Evidence::page_info page;
+          std::list<Evidence::ErrorPtr> errors;
+          const bool ok = manager.GetEvidenceTypes(types, page, nullptr);
+          if (ok) ++served;
+          if (!ok && Orv::Base::Error::GetLastError() != Orv::Base::Error::ErrorCode(0, 9820)) ++wrong;
+          for (const auto& type : types) {
+            if (type->type_id < 0) ++wrong;
+          }
+          const std::string name = "t" + std::to_string(n) + "r" + std::to_string(round % 7);
+          const std::list<EvidenceTypePtr> change{
+              std::make_shared<Evidence::_tag_EvidenceType_>(Evidence::_tag_EvidenceType_{round % 10, name})};
+          (void)manager.SetEvidenceTypes(errors, change, "session", nullptr, false);
+          (void)manager.GetDataByKey(round % 2, round % 7);
+          (void)manager.DeleteEvidenceTypes(errors, {round % 10}, nullptr);
+          manager.AddLabelsToMap(n, name + "|common");
+          (void)manager.IsLabelCountExceeded(n, {name, "other"});
+          if (round % 5 == 0) manager.DeleteFromMap(n);
+        }
+      });
+    }
+    together.arrive_and_wait();
+    for (int round = 0; round < kRounds; ++round) {
+      EXPECT_TRUE(manager.Initialize());
+      const int before = served;
+      while (served == before)
+        std::this_thread::yield();
+      EXPECT_TRUE(manager.Finalize());
+    }
+    ended = true;
+  }
+  EXPECT_EQ(wrong, 0);
+  EXPECT_GT(api->increments, 0);
+}
+
+}  // namespace
