@@ -112,8 +112,9 @@ class FailedTries {
 /// The failed tries of the whole host. A right password clears its user's count only: if it cleared the client's too,
 /// whoever has one account could guess at all others without end by logging in to his own in between.
 struct LoginTries {
-  LoginTries(const FailedTries::Rules& for_users, const FailedTries::Rules& for_clients)
-      : users(for_users), clients(for_clients) {}
+  LoginTries(const FailedTries::Rules& for_users, const FailedTries::Rules& for_clients,
+             const std::function<FailedTries::Clock::time_point()>& now = &FailedTries::Clock::now)
+      : users(for_users, now), clients(for_clients, now) {}
 
   FailedTries users;
   FailedTries clients;
