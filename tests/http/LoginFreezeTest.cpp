@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -19,6 +20,11 @@ class LoginFreezeTest : public testing::Test {
   void SetUp() override {
     EnsureTester();
     RunHost({"user", "add", "second", "--password-stdin"}, kTesterPassword);
+  }
+
+  void TearDown() override {
+    const auto finished = host_->Stop();
+    EXPECT_EQ(finished.exit_code, 0) << finished.err;
   }
 
   void Start(HostProcess::SettingsMap settings) {
