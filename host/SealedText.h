@@ -12,7 +12,7 @@ inline constexpr std::size_t kMaxSealedPlain = 4096;
 /// breaks, of "Salted__", 8 bytes of salt, and AES-256-CBC with PKCS#7 padding, whose key and initial vector are
 /// PBKDF2-HMAC-SHA256 over `key` with that salt and 10000 rounds. False, with `plain` emptied, for a text of any other
 /// form, of another key, or of more than kMaxSealedPlain bytes; a text of another key may open by chance, about one in
-/// 250, to bytes without meaning. Takes some milliseconds by design. Any thread.
+/// 256, to bytes without meaning. Takes some milliseconds, so that keys cannot be guessed fast. Any thread.
 [[nodiscard]] bool OpenSealedText(std::string& plain, const std::string& sealed, const std::string& key);
 
 }  // namespace host
