@@ -6,38 +6,6 @@
 namespace host {
 namespace {
 
-class Authentication final : public platform::IAuthenticationBackend {
- public:
-  explicit Authentication(std::shared_ptr<const Sessions> sessions) : sessions_(std::move(sessions)) {}
-
-  std::shared_ptr<TarnPlatform::Authentication::CUserSession> FindSession(const std::string& id) override {
-    const auto session = sessions_->Find(id);
-    return session ? session->seen_by_plugins : nullptr;
-  }
-
-  bool IsSuperUser(const std::string& id) override {
-    const auto session = sessions_->Find(id);
-    return session && session->user.super_user;
-  }
-
-  // Passwords are not checked for plugins yet: everybody counts as frozen.
-  bool CheckPassword(std::shared_ptr<TarnPlatform::Authentication::CLoginResponse>&,
-                     const TarnPlatform::Authentication::CLoginRequest&) override {
-    return false;
-  }
-  void AddLoginFailCount(const std::string&) override {}
-  bool IsClientFreeze(const std::string&) override { return true; }
-  bool IsUserFreeze(int, const std::string&) override { return true; }
-  int ClientTriesLeft(const std::string&) override { return 0; }
-  int UserTriesLeft(int, const std::string&) override { return 0; }
-  bool IsEnableClientFreeze() override { return true; }
-  bool HaveControlClientPermission(int, int) override { return false; }
-  bool AESDecrypt(std::string&, const std::string&, const std::string&) override { return false; }
-
- private:
-  const std::shared_ptr<const Sessions> sessions_;
-};
-
 class ClientPermissions final : public kelp::IClientPermissionApi {
  public:
   explicit ClientPermissions(std::shared_ptr<const Sessions> sessions) : sessions_(std::move(sessions)) {}
@@ -111,10 +79,6 @@ class Adapter final : public kelp::IPlatformAdapterInterface {
 };
 
 }  // namespace
-
-std::shared_ptr<platform::IAuthenticationBackend> MakeAuthentication(std::shared_ptr<const Sessions> sessions) {
-  return std::make_shared<Authentication>(std::move(sessions));
-}
 
 std::shared_ptr<kelp::IClientPermissionApi> MakeClientPermissions(std::shared_ptr<const Sessions> sessions) {
   return std::make_shared<ClientPermissions>(std::move(sessions));

@@ -12,9 +12,6 @@
 /// The platform interfaces that the host itself stands behind. All on any thread.
 namespace host {
 
-/// platform::IAuthenticationBackend on the host's sessions.
-std::shared_ptr<platform::IAuthenticationBackend> MakeAuthentication(std::shared_ptr<const Sessions> sessions);
-
 /// kelp::IClientPermissionApi on the host's sessions: a super user has every permission.
 std::shared_ptr<kelp::IClientPermissionApi> MakeClientPermissions(std::shared_ptr<const Sessions> sessions);
 

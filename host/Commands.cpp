@@ -60,7 +60,7 @@ int RunSetup(const Settings& settings) {
 
 int RunUserAdd(const Settings& settings, const UserAddOptions& options) {
   NewUser user;
-  user.record.name = options.name;
+  user.record.name = StoredName(options.name);
   user.record.super_user = options.super_user;
   user.record.permissions = Permissions(options.codes);
   if (options.password_stdin) {
@@ -71,7 +71,7 @@ int RunUserAdd(const Settings& settings, const UserAddOptions& options) {
   auto fault = Open(settings);
   if (fault.empty()) fault = AddUser(user);
   if (fault.empty() && !options.password_stdin) {
-    std::printf("%s password: %s\n", options.name.c_str(), user.password.c_str());
+    std::printf("%s password: %s\n", user.record.name.c_str(), user.password.c_str());
   }
   return Finish(fault);
 }
@@ -93,7 +93,7 @@ int RunUserList(const Settings& settings) {
 
 int RunUserPermissions(const Settings& settings, const std::string& name, const PermissionCodes& codes) {
   auto fault = Open(settings);
-  if (fault.empty()) fault = SetPermissions(name, Permissions(codes));
+  if (fault.empty()) fault = SetPermissions(StoredName(name), Permissions(codes));
   return Finish(fault);
 }
 

@@ -19,6 +19,7 @@ constexpr unsigned kBadRequest = 400;
 constexpr unsigned kUnauthorized = 401;
 constexpr unsigned kNotFound = 404;
 constexpr unsigned kMethodNotAllowed = 405;
+constexpr unsigned kTooManyRequests = 429;
 constexpr unsigned kUnavailable = 503;
 
 /// A login is open to everybody, so it gets less room than the body limit gives.
@@ -91,17 +92,34 @@ HttpAnswer Gateway::Login(const std::string& client_address, const std::string& 
   kelp::CRapidJsonProto request;
   if (!request.set_str(body)) return ErrorAnswer(kBadRequest, "no JSON");
   const auto name = request.get_v("/UserName", "");
+  // The address first: whoever waits for a user's turn holds the address's, never the reverse.
+  auto client_try = parts_.tries->clients.Begin(client_address);
+  auto user_try = client_try ? parts_.tries->users.Begin(name) : std::nullopt;
+  if (!user_try) {
+    LogHost(4, "login not tried after too many failed ones: client %s", client_address.c_str());
+    return ErrorAnswer(kTooManyRequests, "too many failed tries");
+  }
   UserRecord user;
-  switch (CheckLogin(name, request.get_v("/Password", ""), user)) {
-    case LoginOutcome::kDatabaseAway:
+  switch (CheckPassword(name, request.get_v("/Password", ""), user)) {
+    case PasswordOutcome::kDatabaseAway:
       return ErrorAnswer(kUnavailable, "database away");
-    case LoginOutcome::kRefused:
+    case PasswordOutcome::kWrong:
+    case PasswordOutcome::kDisabled:
+      // Counted alike, so that an account that is switched off shows nothing of itself.
+      user_try->Failed();
+      client_try->Failed();
       LogHost(4, "login refused: client %s", client_address.c_str());
       return ErrorAnswer(kUnauthorized, "wrong user name or password");
-    case LoginOutcome::kOk:
+    case PasswordOutcome::kRight:
       break;
   }
-  LogHost(3, "login: user %s, client %s", name.c_str(), client_address.c_str());
+  user_try->Succeeded();
+  return OpenSession(std::move(user), client_address);
+}
+
+HttpAnswer Gateway::OpenSession(UserRecord user, const std::string& client_address) const {
+  if (!ReadPermissions(user)) return ErrorAnswer(kUnavailable, "database away");
+  LogHost(3, "login: user %s, client %s", user.name.c_str(), client_address.c_str());
   const auto opened = parts_.sessions->Open(std::move(user), client_address);
   kelp::CRapidJsonProto answer;
   answer.set_v("/SessionID", opened.id);

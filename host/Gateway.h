@@ -6,6 +6,7 @@
 #include <string>
 #include <variant>
 
+#include "FailedTries.h"
 #include "HttpServer.h"
 #include "RealBackends.h"
 #include "Sessions.h"
@@ -20,6 +21,7 @@ class Gateway {
  public:
   struct Parts {
     std::shared_ptr<Sessions> sessions;
+    std::shared_ptr<LoginTries> tries;
     std::shared_ptr<const platform::IRouteTable> routes;
     /// Runs plugin requests and GET /ready.
     WorkerPool* workers = nullptr;
@@ -38,6 +40,7 @@ class Gateway {
  private:
   std::variant<HttpAnswer, HttpTask> AdmitToPlugin(const HttpHead& head, int method_code) const;
   HttpAnswer Login(const std::string& client_address, const std::string& body) const;
+  HttpAnswer OpenSession(UserRecord user, const std::string& client_address) const;
   HttpAnswer Ready() const;
 
   const Parts parts_;

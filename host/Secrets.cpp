@@ -71,4 +71,10 @@ bool PasswordMatches(const std::string& password, const std::string& hash) {
          CRYPTO_memcmp(found.data(), expected.data(), found.size()) == 0;
 }
 
+void Wipe(std::string& text) {
+  text.resize(text.capacity());
+  OPENSSL_cleanse(text.data(), text.size());
+  text.clear();
+}
+
 }  // namespace host

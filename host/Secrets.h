@@ -23,4 +23,19 @@ inline constexpr std::size_t kMaxPasswordBytes = 511;
 /// several megabytes and tens of milliseconds: callers bound how many run at once.
 [[nodiscard]] bool PasswordMatches(const std::string& password, const std::string& hash);
 
+/// Overwrites `text`, what lies beyond its end included, and empties it.
+void Wipe(std::string& text);
+
+/// Wipes a text when the scope ends.
+class WipeAtEnd {
+ public:
+  explicit WipeAtEnd(std::string& text) : text_(text) {}
+  ~WipeAtEnd() { Wipe(text_); }
+  WipeAtEnd(const WipeAtEnd&) = delete;
+  WipeAtEnd& operator=(const WipeAtEnd&) = delete;
+
+ private:
+  std::string& text_;
+};
+
 }  // namespace host

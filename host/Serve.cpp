@@ -16,8 +16,10 @@
 #include <sstream>
 #include <system_error>
 
+#include "Authentication.h"
 #include "Backends.h"
 #include "Database.h"
+#include "FailedTries.h"
 #include "Gateway.h"
 #include "HostLog.h"
 #include "HttpServer.h"
@@ -60,6 +62,13 @@ std::optional<std::string> FileText(const std::string& file) {
   return text.str();
 }
 
+std::shared_ptr<LoginTries> MakeLoginTries(const Settings& settings) {
+  const std::chrono::minutes freeze(settings.freeze_minutes);
+  const FailedTries::Rules users{static_cast<int>(settings.user_tries), freeze};
+  const FailedTries::Rules clients{static_cast<int>(settings.client_tries), freeze, settings.client_freeze == "on"};
+  return std::make_shared<LoginTries>(users, clients);
+}
+
 /// The parts of a running host, in the order of their start.
 class Host {
  public:
@@ -82,6 +91,7 @@ class Host {
   ListenSocket socket_;
   const std::shared_ptr<Sessions> sessions_ = std::make_shared<Sessions>(
       std::chrono::minutes(settings_.session_idle_minutes), static_cast<std::size_t>(settings_.sessions_limit));
+  const std::shared_ptr<LoginTries> tries_ = MakeLoginTries(settings_);
   const std::shared_ptr<platform::IRouteTable> routes_ = platform::MakeRouteTable();
   const std::shared_ptr<RouteLedger> ledger_ = std::make_shared<RouteLedger>(routes_);
   PluginLoader plugins_{*ledger_};
@@ -152,7 +162,7 @@ void Host::InstallBackends() {
   Slot<plugin_comm::IPluginCommManager>::Exchange(platform::MakePluginCommManager());
   Slot<platform::ILogBackend>::Exchange(platform::MakeLogBackend());
   Slot<platform::IIncreResourceBackend>::Exchange(platform::MakeIncreResourceBackend());
-  Slot<platform::IAuthenticationBackend>::Exchange(MakeAuthentication(sessions_));
+  Slot<platform::IAuthenticationBackend>::Exchange(MakeAuthentication(sessions_, tries_));
   Slot<kelp::IPlatformAdapterInterface>::Exchange(
       MakeAdapter({ledger_, MakeClientPermissions(sessions_), platform::MakeSystemAndLogApi()}));
 }
@@ -185,7 +195,7 @@ std::string Host::StartHttp() {
   workers_.emplace(static_cast<std::size_t>(settings_.workers), static_cast<std::size_t>(settings_.queue));
   login_workers_.emplace(static_cast<std::size_t>(settings_.login_workers),
                          static_cast<std::size_t>(settings_.login_queue));
-  gateway_.emplace(Gateway::Parts{sessions_, routes_, &*workers_, &*login_workers_,
+  gateway_.emplace(Gateway::Parts{sessions_, tries_, routes_, &*workers_, &*login_workers_,
                                   static_cast<std::size_t>(settings_.body_limit),
                                   [this] { return all_plugins_up_ && DatabaseAnswers(); }});
   http_.emplace(std::move(options), [this](const HttpHead& head) { return gateway_->Admit(head); });

@@ -18,7 +18,7 @@ namespace {
 using TextMember = std::string Settings::*;
 using NumberMember = std::int64_t Settings::*;
 
-enum class Kind { kText, kNumber, kAddress, kStopOrContinue };
+enum class Kind { kText, kNumber, kAddress, kStopOrContinue, kOnOrOff };
 
 struct Setting {
   std::string_view name;
@@ -79,6 +79,15 @@ constexpr Setting kSettings[] = {
                   "Minutes without a request after which a session ends."),
     NumberSetting("sessions_limit", &Settings::sessions_limit, "10000", 1, 1'000'000,
                   "Sessions at one time; a login beyond them ends the one idle longest."),
+    NumberSetting("user_tries", &Settings::user_tries, "5", 1, 100,
+                  "Wrong passwords for one user name after which it is frozen."),
+    NumberSetting("client_tries", &Settings::client_tries, "10", 1, 1'000,
+                  "Wrong passwords from one client address after which it is frozen."),
+    TextSetting("client_freeze", &Settings::client_freeze, "on",
+                "Whether client addresses are frozen at all: on, or off where many users share one address.",
+                Kind::kOnOrOff),
+    NumberSetting("freeze_minutes", &Settings::freeze_minutes, "30", 1, 100'000,
+                  "Minutes that a freeze lasts, and after which wrong passwords short of it are forgotten."),
     NumberSetting("platform_connections", &Settings::platform_connections, "4", 1, 100,
                   "Database connections of the host itself in each of its two pools."),
     NumberSetting("server_standard", &Settings::server_standard, "2", 1, 3,
@@ -131,6 +140,9 @@ std::string SetText(Settings& settings, const Setting& setting, std::string_view
   }
   if (setting.kind == Kind::kStopOrContinue && text != "stop" && text != "continue") {
     return std::string(setting.name) + " must be stop or continue";
+  }
+  if (setting.kind == Kind::kOnOrOff && text != "on" && text != "off") {
+    return std::string(setting.name) + " must be on or off";
   }
   settings.*std::get<TextMember>(setting.member) = std::move(text);
   return {};

@@ -30,6 +30,10 @@ struct Settings {
   std::int64_t connections_limit = 0;
   std::int64_t session_idle_minutes = 0;
   std::int64_t sessions_limit = 0;
+  std::int64_t user_tries = 0;
+  std::int64_t client_tries = 0;
+  std::string client_freeze;
+  std::int64_t freeze_minutes = 0;
   std::int64_t platform_connections = 0;
   std::int64_t server_standard = 0;
   std::string tls_certificate;

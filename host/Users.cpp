@@ -1,6 +1,7 @@
 #include "Users.h"
 
 #include "KelpPlatform/DBManager.h"
+#include "KelpUtils/StringFunctions.h"
 #include "OrvBase/StringUtil.h"
 #include "RealBackends.h"
 #include "Secrets.h"
@@ -34,24 +35,20 @@ std::pair<ClientKind, int> ReadPermission(const kelp::IDBResultSet& row) {
   return {ClientKind{row.GetInt("kind")}, row.GetInt("code")};
 }
 
-constexpr char kSqlFindUser[] =
-    "SELECT id, name, super_user, password_hash FROM platform.users WHERE enabled AND name = %s";
+struct Account {
+  /// -1 when there is no such user.
+  UserRecord user{-1, {}, false, {}};
+  std::string hash;
+  bool enabled = false;
+};
 
-/// `hash` stays empty when there is no such user.
-bool FindUser(const std::string& name, UserRecord& user, std::string& hash) {
-  return Query(StringUtil::str_fmt(kSqlFindUser, Quoted(name).c_str()), [&](kelp::IDBResultSet* rows) {
+constexpr char kSqlFindAccount[] =
+    "SELECT id, name, super_user, password_hash, enabled FROM platform.users WHERE name = %s";
+
+bool FindAccount(const std::string& name, Account& account) {
+  return Query(StringUtil::str_fmt(kSqlFindAccount, Quoted(name).c_str()), [&](kelp::IDBResultSet* rows) {
     if (rows->IsEof()) return;
-    user = ReadUser(*rows);
-    hash = rows->GetString("password_hash");
-  });
-}
-
-constexpr char kSqlFindPermissions[] = "SELECT kind, code FROM platform.permissions WHERE granted AND user_id = %d";
-
-bool FindPermissions(UserRecord& user) {
-  return Query(StringUtil::str_fmt(kSqlFindPermissions, user.id), [&](kelp::IDBResultSet* rows) {
-    for (; !rows->IsEof(); rows->Next())
-      user.permissions.insert(ReadPermission(*rows));
+    account = {ReadUser(*rows), rows->GetString("password_hash"), rows->GetString("enabled") == "t"};
   });
 }
 
@@ -87,15 +84,37 @@ bool IsUserName(const std::string& name) {
 
 }  // namespace
 
-LoginOutcome CheckLogin(const std::string& name, const std::string& password, UserRecord& user) {
-  if (!IsUserName(name) || !IsPassword(password)) return LoginOutcome::kRefused;
-  UserRecord found;
-  std::string hash;
-  if (!FindUser(name, found, hash)) return LoginOutcome::kDatabaseAway;
-  if (!PasswordMatches(password, hash)) return LoginOutcome::kRefused;
-  if (!FindPermissions(found)) return LoginOutcome::kDatabaseAway;
-  user = std::move(found);
-  return LoginOutcome::kOk;
+bool IsDomainAccount(const std::string& name) { return name.find('\\') != std::string::npos; }
+
+std::string StoredName(const std::string& name) { return IsDomainAccount(name) ? kelp::ToLower(name) : name; }
+
+PasswordOutcome CheckPassword(const std::string& name, const std::string& password, UserRecord& user) {
+  Account account;
+  if (IsUserName(name) && !FindAccount(name, account)) return PasswordOutcome::kDatabaseAway;
+  user = std::move(account.user);
+  // What can be no user's name is known to everybody, and need not cost the time of a hash.
+  if (!IsUserName(name) || !PasswordMatches(password, account.hash)) return PasswordOutcome::kWrong;
+  return account.enabled ? PasswordOutcome::kRight : PasswordOutcome::kDisabled;
+}
+
+constexpr char kSqlFindPermissions[] = "SELECT kind, code FROM platform.permissions WHERE granted AND user_id = %d";
+
+bool ReadPermissions(UserRecord& user) {
+  return Query(StringUtil::str_fmt(kSqlFindPermissions, user.id), [&](kelp::IDBResultSet* rows) {
+    for (; !rows->IsEof(); rows->Next())
+      user.permissions.insert(ReadPermission(*rows));
+  });
+}
+
+constexpr char kSqlHoldsControlPermission[] =
+    "SELECT 1 FROM platform.users u WHERE u.id = %d AND u.enabled AND (u.super_user OR EXISTS"
+    " (SELECT 1 FROM platform.permissions p WHERE p.user_id = u.id AND p.kind = %d AND p.code = %d AND p.granted))";
+
+bool HoldsControlPermission(int user_id, int code) {
+  bool holds = false;
+  const auto sql =
+      StringUtil::str_fmt(kSqlHoldsControlPermission, user_id, static_cast<int>(ClientKind::kControl), code);
+  return Query(sql, [&](kelp::IDBResultSet* rows) { holds = !rows->IsEof(); }) && holds;
 }
 
 constexpr char kSqlAddUser[] = "INSERT INTO platform.users (name, password_hash, super_user) VALUES (%s, %s, %s);";

@@ -15,11 +15,25 @@ inline constexpr char kSysop[] = "sysop";
 /// Longest user name in code points.
 inline constexpr std::size_t kMaxUserName = 128;
 
-enum class LoginOutcome { kOk, kRefused, kDatabaseAway };
+/// The form in which a user's name is stored: the name of a domain account, "domain\name", in lower case.
+[[nodiscard]] std::string StoredName(const std::string& name);
 
-/// Checks name and password, and fills `user` with the record and the granted permissions. kRefused
-/// takes the same time whether the name, the password or the account is at fault.
-[[nodiscard]] LoginOutcome CheckLogin(const std::string& name, const std::string& password, UserRecord& user);
+/// Whether `name` is of the form "domain\name".
+[[nodiscard]] bool IsDomainAccount(const std::string& name);
+
+/// kDisabled: the password is right, but the account is switched off.
+enum class PasswordOutcome { kRight, kWrong, kDisabled, kDatabaseAway };
+
+/// Checks name and password. `user` gets the record without permissions, whatever the outcome, or the id -1 when there
+/// is no such user. kWrong takes the same time whether the name or the password is at fault.
+[[nodiscard]] PasswordOutcome CheckPassword(const std::string& name, const std::string& password, UserRecord& user);
+
+/// Fills the granted permissions of `user` by its id. False when the database does not answer.
+[[nodiscard]] bool ReadPermissions(UserRecord& user);
+
+/// Whether the user is enabled and holds `code` for control clients, or is an enabled super user; read from the tables
+/// at each call. False also when the database does not answer.
+[[nodiscard]] bool HoldsControlPermission(int user_id, int code);
 
 struct NewUser {
   UserRecord record;

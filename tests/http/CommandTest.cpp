@@ -26,6 +26,7 @@ TEST(CheckConfigTest, NamesEveryFaultWithItsLine) {
                                  "data = a\n"
                                  "data = b\n"
                                  "plugin_failure = explode\n"
+                                 "client_freeze = yes\n"
                                  "just words\n"
                                  "log_file = \xff\xfe\n"
                                  "body_limit = 99999999999999999999\n");
@@ -36,8 +37,9 @@ TEST(CheckConfigTest, NamesEveryFaultWithItsLine) {
   for (const std::string fault :
        {"3: listen is no address and port, as 127.0.0.1:8080 or [::1]:8080", "4: unknown key worker",
         "5: workers is no whole number", "6: queue must lie between 1 and 100000", "8: repeated key data",
-        "9: plugin_failure must be stop or continue", "10: not of the form key = value",
-        "11: not UTF-8, or a control character", "12: body_limit must lie between 1024 and 1073741824"}) {
+        "9: plugin_failure must be stop or continue", "10: client_freeze must be on or off",
+        "11: not of the form key = value", "12: not UTF-8, or a control character",
+        "13: body_limit must lie between 1024 and 1073741824"}) {
     expected += file + ":" + fault + "\n";
   }
   EXPECT_EQ(finished.err, expected);
@@ -83,6 +85,15 @@ TEST(UserCommandTest, AddsListsAndChangesUsers) {
   EXPECT_THAT(RunHost({"user", "permissions", "nobody"}).err, HasSubstr("there is no user nobody"));
   EXPECT_THAT(RunHost({"user", "add", "empty", "--password-stdin"}, "").err, HasSubstr("a password has"));
   EXPECT_EQ(Postgres().Value("SELECT count(*) FROM platform.users WHERE name = 'empty'"), "0");
+}
+
+TEST(UserCommandTest, NamesOfDomainAccountsAreStoredInLowerCase) {
+  const auto added = RunHost({"user", "add", "Town\\Erik", "--control", "43"});
+  ASSERT_EQ(added.exit_code, 0) << added.err;
+  EXPECT_THAT(added.out, testing::StartsWith("town\\erik password: "));
+  EXPECT_THAT(RunHost({"user", "add", "TOWN\\erik"}).err, HasSubstr("there is a user town\\erik already"));
+  EXPECT_EQ(RunHost({"user", "permissions", "TOWN\\Erik", "--control", "44"}).exit_code, 0);
+  EXPECT_THAT(RunHost({"user", "list"}).out, HasSubstr("\ttown\\erik\tuser\tenabled\tweb -\tcs -\tcontrol 44\n"));
 }
 
 TEST(SecretsTest, PasswordsMatchTheirOwnHashOnly) {

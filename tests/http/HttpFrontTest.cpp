@@ -24,6 +24,8 @@ class HttpFrontTest : public testing::Test {
     host_ = std::make_unique<HostProcess>(HostProcess::SettingsMap{{"plugins", "test_echo.s.so"},
                                                                    {"body_limit", std::to_string(kBodyLimit)},
                                                                    {"header_limit", "16384"},
+                                                                   {"user_tries", "100"},
+                                                                   {"client_freeze", "off"},
                                                                    {"read_timeout_s", "1"}});
     host_->WaitUntilListening();
     session_ = Login(host_->port(), "tester", kTesterPassword);

@@ -1,0 +1,87 @@
+#include "SealedText.h"
+
+#include <openssl/err.h>
+#include <openssl/evp.h>
+
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <string_view>
+
+#include "Secrets.h"
+
+namespace host {
+namespace {
+
+constexpr std::string_view kMagic = "Salted__";
+constexpr std::size_t kSaltBytes = 8;
+constexpr std::size_t kHeaderBytes = kMagic.size() + kSaltBytes;
+constexpr std::size_t kKeyBytes = 32;
+constexpr std::size_t kBlockBytes = 16;
+constexpr int kRounds = 10'000;
+/// Padding fills a block that is full already with another one.
+constexpr std::size_t kMaxBytes = kHeaderBytes + kMaxSealedPlain + kBlockBytes;
+constexpr std::size_t kMaxBase64 = (kMaxBytes + 2) / 3 * 4;
+
+const unsigned char* Bytes(const std::string& text) { return reinterpret_cast<const unsigned char*>(text.data()); }
+unsigned char* Bytes(std::string& text) { return reinterpret_cast<unsigned char*>(text.data()); }
+
+bool IsBase64Digit(char c) {
+  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' || c == '/';
+}
+
+/// The bytes that `text` stands for; "" when it is no base64. Strict, where OpenSSL's own functions take blanks, a
+/// minus as the end, and padding in the middle.
+std::string FromBase64(std::string text) {
+  std::erase_if(text, [](char c) { return c == '\r' || c == '\n'; });
+  if (text.empty() || text.size() % 4 != 0 || text.size() > kMaxBase64) return {};
+  const auto digits = static_cast<std::size_t>(std::ranges::find_if_not(text, IsBase64Digit) - text.begin());
+  const auto padding = text.size() - digits;
+  if (padding > 2 || text.find_first_not_of('=', digits) != std::string::npos) return {};
+  std::string bytes(text.size() / 4 * 3, '\0');
+  if (EVP_DecodeBlock(Bytes(bytes), Bytes(text), static_cast<int>(text.size())) < 0) return {};
+  bytes.resize(bytes.size() - padding);
+  return bytes;
+}
+
+/// `plain` has room for a block more than `size` bytes of `cipher`; it is cut to what they open to.
+bool Decrypt(std::string& plain, const unsigned char* cipher, std::size_t size, const unsigned char* key,
+             const unsigned char* iv) {
+  const std::unique_ptr<EVP_CIPHER_CTX, void (*)(EVP_CIPHER_CTX*)> context(EVP_CIPHER_CTX_new(), &EVP_CIPHER_CTX_free);
+  int opened = 0;
+  int last = 0;
+  if (!context || EVP_DecryptInit_ex(context.get(), EVP_aes_256_cbc(), nullptr, key, iv) != 1 ||
+      EVP_DecryptUpdate(context.get(), Bytes(plain), &opened, cipher, static_cast<int>(size)) != 1 ||
+      EVP_DecryptFinal_ex(context.get(), Bytes(plain) + opened, &last) != 1) {
+    return false;
+  }
+  plain.resize(static_cast<std::size_t>(opened) + static_cast<std::size_t>(last));
+  return plain.size() <= kMaxSealedPlain;
+}
+
+}  // namespace
+
+bool OpenSealedText(std::string& plain, const std::string& sealed, const std::string& key) {
+  plain.clear();
+  // As many line breaks as digits is more than any tool makes.
+  if (sealed.size() > 2 * kMaxBase64) return false;
+  const auto bytes = FromBase64(sealed);
+  if (!bytes.starts_with(kMagic) || bytes.size() <= kHeaderBytes) return false;
+  const auto size = bytes.size() - kHeaderBytes;
+  if (size % kBlockBytes != 0) return false;
+  std::string key_and_iv(kKeyBytes + kBlockBytes, '\0');
+  const WipeAtEnd wipe_key(key_and_iv);
+  plain.resize(size + kBlockBytes);
+  const bool opened =
+      PKCS5_PBKDF2_HMAC(key.data(), static_cast<int>(key.size()), Bytes(bytes) + kMagic.size(), kSaltBytes, kRounds,
+                        EVP_sha256(), static_cast<int>(key_and_iv.size()), Bytes(key_and_iv)) == 1 &&
+      Decrypt(plain, Bytes(bytes) + kHeaderBytes, size, Bytes(key_and_iv), Bytes(key_and_iv) + kKeyBytes);
+  if (!opened) {
+    Wipe(plain);
+    // A failed final block leaves a line in the thread's queue, where others would take it for theirs.
+    ERR_clear_error();
+  }
+  return opened;
+}
+
+}  // namespace host

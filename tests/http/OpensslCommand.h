@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string>
+
+namespace evidence_test {
+
+/// What `openssl enc -aes-256-cbc -pbkdf2 -a <more>` makes of `plain` under the password `key`, its line breaks
+/// included. Throws std::runtime_error when the command fails.
+std::string SealedByOpenssl(const std::string& plain, const std::string& key, const std::string& more = "-A");
+
+}  // namespace evidence_test
