@@ -23,6 +23,10 @@ enum ErrorSubCode : int {
   kTypeNotFound = 9809,
   kTooManyTypes = 9810,
   kNotRunning = 9820,
+  kCustomNotFound = 120010,
+  /// Too many attributes, or too many options on one.
+  kTooManyCustoms = 120012,
+  kCustomNameRepeated = 120013,
   /// Some entries of a list failed.
   kSomeEntriesFailed = 99999,
 };

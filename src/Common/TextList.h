@@ -1,9 +1,13 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdint>
 #include <list>
+#include <locale>
+#include <sstream>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace Evidence {
 
@@ -16,6 +20,27 @@ inline std::list<std::string> SplitText(std::string_view text, char separator) {
     text.remove_prefix(std::min(piece.size() + 1, text.size()));
   }
   return pieces;
+}
+
+/// The pieces between separators, empty ones kept; "" is one empty piece.
+inline std::vector<std::string> SplitKeepingEmpty(std::string_view text, char separator) {
+  std::vector<std::string> pieces;
+  for (;;) {
+    const std::size_t end = text.find(separator);
+    pieces.emplace_back(text.substr(0, end));
+    if (end == std::string_view::npos) return pieces;
+    text.remove_prefix(end + 1);
+  }
+}
+
+/// The decimal number that `text` begins with, blanks before it allowed; 0 when it begins with none, the nearest end of
+/// the 32-bit range when it lies outside.
+inline std::int32_t ExtractDecimal(const std::string& text) {
+  std::int32_t number = 0;
+  std::istringstream stream(text);
+  stream.imbue(std::locale::classic());
+  stream >> number;
+  return number;
 }
 
 }  // namespace Evidence

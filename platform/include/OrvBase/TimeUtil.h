@@ -31,4 +31,7 @@ namespace Orv::Base::TimeUtil {
 /// The same form read as local time; a "Z" or an offset, when there, decides instead. -1 for anything else.
 [[nodiscard]] PLATFORM_API std::time_t StrDatetime2TimeT(std::string_view text);
 
+/// The UTC time told by an ISO text "YYYY-MM-DDTHH:MM:SS", read as StrDatetime2TimeT reads it. -1 for anything else.
+[[nodiscard]] PLATFORM_API std::time_t ISODatetime2TimeT(std::string_view text);
+
 }  // namespace Orv::Base::TimeUtil

@@ -195,4 +195,6 @@ std::time_t StrDatetime2TimeT(std::string_view text) {
   return LocalClockToTime(stamp->ClockSeconds());
 }
 
+std::time_t ISODatetime2TimeT(std::string_view text) { return StrDatetime2TimeT(text); }
+
 }  // namespace Orv::Base::TimeUtil

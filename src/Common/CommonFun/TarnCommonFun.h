@@ -19,5 +19,8 @@ class CTarnCommonFun {
 inline constexpr int kPermissionAddType = 1423;
 inline constexpr int kPermissionModifyType = 1424;
 inline constexpr int kPermissionDeleteType = 1425;
+inline constexpr int kPermissionAddCustom = 1427;
+inline constexpr int kPermissionModifyCustom = 1428;
+inline constexpr int kPermissionDeleteCustom = 1429;
 
 }  // namespace Evidence

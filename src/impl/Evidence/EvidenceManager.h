@@ -85,6 +85,34 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   /// The name of a type, live or deleted, from the table.
   [[nodiscard]] bool QueryEvidenceTypeNameById(std::string& name, std::int32_t type_id);
 
+  // Custom
+
+  /// The attributes by id, those whose name contains the filter's when it has one. Needs no store.
+  [[nodiscard]] bool GetEvidenceCustoms(std::list<EvidenceCustomPtr>& customs,
+                                        const std::shared_ptr<_tag_EvidenceAttributeFilterInfo_>& filter);
+
+  /// (0, 120010) when there is no such attribute. Needs no store.
+  [[nodiscard]] bool GetEvidenceCustomById(EvidenceCustomPtr& custom, std::int32_t custom_id);
+  /// The first by id. Not bound to the running time.
+  [[nodiscard]] bool GetEvidenceCustomByName(EvidenceCustomPtr& custom, const std::string& name);
+  /// A copy of the attribute's cached options; false without a pair when it is not cached. Not bound to the running
+  /// time.
+  [[nodiscard]] bool GetCustomOptionList(std::vector<tag_EvidenceOption_>& options, const tag_EvidenceCustom_& custom);
+  /// Leaves `option` as it was when the attribute has none of that id. Needs no store.
+  [[nodiscard]] bool GetCustomOptionById(tag_EvidenceOption_& option, std::int32_t option_id, std::int32_t custom_id);
+
+  /// As SetEvidenceTypes, with the attributes' options.
+  [[nodiscard]] bool SetEvidenceCustoms(std::list<ErrorPtr>& errors, const std::list<EvidenceCustomPtr>& customs,
+                                        const std::string& session, LogFunction log, bool full_set);
+  /// Adds attributes and their options; ids are filled in.
+  [[nodiscard]] bool InsertEvidenceCustoms(std::list<ErrorPtr>& errors, const std::list<EvidenceCustomPtr>& customs);
+  /// Changes attributes; their options are added (id -1), renamed, or deleted when left out. An option with an id that
+  /// does not stand is ignored.
+  [[nodiscard]] bool ModifyEvidenceCustoms(std::list<ErrorPtr>& errors, const std::list<EvidenceCustomPtr>& customs);
+  /// Deletes attributes with their options and values; an empty list means all but id 0. An unknown id counts as
+  /// deleted.
+  [[nodiscard]] bool DeleteEvidenceCustoms(std::list<ErrorPtr>& errors, const IdList& custom_ids);
+
   // Label: the labels of the evidences that were added or changed since the start. Not bound to the running time.
 
   /// Whether `labels` in place of the evidence's own (-1: a new evidence) would bring the number of distinct labels
@@ -101,6 +129,14 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   bool AddIncreResource(std::int32_t resource_type, std::int64_t resource_id, std::int32_t method);
 
   // Log
+
+  /// Writes entries of histories, with the kind of client of the session; (0, 200) for an unknown session. The empty
+  /// session writes -1.
+  [[nodiscard]] bool WriteEvidenceLog(const std::vector<operation_record>& records, const std::string& session);
+
+  /// The history of an evidence, the entries of one write and user folded into one. `reserved` is passed through.
+  [[nodiscard]] bool GetEvidenceLog(std::map<std::string, operation_record>& records, IdList& reserved,
+                                    std::int32_t evidence_id);
 
   /// Kinds of built-in entries for GetDataByKey.
   static constexpr int kTypeNames = 0;
@@ -128,6 +164,20 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   [[nodiscard]] bool CheckChangedType(const _tag_EvidenceType_& type, const std::set<std::string>& accepted_names);
   [[nodiscard]] std::string DisplayName(const _tag_EvidenceType_& type);
   void NotifyTypes(const std::list<EvidenceTypePtr>& types, std::int32_t method);
+
+  // Custom
+  [[nodiscard]] std::list<EvidenceCustomPtr> CopyCachedEvidenceCustoms();
+  void CacheInsertEvidenceCustoms(const std::list<EvidenceCustomPtr>& customs);
+  void CacheUpdateEvidenceCustoms(const std::list<EvidenceCustomPtr>& customs);
+  void CacheRemoveEvidenceCustoms(const std::list<EvidenceCustomPtr>& customs);
+  /// Draws the key of an entry that passes the checks of names.
+  [[nodiscard]] bool CheckNewCustom(tag_EvidenceCustom_& custom, const std::list<EvidenceCustomPtr>& accepted);
+  [[nodiscard]] bool CheckChangedCustom(const tag_EvidenceCustom_& custom,
+                                        const std::list<EvidenceCustomPtr>& accepted);
+  /// Writes the options and leaves in `custom` those that stand from now on.
+  [[nodiscard]] bool StoreChangedOptions(const EvidenceCustomPtr& custom);
+  [[nodiscard]] std::string DisplayName(const tag_EvidenceCustom_& custom);
+  void NotifyCustoms(const std::list<EvidenceCustomPtr>& customs, std::int32_t method);
 
   // Label
   /// Counts `added` up and `removed` down; the caller holds label_lock_.

@@ -1,6 +1,8 @@
+#include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
 #include "KelpPlatform/MultiLanguageMgr.h"
 #include "OrvBase/Conversion.h"
+#include "TarnPlatform/Authentication.h"
 #include "impl/Evidence/EvidenceManager.h"
 
 namespace Evidence {
@@ -10,6 +12,27 @@ constexpr char kNameLanguage[] = "en";
 constexpr char kNameSection[] = "update_src_name";
 
 }  // namespace
+
+bool CEvidenceManager::WriteEvidenceLog(const std::vector<operation_record>& records, const std::string& session) {
+  if (!EntryTest()) return false;
+  std::int32_t client_type = -1;
+  if (!session.empty()) {
+    std::shared_ptr<TarnPlatform::Authentication::CUserSession> user_session;
+    if (!TarnPlatform::Authentication::GetUserSession(user_session, session)) return Fail(kSessionNotFound);
+    client_type = user_session->GetValClientType();
+  }
+  if (store_->WriteEvidenceLog(records, client_type)) return true;
+  EVIDENCE_LOG(kLogFailure, "[%s]WriteEvidenceLog failed.[%s(%d)]");
+  return false;
+}
+
+bool CEvidenceManager::GetEvidenceLog(std::map<std::string, operation_record>& records, IdList& reserved,
+                                      std::int32_t evidence_id) {
+  if (!EntryTest()) return false;
+  if (store_->GetEvidenceLog(records, reserved, evidence_id)) return true;
+  EVIDENCE_LOG(kLogFailure, "[%s]WriteEvidenceLog failed, evidenece_id[%d].[%s(%d)]", evidence_id);  // sic
+  return false;
+}
 
 std::string CEvidenceManager::GetDataByKey(int kind, std::int32_t id) {
   std::string name;

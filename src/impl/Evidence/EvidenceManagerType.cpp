@@ -6,7 +6,7 @@
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
 #include "KelpUtils/StringFunctions.h"
-#include "OrvBase/StringUtil.h"
+#include "impl/Evidence/Batch.h"
 #include "impl/Evidence/BuiltInEntries.h"
 #include "impl/Evidence/EvidenceManager.h"
 #include "impl/Evidence/Incre.h"
@@ -14,25 +14,20 @@
 namespace Evidence {
 namespace {
 
-using Orv::Base::Error::GetLastError;
+using Batch::IdsOf;
+using Batch::NamesOf;
+using Batch::RefusedEntry;
+
+constexpr auto kId = &_tag_EvidenceType_::type_id;
 
 /// A batch that would bring the dictionary to this size is refused.
 constexpr std::size_t kTypeLimitExceeded = 129;
-constexpr std::size_t kTypeNameMaxChars = 64;
 
 constexpr int kLogAddType = 306011;
 constexpr int kLogModifyType = 306012;
 constexpr int kLogDeleteType = 306013;
 
-bool IsValidTypeName(const std::string& name) {
-  return Orv::Base::StringUtil::str_len(name, Orv::Base::StringUtil::kCodePageUtf8) <= kTypeNameMaxChars &&
-         !Orv::Base::StringUtil::ContainsIllegalCharacters(name) && !name.empty();
-}
-
-ErrorPtr RefusedEntry(std::int32_t id, const std::string& name) {
-  const auto error = GetLastError();
-  return std::make_shared<_tag_Error_>(_tag_Error_{id, name, error.MainCode(), error.SubCode()});
-}
+bool IsValidTypeName(const std::string& name) { return Batch::IsNameWithinRules(name) && !name.empty(); }
 
 void FilterEvidenceTypesByName(std::list<EvidenceTypePtr>& types, const std::string& part) {
   types.remove_if([&part](const auto& type) { return !kelp::StringFind(type->type_name, part); });
@@ -59,30 +54,6 @@ bool PageEvidenceTypes(std::list<EvidenceTypePtr>& types, const page_info& page)
   return true;
 }
 
-/// What a whole dictionary asks for, against the one that stands.
-struct TypeChanges {
-  std::list<EvidenceTypePtr> to_add;
-  std::list<EvidenceTypePtr> to_change;
-  std::list<EvidenceTypePtr> to_delete;
-};
-
-TypeChanges SplitFullSet(const std::list<EvidenceTypePtr>& wanted, const std::list<EvidenceTypePtr>& cached) {
-  TypeChanges changes;
-  std::set<std::int32_t> kept;
-  for (const auto& type : wanted) {
-    if (type->type_id == -1) {
-      changes.to_add.push_back(type);
-    } else {
-      changes.to_change.push_back(type);
-      kept.insert(type->type_id);
-    }
-  }
-  for (const auto& type : cached) {
-    if (!kept.contains(type->type_id)) changes.to_delete.push_back(type);
-  }
-  return changes;
-}
-
 /// Drops the entries that change nothing. A built-in entry without a name of its own is shown under its
 /// localised name or under none, so an empty name says "as it is".
 void DropUnchanged(std::list<EvidenceTypePtr>& types, const std::list<EvidenceTypePtr>& cached) {
@@ -94,14 +65,6 @@ void DropUnchanged(std::list<EvidenceTypePtr>& types, const std::list<EvidenceTy
     return found != names.end() &&
            (type->type_name == *found->second || IsUnnamedBuiltIn(type->type_id, type->type_name));
   });
-}
-
-template <class Types, class NameOf>
-std::vector<std::string> NamesOf(const Types& types, NameOf name_of) {
-  std::vector<std::string> names;
-  for (const auto& type : types)
-    names.push_back(name_of(*type));
-  return names;
 }
 
 const std::string& OwnName(const _tag_EvidenceType_& type) { return type.type_name; }
@@ -194,10 +157,10 @@ bool CEvidenceManager::SetEvidenceTypes(std::list<ErrorPtr>& errors, const std::
                                         const std::string& session, LogFunction log, bool full_set) {
   if (!EntryTest()) return false;
   std::list<EvidenceTypePtr> cached;
-  TypeChanges changes;
+  Batch::FullSetChanges<_tag_EvidenceType_> changes;
   if (full_set) {
     cached = CopyCachedEvidenceTypes();
-    changes = SplitFullSet(types, cached);
+    changes = Batch::SplitFullSet<kId>(types, cached);
   } else {
     changes.to_change = types;
   }
@@ -311,24 +274,17 @@ bool CEvidenceManager::CheckChangedType(const _tag_EvidenceType_& type, const st
 
 bool CEvidenceManager::ModifyEvidenceTypes(std::list<ErrorPtr>& errors, const std::list<EvidenceTypePtr>& types) {
   if (!EntryTest()) return false;
-  std::list<EvidenceTypePtr> accepted;
+  Batch::AcceptedChanges<kId, _tag_EvidenceType_> changes;
   std::set<std::string> accepted_names;
-  std::map<std::int32_t, EvidenceTypePtr*> accepted_by_id;
   for (const auto& type : types) {
     if (CheckChangedType(*type, accepted_names)) {
-      // An id that comes again takes the place of its earlier entry. The row ends the same, and no request can
-      // have one row written thousands of times in one transaction.
-      const auto [standing, first] = accepted_by_id.try_emplace(type->type_id, nullptr);
-      if (first) {
-        standing->second = &accepted.emplace_back(type);
-      } else {
-        *standing->second = type;
-      }
+      changes.Add(type);
       accepted_names.insert(type->type_name);
     } else {
       errors.push_back(RefusedEntry(type->type_id, type->type_name));
     }
   }
+  const auto& accepted = changes.Entries();
   if (!store_->UpdateEvidenceTypes(accepted)) {
     for (const auto& type : accepted)
       errors.push_back(RefusedEntry(type->type_id, type->type_name));

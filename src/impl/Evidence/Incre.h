@@ -6,6 +6,7 @@ namespace Evidence {
 
 /// Source types under which the platform keeps the changes of the dictionaries.
 inline constexpr std::int32_t kIncreTypes = 13001;
+inline constexpr std::int32_t kIncreCustoms = 13005;
 
 /// Kinds of change.
 inline constexpr std::int32_t kIncreAdd = 0;

@@ -7,6 +7,7 @@
 namespace Evidence {
 
 using Orv::Base::StringUtil::str_fmt;
+using Statement::Quoted;
 
 constexpr char kSqlReadAllCustoms[] = "SELECT * FROM evidence.evidence_custom WHERE deleted = 0;";
 
@@ -23,30 +24,57 @@ bool CEvidenceMgrDBByPG::ReadAllEvidenceCustoms(std::list<EvidenceCustomPtr>& cu
   return Fail(kStatementFailed);
 }
 
-constexpr char kSqlOptionsOfCustom[] = "SELECT * FROM evidence.evidence_option WHERE custom_id = %d AND deleted = 0;";
+constexpr char kSqlInsertCustom[] =
+    "INSERT INTO evidence.evidence_custom (ID, name,types,create_time, deleted) VALUES (%d, '%s',%d,'%s',%d);";
 
-bool CEvidenceMgrDBByPG::ReadAllCustomOptions(std::list<EvidenceCustomPtr>& customs) {
-  // The text grows from custom to custom: the database gives the result of its last statement.
+bool CEvidenceMgrDBByPG::InsertEvidenceCustoms(const std::list<EvidenceCustomPtr>& customs) {
+  const std::string now = Statement::UtcStampNow();
   std::string sqls;
   for (const auto& custom : customs) {
-    if (custom->custom_type == kCustomFreeText) continue;
-    sqls += str_fmt(kSqlOptionsOfCustom, custom->custom_id);
-    const bool done = Statement::Query(sqls, [&custom](kelp::IDBResultSet* rows) {
-      if (rows == nullptr) {
-        Orv::Base::Error::SetLastError({0, kStatementFailed});
-        EVIDENCE_LOG(kLogFailure, "[%s]Query ftp settings failed.[%s(%d)]");  // sic
-        return;
-      }
-      for (; !rows->IsEof(); rows->Next()) {
-        custom->custom_options.push_back({rows->GetInt("ID"), rows->GetString("name")});
-      }
-    });
-    if (!done) {
-      EVIDENCE_LOG(kLogFailure, "[%s]Get custom option failed, sqls[%s].[%s(%d)]", sqls.c_str());
-      return Fail(kStatementFailed);
-    }
+    sqls += str_fmt(kSqlInsertCustom, custom->custom_id, Quoted(custom->custom_name).c_str(), custom->custom_type,
+                    now.c_str(), 0);
   }
-  return true;
+  if (Statement::Execute(sqls)) return true;
+  EVIDENCE_LOG(kLogFailure, "[%s]Insert evidence custom failed, sqls[%s].[%s(%d)]", sqls.c_str());
+  return Fail(kStatementFailed);
+}
+
+constexpr char kSqlUpdateCustom[] =
+    "UPDATE evidence.evidence_custom SET name = '%s', types = %d , update_time = '%s' WHERE id = %d;";
+
+bool CEvidenceMgrDBByPG::UpdateEvidenceCustoms(const std::list<EvidenceCustomPtr>& customs) {
+  const std::string now = Statement::UtcStampNow();
+  std::string sqls;
+  for (const auto& custom : customs) {
+    sqls += str_fmt(kSqlUpdateCustom, Quoted(custom->custom_name).c_str(), custom->custom_type, now.c_str(),
+                    custom->custom_id);
+  }
+  if (Statement::Execute(sqls)) return true;
+  EVIDENCE_LOG(kLogFailure, "[%s]Update evidence custom failed, sqls[%s].[%s(%d)]", sqls.c_str());
+  return Fail(kStatementFailed);
+}
+
+constexpr char kSqlDeleteCustom[] = "UPDATE evidence.evidence_custom SET deleted = 1 WHERE id = %d;";
+
+bool CEvidenceMgrDBByPG::DeleteEvidenceCustoms(const IdList& custom_ids) {
+  std::string sqls;
+  for (const std::int32_t id : custom_ids)
+    sqls += str_fmt(kSqlDeleteCustom, id);
+  if (Statement::Execute(sqls)) return true;
+  EVIDENCE_LOG(kLogFailure, "[%s]Delete evidence custom failed, sqls[%s].[%s(%d)]", sqls.c_str());
+  return Fail(kStatementFailed);
+}
+
+constexpr char kSqlCustomById[] = "SELECT * FROM evidence.evidence_custom WHERE ID = %d";
+
+bool CEvidenceMgrDBByPG::QueryEvidenceCustomNameById(std::string& name, std::int32_t custom_id) {
+  name.clear();
+  const bool done = Statement::Query(str_fmt(kSqlCustomById, custom_id), [&name](const kelp::IDBResultSet* rows) {
+    if (rows != nullptr && !rows->IsEof()) name = rows->GetString("name");
+  });
+  if (done) return true;
+  EVIDENCE_LOG(kLogFailure, "[%s]Get evidence custom failed, id[%d].[%s(%d)]", custom_id);
+  return Fail(kStatementFailed);
 }
 
 }  // namespace Evidence

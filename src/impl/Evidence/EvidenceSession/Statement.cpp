@@ -8,13 +8,32 @@
 
 namespace Evidence::Statement {
 
-std::string Quoted(std::string_view value) { return Orv::Base::StringUtil::StringReplace(value, "'", "''"); }
+using Orv::Base::StringUtil::StringReplace;
+
+std::string Storable(std::string_view value) { return StringReplace(value, std::string_view("\0", 1), "\xFF"); }
+
+std::string Quoted(std::string_view value) { return StringReplace(Storable(value), "'", "''"); }
+
+std::string EscapeLikeText(std::string_view value) {
+  const std::string without_backslash = StringReplace(Storable(value), "\\", "\\\\");
+  return Quoted(StringReplace(StringReplace(without_backslash, "_", "\\_"), "%", "\\%"));
+}
 
 std::string UtcStampNow() { return Quoted(Orv::Base::TimeUtil::TimeT2StrUTCTimeStamp(std::time(nullptr))); }
+
+LocalTime LocalTimeOf(std::time_t time) {
+  LocalTime local{{}, 0};
+  local.text = Quoted(Orv::Base::TimeUtil::TimeT2LocalTime(time, local.offset_minutes));
+  return local;
+}
 
 bool Execute(const std::string& sql) {
   if (sql.empty()) return true;
   return kelp::IDBManager::Instance()->ExecuteNoQuery(kPluginId, kelp::IDBManager::kConfigClass, sql);
+}
+
+bool ExecuteList(const std::list<std::string>& sqls) {
+  return kelp::IDBManager::Instance()->ExecuteNoQueryList(kPluginId, kelp::IDBManager::kConfigClass, sqls);
 }
 
 bool Query(const std::string& sql, const kelp::IDBManager::RowReader& reader) {

@@ -1,7 +1,8 @@
 #pragma once
 
 #include <cstdint>
-#include <ranges>
+#include <ctime>
+#include <list>
 #include <string>
 #include <string_view>
 
@@ -11,11 +12,29 @@
 /// no bind parameters, so each text value goes through Quoted and stands between single quotes.
 namespace Evidence::Statement {
 
+/// `value` with a byte that no UTF-8 text holds in place of each NUL. The database cannot hold a NUL, and a text would
+/// end there unseen; so it refuses the statement instead.
+[[nodiscard]] std::string Storable(std::string_view value);
+
 /// `value` with each ' doubled, ready to stand between single quotes.
 [[nodiscard]] std::string Quoted(std::string_view value);
 
+/// Whether `value`, put between single quotes as it stands, would end the literal: such a text is never sent.
+[[nodiscard]] inline bool EndsLiteral(std::string_view value) { return value.find('\'') != std::string_view::npos; }
+
+/// `value` as a part of a LIKE pattern between single quotes, where it means itself.
+[[nodiscard]] std::string EscapeLikeText(std::string_view value);
+
 /// The UTC stamp of now, ready to stand between single quotes. Taken once per operation.
 [[nodiscard]] std::string UtcStampNow();
+
+/// Local time as the tables keep it: the text, ready to stand between single quotes, and its offset in minutes east of
+/// UTC beside it.
+struct LocalTime {
+  std::string text;
+  int offset_minutes;
+};
+[[nodiscard]] LocalTime LocalTimeOf(std::time_t time);
 
 /// The ids as "1,2,3".
 template <class Ids>
@@ -31,8 +50,18 @@ template <class Ids>
 /// Runs a text on the plugin's pool; the empty one is true and sends nothing.
 [[nodiscard]] bool Execute(const std::string& sql);
 
+/// Runs the texts as one transaction.
+[[nodiscard]] bool ExecuteList(const std::list<std::string>& sqls);
+
 /// Runs a query; `reader` gets the cursor, which may be null.
 [[nodiscard]] bool Query(const std::string& sql, const kelp::IDBManager::RowReader& reader);
+
+/// A reader of one number in the first column of the first row; leaves `number` alone without a row.
+[[nodiscard]] inline kelp::IDBManager::RowReader FirstNumber(std::int32_t& number) {
+  return [&number](const kelp::IDBResultSet* rows) {
+    if (rows != nullptr && !rows->IsEof()) number = rows->GetIntByIndex(0);
+  };
+}
 
 /// A reader that calls `on_row` for each row and passes over a null cursor.
 template <class OnRow>

@@ -1,0 +1,66 @@
+#include "impl/Evidence/CustomChanges.h"
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <string_view>
+#include <utility>
+
+#include "impl/Evidence/BuiltInEntries.h"
+
+namespace Evidence {
+
+Batch::FullSetChanges<tag_EvidenceCustom_> SplitCustomChanges(const std::list<EvidenceCustomPtr>& wanted,
+                                                              const std::list<EvidenceCustomPtr>& cached) {
+  return Batch::SplitFullSet<&tag_EvidenceCustom_::custom_id>(wanted, cached);
+}
+
+bool IsSameCustom(const tag_EvidenceCustom_& incoming, const tag_EvidenceCustom_& cached) {
+  if (incoming.custom_id != cached.custom_id || incoming.custom_type != cached.custom_type) return false;
+  if (incoming.custom_name != cached.custom_name && !IsUnnamedBuiltIn(incoming.custom_id, incoming.custom_name)) {
+    return false;
+  }
+  if (incoming.custom_type == kCustomFreeText) return true;
+  if (incoming.custom_options.size() != cached.custom_options.size()) return false;
+  std::set<std::pair<std::int32_t, std::string_view>> standing;
+  for (const auto& option : cached.custom_options)
+    standing.emplace(option.option_id, option.option_name);
+  return std::ranges::all_of(incoming.custom_options, [&standing](const tag_EvidenceOption_& option) {
+    return standing.contains({option.option_id, option.option_name});
+  });
+}
+
+void DropUnchangedCustoms(std::list<EvidenceCustomPtr>& customs, const std::list<EvidenceCustomPtr>& cached) {
+  std::map<std::int32_t, EvidenceCustomPtr> standing;
+  for (const auto& custom : cached)
+    standing[custom->custom_id] = custom;
+  customs.remove_if([&standing](const EvidenceCustomPtr& custom) {
+    const auto found = standing.find(custom->custom_id);
+    return found != standing.end() && IsSameCustom(*custom, *found->second);
+  });
+}
+
+bool IsCustomNameInList(const std::list<EvidenceCustomPtr>& customs, const std::string& name) {
+  return std::ranges::any_of(customs, [&name](const auto& custom) { return custom->custom_name == name; });
+}
+
+OptionChanges SplitOptionChanges(const std::vector<tag_EvidenceOption_>& standing,
+                                 const std::vector<tag_EvidenceOption_>& wanted) {
+  OptionChanges changes;
+  std::set<std::int32_t> standing_ids;
+  std::set<std::int32_t> wanted_ids;
+  for (const auto& option : standing)
+    standing_ids.insert(option.option_id);
+  for (const auto& option : wanted) {
+    wanted_ids.insert(option.option_id);
+    const bool stands = standing_ids.contains(option.option_id);
+    if (option.option_id == -1 || stands) changes.kept.push_back(option);
+    if (option.option_id != -1 && stands) changes.to_update.push_back(option);
+  }
+  for (const auto& option : standing) {
+    if (!wanted_ids.contains(option.option_id)) changes.to_delete.push_back(option);
+  }
+  return changes;
+}
+
+}  // namespace Evidence
