@@ -58,8 +58,8 @@ struct NoComm final : plugin_comm::IPluginCommManager {
     return Refused(kNoBackend);
   }
   bool RecoverApi(const std::string&, const std::string&) override { return Refused(kNoBackend); }
-  bool Request(const std::string&, const std::shared_ptr<plugin_comm::IPluginCommData>&,
-               std::shared_ptr<plugin_comm::IPluginCommData>& response) override {
+  bool Request(std::shared_ptr<plugin_comm::IPluginCommData>& response, const std::string&,
+               const std::shared_ptr<plugin_comm::IPluginCommData>&, const std::string&) override {
     response.reset();
     return false;
   }

@@ -208,8 +208,8 @@ class Comm final : public plugin_comm::IPluginCommManager {
     calls_.push_back("recover " + id + " " + path);
     return !refused.contains(path);
   }
-  bool Request(const std::string&, const std::shared_ptr<plugin_comm::IPluginCommData>&,
-               std::shared_ptr<plugin_comm::IPluginCommData>&) override {
+  bool Request(std::shared_ptr<plugin_comm::IPluginCommData>&, const std::string&,
+               const std::shared_ptr<plugin_comm::IPluginCommData>&, const std::string&) override {
     return false;
   }
 
