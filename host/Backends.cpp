@@ -24,8 +24,8 @@ class ClientPermissions final : public kelp::IClientPermissionApi {
 
 class System final : public platform::ISystemBackend {
  public:
-  System(int server_standard, std::string directory)
-      : server_standard_(server_standard), directory_(std::move(directory)) {}
+  System(int server_standard, std::string directory, std::string aes_key)
+      : server_standard_(server_standard), directory_(std::move(directory)), aes_key_(std::move(aes_key)) {}
 
   std::string SystemGuid() override;
 
@@ -35,10 +35,12 @@ class System final : public platform::ISystemBackend {
   }
 
   std::string ExecutableDirectory() override { return directory_; }
+  std::string AESKey() override { return aes_key_; }
 
  private:
   const int server_standard_;
   const std::string directory_;
+  const std::string aes_key_;
   std::mutex mutex_;
   std::string guid_;
 };
@@ -84,8 +86,9 @@ std::shared_ptr<kelp::IClientPermissionApi> MakeClientPermissions(std::shared_pt
   return std::make_shared<ClientPermissions>(std::move(sessions));
 }
 
-std::shared_ptr<platform::ISystemBackend> MakeSystem(int server_standard, std::string executable_directory) {
-  return std::make_shared<System>(server_standard, std::move(executable_directory));
+std::shared_ptr<platform::ISystemBackend> MakeSystem(int server_standard, std::string executable_directory,
+                                                     std::string aes_key) {
+  return std::make_shared<System>(server_standard, std::move(executable_directory), std::move(aes_key));
 }
 
 std::shared_ptr<kelp::IPlatformAdapterInterface> MakeAdapter(AdapterParts parts) {

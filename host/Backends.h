@@ -16,7 +16,8 @@ namespace host {
 std::shared_ptr<kelp::IClientPermissionApi> MakeClientPermissions(std::shared_ptr<const Sessions> sessions);
 
 /// platform::ISystemBackend: the guid is read from the database once.
-std::shared_ptr<platform::ISystemBackend> MakeSystem(int server_standard, std::string executable_directory);
+std::shared_ptr<platform::ISystemBackend> MakeSystem(int server_standard, std::string executable_directory,
+                                                     std::string aes_key);
 
 /// Folder of the running executable, ending in "/".
 std::string ExecutableDirectory();

@@ -23,6 +23,7 @@
 #include "Gateway.h"
 #include "HostLog.h"
 #include "HttpServer.h"
+#include "KeyFile.h"
 #include "ListenAddress.h"
 #include "PluginLoader.h"
 #include "Users.h"
@@ -88,6 +89,7 @@ class Host {
   std::string StartHttp();
 
   const Settings& settings_;
+  std::string aes_key_;
   ListenSocket socket_;
   const std::shared_ptr<Sessions> sessions_ = std::make_shared<Sessions>(
       std::chrono::minutes(settings_.session_idle_minutes), static_cast<std::size_t>(settings_.sessions_limit));
@@ -120,6 +122,7 @@ Host::~Host() {
 std::string Host::Start() {
   // The address first: two hosts started by mistake must not both work on the database.
   auto fault = TakeAddress();
+  if (fault.empty()) fault = OpenKeyFile(settings_.data + "/aes.key", aes_key_);
   if (fault.empty()) fault = PrepareDatabase();
   if (!fault.empty()) return fault;
   InstallBackends();
@@ -156,7 +159,7 @@ std::string Host::PrepareDatabase() const {
 
 void Host::InstallBackends() {
   Slot<platform::ISystemBackend>::Exchange(
-      MakeSystem(static_cast<int>(settings_.server_standard), ExecutableDirectory()));
+      MakeSystem(static_cast<int>(settings_.server_standard), ExecutableDirectory(), aes_key_));
   Slot<kelp::IThreadManager>::Exchange(platform::MakeThreadManager());
   Slot<kelp::IMultiLanguageMgr>::Exchange(platform::MakeMultiLanguageMgr());
   Slot<plugin_comm::IPluginCommManager>::Exchange(platform::MakePluginCommManager());

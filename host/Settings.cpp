@@ -55,7 +55,7 @@ constexpr Setting kSettings[] = {
                   "Lowest level logged: 1 statements, 2 trace, 3 progress, 4 anomalies, 5 failures, 6 outages."),
     NumberSetting("log_queue", &Settings::log_queue, "8192", 16, 1'000'000,
                   "Log lines that may wait for the disk; beyond them the oldest are given up."),
-    TextSetting("plugins", &Settings::plugins, "casefile.s.so",
+    TextSetting("plugins", &Settings::plugins, "file_manager.s.so,casefile.s.so",
                 "Plugin files separated by commas, relative to the executable's folder, in the order of start."),
     TextSetting("plugin_failure", &Settings::plugin_failure, "stop",
                 "What a plugin that does not start leads to: stop, or continue without it.", Kind::kStopOrContinue),

@@ -55,7 +55,7 @@ class ILogBackend {
   virtual bool WriteLog(const std::string& session, const TarnPlatform::Log::COperationLogStruct& record) = 0;
 };
 
-/// Behind TarnPlatform::System, the server's size class and the executable's directory.
+/// Behind TarnPlatform::System, TarnPlatform::Common, the server's size class and the executable's directory.
 class ISystemBackend {
  public:
   virtual ~ISystemBackend() = default;
@@ -64,6 +64,7 @@ class ISystemBackend {
   virtual bool ServerStandards(int& standard) = 0;
   /// Ends in "/".
   virtual std::string ExecutableDirectory() = 0;
+  virtual std::string AESKey() = 0;
 };
 
 /// Where log lines go. Called on any thread; must not block on the disk.

@@ -41,9 +41,14 @@ class Adapter final : public kelp::IPlatformAdapterInterface {
 
 class InstalledSystem final : public platform::ISystemBackend {
  public:
+  explicit InstalledSystem(std::shared_ptr<const std::string> aes_key) : aes_key_(std::move(aes_key)) {}
   std::string SystemGuid() override { return "TEST-GUID"; }
   bool ServerStandards(int&) override { return false; }
   std::string ExecutableDirectory() override { return RUNTIME_DIRECTORY "/"; }
+  std::string AESKey() override { return *aes_key_; }
+
+ private:
+  const std::shared_ptr<const std::string> aes_key_;
 };
 
 }  // namespace
@@ -51,7 +56,7 @@ class InstalledSystem final : public platform::ISystemBackend {
 RunningPlugin::RunningPlugin()
     : db_slot_(platform::MakePostgresDBManager({.connection = Postgres().AppConnection()})),
       authentication_slot_(std::make_shared<OneSession>()),
-      system_slot_(std::make_shared<InstalledSystem>()),
+      system_slot_(std::make_shared<InstalledSystem>(aes_key_)),
       adapter_slot_(std::make_shared<Adapter>(routes_)) {
   platform::SetLogThreshold(1);
   if (!kelp::IDBManager::Instance()->Initialize(platform::kPlatformDbId, 4, 4, true) || !module_.Initialize()) {

@@ -35,12 +35,16 @@ class RunningPlugin {
     return Request(kelp::kMethodDelete, path, body);
   }
 
+  /// The platform's key from here on; not while a request runs.
+  void SetAesKey(const std::string& key) { *aes_key_ = key; }
+
   LogRecorder& Log() const { return *log_; }
   /// The texts the database got since the last call, in order.
   std::vector<std::string> TakeStatements() const;
 
  private:
   const std::shared_ptr<LogRecorder> log_ = std::make_shared<LogRecorder>();
+  const std::shared_ptr<std::string> aes_key_ = std::make_shared<std::string>("0123456789abcdef");
   const std::shared_ptr<platform::IRouteTable> routes_ = platform::MakeRouteTable();
   platform::ScopedBackend<platform::ILogSink> log_slot_{log_};
   platform::ScopedBackend<kelp::IDBManager> db_slot_;

@@ -53,9 +53,10 @@ class IPluginCommManager {
   [[nodiscard]] virtual bool RecoverApi(const std::string& plugin_id, const std::string& path) = 0;
 
   /// Calls the API at `path` on this thread and waits for its answer. False, with `response` emptied, when nobody
-  /// publishes the path, or the callback left the response empty or threw.
-  [[nodiscard]] virtual bool Request(const std::string& path, const std::shared_ptr<IPluginCommData>& request,
-                                     std::shared_ptr<IPluginCommData>& response) = 0;
+  /// publishes the path, or the callback left the response empty or threw. `target` is always empty: whichever plugin
+  /// publishes the path is asked.
+  [[nodiscard]] virtual bool Request(std::shared_ptr<IPluginCommData>& response, const std::string& path,
+                                     const std::shared_ptr<IPluginCommData>& request, const std::string& target) = 0;
 };
 
 }  // namespace plugin_comm

@@ -1,6 +1,7 @@
 #include "Backend.h"
 #include "OrvBase/Error.h"
 #include "OrvBase/FileUtil.h"
+#include "TarnPlatform/Common.h"
 #include "TarnPlatform/System.h"
 #include "db_layer/DBLayerForBusiness.h"
 
@@ -58,8 +59,8 @@ struct NoComm final : plugin_comm::IPluginCommManager {
     return Refused(kNoBackend);
   }
   bool RecoverApi(const std::string&, const std::string&) override { return Refused(kNoBackend); }
-  bool Request(const std::string&, const std::shared_ptr<plugin_comm::IPluginCommData>&,
-               std::shared_ptr<plugin_comm::IPluginCommData>& response) override {
+  bool Request(std::shared_ptr<plugin_comm::IPluginCommData>& response, const std::string&,
+               const std::shared_ptr<plugin_comm::IPluginCommData>&, const std::string&) override {
     response.reset();
     return false;
   }
@@ -183,6 +184,11 @@ bool Log::WriteLog(const std::string& session, const COperationLogStruct& record
 std::string System::GetSystemGuid() {
   const auto backend = platform::Slot<platform::ISystemBackend>::Get();
   return backend ? backend->SystemGuid() : std::string();
+}
+
+std::string Common::GetAESKey() {
+  const auto backend = platform::Slot<platform::ISystemBackend>::Get();
+  return backend ? backend->AESKey() : std::string();
 }
 
 }  // namespace TarnPlatform

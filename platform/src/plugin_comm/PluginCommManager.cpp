@@ -63,8 +63,8 @@ class PluginCommManager final : public plugin_comm::IPluginCommManager {
     return true;
   }
 
-  bool Request(const std::string& path, const std::shared_ptr<IPluginCommData>& request,
-               std::shared_ptr<IPluginCommData>& response) override {
+  bool Request(std::shared_ptr<IPluginCommData>& response, const std::string& path,
+               const std::shared_ptr<IPluginCommData>& request, const std::string& /*target*/) override {
     response.reset();
     const std::shared_ptr<Api> api = Enter(path);
     if (!api) return false;

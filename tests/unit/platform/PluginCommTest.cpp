@@ -46,7 +46,7 @@ TEST_F(PluginCommTest, APathBelongsToItsPublisher) {
   EXPECT_FALSE(manager_->PublishApi("evidence", "", Echo));
   EXPECT_FALSE(manager_->PublishApi("evidence", "/empty", nullptr));
   EXPECT_FALSE(manager_->RecoverApi("other", "/files"));
-  EXPECT_TRUE(manager_->Request("/files", Json("q"), response));
+  EXPECT_TRUE(manager_->Request(response, "/files", Json("q"), ""));
   EXPECT_EQ(TextOf(response), "/files:q");
   EXPECT_TRUE(manager_->RecoverApi("evidence", "/files"));
   EXPECT_FALSE(manager_->RecoverApi("evidence", "/files"));
@@ -61,13 +61,13 @@ TEST_F(PluginCommTest, AFailedCallLeavesNoOldResponse) {
   }));
   for (const char* const path : {"/nobody", "/silent", "/throws"}) {
     Data response = Json("old");
-    EXPECT_FALSE(manager_->Request(path, Json("q"), response)) << path;
+    EXPECT_FALSE(manager_->Request(response, path, Json("q"), "")) << path;
     EXPECT_EQ(response, nullptr) << path;
   }
   // No call counts as being inside.
   EXPECT_TRUE(manager_->RecoverApi("p", "/throws"));
   Data response = Json("old");
-  EXPECT_FALSE(plugin_comm::IPluginCommManager::Instance()->Request("/silent", Json("q"), response));
+  EXPECT_FALSE(plugin_comm::IPluginCommManager::Instance()->Request(response, "/silent", Json("q"), ""));
   EXPECT_EQ(response, nullptr);
 }
 
@@ -77,12 +77,12 @@ TEST_F(PluginCommTest, CallsRunSideBySideAndInsideEachOther) {
   EXPECT_TRUE(manager_->PublishApi("p", "/inner", Echo));
   EXPECT_TRUE(manager_->PublishApi("p", "/meet", [&](const std::string&, const Data& request, Data& response) {
     both_inside.arrive_and_wait();
-    EXPECT_TRUE(manager_->Request("/inner", request, response));
+    EXPECT_TRUE(manager_->Request(response, "/inner", request, ""));
   }));
   Data first;
   Data second;
-  std::thread caller([&] { EXPECT_TRUE(manager_->Request("/meet", Json("1"), first)); });
-  EXPECT_TRUE(manager_->Request("/meet", Json("2"), second));
+  std::thread caller([&] { EXPECT_TRUE(manager_->Request(first, "/meet", Json("1"), "")); });
+  EXPECT_TRUE(manager_->Request(second, "/meet", Json("2"), ""));
   caller.join();
   EXPECT_EQ(TextOf(first), "/inner:1");
   EXPECT_EQ(TextOf(second), "/inner:2");
@@ -102,7 +102,7 @@ TEST_F(PluginCommTest, RecoverWaitsForTheCallInsideAndDestroysTheCallback) {
         r = Json("done");
       }));
   Data response;
-  std::thread caller([&] { EXPECT_TRUE(manager_->Request("/slow", Json("q"), response)); });
+  std::thread caller([&] { EXPECT_TRUE(manager_->Request(response, "/slow", Json("q"), "")); });
   entered.get_future().wait();
 
   auto recovered = std::async(std::launch::async, [&] {
@@ -114,7 +114,7 @@ TEST_F(PluginCommTest, RecoverWaitsForTheCallInsideAndDestroysTheCallback) {
   while (!manager_->PublishApi("q", "/slow", Echo))
     std::this_thread::yield();
   Data other;
-  EXPECT_TRUE(manager_->Request("/slow", Json("q"), other));
+  EXPECT_TRUE(manager_->Request(other, "/slow", Json("q"), ""));
   EXPECT_EQ(TextOf(other), "/slow:q");
 
   go_on.set_value();
@@ -137,7 +137,7 @@ TEST_F(PluginCommTest, NoCallEntersARecoveredCallback) {
       callers.emplace_back([&] {
         start.arrive_and_wait();
         Data response;
-        while (manager_->Request("/r", nullptr, response)) {
+        while (manager_->Request(response, "/r", nullptr, "")) {
         }
       });
     }

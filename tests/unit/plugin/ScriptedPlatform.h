@@ -208,8 +208,8 @@ class Comm final : public plugin_comm::IPluginCommManager {
     calls_.push_back("recover " + id + " " + path);
     return !refused.contains(path);
   }
-  bool Request(const std::string&, const std::shared_ptr<plugin_comm::IPluginCommData>&,
-               std::shared_ptr<plugin_comm::IPluginCommData>&) override {
+  bool Request(std::shared_ptr<plugin_comm::IPluginCommData>&, const std::string&,
+               const std::shared_ptr<plugin_comm::IPluginCommData>&, const std::string&) override {
     return false;
   }
 
@@ -244,12 +244,14 @@ class System final : public platform::ISystemBackend {
  public:
   std::optional<int> standard = 1;
   std::string directory = "/nowhere/";
+  std::string aes_key = "0123456789abcdef";
   std::string SystemGuid() override { return "SYSTEM-GUID"; }
   bool ServerStandards(int& out) override {
     if (standard) out = *standard;
     return standard.has_value();
   }
   std::string ExecutableDirectory() override { return directory; }
+  std::string AESKey() override { return aes_key; }
 };
 
 /// Installs the whole platform for the life of an object.

@@ -1,0 +1,93 @@
+#include "FileManagerModule.h"
+
+#include <memory>
+
+#include "Barrier.h"
+#include "FileManagerLog.h"
+#include "KelpPlatform/DBManager.h"
+#include "LinkMessages.h"
+#include "LinkStore.h"
+#include "plugin_comm/PluginCommManager.h"
+
+namespace FileManager {
+namespace {
+
+using plugin_comm::CPluginCommData;
+using plugin_comm::IPluginCommData;
+
+// Nothing here is written to the log class.
+constexpr int kLogConnections = 1;
+
+std::string TextOf(const std::shared_ptr<IPluginCommData>& request) {
+  const auto data = std::dynamic_pointer_cast<CPluginCommData>(request);
+  return data ? data->JsonTxt() : std::string();
+}
+
+/// Takes the refused files out of the request.
+FileIds TakeRefused(LinkRequest& request, const FileIds& refused) {
+  FileIds taken;
+  for (const auto id : refused) {
+    if (request.file_ids.erase(id) != 0) taken.insert(id);
+  }
+  return taken;
+}
+
+}  // namespace
+
+CFileManagerModule& CFileManagerModule::Instance() {
+  static CFileManagerModule instance;
+  return instance;
+}
+
+bool CFileManagerModule::Start() {
+  settings_ = {};
+  const auto fault = ReadInstalledSettings(settings_);
+  if (!fault.empty()) {
+    FILE_MANAGER_LOG(kLogFatal, "Settings refused: %s", fault.c_str());
+    return false;
+  }
+  has_pools_ = kelp::IDBManager::Instance()->Initialize(kPluginId, settings_.connections, kLogConnections, true);
+  if (!has_pools_) {
+    FILE_MANAGER_LOG(kLogFatal, "The database cannot be reached");
+    return false;
+  }
+  const auto serve = [this](const std::string&, const std::shared_ptr<IPluginCommData>& request,
+                            std::shared_ptr<IPluginCommData>& response) {
+    const auto reply = GuardEdge([&] { return LinkFile(TextOf(request)); }, [] { return EncodeReply(kUnexpected); });
+    response = std::make_shared<CPluginCommData>(reply, nullptr, 0);
+  };
+  is_published_ = plugin_comm::IPluginCommManager::Instance()->PublishApi(kPluginId, kApiLinkFile, serve);
+  if (!is_published_) {
+    FILE_MANAGER_LOG(kLogFatal, "%s cannot be published", kApiLinkFile);
+    return false;
+  }
+  FILE_MANAGER_LOG(kLogProgress, "Started; %zu file ids are refused", settings_.refused_file_ids.size());
+  return true;
+}
+
+void CFileManagerModule::Stop() {
+  if (is_published_ && !plugin_comm::IPluginCommManager::Instance()->RecoverApi(kPluginId, kApiLinkFile)) {
+    FILE_MANAGER_LOG(kLogFailure, "%s cannot be taken back", kApiLinkFile);
+  }
+  is_published_ = false;
+  if (has_pools_) kelp::IDBManager::Instance()->UnInitialize(kPluginId);
+  has_pools_ = false;
+}
+
+std::string CFileManagerModule::LinkFile(const std::string& request_text) const {
+  LinkRequest request;
+  if (!DecodeLinkRequest(request, request_text)) {
+    FILE_MANAGER_LOG(kLogFailure, "A link request cannot be read");
+    return EncodeReply(kUnreadable);
+  }
+  const FileIds refused = TakeRefused(request, settings_.refused_file_ids);
+  if (!LinkStore::Apply(request)) {
+    FILE_MANAGER_LOG(kLogFailure, "The links of evidence %d cannot be stored", request.evidence_id);
+    return EncodeReply(kNotStored);
+  }
+  FILE_MANAGER_LOG(kLogTrace, "Evidence %d: operation %d on %zu files, %zu refused", request.evidence_id,
+                   static_cast<int>(request.operation), request.file_ids.size(), refused.size());
+  return refused.empty() ? EncodeReply(kDone) : EncodePartialReply(refused);
+}
+
+}  // namespace FileManager
