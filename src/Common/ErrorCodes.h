@@ -18,6 +18,9 @@ enum ErrorSubCode : int {
   kStatementFailed = 15,
   /// Session not found, or its client address not known.
   kSessionNotFound = 200,
+  /// A secret could not be enciphered for the table, or opened again.
+  kEncryptionFailed = 252,
+  kDecryptionFailed = 253,
   kEvidenceNotFound = 9804,
   kTypeNameRepeated = 9808,
   kTypeNotFound = 9809,

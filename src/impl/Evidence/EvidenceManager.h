@@ -113,6 +113,20 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   /// deleted.
   [[nodiscard]] bool DeleteEvidenceCustoms(std::list<ErrorPtr>& errors, const IdList& custom_ids);
 
+  // Link
+
+  /// Operations of APILinkFile.
+  static constexpr std::int32_t kLinkFiles = 0;
+  static constexpr std::int32_t kUnlinkFiles = 1;
+
+  /// Tells the file manager which files an evidence holds from now on. False: (0, 1) when it could not be asked, its
+  /// own pair when it refused, or `failures` holds entries, each a file with its own codes. `failures` must be empty
+  /// before. Blocks until the reply. Not bound to the running time.
+  [[nodiscard]] bool APILinkFile(std::list<ErrorPtr>& failures, const IdVector& file_ids, std::int32_t evidence_id,
+                                 std::int32_t operation);
+  /// Reads the reply's text; entries for single files are no failure here.
+  [[nodiscard]] bool DecodeLinkFileReq(std::list<ErrorPtr>& failures, const std::string& text);
+
   // Label: the labels of the evidences that were added or changed since the start. Not bound to the running time.
 
   /// Whether `labels` in place of the evidence's own (-1: a new evidence) would bring the number of distinct labels
