@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <list>
 #include <map>
@@ -53,6 +54,8 @@ class Database final : public kelp::IDBManager {
   std::function<std::optional<std::vector<Row>>(const std::string&)> answer = [](const std::string&) {
     return std::vector<Row>();
   };
+  /// Calls of ExecuteNoQueryList.
+  int lists = 0;
   /// Every text that was sent, in order.
   std::vector<std::string> sent;
 
@@ -64,7 +67,11 @@ class Database final : public kelp::IDBManager {
   bool ExecuteNoQuery(const std::string& id, int connection_class, const std::string& sql) override {
     return Send(id, connection_class, sql).has_value();
   }
-  bool ExecuteNoQueryList(const std::string&, int, const std::list<std::string>&) override { return false; }
+  /// Each text is sent by itself; the first that fails ends the list.
+  bool ExecuteNoQueryList(const std::string& id, int connection_class, const std::list<std::string>& sqls) override {
+    ++lists;
+    return std::ranges::all_of(sqls, [&](const auto& sql) { return Send(id, connection_class, sql).has_value(); });
+  }
   bool ExecuteQuery(const std::string& id, int connection_class, const std::string& sql,
                     const RowReader& reader) override {
     const auto rows = Send(id, connection_class, sql);
