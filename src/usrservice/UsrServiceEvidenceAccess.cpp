@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <set>
+#include <utility>
 
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
@@ -81,8 +83,11 @@ bool CUsrServiceEvidence::CheckUsersDelEvidencePerm(std::int32_t& remain_count, 
     EVIDENCE_LOG(kLogFailure, "[%s]GetClientAddress failed, session-id[%s].[%s(%d)]", session.c_str());
     return Fail(kSessionNotFound);
   }
+  // What was found right once in this call is not tried again: one body may repeat a user very often.
+  std::set<std::pair<std::string, std::string>> confirmed;
   for (const auto& user : users) {
     user_name = user->name;
+    if (confirmed.contains({user->name, user->password})) continue;
     std::int32_t error_code = 0;
     const std::int32_t user_id =
         CheckUserPass(remain_count, lock_type, error_code, user->name, user->password, {}, {}, client_address, session);
@@ -95,6 +100,7 @@ bool CUsrServiceEvidence::CheckUsersDelEvidencePerm(std::int32_t& remain_count, 
       EVIDENCE_LOG(kLogFailure, "[%s]HaveControlClientPermission failed, user-name[%s].[%s(%d)]", user->name.c_str());
       return Fail(kNoPermission);
     }
+    confirmed.emplace(user->name, user->password);
   }
   return true;
 }

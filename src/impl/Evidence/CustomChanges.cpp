@@ -48,17 +48,23 @@ OptionChanges SplitOptionChanges(const std::vector<tag_EvidenceOption_>& standin
                                  const std::vector<tag_EvidenceOption_>& wanted) {
   OptionChanges changes;
   std::set<std::int32_t> standing_ids;
-  std::set<std::int32_t> wanted_ids;
   for (const auto& option : standing)
     standing_ids.insert(option.option_id);
+  /// Where each standing option that is wanted lies in `kept`; one that is told twice stays once, as told last.
+  std::map<std::int32_t, std::size_t> place;
   for (const auto& option : wanted) {
-    wanted_ids.insert(option.option_id);
-    const bool stands = standing_ids.contains(option.option_id);
-    if (option.option_id == -1 || stands) changes.kept.push_back(option);
-    if (option.option_id != -1 && stands) changes.to_update.push_back(option);
+    if (option.option_id == -1) {
+      changes.kept.push_back(option);
+    } else if (standing_ids.contains(option.option_id)) {
+      const auto [known, first] = place.try_emplace(option.option_id, changes.kept.size());
+      if (first) changes.kept.emplace_back();
+      changes.kept[known->second] = option;
+    }
   }
+  for (const auto& [id, at] : place)
+    changes.to_update.push_back(changes.kept[at]);
   for (const auto& option : standing) {
-    if (!wanted_ids.contains(option.option_id)) changes.to_delete.push_back(option);
+    if (!place.contains(option.option_id)) changes.to_delete.push_back(option);
   }
   return changes;
 }

@@ -1,3 +1,4 @@
+#include <limits>
 #include <unordered_map>
 
 #include "Common/EvidenceLog.h"
@@ -94,8 +95,12 @@ void CEvidenceManager::DeleteFromMap(std::int32_t evidence_id) {
 }
 
 void CEvidenceManager::ApplyLabelDelta(const std::list<std::string>& added, const std::list<std::string>& removed) {
-  for (const auto& label : added)
-    ++label_counts_[label];
+  for (const auto& label : added) {
+    auto& count = label_counts_[label];
+    // A label that stands twice in a list is counted twice but need not be taken back twice, so a count may grow for
+    // ever.
+    if (count < std::numeric_limits<std::int32_t>::max()) ++count;
+  }
   for (const auto& label : removed) {
     const auto found = label_counts_.find(label);
     if (found == label_counts_.end()) continue;

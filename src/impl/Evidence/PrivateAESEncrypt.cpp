@@ -83,8 +83,19 @@ Bytes DecodeBase64(const std::string& text) {
   return bytes;
 }
 
-/// The text and the key of one run, as a record.
-Evidence::_tag_User_ TextAndKey(const std::string& text) { return {text, TarnPlatform::Common::GetAESKey()}; }
+using Routine = int(std::string&, const std::string&, const std::string&);
+
+/// Runs a routine on the text and the platform's key, which travel as one record and are wiped afterwards.
+bool Run(Routine* routine, std::string& out, const std::string& text) {
+  Evidence::_tag_User_ input{text, TarnPlatform::Common::GetAESKey()};
+  out.clear();
+  const int result = routine(out, input.name, input.password);
+  OPENSSL_cleanse(input.name.data(), input.name.size());
+  OPENSSL_cleanse(input.password.data(), input.password.size());
+  if (result == kDone) return true;
+  EVIDENCE_LOG(Evidence::kLogFailure, "[%s]error is %d[%s(%d)]", result);
+  return false;
+}
 
 }  // namespace
 
@@ -123,23 +134,15 @@ int DecryptWithKey(std::string& out, const std::string& stored, const std::strin
 }
 
 bool PrivateAESEncrypt(std::string& out, const std::string& plain) {
+  if (!plain.empty()) return Run(&EncryptWithKey, out, plain);
   out.clear();
-  if (plain.empty()) return true;
-  const auto input = TextAndKey(plain);
-  const int result = EncryptWithKey(out, input.name, input.password);
-  if (result == kDone) return true;
-  EVIDENCE_LOG(Evidence::kLogFailure, "[%s]error is %d[%s(%d)]", result);
-  return false;
+  return true;
 }
 
 bool PrivateAESDecrypt(std::string& out, const std::string& stored) {
+  if (!stored.empty()) return Run(&DecryptWithKey, out, stored);
   out.clear();
-  if (stored.empty()) return true;
-  const auto input = TextAndKey(stored);
-  const int result = DecryptWithKey(out, input.name, input.password);
-  if (result == kDone) return true;
-  EVIDENCE_LOG(Evidence::kLogFailure, "[%s]error is %d[%s(%d)]", result);
-  return false;
+  return true;
 }
 
 }  // namespace PrivateEncrypt

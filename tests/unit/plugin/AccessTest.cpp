@@ -34,6 +34,7 @@ class Authentication final : public evidence_test::AuthenticationStub {
   std::set<int> denied_users;
   std::vector<std::string> tried;  ///< "name type" of each checked password
   int counted = 0;
+  int client_limit = 1000;
 
   std::shared_ptr<CUserSession> FindSession(const std::string& session) override {
     return session == "session" ? std::make_shared<CUserSession>(login_name, address, 1) : nullptr;
@@ -53,10 +54,24 @@ class Authentication final : public evidence_test::AuthenticationStub {
     EXPECT_EQ(client, address);
     ++counted;
   }
-  bool IsClientFreeze(const std::string&) override { return client_frozen; }
-  bool IsUserFreeze(int, const std::string&) override { return user_frozen; }
-  int ClientTriesLeft(const std::string&) override { return client_left; }
-  int UserTriesLeft(int, const std::string&) override { return user_left; }
+  bool IsClientFreeze(const std::string& client) override {
+    EXPECT_EQ(client, address);
+    return client_frozen || counted >= client_limit;
+  }
+  bool IsUserFreeze(int id, const std::string& name) override {
+    EXPECT_EQ(id, user_id);
+    EXPECT_EQ(name + " 0", tried.back());
+    return user_frozen;
+  }
+  int ClientTriesLeft(const std::string& client) override {
+    EXPECT_EQ(client, address);
+    return client_left;
+  }
+  int UserTriesLeft(int id, const std::string& name) override {
+    EXPECT_EQ(id, user_id);
+    EXPECT_EQ(name + " 0", tried.back());
+    return user_left;
+  }
   bool IsEnableClientFreeze() override { return client_freeze_enabled; }
   bool HaveControlClientPermission(int code, int id) override { return code == 43 && !denied_users.contains(id); }
 };
@@ -84,8 +99,10 @@ class AccessTest : public ::testing::Test {
 };
 
 TEST_F(AccessTest, OperatePermissionIsAskedOfTheCsClient) {
-  platform_.permissions->denied = {44};
+  platform_.permissions->denied = {41};
+  platform_.permissions->denied_cs = {44};
   EXPECT_TRUE(Evidence::CTarnCommonFun::CheckOperatePermission("session", 41));
+  EXPECT_FALSE(Evidence::CTarnCommonFun::CheckConfigPermission("session", 41));
   EXPECT_FALSE(Evidence::CTarnCommonFun::CheckOperatePermission("session", 44));
   EXPECT_EQ(GetLastError(), ErrorCode(0, 10));
   EXPECT_TRUE(platform_.sink->Has(5, "]session Not Have CSClient Permission: 44.["));
@@ -148,6 +165,19 @@ TEST_F(AccessTest, TheFirstWrongPasswordEndsTheList) {
   EXPECT_EQ(authentication_->tried, (std::vector<std::string>{"alice 0", "bob 0"}));
   EXPECT_EQ(authentication_->counted, 1);
   EXPECT_TRUE(platform_.sink->Has(5, "]CheckUserPass failed, user-name[bob].["));
+}
+
+TEST_F(AccessTest, TheTryThatReachesTheLimitReportsTheFreeze) {
+  authentication_->refusals = {{"alice", 201}};
+  authentication_->client_limit = 1;
+  EXPECT_FALSE(Check({"alice"}));
+  EXPECT_EQ(GetLastError(), ErrorCode(0, 262));
+}
+
+TEST_F(AccessTest, ARepeatedUserIsCheckedOnce) {
+  EXPECT_TRUE(Check({"alice", "bob", "alice", "alice"}));
+  EXPECT_EQ(name_, "alice");
+  EXPECT_EQ(authentication_->tried, (std::vector<std::string>{"alice 0", "bob 0"}));
 }
 
 TEST_F(AccessTest, ARightPasswordIsNotEnoughToDelete) {

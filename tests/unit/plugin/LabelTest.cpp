@@ -99,6 +99,7 @@ TEST_F(LabelTest, CountsEvidencesThatCarryALabel) {
 
 TEST_F(LabelTest, UpdateMovesTheCounts) {
   manager_.AddLabelsToMap(1, "A|B");
+  manager_.UpdateLabelMap(1, {"D", "E"});
   manager_.UpdateLabelMap(1, {"B", "C"});
   manager_.UpdateLabelMap(2, {"C"});
   EXPECT_TRUE(Fits(Numbered(0, 99998)));
@@ -133,10 +134,16 @@ TEST_F(LabelTest, ALabelThatStandsTwiceCountsTwiceInTheTest) {
   EXPECT_FALSE(Fits({"new", "new"}));
 }
 
-TEST_F(LabelTest, AStartKnowsNoLabels) {
-  manager_.AddLabelsToMap(1, "A");
-  Evidence::CEvidenceManager restarted{std::make_shared<evidence_test::StoreStub>()};
-  EXPECT_FALSE(restarted.IsLabelCountExceeded(1, Numbered(0, 100000)));
+TEST_F(LabelTest, ADeletedEvidenceIsANewOneAgain) {
+  std::string all;
+  for (const auto& label : Numbered(0, 99999))
+    all += label + "|";
+  manager_.AddLabelsToMap(1, all);
+  manager_.AddLabelsToMap(2, "own");
+  manager_.DeleteFromMap(2);
+  manager_.AddLabelsToMap(2, "");
+  EXPECT_TRUE(Fits({"own"}, 2));
+  EXPECT_FALSE(Fits({"own", "new"}, 2)) << "nothing of its own can be swapped any more";
 }
 
 }  // namespace

@@ -168,9 +168,10 @@ class Bus final : public kelp::IMsgBus {
 
 class Permissions final : public kelp::IClientPermissionApi {
  public:
-  std::set<int> denied;
+  std::set<int> denied;     ///< to web clients
+  std::set<int> denied_cs;  ///< to CS clients
   bool HaveWebClientPermission(const std::string&, int code) override { return !denied.contains(code); }
-  bool HaveCSClientPermission(const std::string&, int code) override { return !denied.contains(code); }
+  bool HaveCSClientPermission(const std::string&, int code) override { return !denied_cs.contains(code); }
 };
 
 class SystemAndLog final : public kelp::ISystemAndLogAPI {

@@ -236,6 +236,38 @@ TEST_F(StartTest, FailedStartRefusesCallsAndKeepsTheLoop) {
   EXPECT_EQ(Orv::Base::Error::GetLastError(), Orv::Base::Error::ErrorCode(0, 9820));
 }
 
+TEST_F(StartTest, FailedLoopLeavesTheManagerClosed) {
+  platform_.threads->refused = {"casefile.s.upload_mobile_task"};
+  Evidence::CEvidenceManager manager;
+  EXPECT_FALSE(manager.Initialize());
+  std::string name;
+  EXPECT_FALSE(manager.QueryEvidenceTypeNameById(name, 1));
+  EXPECT_EQ(Orv::Base::Error::GetLastError(), Orv::Base::Error::ErrorCode(0, 9820));
+}
+
+TEST_F(StartTest, WithoutElementsNothingFollowsTheLoad) {
+  platform_.adapter->elements = nullptr;
+  Evidence::CEvidenceManager manager;
+  EXPECT_FALSE(manager.Initialize());
+  EXPECT_TRUE(platform_.calls.empty()) << "no loop";
+  EXPECT_FALSE(platform_.sink->Has(3, "Initial Evidence"));
+}
+
+TEST_F(StartTest, StoppedManagerKeepsNoNamesAndStartsAgain) {
+  platform_.language->texts["casefile.s/en/update_src_name/evidence_update_theft"] = "Theft";
+  Evidence::CEvidenceManager manager;
+  ASSERT_TRUE(manager.Initialize());
+  EXPECT_EQ(manager.GetDataByKey(0, 1), "Theft");
+  EXPECT_TRUE(manager.Finalize());
+  EXPECT_EQ(platform_.calls.back(), "end multi loop casefile.s.upload_mobile_task");
+  EXPECT_EQ(manager.GetDataByKey(0, 1), "");
+  EXPECT_TRUE(manager.Initialize());
+  EXPECT_TRUE(manager.Initialize()) << "a second start on a running manager leaves it running";
+  std::list<Evidence::EvidenceTypePtr> types;
+  Evidence::page_info page;
+  EXPECT_TRUE(manager.GetEvidenceTypes(types, page, nullptr));
+}
+
 TEST_F(StartTest, SecondInitializeReloadsNothingAndAsksForTheLoopAgain) {
   Evidence::CEvidenceManager manager;
   ASSERT_TRUE(manager.Initialize());
