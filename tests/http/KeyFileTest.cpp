@@ -84,7 +84,7 @@ TEST_F(KeyFileTest, ADamagedKeyIsRefusedAndNeverReplaced) {
 
 TEST_F(KeyFileTest, WhatIsNoPrivateFileIsRefused) {
   std::string key;
-  for (const mode_t mode : {0604, 0640, 0620, 0610, 0666}) {
+  for (const mode_t mode : {0604U, 0640U, 0620U, 0610U, 0666U}) {
     EXPECT_THAT(host::OpenKeyFile(WriteKey("0123456789abcdef", mode), key), HasSubstr("its mode must be 0600")) << mode;
     EXPECT_EQ(ModeOf(file_), mode);
   }
