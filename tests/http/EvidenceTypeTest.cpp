@@ -109,8 +109,10 @@ std::set<std::string> ExportedSymbols(const std::string& file) {
   return symbols;
 }
 
-TEST(ExportTest, PluginShowsItsTwoEntryPointsOnly) {
-  EXPECT_EQ(ExportedSymbols(PLUGIN_FILE), (std::set<std::string>{"Init", "UnInit"}));
+TEST(ExportTest, PluginsShowTheirTwoEntryPointsOnly) {
+  for (const char* const file : {PLUGIN_FILE, FILE_MANAGER_FILE}) {
+    EXPECT_EQ(ExportedSymbols(file), (std::set<std::string>{"Init", "UnInit"})) << file;
+  }
 }
 
 }  // namespace

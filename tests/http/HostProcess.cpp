@@ -74,11 +74,13 @@ std::string ScratchFolder::Read(const std::string& name) const {
   return text.str();
 }
 
-HostProcess::HostProcess(SettingsMap settings, const std::vector<std::string>& arguments, const std::string& input) {
+HostProcess::HostProcess(SettingsMap settings, const std::vector<std::string>& arguments, const std::string& input,
+                         const std::string& executable) {
   settings.try_emplace("listen", "127.0.0.1:0");
   settings.try_emplace("data", folder_.path() + "/data");
   if (!settings.contains("database")) settings["database"] = Postgres().AppConnection();
-  std::vector<std::string> line = {EVIDENCE_HOST, "--config", folder_.Write("host.conf", SettingsText(settings))};
+  std::vector<std::string> line = {executable.empty() ? EVIDENCE_HOST : executable, "--config",
+                                   folder_.Write("host.conf", SettingsText(settings))};
   line.insert(line.end(), arguments.begin(), arguments.end());
   std::array<int, 2> pipe_ends{};
   if (pipe2(pipe_ends.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");

@@ -41,9 +41,9 @@ class HostProcess {
   /// with Postgres().AppConnection().
   using SettingsMap = std::map<std::string, std::string>;
 
-  /// Starts the host; with `arguments` it runs that command. Does not wait.
+  /// Starts the host; with `arguments` it runs that command. Does not wait. `executable` is the built one when empty.
   explicit HostProcess(SettingsMap settings, const std::vector<std::string>& arguments = {},
-                       const std::string& input = "");
+                       const std::string& input = "", const std::string& executable = "");
   ~HostProcess();
   HostProcess(const HostProcess&) = delete;
   HostProcess& operator=(const HostProcess&) = delete;

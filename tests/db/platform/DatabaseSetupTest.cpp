@@ -5,6 +5,7 @@
 #include <fstream>
 #include <future>
 #include <memory>
+#include <set>
 #include <stdexcept>
 #include <string>
 
@@ -21,7 +22,13 @@ using platform::SetUpDatabase;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-constexpr int kNewest = 3;
+/// The numbers of the scripts in `folder`.
+std::set<int> ScriptNumbers(const std::string& folder) {
+  std::set<int> numbers;
+  for (const auto& entry : std::filesystem::directory_iterator(folder))
+    numbers.insert(std::stoi(entry.path().filename().string()));
+  return numbers;
+}
 
 /// A database of one test's own.
 class Database {
@@ -45,7 +52,7 @@ class Database {
 /// A copy of the scripts with one more.
 class ScriptsWith {
  public:
-  ScriptsWith(const std::string& name, const std::string& text) {
+  ScriptsWith(const std::string& name, const std::string& text) : added_(name) {
     std::string pattern = (std::filesystem::temp_directory_path() / "scripts-XXXXXX").string();
     folder_ = mkdtemp(pattern.data());
     std::filesystem::copy(ThrowawayPostgres::Scripts(), folder_);
@@ -56,8 +63,17 @@ class ScriptsWith {
   ScriptsWith& operator=(const ScriptsWith&) = delete;
 
   [[nodiscard]] std::string Folder() const { return folder_.string(); }
+  /// Takes the scripts with a number above `last` out of the copy.
+  void RemoveAfter(int last) const {
+    for (const auto& entry : std::filesystem::directory_iterator(ThrowawayPostgres::Scripts())) {
+      const auto name = entry.path().filename();
+      if (std::stoi(name.string()) > last) std::filesystem::remove(folder_ / name);
+    }
+    std::filesystem::remove(folder_ / added_);
+  }
 
  private:
+  std::string added_;
   std::filesystem::path folder_;
 };
 
@@ -73,18 +89,20 @@ bool IsRefused(const Session& session, const std::string& sql) {
 
 TEST(DatabaseSetupTest, CallsThatMeetTakeTurnsAndALaterOneFindsNothingToDo) {
   const Database database("turns");
+  const auto scripts = ScriptNumbers(ThrowawayPostgres::Scripts());
+  const int newest = *scripts.rbegin();
   const auto set_up = [&] { return SetUpDatabase(database.Connection(), ThrowawayPostgres::Scripts()); };
   auto other = std::async(std::launch::async, set_up);
   const auto first = set_up();
   const auto second = other.get();
   EXPECT_TRUE(first.ok) << first.fault;
   EXPECT_TRUE(second.ok) << second.fault;
-  EXPECT_EQ(first.applied + second.applied, kNewest);
-  EXPECT_EQ(first.version, kNewest);
+  EXPECT_EQ(first.applied + second.applied, static_cast<int>(scripts.size()));
+  EXPECT_EQ(first.version, newest);
   const auto guid = database.Query("SELECT guid FROM platform.system");
   const auto again = set_up();
   EXPECT_TRUE(again.ok) << again.fault;
-  EXPECT_EQ(again.version, kNewest);
+  EXPECT_EQ(again.version, newest);
   EXPECT_EQ(again.applied, 0);
   EXPECT_EQ(database.Query("SELECT guid FROM platform.system"), guid);
   ASSERT_EQ(guid.size(), 1U);
@@ -93,34 +111,35 @@ TEST(DatabaseSetupTest, CallsThatMeetTakeTurnsAndALaterOneFindsNothingToDo) {
 
 TEST(DatabaseSetupTest, AFailedScriptLeavesTheDatabaseAsItWas) {
   const Database database("broken");
-  const ScriptsWith broken("004_broken.sql", "CREATE TABLE evidence.extra (a integer); SELECT 1/0;");
+  const ScriptsWith broken("900_broken.sql", "CREATE TABLE evidence.extra (a integer); SELECT 1/0;");
   const auto failed = SetUpDatabase(database.Connection(), broken.Folder());
   EXPECT_FALSE(failed.ok);
-  EXPECT_THAT(failed.fault, HasSubstr("004_broken.sql: 22012"));
+  EXPECT_THAT(failed.fault, HasSubstr("900_broken.sql: 22012"));
   EXPECT_TRUE(database.Query("SELECT 1 FROM pg_namespace WHERE nspname IN ('platform', 'evidence')").empty());
 }
 
 TEST(DatabaseSetupTest, AddsWhatIsNewAndRefusesADatabaseNewerThanItself) {
   const Database database("upgrade");
   ASSERT_TRUE(SetUpDatabase(database.Connection(), ThrowawayPostgres::Scripts()).ok);
-  const ScriptsWith newer("004_more.sql", "CREATE TABLE evidence.extra (a integer);");
+  const ScriptsWith newer("900_more.sql", "CREATE TABLE evidence.extra (a integer);");
   const auto upgraded = SetUpDatabase(database.Connection(), newer.Folder());
   EXPECT_TRUE(upgraded.ok) << upgraded.fault;
-  EXPECT_EQ(upgraded.version, 4);
+  EXPECT_EQ(upgraded.version, 900);
   EXPECT_EQ(upgraded.applied, 1);
   const auto older = SetUpDatabase(database.Connection(), ThrowawayPostgres::Scripts());
   EXPECT_FALSE(older.ok);
-  EXPECT_THAT(older.fault, HasSubstr("version 4"));
+  EXPECT_THAT(older.fault, HasSubstr("version 900"));
 }
 
 TEST(DatabaseSetupTest, AnOlderSchemaWithDataComesUpToDateWithoutLosingARow) {
   const Database database("older");
-  const ScriptsWith newest("004_more.sql",
+  const ScriptsWith newest("900_more.sql",
                            "ALTER TABLE evidence.evidence_type ADD COLUMN colour text NOT NULL DEFAULT 'grey';"
                            "CREATE TABLE evidence.extra (a integer);");
+  const int later_scripts = static_cast<int>(ScriptNumbers(newest.Folder()).size()) - 2;
   {
-    const ScriptsWith old("README", "");
-    std::filesystem::remove(old.Folder() + "/003_privileges.sql");
+    const ScriptsWith old("900_unused.sql", "");
+    old.RemoveAfter(2);
     const auto first = SetUpDatabase(database.Connection(), old.Folder());
     ASSERT_TRUE(first.ok) << first.fault;
     ASSERT_EQ(first.version, 2);
@@ -139,7 +158,7 @@ TEST(DatabaseSetupTest, AnOlderSchemaWithDataComesUpToDateWithoutLosingARow) {
       "evidence.ftp_setting), (SELECT string_agg(id || name, ',' ORDER BY id) FROM evidence.evidence_type), "
       "(SELECT guid FROM platform.system)";
   const auto before = database.Query(contents);
-  for (const int applied : {2, 0}) {
+  for (const int applied : {later_scripts, 0}) {
     const auto upgraded = SetUpDatabase(database.Connection(), newest.Folder());
     EXPECT_TRUE(upgraded.ok) << upgraded.fault;
     EXPECT_EQ(upgraded.applied, applied);

@@ -9,6 +9,7 @@
 #include "OrvBase/FileUtil.h"
 #include "OrvBase/Log.h"
 #include "TarnPlatform/Authentication.h"
+#include "TarnPlatform/Common.h"
 #include "TarnPlatform/System.h"
 
 namespace {
@@ -57,6 +58,10 @@ void Facts(SHttpResponse& response, const SHttpRequest&) {
   response.response_body = TarnPlatform::System::GetSystemGuid() + " " + Orv::Base::FileUtil::GetCurExeDirUtf8();
 }
 
+void KeyText(SHttpResponse& response, const SHttpRequest&) {
+  response.response_body = TarnPlatform::Common::GetAESKey();
+}
+
 void Nothing(SHttpResponse&, const SHttpRequest&) {}
 
 void Throw(SHttpResponse& response, const SHttpRequest&) {
@@ -74,6 +79,7 @@ extern "C" PLATFORM_API bool Init() {
          bus->RegisterUrl("/Gate", kelp::kMethodPost, 0, Gate) &&
          bus->RegisterUrl("/WhoAmI", kelp::kMethodGet, 0, WhoAmI) &&
          bus->RegisterUrl("/Facts", kelp::kMethodGet, 0, Facts) &&
+         bus->RegisterUrl("/KeyText", kelp::kMethodGet, 0, KeyText) &&
          bus->RegisterUrl("/Nothing", kelp::kMethodGet, 0, Nothing) &&
          bus->RegisterUrl("/Throw", kelp::kMethodGet, 0, Throw);
 }
