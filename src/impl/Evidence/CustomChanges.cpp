@@ -61,8 +61,9 @@ OptionChanges SplitOptionChanges(const std::vector<tag_EvidenceOption_>& standin
       changes.kept[known->second] = option;
     }
   }
-  for (const auto& [id, at] : place)
-    changes.to_update.push_back(changes.kept[at]);
+  for (const auto& option : changes.kept) {
+    if (option.option_id != -1) changes.to_update.push_back(option);
+  }
   for (const auto& option : standing) {
     if (!place.contains(option.option_id)) changes.to_delete.push_back(option);
   }
