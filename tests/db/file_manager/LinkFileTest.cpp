@@ -14,7 +14,9 @@
 
 #include "FileManagerModule.h"
 #include "KelpUtils/RapidJsonProto.h"
+#include "OrvBase/Error.h"
 #include "RealBackends.h"
+#include "impl/Evidence/EvidenceManager.h"
 #include "support/LogRecorder.h"
 #include "support/ThrowawayPostgres.h"
 
@@ -275,6 +277,26 @@ TEST_F(LinkFileTest, AnExceptionIsAnAnswerToo) {
   EXPECT_EQ(Send(LinkText(5, "1")), R"({"ResponseStatus":{"ErrorModule":31,"ErrorCode":4}})");
   EXPECT_TRUE(log_->Has(5, "Unexpected exception: thrown"));
   module_.Stop();
+}
+
+TEST_F(LinkFileTest, TheEvidenceManagerUnderstandsItsReplies) {
+  installation_->WriteSettings(R"({"RefusedFileIDs":[2]})");
+  ASSERT_TRUE(module_.Start());
+  Evidence::CEvidenceManager manager(nullptr);
+  std::list<Evidence::ErrorPtr> failures;
+  EXPECT_TRUE(manager.APILinkFile(failures, {1, 3}, 5, Evidence::CEvidenceManager::kLinkFiles));
+  EXPECT_EQ(Links(), "5:1 5:3");
+  EXPECT_TRUE(manager.APILinkFile(failures, {1}, 5, Evidence::CEvidenceManager::kUnlinkFiles));
+  EXPECT_EQ(Links(), "5:3");
+  EXPECT_FALSE(manager.APILinkFile(failures, {1, 2}, 6, Evidence::CEvidenceManager::kLinkFiles));
+  ASSERT_EQ(failures.size(), 1U);
+  EXPECT_EQ(failures.front()->id, 2);
+  EXPECT_NE(failures.front()->sub_code, 0);
+  EXPECT_EQ(Links(), "5:3 6:1") << "the others are linked all the same";
+  failures.clear();
+  EXPECT_FALSE(manager.APILinkFile(failures, {}, 6, Evidence::CEvidenceManager::kLinkFiles));
+  EXPECT_EQ(Orv::Base::Error::GetLastError().MainCode(), 31) << "the file manager's own pair";
+  EXPECT_TRUE(failures.empty());
 }
 
 }  // namespace
