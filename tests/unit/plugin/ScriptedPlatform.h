@@ -216,9 +216,19 @@ class Comm final : public plugin_comm::IPluginCommManager {
     calls_.push_back("recover " + id + " " + path);
     return !refused.contains(path);
   }
-  bool Request(std::shared_ptr<plugin_comm::IPluginCommData>&, const std::string&,
-               const std::shared_ptr<plugin_comm::IPluginCommData>&, const std::string&) override {
-    return false;
+  /// Replies to a request; as if nobody published the path until it is set.
+  plugin_comm::ApiCallback answer;
+  /// Whether a request counts as served when the reply is left empty.
+  bool serve_empty = false;
+  std::vector<std::string> requests;  ///< "path>target json", with the number of data bytes behind when there are any
+  bool Request(std::shared_ptr<plugin_comm::IPluginCommData>& response, const std::string& path,
+               const std::shared_ptr<plugin_comm::IPluginCommData>& request, const std::string& target) override {
+    const auto sent = std::dynamic_pointer_cast<plugin_comm::CPluginCommData>(request);
+    requests.push_back(path + ">" + target + " " + (sent ? sent->JsonTxt() : "null") +
+                       (sent && !sent->Data().empty() ? " " + std::to_string(sent->Data().size()) : ""));
+    response.reset();
+    if (answer) answer(path, request, response);
+    return response || serve_empty;
   }
 
  private:
