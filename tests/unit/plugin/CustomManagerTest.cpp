@@ -49,7 +49,10 @@ class CustomStore final : public evidence_test::StoreStub {
   }
   bool ReadAllCustomOptions(std::list<EvidenceCustomPtr>&) override { return true; }
   std::int32_t QueryEvidenceCustomSeqID() override { return failing.contains("sequence") ? -1 : next_id++; }
-  std::int32_t QueryEvidenceOptionSeqID() override { return next_option_id++; }
+  std::int32_t QueryEvidenceOptionSeqID() override {
+    if (failing.contains("option sequence")) return Orv::Base::Error::SetLastError({0, 15}), -1;
+    return next_option_id++;
+  }
   bool InsertEvidenceCustoms(const std::list<EvidenceCustomPtr>& customs) override { return Note("insert", customs); }
   bool UpdateEvidenceCustoms(const std::list<EvidenceCustomPtr>& customs) override { return Note("update", customs); }
   bool DeleteEvidenceCustoms(const IdList& ids) override { return NoteIds("delete", ids); }
@@ -467,6 +470,30 @@ TEST_F(CustomManagerTest, ReadsServeTheCache) {
   EXPECT_EQ(store_->calls, Texts{});
   EXPECT_TRUE(manager_.GetEvidenceCustomByName(custom, "other")) << "not bound to the running time";
   EXPECT_TRUE(manager_.GetCustomOptionList(options, Custom(9, "")));
+}
+
+TEST_F(CustomManagerTest, DISABLED_AnEmptyBuiltInNameMeansTheSameWithAndWithoutNewOptions) {
+  Start({Custom(2, "Own"), Custom(3, "Own too")});
+  EXPECT_TRUE(Set({Custom(2, ""), Custom(3, "", {{-1, "x"}})}, true));
+  EvidenceCustomPtr plain;
+  EvidenceCustomPtr with_option;
+  ASSERT_TRUE(manager_.GetEvidenceCustomById(plain, 2));
+  ASSERT_TRUE(manager_.GetEvidenceCustomById(with_option, 3));
+  EXPECT_EQ(plain->custom_name.empty(), with_option->custom_name.empty());
+}
+
+TEST_F(CustomManagerTest, DISABLED_ARepeatedOptionIsServedAsItsRowEnds) {
+  Start({Custom(6, "a", {{1, "x"}})});
+  EXPECT_TRUE(Set({Custom(6, "a", {{1, "y"}, {1, "z"}})}, true));
+  EXPECT_EQ(Cached(), Texts{"6 a/0 1=z"});
+}
+
+TEST_F(CustomManagerTest, DISABLED_AnOptionWithoutAKeyIsNotStored) {
+  Start({Custom(6, "a", {{1, "x"}})});
+  store_->failing = {"option sequence"};
+  EXPECT_FALSE(Set({Custom(6, "a", {{1, "x"}, {-1, "new"}})}, true));
+  EXPECT_EQ(Errors(), Texts{"6 a 0-15"});
+  EXPECT_EQ(Cached(), Texts{"6 a/0 1=x"});
 }
 
 }  // namespace

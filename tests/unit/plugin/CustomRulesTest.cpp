@@ -27,13 +27,6 @@ Texts Ids(const std::list<EvidenceCustomPtr>& customs) {
   return texts;
 }
 
-Texts Names(const Options& options) {
-  Texts texts;
-  for (const auto& option : options)
-    texts.push_back(std::to_string(option.option_id) + option.option_name);
-  return texts;
-}
-
 TEST(CustomRules, SameMeansEveryFieldThatCounts) {
   const Options two{{1, "x"}, {2, "y"}};
   const auto own = Custom(6, "a", 0, two);
@@ -76,25 +69,6 @@ TEST(CustomRules, SplitGoesByIdAlone) {
   EXPECT_EQ(Ids(changes.to_add), (Texts{"-1n", "-1m"}));
   EXPECT_EQ(Ids(changes.to_change), (Texts{"7B", "8c", "99unknown"}));
   EXPECT_EQ(Ids(changes.to_delete), (Texts{"1", "6a"}));
-}
-
-TEST(CustomRules, UnchangedEntriesAreDropped) {
-  std::list<EvidenceCustomPtr> customs{Named(6, "a"), Named(7, "B"), Named(99, "a"), Named(8, "c")};
-  Evidence::DropUnchangedCustoms(customs, {Named(6, "a"), Named(7, "b"), Named(8, "c")});
-  EXPECT_EQ(Ids(customs), (Texts{"7B", "99a"}));
-  Evidence::DropUnchangedCustoms(customs, {});
-  EXPECT_EQ(customs.size(), 2U);
-}
-
-TEST(CustomRules, OptionsAreSplitById) {
-  const Options standing{{1, "x"}, {2, "y"}, {3, "z"}};
-  const auto changes = Evidence::SplitOptionChanges(
-      standing, {{3, "Z"}, {-1, "new"}, {99, "of another attribute"}, {1, "x"}, {-1, "new"}});
-  EXPECT_EQ(Names(changes.to_update), (Texts{"3Z", "1x"}));
-  EXPECT_EQ(Names(changes.to_delete), (Texts{"2y"}));
-  EXPECT_EQ(Names(changes.kept), (Texts{"3Z", "-1new", "1x", "-1new"}));
-  EXPECT_TRUE(changes.to_insert.empty());
-  EXPECT_EQ(Names(Evidence::SplitOptionChanges(standing, {}).to_delete), (Texts{"1x", "2y", "3z"}));
 }
 
 }  // namespace
