@@ -251,51 +251,36 @@ TEST_F(CustomManagerTest, TheSixthAttributeRefusesTheBatch) {
 
 TEST_F(CustomManagerTest, NewEntriesAreRefusedOneByOne) {
   Start({Custom(6, "taken")});
-  std::string longest;
-  for (int n = 0; n < 64; ++n)
-    longest += "\xE4\xB8\xAD";
-  struct Case {
-    std::vector<tag_EvidenceCustom_> entries;
-    Texts errors;
-    std::string line;
-    std::size_t added;
-  };
-  const Options most(1000, {-1, "o"});
+  const std::string longest = [] {
+    std::string text;
+    for (int n = 0; n < 64; ++n)
+      text += "\xE4\xB8\xAD";
+    return text;
+  }();
   const Options too_many(1001, {-1, "o"});
-  for (const Case& c : {Case{{Custom(-1, longest + "x", too_many), Custom(-1, longest)},
-                             {"-1 " + longest + "x 0-2"},
-                             "]Input param error.[",
-                             1},
-                        Case{{Custom(-1, ""), Custom(-1, "bell\a"), Custom(-1, "n")},
-                             {"-1  0-2", "-1 bell\a 0-2"},
-                             "]Input param error.[",
-                             1},
-                        Case{{Custom(-1, "taken"), Custom(-1, "taken", too_many)},
-                             {"-1 taken 0-120013", "-1 taken 0-120013"},
-                             "]The evidence custom exists, evidence-custom-name[taken].[",
-                             0},
-                        Case{{Custom(-1, "twin"), Custom(-1, "twin", too_many)},
-                             {"-1 twin 0-120013"},
-                             "]The evidence custom name repeat, evidence-custom-name[twin].[",
-                             1},
-                        // The key of a refused entry is lost, and its row names it; its name stays free.
-                        Case{{Custom(-1, "n", too_many), Custom(-1, "n", most)},
-                             {"100 n 0-120012"},
-                             "]option lst out limit: 1001.[",
-                             1}}) {
-    SCOPED_TRACE(c.line);
-    ASSERT_TRUE(Set({Custom(6, "taken")}, true));
+  const auto tried = [&](const std::vector<tag_EvidenceCustom_>& entries) {
+    EXPECT_TRUE(Set({Custom(6, "taken")}, true)) << "as it was";
     platform_.sink->Clear();
     store_->next_id = 100;
-    errors_.clear();
-    EXPECT_TRUE(manager_.InsertEvidenceCustoms(errors_, Shared(c.entries)));
-    EXPECT_EQ(Errors(), c.errors);
-    EXPECT_TRUE(Logged(c.line));
-    EXPECT_EQ(Cached().size(), 1 + c.added);
-  }
+    EXPECT_TRUE(manager_.InsertEvidenceCustoms(errors_, Shared(entries)));
+    Texts texts = Errors();
+    texts.push_back(std::to_string(Cached().size() - 1) + " added");
+    return texts;
+  };
+  EXPECT_EQ(tried({Custom(-1, longest + "x", too_many), Custom(-1, longest), Custom(-1, ""), Custom(-1, "bell\a")}),
+            (Texts{"-1 " + longest + "x 0-2", "-1  0-2", "-1 bell\a 0-2", "1 added"}));
+  EXPECT_TRUE(Logged("]Input param error.["));
+  EXPECT_EQ(tried({Custom(-1, "taken"), Custom(-1, "taken", too_many)}),
+            (Texts{"-1 taken 0-120013", "-1 taken 0-120013", "0 added"}));
+  EXPECT_TRUE(Logged("]The evidence custom exists, evidence-custom-name[taken].["));
+  EXPECT_EQ(tried({Custom(-1, "twin"), Custom(-1, "twin", too_many)}), (Texts{"-1 twin 0-120013", "1 added"}));
+  EXPECT_TRUE(Logged("]The evidence custom name repeat, evidence-custom-name[twin].["));
+  EXPECT_EQ(tried({Custom(-1, "n", too_many), Custom(-1, "n", Options(1000, {-1, "o"}))}),
+            (Texts{"100 n 0-120012", "1 added"}))
+      << "the key of a refused entry is lost, its name stays free";
+  EXPECT_TRUE(Logged("]option lst out limit: 1001.["));
   store_->failing = {"sequence"};
-  EXPECT_TRUE(Set({Custom(6, "taken"), Custom(-1, "late", too_many)}, true));
-  EXPECT_EQ(Errors(), Texts{"-1 late 0-15"});
+  EXPECT_EQ(tried({Custom(-1, "n", too_many)}), (Texts{"-1 n 0-15", "0 added"}));
   EXPECT_TRUE(Logged("]Get Last Seq ID Failed.["));
 }
 
@@ -332,8 +317,7 @@ TEST_F(CustomManagerTest, OptionsAreAddedRenamedDroppedOrIgnored) {
 }
 
 TEST_F(CustomManagerTest, AFailedOptionStepEndsTheBatch) {
-  const std::vector<tag_EvidenceCustom_> rows{Custom(6, "a", {{1, "x"}, {2, "y"}}), Custom(7, "b", {{3, "z"}})};
-  Start(rows);
+  Start({Custom(6, "a", {{1, "x"}, {2, "y"}}), Custom(7, "b", {{3, "z"}})});
   struct Case {
     std::string step;
     Texts store_calls;

@@ -62,64 +62,50 @@ TEST_F(LinkTest, RequestsTellTheFilesAndTheOperationTheOtherWayRound) {
                                              head + R"(2147483647,"FileIDs":"","OperationType":1}})"}));
 }
 
-TEST_F(LinkTest, RepliesBecomeResultPairAndRows) {
+TEST_F(LinkTest, RepliesOfSuccessFailByTheirRowsOnly) {
+  const std::vector<std::pair<std::string, Texts>> cases{
+      {R"({"ResponseStatus":{"ErrorModule":0,"ErrorCode":0}})", {}},
+      {R"({"ResponseStatus":{"ErrorCode":0}})", {}},
+      {Done(R"({"LinkFileErrorList":[]})"), {}},
+      {Done(R"({"LinkFileErrorList":[{},{}],"LinkFileError":[)"
+            R"({"ID":1,"Name":"a.mp4","Error":{"ErrorModule":3,"ErrorCode":4}},{"ID":2,"Error":{"ErrorCode":9}}]})"),
+       {"1 a.mp4 3-4", "2  -1-9"}},
+      {Done(R"({"LinkFileErrorList":{"ID":9},"LinkFileError":{"ID":1,"Name":"n","Error":{"ErrorModule":5}}})"),
+       {"1 n 5--1"}},
+      // The count is that of one list, the entries are those of the other.
+      {Done(R"({"LinkFileErrorList":[{"ID":1,"Name":"n"},{}]})"), {"-1  -1--1", "-1  -1--1"}},
+      {Done(R"({"LinkFileError":[{"ID":1,"Name":"n"}]})"), {}},
+  };
+  for (const auto& [reply, expected] : cases) {
+    SCOPED_TRACE(reply);
+    EXPECT_EQ(Link(reply), expected.empty());
+    EXPECT_EQ(Rows(failures_), expected);
+    EXPECT_EQ(GetLastError(), kUntouched);
+    EXPECT_EQ(platform_.sink->Texts(5, "casefile.s.evidence"), Texts{});
+    failures_.clear();
+    EXPECT_TRUE(manager_.DecodeLinkFileReq(failures_, reply));
+  }
+}
+
+TEST_F(LinkTest, OtherRepliesFailTheCall) {
+  const std::string not_json = "]Data Parse failed, data invalid![";
   struct Case {
     std::string reply;
-    bool linked;
-    bool decoded;
-    Texts rows;
     ErrorCode pair;
     std::string line;
   };
-  const std::string not_json = "]Data Parse failed, data invalid![";
-  const std::vector<Case> cases{
-      {R"({"ResponseStatus":{"ErrorModule":0,"ErrorCode":0}})", true, true, {}, kUntouched, ""},
-      {R"({"ResponseStatus":{"ErrorCode":0}})", true, true, {}, kUntouched, ""},
-      {Done(R"({"LinkFileErrorList":[]})"), true, true, {}, kUntouched, ""},
-      {Done(R"({"LinkFileErrorList":[{},{}],"LinkFileError":[)"
-            R"({"ID":1,"Name":"a.mp4","Error":{"ErrorModule":3,"ErrorCode":4}},{"ID":2,"Error":{"ErrorCode":9}}]})"),
-       false,
-       true,
-       {"1 a.mp4 3-4", "2  -1-9"},
-       kUntouched,
-       ""},
-      {Done(R"({"LinkFileErrorList":{"ID":9},"LinkFileError":{"ID":1,"Name":"n","Error":{"ErrorModule":5}}})"),
-       false,
-       true,
-       {"1 n 5--1"},
-       kUntouched,
-       ""},
-      // The count is that of one list, the entries are those of the other.
-      {Done(R"({"LinkFileErrorList":[{"ID":1,"Name":"n"},{}]})"),
-       false,
-       true,
-       {"-1  -1--1", "-1  -1--1"},
-       kUntouched,
-       ""},
-      {Done(R"({"LinkFileError":[{"ID":1,"Name":"n"}]})"), true, true, {}, kUntouched, ""},
-      {"not JSON", false, false, {}, {0, 2}, not_json},
-      {"", false, false, {}, {0, 2}, not_json},
-      {"{}", false, false, {}, {-1, -1}, "]API return failed: [-1--1]!["},
-      {R"({"ResponseStatus":{"ErrorModule":0}})", false, false, {}, {0, -1}, "]API return failed: [0--1]!["},
-      {R"({"ErrorModule":0,"ErrorCode":0})", false, false, {}, {-1, -1}, "]API return failed: [-1--1]!["},
-      {R"({"ResponseStatus":{"ErrorModule":41,"ErrorCode":3,"Data":{"LinkFileErrorList":[{}],)"
-       R"("LinkFileError":[{"ID":1}]}}})",
-       false,
-       false,
-       {},
-       {41, 3},
-       "]API return failed: [41-3]!["},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.reply);
-    EXPECT_EQ(Link(c.reply), c.linked);
-    EXPECT_EQ(Rows(failures_), c.rows);
-    EXPECT_EQ(GetLastError(), c.pair);
-    EXPECT_TRUE(c.line.empty() ? platform_.sink->Texts(5, "casefile.s.evidence").empty()
-                               : platform_.sink->Has(5, c.line));
-    std::list<ErrorPtr> rows;
-    EXPECT_EQ(manager_.DecodeLinkFileReq(rows, c.reply), c.decoded);
-    EXPECT_EQ(Rows(rows), c.rows);
+  for (const Case& c : {Case{"not JSON", {0, 2}, not_json}, Case{"", {0, 2}, not_json},
+                        Case{"{}", {-1, -1}, "]API return failed: [-1--1]!["},
+                        Case{R"({"ResponseStatus":{"ErrorModule":0}})", {0, -1}, "]API return failed: [0--1]!["},
+                        Case{R"({"ErrorModule":0,"ErrorCode":0})", {-1, -1}, "]API return failed: [-1--1]!["},
+                        Case{R"({"ResponseStatus":{"ErrorModule":41,"ErrorCode":3,"Data":{"LinkFileErrorList":[{}]}}})",
+                             {41, 3},
+                             "]API return failed: [41-3]!["}}) {
+    EXPECT_FALSE(Link(c.reply)) << c.reply;
+    EXPECT_EQ(GetLastError(), c.pair) << c.reply;
+    EXPECT_TRUE(failures_.empty()) << "the list of a refused call is not read";
+    EXPECT_TRUE(platform_.sink->Has(5, c.line)) << c.line;
+    EXPECT_FALSE(manager_.DecodeLinkFileReq(failures_, c.reply)) << c.reply;
   }
 }
 
