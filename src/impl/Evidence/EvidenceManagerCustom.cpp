@@ -204,6 +204,10 @@ bool CEvidenceManager::StoreChangedOptions(const EvidenceCustomPtr& custom) {
   for (auto& option : changes.kept) {
     if (option.option_id != -1) continue;
     option.option_id = store_->QueryEvidenceOptionSeqID();
+    if (option.option_id == -1) {
+      EVIDENCE_LOG(kLogFailure, "[%s]Get Last Seq ID Failed.[%s(%d)]");
+      return Fail(kStatementFailed);
+    }
     changes.to_insert.push_back(option);
   }
   if (!changes.to_update.empty() && !store_->UpdatetOptions(changes.to_update, custom)) {

@@ -462,17 +462,7 @@ TEST_F(CustomManagerTest, ReadsServeTheCache) {
   EXPECT_TRUE(manager_.GetCustomOptionList(options, Custom(9, "")));
 }
 
-TEST_F(CustomManagerTest, DISABLED_AnEmptyBuiltInNameMeansTheSameWithAndWithoutNewOptions) {
-  Start({Custom(2, "Own"), Custom(3, "Own too")});
-  EXPECT_TRUE(Set({Custom(2, ""), Custom(3, "", {{-1, "x"}})}, true));
-  EvidenceCustomPtr plain;
-  EvidenceCustomPtr with_option;
-  ASSERT_TRUE(manager_.GetEvidenceCustomById(plain, 2));
-  ASSERT_TRUE(manager_.GetEvidenceCustomById(with_option, 3));
-  EXPECT_EQ(plain->custom_name.empty(), with_option->custom_name.empty());
-}
-
-TEST_F(CustomManagerTest, DISABLED_AnOptionWithoutAKeyIsNotStored) {
+TEST_F(CustomManagerTest, AnOptionWithoutAKeyIsNotStored) {
   Start({Custom(6, "a", {{1, "x"}})});
   store_->failing = {"option sequence"};
   EXPECT_FALSE(Set({Custom(6, "a", {{1, "x"}, {-1, "new"}})}, true));
