@@ -34,9 +34,9 @@ SELECT (row_number() OVER () - 1)::integer AS n, text FROM unnest(string_to_arra
   '车辆 行人 摄像头 入口 出口 可疑 盗窃 证据 街道 夜间 视频 停车场 カメラ 車両 目撃者 入口 出口 夜間', ' ')) AS text;
 
 CREATE TEMP TABLE sentence ON COMMIT DROP AS
-SELECT n, (SELECT string_agg(word.text, ' ' ORDER BY k) FROM generate_series(1, 6 + pg_temp.pick(n, 1, 9)) AS k
-           JOIN word ON word.n = pg_temp.pick(n * 16 + k, 2, (SELECT count(*) FROM word)::integer)) || '.' AS text
-FROM generate_series(0, 4999) AS n;
+SELECT row.n, (SELECT string_agg(word.text, ' ' ORDER BY k) FROM generate_series(1, 6 + pg_temp.pick(row.n, 1, 9)) AS k
+           JOIN word ON word.n = pg_temp.pick(row.n * 16 + k, 2, (SELECT count(*) FROM word)::integer)) || '.' AS text
+FROM generate_series(0, 4999) AS row (n);
 CREATE INDEX ON sentence (n);
 ANALYZE word, sentence;
 
@@ -76,7 +76,7 @@ SELECT row.n, pg_temp.guid(row.n, 20),
   left('Case ' || (2019 + row.n / 15000) || '-' || lpad(row.n::text, 6, '0') || ' ' || s.text, 16 + pg_temp.skewed(row.n, 21, 49)),
   CASE WHEN pg_temp.pick(row.n, 22, 50) = 0 THEN -1 ELSE pg_temp.skewed(row.n, 23, 61) END,
   pg_temp.skewed(row.n, 24, 41), pg_temp.skewed(row.n, 25, 21), coalesce(d.text, ''), (pg_temp.pick(row.n, 26, 4) = 0)::integer,
-  creator, 'Officer ' || pg_temp.hex(creator, 27) || ' Müller', 60, utc, utc + interval '1 hour',
+  creator, 'Officer ' || substr(pg_temp.hex(creator, 27), 1, 8) || ' Müller', 60, utc, utc + interval '1 hour',
   60, utc + touched, utc + touched + interval '1 hour', (row.n % 21 = 20)::integer,
   (SELECT coalesce(string_agg('label ' || pg_temp.skewed(row.n * 8 + k, 28, 3000), '|' ORDER BY k), '')
    FROM generate_series(1, pg_temp.pick(row.n, 29, 5)) AS k),
@@ -134,7 +134,7 @@ SELECT n, CASE WHEN pg_temp.pick(n, 80, 30) = 0 THEN -1 ELSE 1 + pg_temp.pick(n,
   CASE WHEN change > 0 THEN '-1:' || (SELECT text FROM sentence WHERE sentence.n = pg_temp.pick(row.n, 84, 5000)) ELSE '' END,
   1 + pg_temp.pick(n, 85, 3)
 FROM generate_series(1, 300000) AS row (n)
-CROSS JOIN LATERAL (SELECT 'Officer ' || pg_temp.hex(pg_temp.skewed(n, 27, 500), 27) AS who,
+CROSS JOIN LATERAL (SELECT 'Officer ' || substr(pg_temp.hex(pg_temp.skewed(n, 36, 500), 27), 1, 8) || ' Müller' AS who,
   '10.0.' || pg_temp.pick(n, 86, 250) || '.' || pg_temp.pick(n, 87, 250) AS ip,
   (ARRAY[-1, 1, 2, 5, 6, 7])[1 + pg_temp.pick(n, 88, 6)] AS change) AS entry
 ORDER BY n;

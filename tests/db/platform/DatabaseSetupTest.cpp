@@ -21,7 +21,7 @@ using platform::SetUpDatabase;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-constexpr int kNewest = 3;
+constexpr int kNewest = 4;
 
 /// A database of one test's own.
 class Database {
@@ -93,34 +93,34 @@ TEST(DatabaseSetupTest, CallsThatMeetTakeTurnsAndALaterOneFindsNothingToDo) {
 
 TEST(DatabaseSetupTest, AFailedScriptLeavesTheDatabaseAsItWas) {
   const Database database("broken");
-  const ScriptsWith broken("004_broken.sql", "CREATE TABLE evidence.extra (a integer); SELECT 1/0;");
+  const ScriptsWith broken("005_broken.sql", "CREATE TABLE evidence.extra (a integer); SELECT 1/0;");
   const auto failed = SetUpDatabase(database.Connection(), broken.Folder());
   EXPECT_FALSE(failed.ok);
-  EXPECT_THAT(failed.fault, HasSubstr("004_broken.sql: 22012"));
+  EXPECT_THAT(failed.fault, HasSubstr("005_broken.sql: 22012"));
   EXPECT_TRUE(database.Query("SELECT 1 FROM pg_namespace WHERE nspname IN ('platform', 'evidence')").empty());
 }
 
 TEST(DatabaseSetupTest, AddsWhatIsNewAndRefusesADatabaseNewerThanItself) {
   const Database database("upgrade");
   ASSERT_TRUE(SetUpDatabase(database.Connection(), ThrowawayPostgres::Scripts()).ok);
-  const ScriptsWith newer("004_more.sql", "CREATE TABLE evidence.extra (a integer);");
+  const ScriptsWith newer("005_more.sql", "CREATE TABLE evidence.extra (a integer);");
   const auto upgraded = SetUpDatabase(database.Connection(), newer.Folder());
   EXPECT_TRUE(upgraded.ok) << upgraded.fault;
-  EXPECT_EQ(upgraded.version, 4);
+  EXPECT_EQ(upgraded.version, 5);
   EXPECT_EQ(upgraded.applied, 1);
   const auto older = SetUpDatabase(database.Connection(), ThrowawayPostgres::Scripts());
   EXPECT_FALSE(older.ok);
-  EXPECT_THAT(older.fault, HasSubstr("version 4"));
+  EXPECT_THAT(older.fault, HasSubstr("version 5"));
 }
 
 TEST(DatabaseSetupTest, AnOlderSchemaWithDataComesUpToDateWithoutLosingARow) {
   const Database database("older");
-  const ScriptsWith newest("004_more.sql",
+  const ScriptsWith newest("005_more.sql",
                            "ALTER TABLE evidence.evidence_type ADD COLUMN colour text NOT NULL DEFAULT 'grey';"
                            "CREATE TABLE evidence.extra (a integer);");
   {
     const ScriptsWith old("README", "");
-    std::filesystem::remove(old.Folder() + "/003_privileges.sql");
+    for (const char* later : {"/003_privileges.sql", "/004_indexes.sql"}) std::filesystem::remove(old.Folder() + later);
     const auto first = SetUpDatabase(database.Connection(), old.Folder());
     ASSERT_TRUE(first.ok) << first.fault;
     ASSERT_EQ(first.version, 2);
@@ -139,7 +139,7 @@ TEST(DatabaseSetupTest, AnOlderSchemaWithDataComesUpToDateWithoutLosingARow) {
       "evidence.ftp_setting), (SELECT string_agg(id || name, ',' ORDER BY id) FROM evidence.evidence_type), "
       "(SELECT guid FROM platform.system)";
   const auto before = database.Query(contents);
-  for (const int applied : {2, 0}) {
+  for (const int applied : {3, 0}) {
     const auto upgraded = SetUpDatabase(database.Connection(), newest.Folder());
     EXPECT_TRUE(upgraded.ok) << upgraded.fault;
     EXPECT_EQ(upgraded.applied, applied);
