@@ -48,13 +48,13 @@ INSERT INTO evidence.evidence_scense (ID, name, create_time, deleted)
 SELECT n, 'Scene ' || n, '2024-01-01 00:00:00', 0 FROM generate_series(1, 40) AS n;
 INSERT INTO evidence.evidence_outcome (ID, name, create_time, deleted)
 SELECT n, 'Outcome ' || n, '2024-01-01 00:00:00', 0 FROM generate_series(1, 20) AS n;
--- Customs 6 to 9 are free text, 10 to 25 have twenty options each.
+-- Attribute 7 is free text, 2, 3 and 6 have as many options as one may have; those above are deleted.
 INSERT INTO evidence.evidence_custom (ID, name, types, create_time, deleted)
-SELECT n, 'Attribute ' || n, (n < 10)::integer, '2024-01-01 00:00:00', 0 FROM generate_series(6, 25) AS n;
+SELECT n, 'Attribute ' || n, (n % 2)::integer, '2024-01-01 00:00:00', (n > 7)::integer FROM generate_series(6, 25) AS n;
 INSERT INTO evidence.evidence_option (ID, name, custom_id, deleted)
-SELECT n, 'Option ' || n, 10 + (n - 1) / 20, (n % 20 = 0)::integer FROM generate_series(1, 320) AS n;
+SELECT n, 'Option ' || n, (ARRAY[2, 3, 6])[1 + n % 3], (n > 3000)::integer FROM generate_series(1, 3600) AS n;
 
--- Evidences: 105000 rows, of which the last 5000 of every 105 thousandths are deleted ----------------------
+-- Evidences: 105000 rows, of which one in 21 is deleted ------------------------------------------------
 
 -- How many sentences a description has: mostly a few, one in fifty up to the limit of 20000 characters.
 CREATE TEMP TABLE description ON COMMIT DROP AS
@@ -102,14 +102,14 @@ ORDER BY row.n;
 -- Three values each, of one free text and two with options; a tenth of them replaced, the old ones deleted.
 INSERT INTO evidence.evidence_custom_info (ID, evidence_id, custom_id, option_id, option_text, deleted)
 SELECT n * 3 + k, n,
-  CASE k WHEN 0 THEN 6 + pg_temp.pick(n, 50, 4) WHEN 1 THEN 10 + pg_temp.pick(n, 51, 8) ELSE 18 + pg_temp.pick(n, 52, 8) END,
-  CASE k WHEN 0 THEN -1 ELSE 1 + pg_temp.pick(n * 4 + k, 53, 320) END,
+  CASE k WHEN 0 THEN 7 WHEN 1 THEN 6 ELSE 2 + pg_temp.pick(n, 50, 2) END,
+  CASE k WHEN 0 THEN -1 ELSE 1 + pg_temp.pick(n * 4 + k, 53, 3000) END,
   CASE k WHEN 0 THEN (SELECT text FROM sentence WHERE sentence.n = pg_temp.pick(row.n, 54, 5000)) ELSE '' END,
   (n % 21 = 20)::integer
 FROM generate_series(1, 105000) AS row (n) CROSS JOIN generate_series(0, 2) AS k
 ORDER BY n, k;
 INSERT INTO evidence.evidence_custom_info (ID, evidence_id, custom_id, option_id, option_text, deleted)
-SELECT 400000 + n * 3 + k, n, 6 + k, 1 + pg_temp.pick(n, 55, 320), 'replaced', 1
+SELECT 400000 + n * 3 + k, n, (ARRAY[7, 6, 2])[1 + k], 1 + pg_temp.pick(n, 55, 3000), 'replaced', 1
 FROM generate_series(1, 105000, 10) AS row (n) CROSS JOIN generate_series(0, 2) AS k;
 
 -- Files: one in twenty belongs to no evidence yet, one in fifty is deleted.
@@ -147,7 +147,7 @@ FROM generate_series(1, 300000) AS n ORDER BY n;
 
 SELECT setval('evidence.evidence_id_seq', 105000), setval('evidence.evidence_type_id_seq', 60),
   setval('evidence.evidence_scense_id_seq', 40), setval('evidence.evidence_outcome_id_seq', 20),
-  setval('evidence.evidence_custom_id_seq', 25), setval('evidence.evidence_option_id_seq', 320),
+  setval('evidence.evidence_custom_id_seq', 25), setval('evidence.evidence_option_id_seq', 3600),
   setval('evidence.evidence_custom_info_id_seq', 800000), setval('evidence.evidence_file_id_seq', 1001000000),
   setval('evidence.operation_log_id_seq', 300000), setval('platform.incre_resource_version_seq', 300000)
 \g /dev/null
