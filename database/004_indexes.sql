@@ -1,6 +1,6 @@
 -- Indexes for the statements that requests run, chosen by measurement (bench/README.md). None of them may refuse a
--- value that the rules accept: a b-tree row ends at 2704 bytes, so only numbers, times and texts of at most 64
--- characters stand in one.
+-- value that the rules accept: a b-tree row ends at 2704 bytes, so only numbers, times, texts of at most 64 characters
+-- and the names of users stand in one; platform.users holds those names in an index that ends there, too.
 
 -- Word search: a trusted extension of PostgreSQL's own contrib, which the owner of a database may add.
 CREATE EXTENSION IF NOT EXISTS pg_trgm;
@@ -32,7 +32,6 @@ CREATE INDEX evidence_file_id ON evidence.evidence_file (ID);
 CREATE INDEX evidence_file_evidence ON evidence.evidence_file (evidence_id, deleted, file_type, ID);
 CREATE INDEX evidence_custom_info_evidence ON evidence.evidence_custom_info (evidence_id);
 CREATE INDEX evidence_custom_info_custom ON evidence.evidence_custom_info (custom_id);
-CREATE INDEX evidence_option_custom ON evidence.evidence_option (custom_id);
 CREATE INDEX operation_log_evidence ON evidence.operation_log (evidence_id);
 CREATE INDEX incre_resource_source ON platform.incre_resource (source_type, version) INCLUDE (method, resource_id);
 
