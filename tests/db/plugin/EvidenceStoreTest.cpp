@@ -80,6 +80,7 @@ TEST_F(EvidenceStoreTest, DefaultsNullsAndOtherColumnsReadWell) {
   Postgres().Query("DROP VIEW evidence.evidence; ALTER TABLE evidence.evidence_base RENAME TO evidence");
   ASSERT_TRUE(read);
   ASSERT_EQ(evidences.size(), 2U) << "deleted rows are left out";
+  evidences.sort([](const auto& a, const auto& b) { return a->id < b->id; });
   EXPECT_EQ(evidences.front()->upload_status, -1);
   EXPECT_EQ(evidences.back()->upload_status, 0);
   EXPECT_EQ(evidences.back()->guid, "nulls");
