@@ -267,6 +267,37 @@ TEST_F(EvidenceStatementsTest, FilesValuesAndHistory) {
   EXPECT_EQ(read.change_items[1].before_mod, "object");
 }
 
+TEST_F(EvidenceStatementsTest, LongTextsOfTheOtherTablesReadBackWhole) {
+  std::string text = R"('"\ %_ ;--)"
+                     "\n";
+  while (text.size() < 20000)
+    text += text;
+  const auto file = std::make_shared<_tag_EvidenceFile_>();
+  file->id = 5;
+  file->file_name = file->file_path = file->guid = file->digest = text;
+  EXPECT_TRUE(store_.InsertEvidenceFiles({file}));
+  EXPECT_TRUE(store_.UpdateEvidenceFiles(std::list<EvidenceFilePtr>{file}));
+  operation_record record;
+  record.evidence_id = 7;
+  record.user_name = record.dev_name = record.user_ip = text;
+  record.change_items = {{text, 2, 1, text, 2, text, ""}};
+  EXPECT_TRUE(store_.WriteEvidenceLog({record}, 1));
+  const auto settings = std::make_shared<_tag_FTPSettings_>();
+  settings->address = settings->username = settings->path = settings->pool_name = settings->password = text;
+  EXPECT_TRUE(store_.UpdateFTPSettings(settings));
+  FTPSettingsPtr read;
+  EXPECT_TRUE(store_.GetFTPSettings(read));
+  EXPECT_EQ(read->password, text);
+  for (const auto& row : {Postgres().Query("SELECT file_name, file_path, guid, digest FROM evidence.evidence_file"),
+                          Postgres().Query("SELECT user_name, user_ip, camera_name, dev_name, dev_ip, file_name, "
+                                           "substr(before_mod, 3), substr(after_mod, 3) FROM evidence.operation_log"),
+                          Postgres().Query("SELECT address, username, path, pool_name FROM evidence.ftp_setting")}) {
+    ASSERT_EQ(row.size(), 1U);
+    for (const auto& column : row.front())
+      EXPECT_TRUE(column == text);
+  }
+}
+
 TEST_F(EvidenceStatementsTest, SettingsKeepTheirPasswordEnciphered) {
   auto settings = std::make_shared<_tag_FTPSettings_>();
   settings->address = "ftp.example";
