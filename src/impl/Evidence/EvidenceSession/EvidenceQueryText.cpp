@@ -87,11 +87,10 @@ std::string Condition(const _tag_EvidenceFilterInfo_& f) {
 
 EvidenceQueryText BuildEvidenceQuery(const _tag_EvidenceFilterInfo_& filter, const page_info& page) {
   const std::string condition = Condition(filter);
-  const std::int64_t page_size = page.PageSize;
+  const long long limit = std::int64_t{page.PageSize} + 1;
+  const long long offset = (std::int64_t{page.PageIndex} - 1) * page.PageSize;
   return {kCountStart + condition + kCountEnd,
-          kPageStart + condition + SortOrder(filter.sort_type) +
-              str_fmt("limit %lld offset %lld;", static_cast<long long>(page_size + 1),
-                      static_cast<long long>((std::int64_t{page.PageIndex} - 1) * page_size))};
+          kPageStart + condition + SortOrder(filter.sort_type) + str_fmt("limit %lld offset %lld;", limit, offset)};
 }
 
 bool HoldsUnsafeTime(const _tag_EvidenceFilterInfo_& f) {
