@@ -125,7 +125,8 @@ class Language final : public kelp::IMultiLanguageMgr {
   }
   std::string GetString(const std::string& module, const std::string& key, const std::string& language,
                         const std::string& section) override {
-    return texts[module + "/" + language + "/" + section + "/" + key];
+    const auto found = texts.find(module + "/" + language + "/" + section + "/" + key);
+    return found == texts.end() ? std::string() : found->second;
   }
 
  private:
