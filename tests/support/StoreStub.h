@@ -1,5 +1,9 @@
 #pragma once
 
+#include <list>
+#include <string>
+#include <vector>
+
 #include "OrvBase/Error.h"
 #include "impl/Evidence/EvidenceSession/IEvidenceMgrDB.h"
 
@@ -117,5 +121,15 @@ class StoreStub : public Evidence::IEvidenceMgrDB {
     return false;
   }
 };
+
+/// An error list as "id name main-sub".
+inline std::vector<std::string> ErrorTexts(const std::list<Evidence::ErrorPtr>& errors) {
+  std::vector<std::string> texts;
+  for (const auto& error : errors) {
+    texts.push_back(std::to_string(error->id) + " " + error->name + " " + std::to_string(error->main_code) + "-" +
+                    std::to_string(error->sub_code));
+  }
+  return texts;
+}
 
 }  // namespace evidence_test

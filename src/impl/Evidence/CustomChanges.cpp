@@ -50,7 +50,7 @@ OptionChanges SplitOptionChanges(const std::vector<tag_EvidenceOption_>& standin
   std::set<std::int32_t> standing_ids;
   for (const auto& option : standing)
     standing_ids.insert(option.option_id);
-  /// Where each standing option that is wanted lies in `kept`; one that is told twice stays once, as told last.
+  // Where each standing option that is wanted lies in `kept`; one that is told twice stays once, as told last.
   std::map<std::int32_t, std::size_t> place;
   for (const auto& option : wanted) {
     if (option.option_id == -1) {

@@ -1,5 +1,3 @@
-#include <algorithm>
-#include <set>
 #include <utility>
 
 #include "Common/CommonFun/TarnCommonFun.h"

@@ -130,15 +130,7 @@ class CustomManagerTest : public ::testing::Test {
     return customs;
   }
 
-  /// The error list as "id name main-sub".
-  Texts Errors() const {
-    Texts texts;
-    for (const auto& error : errors_) {
-      texts.push_back(std::to_string(error->id) + " " + error->name + " " + std::to_string(error->main_code) + "-" +
-                      std::to_string(error->sub_code));
-    }
-    return texts;
-  }
+  Texts Errors() const { return evidence_test::ErrorTexts(errors_); }
 
   /// What the cache serves as "id name/type options".
   Texts Cached(const std::string& part = "") {

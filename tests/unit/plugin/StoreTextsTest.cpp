@@ -24,8 +24,7 @@ class StoreTextsTest : public ::testing::Test {
     };
   }
 
-  /// What was sent since the last call, without sequence queries, with times replaced by NOW. TZ is UTC in tests of
-  /// offsets; here any offset reads as OFFSET.
+  /// What was sent since the last call, without sequence queries, with each time replaced by NOW.
   Texts Sent() {
     static const std::regex time(R"('\d{4}-\d\d-\d\d \d\d:\d\d:\d\d')");
     Texts texts;
