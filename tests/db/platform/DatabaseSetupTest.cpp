@@ -277,6 +277,13 @@ TEST(DatabaseSetupTest, NoIndexRefusesATextThatTheRulesAccept) {
     EXPECT_NO_THROW(app.Query("UPDATE evidence.evidence SET " + column + " = '" + text + "'" + where)) << column;
     EXPECT_EQ(app.Query("SELECT " + column + " FROM evidence.evidence" + where), (Rows{{text}})) << column;
   }
+  // The longest texts that stand in indexes do so together, too.
+  EXPECT_NO_THROW(
+      app.Query("INSERT INTO evidence.evidence (ID, evidence_begin_time, evidence_end_time, cad_id) VALUES "
+                "(100, '" +
+                Digits(1000) + "', '" + Digits(999) + "', '" + Digits(998) + "')"));
+  EXPECT_EQ(database.Query("SELECT tableoid::regclass FROM evidence.evidence WHERE ID = 100"),
+            (Rows{{"evidence.evidence_ordinary"}}));
 }
 
 TEST(DatabaseSetupTest, OutsizeRowsStandInOrderAmongTheOthers) {
