@@ -14,6 +14,7 @@ using namespace TarnPlatform::Authentication;
 
 constexpr int kRight = 0;
 constexpr int kNoUser = -1;
+constexpr int kNobodyAsked = 1;
 
 class Authentication final : public platform::IAuthenticationBackend {
  public:
@@ -40,6 +41,9 @@ class Authentication final : public platform::IAuthenticationBackend {
   bool IsEnableClientFreeze() override { return tries_->clients.on(); }
 
   bool HaveControlClientPermission(int code, int user_id) override { return HoldsControlPermission(user_id, code); }
+
+  int QueryUser(std::shared_ptr<CUserInfo>&, int) override { return kNobodyAsked; }
+  bool AESEncryptClient(std::string&, const std::string&, const std::string&) override { return false; }
 
   bool AESDecrypt(std::string& plain, const std::string& cipher, const std::string& session_id) override {
     plain.clear();

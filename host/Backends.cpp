@@ -62,7 +62,10 @@ std::string System::SystemGuid() {
   return guid;
 }
 
-class ElementApi final : public kelp::IElementApi {};
+class NoElements final : public kelp::IElementApi {
+ public:
+  bool GetElementInfo(kelp::SElementBaseInfo&, std::int32_t, std::int32_t) override { return false; }
+};
 
 class Adapter final : public kelp::IPlatformAdapterInterface {
  public:
@@ -72,12 +75,12 @@ class Adapter final : public kelp::IPlatformAdapterInterface {
   void GetClientPermissionApi(std::shared_ptr<kelp::IClientPermissionApi>& api, bool) override {
     api = parts_.permissions;
   }
-  std::shared_ptr<kelp::IElementApi> GetElementApi(bool) override { return elements_; }
+  std::shared_ptr<kelp::IElementApi> GetElementApi(bool) override { return parts_.elements; }
+  std::shared_ptr<kelp::IDeviceApi> GetDeviceApi(bool) override { return parts_.devices; }
   std::shared_ptr<kelp::ISystemAndLogAPI> GetSystemAndLogApi(bool) override { return parts_.system_and_log; }
 
  private:
   const AdapterParts parts_;
-  const std::shared_ptr<kelp::IElementApi> elements_ = std::make_shared<ElementApi>();
 };
 
 }  // namespace
@@ -90,6 +93,8 @@ std::shared_ptr<platform::ISystemBackend> MakeSystem(int server_standard, std::s
                                                      std::string aes_key) {
   return std::make_shared<System>(server_standard, std::move(executable_directory), std::move(aes_key));
 }
+
+std::shared_ptr<kelp::IElementApi> MakeElementApi() { return std::make_shared<NoElements>(); }
 
 std::shared_ptr<kelp::IPlatformAdapterInterface> MakeAdapter(AdapterParts parts) {
   return std::make_shared<Adapter>(std::move(parts));

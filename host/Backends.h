@@ -46,10 +46,15 @@ class RouteLedger final : public kelp::IMsgBus {
   std::vector<std::string> noted_;
 };
 
+/// kelp::IElementApi of a platform that has no cameras.
+std::shared_ptr<kelp::IElementApi> MakeElementApi();
+
 /// kelp::IPlatformAdapterInterface that gives the objects it was made of.
 struct AdapterParts {
   std::shared_ptr<kelp::IMsgBus> bus;
   std::shared_ptr<kelp::IClientPermissionApi> permissions;
+  std::shared_ptr<kelp::IElementApi> elements;
+  std::shared_ptr<kelp::IDeviceApi> devices;
   std::shared_ptr<kelp::ISystemAndLogAPI> system_and_log;
 };
 std::shared_ptr<kelp::IPlatformAdapterInterface> MakeAdapter(AdapterParts parts);

@@ -166,8 +166,8 @@ void Host::InstallBackends() {
   Slot<platform::ILogBackend>::Exchange(platform::MakeLogBackend());
   Slot<platform::IIncreResourceBackend>::Exchange(platform::MakeIncreResourceBackend());
   Slot<platform::IAuthenticationBackend>::Exchange(MakeAuthentication(sessions_, tries_));
-  Slot<kelp::IPlatformAdapterInterface>::Exchange(
-      MakeAdapter({ledger_, MakeClientPermissions(sessions_), platform::MakeSystemAndLogApi()}));
+  Slot<kelp::IPlatformAdapterInterface>::Exchange(MakeAdapter(
+      {ledger_, MakeClientPermissions(sessions_), MakeElementApi(), nullptr, platform::MakeSystemAndLogApi()}));
 }
 
 std::string Host::StartPlugins() {

@@ -50,6 +50,73 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   /// Closes the manager; always true. Calls that passed the entry test go on.
   bool Finalize();
 
+  // Evidence
+
+  /// Stores a new evidence with its attribute values and gives its id, which stands in `evidence` too. Failures give 0
+  /// for (0, 9820), (0, 2) without a record and (0, 1), and -1 for all others: (0, 2) for a field against its rule, (0,
+  /// 9805) for a guid that stands, (0, 120002) to (0, 120005), (0, 15) when it could not be stored. An evidence whose
+  /// values were refused by the store stands without them.
+  [[nodiscard]] std::uint32_t AddEvidence(const EvidencePtr& evidence);
+
+  /// Replaces an evidence by `evidence`, found by its id; cameras, upload and record fields stay. `record` receives
+  /// what changes, also when the change then fails. (0, 2), (0, 9804), (0, 9805), (0, 120005), (0, 15).
+  [[nodiscard]] bool UpdateEvidence(const EvidencePtr& evidence, operation_record& record);
+
+  /// Changes the status of each evidence (id and status are read). One row for each in `results`, refused or not; one
+  /// record in `records` for each status that differs. False when any was refused.
+  [[nodiscard]] bool UpdateEvidences(std::list<EvidenceErrInfoPtr>& results, const std::list<EvidencePtr>& evidences,
+                                     std::vector<operation_record>& records);
+
+  /// With cameras and attribute values, the options by their names in the table. (0, 9804) when there is no such live
+  /// evidence or it cannot be read.
+  [[nodiscard]] bool GetEvidenceByID(EvidencePtr& evidence, std::int32_t evidence_id);
+  /// Without cameras and values. An id of -1 sets (0, 2) and is looked for all the same.
+  [[nodiscard]] bool GetEvidenceByIDs(std::list<EvidencePtr>& evidences, IdList evidence_ids);
+  /// Without cameras and values; (0, 9804) when the guid is free.
+  [[nodiscard]] bool GetEvidenceByGuid(EvidencePtr& evidence, const std::string& guid);
+  /// Not bound to a store error pair of its own: what the store set stands.
+  [[nodiscard]] bool GetEvidencesCount(std::int32_t& count);
+
+  /// Marks evidences deleted, then takes away their values, links, files and labels. No compensation: after a failed
+  /// link call the evidences are gone and the files of the remaining ones stay linked.
+  [[nodiscard]] bool DelEvidences(const IdList& evidence_ids);
+
+  // Query
+
+  /// A page of the evidences that `filter` lets through, or, when `evidence_ids` is not empty, the evidences of these
+  /// ids. `page.total` receives the number before paging, `has_more` whether a row follows. Evidences with attribute
+  /// values come with cameras and options, named from the cache; the others without, leaving (0, 9804) behind. (0, 1)
+  /// without a filter.
+  [[nodiscard]] bool QueryEvidences(std::list<EvidencePtr>& evidences, page_info& page, bool& has_more,
+                                    const EvidenceFilterPtr& filter, const IdList& evidence_ids);
+
+  // Device: rules on the cameras of an evidence, ids joined by ",". Not bound to the running time.
+
+  /// Whether the fields are there that recording from cameras needs.
+  [[nodiscard]] static bool CheckEvidenceAddMode(const EvidencePtr& evidence);
+  /// Whether any camera, those of mobile devices aside, is connected by the Roamlink protocol; unknown ones are not.
+  [[nodiscard]] static bool HasRoamlinkCamera(const std::string& camera_ids);
+  /// Whether all cameras lie on one device; cameras without a device are passed over.
+  [[nodiscard]] static bool IsCamerasInSameDevice(const std::string& camera_ids);
+
+  // File
+
+  /// Links files to an evidence, or takes those with `delete_flag` 1 off it. An `id` of -1 receives a key. Refused
+  /// files stand in `failures`, then (0, 9999). (0, 9807) above 128 files.
+  [[nodiscard]] bool InsertEvidenceFiles(std::list<ErrorPtr>& failures, const std::list<EvidenceFilePtr>& files);
+  /// Takes files off an evidence; the rows stay, marked deleted.
+  [[nodiscard]] bool UpdateEvidenceFiles(std::list<ErrorPtr>& failures, const std::list<EvidenceFilePtr>& files,
+                                         std::int32_t evidence_id);
+  /// The files of an evidence, with `file_name` and `guid` when these are not empty.
+  [[nodiscard]] bool QueryEvidenceFiles(std::list<EvidenceFilePtr>& files, std::int32_t evidence_id,
+                                        const std::string& file_name, const std::string& guid);
+  /// The files of many evidences by evidence id; each holds its `id` and `evidence_id` alone.
+  [[nodiscard]] bool QueryEvidenceFiles(std::map<std::int32_t, std::list<EvidenceFilePtr>>& files,
+                                        const IdVector& evidence_ids);
+  [[nodiscard]] bool GetEvidenceFilesCount(std::int32_t& count, std::int32_t evidence_id);
+  /// The rows of these files, one for each evidence that holds them.
+  [[nodiscard]] bool GetEvidenceFileByFileID(std::list<EvidenceFilePtr>& files, const IdVector& file_ids);
+
   // Type
 
   /// The live types by id, filtered when `filter` is not null, and the page of `page`; page.total receives

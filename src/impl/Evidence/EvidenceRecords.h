@@ -236,6 +236,7 @@ using EvidenceFilePtr = std::shared_ptr<_tag_EvidenceFile_>;
 using EvidenceFilterPtr = std::shared_ptr<_tag_EvidenceFilterInfo_>;
 using FTPSettingsPtr = std::shared_ptr<_tag_FTPSettings_>;
 using ErrorPtr = std::shared_ptr<_tag_Error_>;
+using EvidenceErrInfoPtr = std::shared_ptr<_tag_EvidenceErrInfo_>;
 using UserPtr = std::shared_ptr<_tag_User_>;
 
 using IdList = std::list<std::int32_t>;
