@@ -31,6 +31,8 @@ enum ErrorSubCode : int {
   /// Some files of a batch failed.
   kSomeFilesFailed = 9999,
   /// Cameras that are to be uploaded from by WIFI lie on several devices.
+  /// A batch link body that cannot be read, or that names no files or no evidences.
+  kBadBatchLink = 10002,
   kCamerasOnSeveralDevices = 120002,
   kRoamlinkCamera = 120003,
   kTooManyEvidences = 120004,

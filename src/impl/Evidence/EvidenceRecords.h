@@ -241,5 +241,7 @@ using UserPtr = std::shared_ptr<_tag_User_>;
 
 using IdList = std::list<std::int32_t>;
 using IdVector = std::vector<std::int32_t>;
+/// Evidences with the files that are to be linked to each.
+using EvidenceFilesMap = std::map<EvidencePtr, std::list<EvidenceFilePtr>>;
 
 }  // namespace Evidence

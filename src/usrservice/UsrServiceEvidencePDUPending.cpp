@@ -1,0 +1,207 @@
+#include "usrservice/UsrServiceEvidencePDU.h"
+
+namespace Evidence {
+
+bool CEvidencePduJson::EncodeFTPSettingsGetRsp(std::string&, const std::string&, const ResponseStatus&,
+                                               const FTPSettingsPtr&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::EncodeEvidenceSettingsGetRsp(std::string&, const std::string&, const ResponseStatus&,
+                                                    const FTPSettingsPtr&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::DecodeFTPSettingsPutReq(FTPSettingsPtr&, const std::string&, const std::string&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::DecodeEvidenceSettingsPutReq(FTPSettingsPtr&, const std::string&, const std::string&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::DecodeEvidenceSceneGetReq(page_info&, const std::shared_ptr<_tag_EvidenceAttributeFilterInfo_>&,
+                                                 std::int32_t&, const std::string&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::EncodeEvidenceSceneGetRsp(std::string&, const ResponseStatus&, const page_info&,
+                                                 const std::list<EvidenceScenePtr>&, const std::list<std::int32_t>&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::DecodeEvidenceScenePutReq(std::list<EvidenceScenePtr>&, const std::string&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::EncodeEvidenceScenePutRsp(std::string&, const ResponseStatus&, const std::list<ErrorPtr>&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::EncodeEvidenceSceneIDGetRsp(std::string&, const ResponseStatus&, const EvidenceScenePtr&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::DecodeEvidenceSceneIDPutReq(EvidenceScenePtr&, const std::string&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::DecodeEvidenceOutcomeGetReq(page_info&,
+                                                   const std::shared_ptr<_tag_EvidenceAttributeFilterInfo_>&,
+                                                   std::int32_t&, const std::string&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::EncodeEvidenceOutcomeGetRsp(std::string&, const ResponseStatus&, const page_info&,
+                                                   const std::list<EvidenceOutcomePtr>&,
+                                                   const std::list<std::int32_t>&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::DecodeEvidenceOutcomePutReq(std::list<EvidenceOutcomePtr>&, const std::string&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::EncodeEvidenceOutcomePutRsp(std::string&, const ResponseStatus&, const std::list<ErrorPtr>&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::EncodeEvidenceOutcomeIDGetRsp(std::string&, const ResponseStatus&, const EvidenceOutcomePtr&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::DecodeEvidenceOutcomeIDPutReq(EvidenceOutcomePtr&, const std::string&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::DecodeAPIEvidencePUTReq(EvidenceFilesMap&, std::string&, const std::string&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::EncodeAPIEvidencePutRsp(std::string&, const ResponseStatus&, const EvidenceFilesMap&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::DecodeAPIEvidenceTypePostReq(page_info&, std::shared_ptr<_tag_EvidenceAttributeFilterInfo_>&,
+                                                    std::string&, const std::string&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::EncodeAPIEvidenceTypePostRsp(std::string&, const page_info&, const ResponseStatus&,
+                                                    const std::list<EvidenceTypePtr>&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::DecodeEvidenceCustomGetReq(std::int32_t&, const std::string&) { return Fail(kObjectMissing); }
+
+bool CEvidencePduJson::EncodeEvidenceCustomGetRsp(std::string&, const ResponseStatus&,
+                                                  const std::list<EvidenceCustomPtr>&, const std::list<std::int32_t>&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::DecodeEvidenceCustomPutReq(std::list<EvidenceCustomPtr>&, const std::string&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::EncodeEvidenceCustomPutRsp(std::string&, const ResponseStatus&) { return Fail(kObjectMissing); }
+
+bool CEvidencePduJson::EncodeEvidenceLabelGetRsp(std::string&, const ResponseStatus&, const std::string&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::EncodeEvidenceGUIDGetRsp(std::string&, const std::string&) { return Fail(kObjectMissing); }
+
+bool CEvidencePduJson::DecodeEvidencePostReq(EvidencePtr&, const std::string&, const std::string&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::EncodeEvidencePostRsp(std::string&, const ResponseStatus&, const EvidencePtr&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::DecodeEvidenceGetReq(page_info&, EvidenceFilterPtr&, std::string&, IdList&, const std::string&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::EncodeEvidenceGetRsp(std::string&, const ResponseStatus&, const page_info&, bool,
+                                            const std::list<EvidencePtr>&, const std::string&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::DecodeEvidenceDeleteReq(IdList&, std::list<UserPtr>&, const std::string&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::EncodeEvidenceDeleteRsp(std::string&, std::int32_t, std::int32_t, const std::string&,
+                                               const ResponseStatus&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::DecodeEvidencePutReq(std::list<EvidencePtr>&, const std::string&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::EncodeEvidencePutRsp(std::string&, const ResponseStatus&, const std::list<EvidenceErrInfoPtr>&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::DecodeEvidenceIDGetReq(std::string&, const std::string&) { return Fail(kObjectMissing); }
+
+bool CEvidencePduJson::EncodeEvidenceIDGetRsp(std::string&, const ResponseStatus&, const EvidencePtr&,
+                                              const std::string&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::DecodeEvidenceIDPutReq(EvidencePtr&, const std::string&) { return Fail(kObjectMissing); }
+
+bool CEvidencePduJson::DecodeEvidenceIDDeleteReq(std::list<UserPtr>&, const std::string&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::DecodeEvidenceIDFilesPostReq(std::list<EvidenceFilePtr>&, const std::string&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::EncodeEvidenceIDFilesPostRsp(std::string&, const ResponseStatus&, const std::list<ErrorPtr>&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::EncodeEvidenceIDFilesGetRsp(std::string&, const ResponseStatus&,
+                                                   const std::list<EvidenceFilePtr>&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::DecodeUnrelatedFilesGetReq(EvidenceFilterPtr&, const std::string&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::DecodeWriteEvidenceLogPostReq(std::vector<operation_record>&, const std::string&, std::int32_t,
+                                                     const std::string&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::DecodeUploadCancelReq(std::list<std::string>&, const std::string&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::EncodeUnrelatedFilesGetRsp(std::string&, const ResponseStatus&,
+                                                  const std::list<EvidenceFilePtr>&, const page_info&,
+                                                  const std::map<std::int32_t, std::int32_t>&, std::int32_t) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::DecodeEvidenceFilesDeleteReq(IdList&, const std::string&) { return Fail(kObjectMissing); }
+
+bool CEvidencePduJson::DecodeModifyEvidenceFilesDigestPutReq(std::map<std::int32_t, std::string>&, const std::string&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::EncodeEvidenceFilesRsp(std::string&, const ResponseStatus&, const std::list<ErrorPtr>&) {
+  return Fail(kObjectMissing);
+}
+
+bool CEvidencePduJson::DecodeUploadStatusGetReq(std::map<std::string, std::int32_t>&, const std::string&) {
+  return Fail(kObjectMissing);
+}
+
+}  // namespace Evidence
