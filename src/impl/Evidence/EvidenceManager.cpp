@@ -126,8 +126,8 @@ bool CEvidenceManager::Finalize() {
     type_cache_.clear();
     type_key_map_.clear();
     custom_key_map_.clear();
+    element_api_.reset();
   }
-  element_api_.reset();
   EVIDENCE_LOG(kLogProgress, "[%s]Finalize Evidence Mgr Success.[%s(%d)]");
   return true;
 }

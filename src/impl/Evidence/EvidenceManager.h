@@ -236,6 +236,47 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   /// Gives each cached built-in entry without a name of its own its localised one; the table keeps none.
   void NameBuiltInEntries();
 
+  // Evidence
+  /// The rules of a new evidence, in their order.
+  [[nodiscard]] bool CheckNewEvidence(const EvidencePtr& evidence);
+  /// Draws the key and writes the rows; what was written before a failure stays.
+  [[nodiscard]] bool StoreNewEvidence(const EvidencePtr& evidence);
+  [[nodiscard]] bool StoreChangedEvidence(const EvidencePtr& evidence);
+  [[nodiscard]] bool CheckLabels(std::int32_t evidence_id, const std::string& label_text);
+  void AddTypeChange(std::vector<change_item>& changes, std::int32_t before_id, std::int32_t after_id);
+  /// One evidence of a status batch; `standing` receives it as it stood, or null.
+  [[nodiscard]] bool ChangeStatus(EvidencePtr& standing, const _tag_Evidence_& wanted,
+                                  std::vector<operation_record>& records);
+  /// Takes the files of `evidence_id` off it. `files` and `file_ids` hold those of the evidences before, too: each call
+  /// to the file manager names them all.
+  [[nodiscard]] bool UnlinkAllFiles(std::int32_t evidence_id, std::list<EvidenceFilePtr>& files, IdVector& file_ids);
+
+  // Query
+  /// Fills the cameras that the platform knows.
+  void ResolveCameras(_tag_Evidence_& evidence);
+  void AddValues(_tag_Evidence_& evidence, const std::list<EvidenceCustomPtr>& values);
+  void AddValuesFromCache(const std::list<EvidencePtr>& evidences);
+
+  // Device
+  [[nodiscard]] static bool NeedsOneDevice(const _tag_Evidence_& evidence);
+
+  // File
+  /// Files of one batch that passed its checks.
+  struct FileBatch {
+    std::list<EvidenceFilePtr> to_insert;
+    IdList to_delete;
+    std::int32_t evidence_id = -1;  ///< of the last file: link calls name it
+  };
+  /// False with the pair when the batch as a whole is refused.
+  [[nodiscard]] bool CheckFileBatch(const std::list<EvidenceFilePtr>& files);
+  /// Decides what becomes of one file; false with the pair when it is refused.
+  [[nodiscard]] bool SortFile(FileBatch& batch, const EvidenceFilePtr& file);
+  /// Gives a key to each new file that has none; those that get none go to `failures`.
+  void DrawFileKeys(std::list<ErrorPtr>& failures, std::list<EvidenceFilePtr>& files);
+  /// APILinkFile, judged by its own failures, which join those that stand.
+  [[nodiscard]] bool LinkBatch(std::list<ErrorPtr>& failures, const IdVector& file_ids, std::int32_t evidence_id,
+                               std::int32_t operation);
+
   // Type
   [[nodiscard]] std::list<EvidenceTypePtr> CopyCachedEvidenceTypes();
   void CacheInsertEvidenceTypes(const std::list<EvidenceTypePtr>& types);
@@ -272,7 +313,7 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   std::mutex cache_lock_;
   const std::shared_ptr<IEvidenceMgrDB> store_;
   std::atomic<bool> not_running_{true};
-  std::shared_ptr<kelp::IElementApi> element_api_;  ///< set while running
+  std::shared_ptr<kelp::IElementApi> element_api_;  ///< guarded by cache_lock_; set while running
   std::int32_t upload_thread_count_;
   std::string upload_loop_key_;
   /// Serialises the operations that write files, their call to the file manager included.
