@@ -183,6 +183,9 @@ class CEvidencePduJson final : public IEvidencePdu, public Orv::Base::CNoncopyab
   /// The bare envelope.
   bool EncodeRspBase(std::string& response, const ResponseStatus& status);
 
+  /// Null with (0, 1) when it is gone.
+  std::shared_ptr<CEvidenceUserInterface> LockUserInterface() const;
+
   /// Gives the record the names of its type and its creator that hold now; a name that cannot be had stays. Any
   /// failure leaves its pair in the last error.
   void UpdateEvidenceInfo(const EvidencePtr& evidence);
