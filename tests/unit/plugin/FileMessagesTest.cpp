@@ -104,7 +104,8 @@ TEST_F(FileMessagesTest, OlderHistoryEntry) {
   const auto& r = records.back();
   EXPECT_EQ(Fields(r.evidence_id, r.user_name, r.user_ip, r.operation_type), "11 alice 10.0.0.7 4");
   ASSERT_EQ(r.change_items.size(), 1U);
-  EXPECT_EQ(Fields(r.change_items[0].mod_type, r.change_items[0].before_mod), "-1 a.mp4");
+  const auto& item = r.change_items[0];
+  EXPECT_EQ(Fields(item.mod_type, item.file_name, item.before_mod), "-1 a.mp4 a.mp4");
   EXPECT_FALSE(pdu_.DecodeWriteEvidenceLogPostReq(records, "", 11, body));
   EXPECT_EQ(GetLastError(), ErrorCode(0, 200));
   EXPECT_EQ(records.size(), 2U);
