@@ -3,6 +3,7 @@
 #include <string>
 #include <utility>
 
+#include "Accounts.h"
 #include "SealedText.h"
 #include "Secrets.h"
 #include "Users.h"
@@ -41,6 +42,14 @@ class Authentication final : public platform::IAuthenticationBackend {
 
   bool HaveControlClientPermission(int code, int user_id) override { return HoldsControlPermission(user_id, code); }
 
+  int QueryUser(std::shared_ptr<CUserInfo>& out, int user_id) override { return accounts_.Query(out, user_id); }
+
+  bool AESEncryptClient(std::string& cipher, const std::string& plain, const std::string& session_id) override {
+    cipher.clear();
+    const auto session = sessions_->Find(session_id);
+    return session && SealText(cipher, plain, session->key);
+  }
+
   bool AESDecrypt(std::string& plain, const std::string& cipher, const std::string& session_id) override {
     plain.clear();
     const auto session = sessions_->Find(session_id);
@@ -53,6 +62,7 @@ class Authentication final : public platform::IAuthenticationBackend {
 
   const std::shared_ptr<const Sessions> sessions_;
   const std::shared_ptr<LoginTries> tries_;
+  Accounts accounts_;
 };
 
 int Authentication::Refusal(const CLoginRequest& request, std::string& password) {

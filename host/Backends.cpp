@@ -62,8 +62,6 @@ std::string System::SystemGuid() {
   return guid;
 }
 
-class ElementApi final : public kelp::IElementApi {};
-
 class Adapter final : public kelp::IPlatformAdapterInterface {
  public:
   explicit Adapter(AdapterParts parts) : parts_(std::move(parts)) {}
@@ -72,12 +70,12 @@ class Adapter final : public kelp::IPlatformAdapterInterface {
   void GetClientPermissionApi(std::shared_ptr<kelp::IClientPermissionApi>& api, bool) override {
     api = parts_.permissions;
   }
-  std::shared_ptr<kelp::IElementApi> GetElementApi(bool) override { return elements_; }
+  std::shared_ptr<kelp::IElementApi> GetElementApi(bool) override { return parts_.elements; }
+  std::shared_ptr<kelp::IDeviceApi> GetDeviceApi(bool) override { return parts_.devices; }
   std::shared_ptr<kelp::ISystemAndLogAPI> GetSystemAndLogApi(bool) override { return parts_.system_and_log; }
 
  private:
   const AdapterParts parts_;
-  const std::shared_ptr<kelp::IElementApi> elements_ = std::make_shared<ElementApi>();
 };
 
 }  // namespace

@@ -50,6 +50,8 @@ class RouteLedger final : public kelp::IMsgBus {
 struct AdapterParts {
   std::shared_ptr<kelp::IMsgBus> bus;
   std::shared_ptr<kelp::IClientPermissionApi> permissions;
+  std::shared_ptr<kelp::IElementApi> elements;
+  std::shared_ptr<kelp::IDeviceApi> devices;
   std::shared_ptr<kelp::ISystemAndLogAPI> system_and_log;
 };
 std::shared_ptr<kelp::IPlatformAdapterInterface> MakeAdapter(AdapterParts parts);

@@ -17,7 +17,7 @@ Sessions::Sessions(std::chrono::minutes idle, std::size_t limit, std::function<C
 
 Sessions::Opened Sessions::Open(UserRecord user, const std::string& client_address) {
   Opened opened{RandomHex(kSecretBytes), RandomHex(kSecretBytes)};
-  auto seen = std::make_shared<TarnPlatform::Authentication::CUserSession>(user.name, client_address,
+  auto seen = std::make_shared<TarnPlatform::Authentication::CUserSession>(user.id, user.name, client_address,
                                                                            static_cast<int>(ClientKind::kWeb));
   auto session = std::make_shared<const Session>(Session{std::move(user), opened.key, std::move(seen)});
   const auto now = now_();

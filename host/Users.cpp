@@ -1,9 +1,8 @@
 #include "Users.h"
 
-#include "KelpPlatform/DBManager.h"
+#include "Database.h"
 #include "KelpUtils/StringFunctions.h"
 #include "OrvBase/StringUtil.h"
-#include "RealBackends.h"
 #include "Secrets.h"
 
 namespace host {
@@ -13,19 +12,6 @@ namespace StringUtil = Orv::Base::StringUtil;
 using Permissions = std::set<std::pair<ClientKind, int>>;
 
 constexpr std::size_t kGeneratedPasswordBytes = 12;
-constexpr char kNoAnswer[] = "the database does not answer, or refuses the statement";
-
-/// The text as an SQL literal.
-std::string Quoted(const std::string& text) { return "'" + StringUtil::StringReplace(text, "'", "''") + "'"; }
-
-bool Query(const std::string& sql, const kelp::IDBManager::RowReader& reader) {
-  return kelp::IDBManager::Instance()->ExecuteQuery(platform::kPlatformDbId, kelp::IDBManager::kConfigClass, sql,
-                                                    reader);
-}
-
-bool Execute(const std::string& sql) {
-  return kelp::IDBManager::Instance()->ExecuteNoQuery(platform::kPlatformDbId, kelp::IDBManager::kConfigClass, sql);
-}
 
 UserRecord ReadUser(const kelp::IDBResultSet& row) {
   return {row.GetInt("id"), row.GetString("name"), row.GetString("super_user") == "t", {}};
@@ -35,9 +21,10 @@ std::pair<ClientKind, int> ReadPermission(const kelp::IDBResultSet& row) {
   return {ClientKind{row.GetInt("kind")}, row.GetInt("code")};
 }
 
+const UserRecord kNoUser{-1, {}, false, {}};
+
 struct Account {
-  /// -1 when there is no such user.
-  UserRecord user{-1, {}, false, {}};
+  UserRecord user = kNoUser;
   std::string hash;
   bool enabled = false;
 };
@@ -95,6 +82,13 @@ PasswordOutcome CheckPassword(const std::string& name, const std::string& passwo
   // What can be no user's name is known to everybody, and need not cost the time of a hash.
   if (!IsUserName(name) || !PasswordMatches(password, account.hash)) return PasswordOutcome::kWrong;
   return account.enabled ? PasswordOutcome::kRight : PasswordOutcome::kDisabled;
+}
+
+constexpr char kSqlFindUser[] = "SELECT id, name, super_user FROM platform.users WHERE id = %d";
+
+bool FindUser(int user_id, UserRecord& user) {
+  return Query(StringUtil::str_fmt(kSqlFindUser, user_id),
+               [&user](kelp::IDBResultSet* rows) { user = rows->IsEof() ? kNoUser : ReadUser(*rows); });
 }
 
 constexpr char kSqlFindPermissions[] = "SELECT kind, code FROM platform.permissions WHERE granted AND user_id = %d";

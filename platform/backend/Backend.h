@@ -36,6 +36,8 @@ class IAuthenticationBackend {
   virtual int UserTriesLeft(int user_id, const std::string& user_name) = 0;
   virtual bool IsEnableClientFreeze() = 0;
   virtual bool HaveControlClientPermission(int code, int user_id) = 0;
+  virtual int QueryUser(std::shared_ptr<TarnPlatform::Authentication::CUserInfo>& out, int user_id) = 0;
+  virtual bool AESEncryptClient(std::string& cipher, const std::string& plain, const std::string& session) = 0;
   virtual bool AESDecrypt(std::string& plain, const std::string& cipher, const std::string& session) = 0;
 };
 

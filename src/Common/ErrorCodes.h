@@ -22,10 +22,21 @@ enum ErrorSubCode : int {
   kEncryptionFailed = 252,
   kDecryptionFailed = 253,
   kEvidenceNotFound = 9804,
+  kEvidenceRepeated = 9805,
+  kTooManyFiles = 9807,
   kTypeNameRepeated = 9808,
   kTypeNotFound = 9809,
   kTooManyTypes = 9810,
   kNotRunning = 9820,
+  /// Some files of a batch failed.
+  kSomeFilesFailed = 9999,
+  /// Cameras that are to be uploaded from by WIFI lie on several devices.
+  /// A batch link body that cannot be read, or that names no files or no evidences.
+  kBadBatchLink = 10002,
+  kCamerasOnSeveralDevices = 120002,
+  kRoamlinkCamera = 120003,
+  kTooManyEvidences = 120004,
+  kTooManyLabels = 120005,
   kCustomNotFound = 120010,
   /// Too many attributes, or too many options on one.
   kTooManyCustoms = 120012,

@@ -31,12 +31,14 @@ inline std::string QualifiedFunctionName(std::string_view signature) {
 
 /// Writes one log line. `text` is one literal that begins with "[%s]" for the function and ends with
 /// "[%s(%d)]" for the source position; the arguments between follow it.
-#define EVIDENCE_LOG(level, text, ...)                                                                         \
-  do {                                                                                                         \
-    if (Orv::Base::details::IsLogLevelOn(level)) {                                                             \
-      Orv::Base::details::ITarnFormatLog(                                                                      \
-          level, ::Evidence::kLogTag, text,                                                                    \
-          ::Evidence::QualifiedFunctionName(__PRETTY_FUNCTION__).c_str() __VA_OPT__(, ) __VA_ARGS__, __FILE__, \
-          __LINE__);                                                                                           \
-    }                                                                                                          \
+#define EVIDENCE_LOG(level, text, ...) EVIDENCE_TAGGED_LOG(::Evidence::kLogTag, level, text __VA_OPT__(, ) __VA_ARGS__)
+
+/// The same under another tag.
+#define EVIDENCE_TAGGED_LOG(tag, level, text, ...)                                                                     \
+  do {                                                                                                                 \
+    if (Orv::Base::details::IsLogLevelOn(level)) {                                                                     \
+      Orv::Base::details::ITarnFormatLog(                                                                              \
+          level, tag, text, ::Evidence::QualifiedFunctionName(__PRETTY_FUNCTION__).c_str() __VA_OPT__(, ) __VA_ARGS__, \
+          __FILE__, __LINE__);                                                                                         \
+    }                                                                                                                  \
   } while (false)

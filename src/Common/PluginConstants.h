@@ -8,6 +8,7 @@ inline constexpr char kPluginId[] = "casefile.s";
 inline constexpr char kMessageLoopKey[] = "Evidence.Msg";
 /// Tag of every log line but those of the device and task side.
 inline constexpr char kLogTag[] = "casefile.s.evidence";
+inline constexpr char kDeviceLogTag[] = "casefile.s.taskcenter";
 
 /// Paths this plugin publishes to other plugins.
 inline constexpr char kApiEvidence[] = "/API/Evidence/V1/Evidence";

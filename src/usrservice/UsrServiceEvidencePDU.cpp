@@ -4,6 +4,12 @@
 
 namespace Evidence {
 
+std::shared_ptr<CEvidenceUserInterface> CEvidencePduJson::LockUserInterface() const {
+  auto user_interface = user_interface_.lock();
+  if (!user_interface) Orv::Base::Error::SetLastError({0, kObjectMissing});
+  return user_interface;
+}
+
 bool CEvidencePduJson::EncodeRspBase(std::string& response, const ResponseStatus& status) {
   const auto envelope = PduFrame::NewEnvelope(status);
   if (!envelope) {

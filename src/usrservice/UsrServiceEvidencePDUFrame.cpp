@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Common/NewRecord.h"
+#include "Common/TextList.h"
 
 namespace Evidence::PduFrame {
 namespace {
@@ -35,8 +36,33 @@ void AddSigned(const NodePtr& parent, const std::string& name, std::int32_t valu
   AddNumber(parent, name, std::to_string(value));
 }
 
+void AddOptionalId(const NodePtr& parent, const std::string& name, std::int32_t value) {
+  (value == -1 ? AddSigned : AddUnsigned)(parent, name, value);
+}
+
 void AddText(const NodePtr& parent, const std::string& name, const std::string& value) {
   parent->AddChild(name, value, 0);
+}
+
+void AddError(const NodePtr& entry, std::int32_t main_code, std::int32_t sub_code) {
+  const auto error = AddObject(entry, "Error");
+  AddUnsigned(error, "ErrorModule", main_code);
+  AddUnsigned(error, "ErrorCode", sub_code);
+}
+
+void AddEvidenceHead(const NodePtr& node, const _tag_Evidence_& evidence, decltype(AddUnsigned)& add_type_id) {
+  AddUnsigned(node, "ID", evidence.id);
+  AddText(node, "Guid", evidence.guid);
+  AddText(node, "Name", evidence.name);
+  const auto type = AddObject(node, "EvidenceType");
+  add_type_id(type, "ID", evidence.evidence_type.type_id);
+  if (evidence.evidence_type.type_id != 0) AddText(type, "Name", evidence.evidence_type.type_name);
+  AddText(node, "Desc", evidence.evidence_desc);
+  AddUnsigned(node, "Status", evidence.evidence_status);
+  const auto creator = AddObject(node, "Creator");
+  AddUnsigned(creator, "ID", evidence.create_user.id);
+  AddText(creator, "Name", evidence.create_user.name);
+  AddText(node, "CreateTime", evidence.create_time);
 }
 
 NodePtr NewEnvelope(const ResponseStatus& status) {
@@ -58,6 +84,13 @@ ResponseStatus BatchStatus(const ResponseStatus& status, const std::list<ErrorPt
   const bool refused =
       std::ranges::any_of(errors, [](const ErrorPtr& error) { return error->main_code != 0 || error->sub_code != 0; });
   return refused ? ResponseStatus{0, kSomeEntriesFailed, {}} : status;
+}
+
+IdList ReadIds(const kelp::CRapidJsonProto& proto, const std::string& path) {
+  IdList ids;
+  for (const auto& piece : SplitText(proto.get_v(path, std::string()), ','))
+    ids.push_back(ExtractDecimal(piece));
+  return ids;
 }
 
 }  // namespace Evidence::PduFrame

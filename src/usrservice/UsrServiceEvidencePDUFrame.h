@@ -9,6 +9,7 @@
 #include "Common/EvidenceLog.h"
 #include "Common/NewRecord.h"
 #include "KelpUtils/RapidJsonProto.h"
+#include "OrvBase/StringUtil.h"
 #include "OrvProto/JsonNode.h"
 #include "usrservice/IEvidencePdu.h"
 
@@ -24,7 +25,15 @@ NodePtr AddElement(const NodePtr& parent, const std::string& name);
 /// The 32 bits as an unsigned number: -1 is written as 4294967295.
 void AddUnsigned(const NodePtr& parent, const std::string& name, std::int32_t value);
 void AddSigned(const NodePtr& parent, const std::string& name, std::int32_t value);
+/// An id that may be missing: -1 is written as -1, every other value as an unsigned number.
+void AddOptionalId(const NodePtr& parent, const std::string& name, std::int32_t value);
 void AddText(const NodePtr& parent, const std::string& name, const std::string& value);
+
+/// `Error` with its two codes, of one refused entry.
+void AddError(const NodePtr& entry, std::int32_t main_code, std::int32_t sub_code);
+
+/// What every answer tells of an evidence, up to `CreateTime`. `add_type_id` writes the type's id.
+void AddEvidenceHead(const NodePtr& node, const _tag_Evidence_& evidence, decltype(AddUnsigned)& add_type_id);
 
 /// The envelope with its two codes; null when there is no memory for it.
 NodePtr NewEnvelope(const ResponseStatus& status);
@@ -35,16 +44,32 @@ bool Render(const NodePtr& envelope, std::string& response);
 /// `status`, or (0, 99999) in its place when any entry holds a code.
 ResponseStatus BatchStatus(const ResponseStatus& status, const std::list<ErrorPtr>& errors);
 
+/// Calls `read` with the path of each element, "list[1]/" the first, of the list at `list_path`.
+template <class Read>
+void ForEachElement(const kelp::CRapidJsonProto& proto, const std::string& list_path, Read read) {
+  const int count = proto.get_cnt(list_path);
+  for (int n = 1; n <= count; ++n)
+    read(list_path + Orv::Base::StringUtil::str_fmt("[%d]/", n));
+}
+
+/// The ids of a comma list; a piece that is no number is 0.
+IdList ReadIds(const kelp::CRapidJsonProto& proto, const std::string& path);
+
 }  // namespace Evidence::PduFrame
 
-/// Opens a decoder: declares `proto`, holding the parsed `body`, or leaves the function with false and
-/// (0, 2). `word` is the name that the decoder's log line carries, as one literal.
+/// Opens a decoder: declares `proto`, or leaves the function with false and (0, 2). `word` is the name that
+/// the decoder's log line carries, as one literal.
+#define EVIDENCE_NEW_PROTO(proto, word)                                                   \
+  const auto proto = ::Evidence::NewRecord<kelp::CRapidJsonProto>();                      \
+  if (!proto) {                                                                           \
+    EVIDENCE_LOG(::Evidence::kLogFailure, "[%s]" word " failed, proto is null![%s(%d)]"); \
+    return ::Evidence::Fail(::Evidence::kBadInput);                                       \
+  }                                                                                       \
+  static_assert(true)
+
+/// The same with the parsed `body` in it.
 #define EVIDENCE_PARSE_BODY(proto, word, body)                                             \
-  const auto proto = ::Evidence::NewRecord<kelp::CRapidJsonProto>();                       \
-  if (!proto) {                                                                            \
-    EVIDENCE_LOG(::Evidence::kLogFailure, "[%s]" word " failed, proto is null![%s(%d)]");  \
-    return ::Evidence::Fail(::Evidence::kBadInput);                                        \
-  }                                                                                        \
+  EVIDENCE_NEW_PROTO(proto, word);                                                         \
   if (!proto->set_str(body)) {                                                             \
     EVIDENCE_LOG(::Evidence::kLogFailure, "[%s]Data Parse failed, data invalid![%s(%d)]"); \
     return ::Evidence::Fail(::Evidence::kBadInput);                                        \

@@ -91,12 +91,4 @@ bool CEvidencePduJson::DecodeEvidenceTypeIDPutReq(EvidenceTypePtr& type, const s
   return true;
 }
 
-bool CEvidencePduJson::EncodeEvidenceTypeIDPutRsp(std::string& response, const ResponseStatus& status) {
-  return EncodeRspBase(response, status);
-}
-
-bool CEvidencePduJson::EncodeEvidenceTypeIDDeleteRsp(std::string& response, const ResponseStatus& status) {
-  return EncodeRspBase(response, status);
-}
-
 }  // namespace Evidence

@@ -25,6 +25,8 @@ class AuthenticationStub : public platform::IAuthenticationBackend {
   int UserTriesLeft(int, const std::string&) override { return 0; }
   bool IsEnableClientFreeze() override { return true; }
   bool HaveControlClientPermission(int, int) override { return false; }
+  int QueryUser(std::shared_ptr<TarnPlatform::Authentication::CUserInfo>&, int) override { return 202; }
+  bool AESEncryptClient(std::string&, const std::string&, const std::string&) override { return false; }
   bool AESDecrypt(std::string&, const std::string&, const std::string&) override { return false; }
 };
 

@@ -14,7 +14,7 @@ class OneSession final : public AuthenticationStub {
  public:
   std::shared_ptr<TarnPlatform::Authentication::CUserSession> FindSession(const std::string& session) override {
     if (session != kSession) return nullptr;
-    return std::make_shared<TarnPlatform::Authentication::CUserSession>("alice", "10.0.0.7", 1);
+    return std::make_shared<TarnPlatform::Authentication::CUserSession>(7, "alice", "10.0.0.7", 1);
   }
 };
 
@@ -26,16 +26,18 @@ class EveryPermission final : public kelp::IClientPermissionApi {
 
 class Adapter final : public kelp::IPlatformAdapterInterface {
  public:
-  explicit Adapter(std::shared_ptr<kelp::IMsgBus> bus) : bus_(std::move(bus)) {}
+  Adapter(std::shared_ptr<kelp::IMsgBus> bus, std::shared_ptr<ElementsStub> elements)
+      : bus_(std::move(bus)), elements_(std::move(elements)) {}
   void GetMsgBus(std::shared_ptr<kelp::IMsgBus>& bus, bool) override { bus = bus_; }
   void GetClientPermissionApi(std::shared_ptr<kelp::IClientPermissionApi>& api, bool) override { api = permissions_; }
   std::shared_ptr<kelp::IElementApi> GetElementApi(bool) override { return elements_; }
+  std::shared_ptr<kelp::IDeviceApi> GetDeviceApi(bool) override { return elements_; }
   std::shared_ptr<kelp::ISystemAndLogAPI> GetSystemAndLogApi(bool) override { return system_and_log_; }
 
  private:
   const std::shared_ptr<kelp::IMsgBus> bus_;
   const std::shared_ptr<kelp::IClientPermissionApi> permissions_ = std::make_shared<EveryPermission>();
-  const std::shared_ptr<kelp::IElementApi> elements_ = std::make_shared<kelp::IElementApi>();
+  const std::shared_ptr<ElementsStub> elements_;
   const std::shared_ptr<kelp::ISystemAndLogAPI> system_and_log_ = platform::MakeSystemAndLogApi();
 };
 
@@ -57,7 +59,7 @@ RunningPlugin::RunningPlugin()
     : db_slot_(platform::MakePostgresDBManager({.connection = Postgres().AppConnection()})),
       authentication_slot_(std::make_shared<OneSession>()),
       system_slot_(std::make_shared<InstalledSystem>(aes_key_)),
-      adapter_slot_(std::make_shared<Adapter>(routes_)) {
+      adapter_slot_(std::make_shared<Adapter>(routes_, elements_)) {
   platform::SetLogThreshold(1);
   if (!kelp::IDBManager::Instance()->Initialize(platform::kPlatformDbId, 4, 4, true) || !module_.Initialize()) {
     throw std::runtime_error("the plugin did not start");

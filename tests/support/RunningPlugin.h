@@ -7,6 +7,7 @@
 #include "KelpPlatform/MsgBus.h"
 #include "RealBackends.h"
 #include "impl/Evidence/EvidenceModule.h"
+#include "support/ElementsStub.h"
 #include "support/LogRecorder.h"
 
 namespace evidence_test {
@@ -38,6 +39,8 @@ class RunningPlugin {
   /// The platform's key from here on; not while a request runs.
   void SetAesKey(const std::string& key) { *aes_key_ = key; }
 
+  /// What the platform knows of cameras; not to be changed while a request runs.
+  ElementsStub& Elements() const { return *elements_; }
   LogRecorder& Log() const { return *log_; }
   /// The texts the database got since the last call, in order.
   std::vector<std::string> TakeStatements() const;
@@ -45,6 +48,7 @@ class RunningPlugin {
  private:
   const std::shared_ptr<LogRecorder> log_ = std::make_shared<LogRecorder>();
   const std::shared_ptr<std::string> aes_key_ = std::make_shared<std::string>("0123456789abcdef");
+  const std::shared_ptr<ElementsStub> elements_ = std::make_shared<ElementsStub>();
   const std::shared_ptr<platform::IRouteTable> routes_ = platform::MakeRouteTable();
   platform::ScopedBackend<platform::ILogSink> log_slot_{log_};
   platform::ScopedBackend<kelp::IDBManager> db_slot_;

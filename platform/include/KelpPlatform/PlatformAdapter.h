@@ -19,10 +19,54 @@ class IClientPermissionApi {
   [[nodiscard]] virtual bool HaveCSClientPermission(const std::string& session, int code) = 0;
 };
 
-/// Cameras and other elements.
+/// A device that elements belong to.
+struct SDeviceBaseInfo {
+  std::int32_t device_id = -1;
+  /// kMobileDevice is told apart by rules; the other kinds are the platform's own.
+  std::int32_t device_type = -1;
+  std::string device_name;
+};
+
+/// `device_type` of a mobile surveillance device.
+inline constexpr std::int32_t kMobileDevice = 2026;
+
+/// A camera or another element of a device.
+struct SElementBaseInfo {
+  std::int32_t element_id = -1;
+  std::string element_name;
+  /// -1 when the element lies on no device.
+  std::int32_t element_device_id = -1;
+  /// Empty when the element lies on no device or its device is not known.
+  std::shared_ptr<SDeviceBaseInfo> device_base;
+};
+
+/// Cameras and other elements. Answers come from memory, on any thread.
 class IElementApi {
  public:
   virtual ~IElementApi() = default;
+
+  /// False, with `out` untouched, when there is no such element. `reserved` is always 0.
+  [[nodiscard]] virtual bool GetElementInfo(SElementBaseInfo& out, std::int32_t element_id, std::int32_t reserved) = 0;
+};
+
+/// A device as it is connected.
+class IDeviceObject {
+ public:
+  virtual ~IDeviceObject() = default;
+  [[nodiscard]] virtual std::int32_t GetProtocolType() = 0;
+};
+
+/// `GetProtocolType` of the Roamlink protocol.
+inline constexpr std::int32_t kRoamlinkProtocol = 3;
+
+/// Devices. Answers come from memory, on any thread.
+class IDeviceApi {
+ public:
+  virtual ~IDeviceApi() = default;
+
+  /// Empty when there is no device of that id and type.
+  [[nodiscard]] virtual std::shared_ptr<IDeviceObject> GetDeviceObject(std::int32_t device_id,
+                                                                       std::int32_t device_type) = 0;
 };
 
 /// Change versions of dictionaries, and the platform's log of failed operations.
@@ -52,6 +96,7 @@ class IPlatformAdapterInterface {
   virtual void GetMsgBus(std::shared_ptr<IMsgBus>& bus, bool wait) = 0;
   virtual void GetClientPermissionApi(std::shared_ptr<IClientPermissionApi>& api, bool wait) = 0;
   [[nodiscard]] virtual std::shared_ptr<IElementApi> GetElementApi(bool wait) = 0;
+  [[nodiscard]] virtual std::shared_ptr<IDeviceApi> GetDeviceApi(bool wait) = 0;
   [[nodiscard]] virtual std::shared_ptr<ISystemAndLogAPI> GetSystemAndLogApi(bool wait) = 0;
 };
 

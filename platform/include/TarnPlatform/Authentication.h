@@ -11,18 +11,46 @@ namespace TarnPlatform::Authentication {
 /// What is known of a logged-in user. Immutable once handed out.
 class CUserSession {
  public:
-  CUserSession(std::string user_name, std::string client_address, int client_type)
-      : user_name_(std::move(user_name)), client_address_(std::move(client_address)), client_type_(client_type) {}
+  CUserSession(int user_id, std::string user_name, std::string client_address, int client_type)
+      : user_id_(user_id),
+        user_name_(std::move(user_name)),
+        client_address_(std::move(client_address)),
+        client_type_(client_type) {}
 
+  int GetValUserID() const { return user_id_; }
   const std::string& GetValUserName() const { return user_name_; }
   /// The address the client's requests come from.
   const std::string& GetValClientAddress() const { return client_address_; }
+  /// The address that the login came from.
+  const std::string& GetValLoginAddress() const { return client_address_; }
   int GetValClientType() const { return client_type_; }
 
  private:
+  int user_id_;
   std::string user_name_;
   std::string client_address_;
   int client_type_;
+};
+
+/// Values of GetValUserType. An account that a directory outside keeps is a kDirectoryUser whatever it may do.
+inline constexpr int kSuperUser = 1;
+inline constexpr int kOrdinaryUser = 2;
+inline constexpr int kDirectoryUser = 3;
+
+/// An account. Immutable once handed out.
+class CUserInfo {
+ public:
+  CUserInfo(int user_id, std::string user_name, int user_type)
+      : user_id_(user_id), user_name_(std::move(user_name)), user_type_(user_type) {}
+
+  int GetValUserID() const { return user_id_; }
+  const std::string& GetValUserName() const { return user_name_; }
+  int GetValUserType() const { return user_type_; }
+
+ private:
+  int user_id_;
+  std::string user_name_;
+  int user_type_;
 };
 
 /// Error codes of a refused login.
@@ -115,6 +143,15 @@ PLATFORM_API void AddLoginFailCount(const std::string& client_address);
 
 /// Whether the user may use `code` in a control client; a super user may use every one.
 [[nodiscard]] PLATFORM_API bool HaveControlClientPermission(int code, int user_id);
+
+/// The account with that id: 0, or 202 for an unknown id, 15 when it could not be read, 1 when nobody can be asked,
+/// with `out` emptied. Answers come from memory and may be a few seconds old.
+[[nodiscard]] PLATFORM_API int Query(std::shared_ptr<CUserInfo>& out, int user_id);
+
+/// Enciphers a text under the session's key, for its client to open. False, with `cipher` emptied, when the session is
+/// unknown. `reserved` is always 0.
+[[nodiscard]] PLATFORM_API bool AESEncryptClient(std::string& cipher, const std::string& plain,
+                                                 const std::string& session, int reserved);
 
 /// Opens a text that the client enciphered under its session's key. False, with `plain` emptied, when the session is
 /// unknown or the text is none of its making.

@@ -51,6 +51,7 @@ struct NoAdapter final : kelp::IPlatformAdapterInterface {
   void GetMsgBus(std::shared_ptr<kelp::IMsgBus>& bus, bool) override { bus.reset(); }
   void GetClientPermissionApi(std::shared_ptr<kelp::IClientPermissionApi>& api, bool) override { api.reset(); }
   std::shared_ptr<kelp::IElementApi> GetElementApi(bool) override { return nullptr; }
+  std::shared_ptr<kelp::IDeviceApi> GetDeviceApi(bool) override { return nullptr; }
   std::shared_ptr<kelp::ISystemAndLogAPI> GetSystemAndLogApi(bool) override { return nullptr; }
 };
 
@@ -159,6 +160,16 @@ bool IsEnableClientFreeze() {
 
 bool HaveControlClientPermission(int code, int user_id) {
   return AskBackend(false, [&](auto& backend) { return backend.HaveControlClientPermission(code, user_id); });
+}
+
+int Query(std::shared_ptr<CUserInfo>& out, int user_id) {
+  out.reset();
+  return AskBackend(kNoBackend, [&](auto& backend) { return backend.QueryUser(out, user_id); });
+}
+
+bool AESEncryptClient(std::string& cipher, const std::string& plain, const std::string& session, int /*reserved*/) {
+  cipher.clear();
+  return AskBackend(false, [&](auto& backend) { return backend.AESEncryptClient(cipher, plain, session); });
 }
 
 bool AESDecrypt(std::string& plain, const std::string& cipher, const std::string& session) {

@@ -50,6 +50,75 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   /// Closes the manager; always true. Calls that passed the entry test go on.
   bool Finalize();
 
+  // Evidence
+
+  /// Stores a new evidence with its attribute values and gives its id, which stands in `evidence` too. Failures give 0
+  /// for (0, 9820), (0, 2) without a record and (0, 1), and -1 for all others: (0, 2) for a field against its rule, (0,
+  /// 9805) for a guid that stands, (0, 120002) to (0, 120005), (0, 15) when it could not be stored. An evidence whose
+  /// values were refused by the store stands without them.
+  [[nodiscard]] std::uint32_t AddEvidence(const EvidencePtr& evidence);
+
+  /// Replaces an evidence by `evidence`, found by its id; cameras, upload and record fields stay. `record` receives
+  /// what changes, also when the change then fails. (0, 2), (0, 9804), (0, 9805), (0, 120005), (0, 15).
+  [[nodiscard]] bool UpdateEvidence(const EvidencePtr& evidence, operation_record& record);
+
+  /// Changes the status of each evidence (id and status are read). One row for each in `results`, refused or not; one
+  /// record in `records` for each status that differs. False when any was refused, or (0, 2) when they are more than
+  /// Limits::kChangedEvidences.
+  [[nodiscard]] bool UpdateEvidences(std::list<EvidenceErrInfoPtr>& results, const std::list<EvidencePtr>& evidences,
+                                     std::vector<operation_record>& records);
+
+  /// With cameras and attribute values, the options by their names in the table. (0, 9804) when there is no such live
+  /// evidence or it cannot be read.
+  [[nodiscard]] bool GetEvidenceByID(EvidencePtr& evidence, std::int32_t evidence_id);
+  /// Without cameras and values. An id of -1 sets (0, 2) and is looked for all the same.
+  [[nodiscard]] bool GetEvidenceByIDs(std::list<EvidencePtr>& evidences, IdList evidence_ids);
+  /// Without cameras and values; (0, 9804) when the guid is free.
+  [[nodiscard]] bool GetEvidenceByGuid(EvidencePtr& evidence, const std::string& guid);
+  /// Not bound to a store error pair of its own: what the store set stands.
+  [[nodiscard]] bool GetEvidencesCount(std::int32_t& count);
+
+  /// Marks evidences deleted, then takes away their values, links, files and labels. No compensation: after a failed
+  /// link call the evidences are gone and the files of the remaining ones stay linked.
+  /// An id that is repeated counts once. More than Limits::kChangedEvidences are (0, 2).
+  [[nodiscard]] bool DelEvidences(const IdList& asked_ids);
+
+  // Query
+
+  /// A page of the evidences that `filter` lets through, or, when `evidence_ids` is not empty, the evidences of these
+  /// ids. `page.total` receives the number before paging, `has_more` whether a row follows. Evidences with attribute
+  /// values come with cameras and options, named from the cache; the others without, leaving (0, 9804) behind. (0, 1)
+  /// without a filter.
+  [[nodiscard]] bool QueryEvidences(std::list<EvidencePtr>& evidences, page_info& page, bool& has_more,
+                                    const EvidenceFilterPtr& filter, const IdList& evidence_ids);
+
+  // Device: rules on the cameras of an evidence, ids joined by ",". Not bound to the running time.
+
+  /// Whether the fields are there that recording from cameras needs.
+  [[nodiscard]] static bool CheckEvidenceAddMode(const EvidencePtr& evidence);
+  /// Whether any camera, those of mobile devices aside, is connected by the Roamlink protocol; unknown ones are not.
+  [[nodiscard]] static bool HasRoamlinkCamera(const std::string& camera_ids);
+  /// Whether all cameras lie on one device; cameras without a device are passed over.
+  [[nodiscard]] static bool IsCamerasInSameDevice(const std::string& camera_ids);
+
+  // File
+
+  /// Links files to an evidence, or takes those with `delete_flag` 1 off it. An `id` of -1 receives a key. Refused
+  /// files stand in `failures`, then (0, 9999). (0, 9807) above 128 files.
+  [[nodiscard]] bool InsertEvidenceFiles(std::list<ErrorPtr>& failures, const std::list<EvidenceFilePtr>& files);
+  /// Takes files off an evidence; the rows stay, marked deleted.
+  [[nodiscard]] bool UpdateEvidenceFiles(std::list<ErrorPtr>& failures, const std::list<EvidenceFilePtr>& files,
+                                         std::int32_t evidence_id);
+  /// The files of an evidence, with `file_name` and `guid` when these are not empty.
+  [[nodiscard]] bool QueryEvidenceFiles(std::list<EvidenceFilePtr>& files, std::int32_t evidence_id,
+                                        const std::string& file_name, const std::string& guid);
+  /// The files of many evidences by evidence id; each holds its `id` and `evidence_id` alone.
+  [[nodiscard]] bool QueryEvidenceFiles(std::map<std::int32_t, std::list<EvidenceFilePtr>>& files,
+                                        const IdVector& evidence_ids);
+  [[nodiscard]] bool GetEvidenceFilesCount(std::int32_t& count, std::int32_t evidence_id);
+  /// The rows of these files, one for each evidence that holds them.
+  [[nodiscard]] bool GetEvidenceFileByFileID(std::list<EvidenceFilePtr>& files, const IdVector& file_ids);
+
   // Type
 
   /// The live types by id, filtered when `filter` is not null, and the page of `page`; page.total receives
@@ -165,9 +234,52 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   // State
   /// Reads both dictionaries into the caches; the caller holds cache_lock_.
   [[nodiscard]] bool LoadDictionaries();
+  [[nodiscard]] bool TakeElementApi();
   void InitLogKeyMaps();
   /// Gives each cached built-in entry without a name of its own its localised one; the table keeps none.
   void NameBuiltInEntries();
+
+  // Evidence
+  /// The rules of a new evidence, in their order.
+  [[nodiscard]] bool CheckNewEvidence(const EvidencePtr& evidence);
+  /// Draws the key and writes the rows; what was written before a failure stays.
+  [[nodiscard]] bool StoreNewEvidence(const EvidencePtr& evidence);
+  [[nodiscard]] bool StoreChangedEvidence(const EvidencePtr& evidence);
+  [[nodiscard]] bool CheckLabels(std::int32_t evidence_id, const std::string& label_text);
+  void AddTypeChange(std::vector<change_item>& changes, std::int32_t before_id, std::int32_t after_id);
+  /// One evidence of a status batch; `standing` receives it as it stood, or null.
+  [[nodiscard]] bool ChangeStatus(EvidencePtr& standing, const _tag_Evidence_& wanted,
+                                  std::vector<operation_record>& records);
+  /// Takes the files of `evidence_id` off it. `files` and `file_ids` hold those of the evidences before, too: each call
+  /// to the file manager names them all.
+  [[nodiscard]] bool UnlinkAllFiles(std::int32_t evidence_id, std::list<EvidenceFilePtr>& files, IdVector& file_ids);
+
+  // Query
+  /// Fills the cameras that the platform knows.
+  void ResolveCameras(_tag_Evidence_& evidence);
+  void AddValues(_tag_Evidence_& evidence, const std::list<EvidenceCustomPtr>& values);
+  void AddValuesFromCache(const std::list<EvidencePtr>& evidences);
+
+  // Device
+  [[nodiscard]] static bool NeedsOneDevice(const _tag_Evidence_& evidence);
+
+  // File
+  /// Files of one batch that passed its checks.
+  struct FileBatch {
+    std::list<EvidenceFilePtr> to_insert;
+    IdList to_delete;
+    std::int32_t evidence_id = -1;  ///< of the last file: link calls name it
+  };
+  /// False with the pair when the batch as a whole is refused.
+  [[nodiscard]] bool CheckFileBatch(const std::list<EvidenceFilePtr>& files);
+  /// Decides what becomes of one file. False when it is refused: with the pair of the read that failed, or, for a file
+  /// of no evidence, with whatever pair stands.
+  [[nodiscard]] bool SortFile(FileBatch& batch, const EvidenceFilePtr& file);
+  /// Gives a key to each new file that has none; those that get none go to `failures`.
+  void DrawFileKeys(std::list<ErrorPtr>& failures, std::list<EvidenceFilePtr>& files);
+  /// APILinkFile, judged by its own failures, which join those that stand.
+  [[nodiscard]] bool LinkBatch(std::list<ErrorPtr>& failures, const IdVector& file_ids, std::int32_t evidence_id,
+                               std::int32_t operation);
 
   // Type
   [[nodiscard]] std::list<EvidenceTypePtr> CopyCachedEvidenceTypes();
@@ -205,7 +317,9 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   std::mutex cache_lock_;
   const std::shared_ptr<IEvidenceMgrDB> store_;
   std::atomic<bool> not_running_{true};
-  std::shared_ptr<kelp::IElementApi> element_api_;  ///< set while running
+  /// Held for one copy alone, also by those who hold file_lock_.
+  std::mutex element_lock_;
+  std::shared_ptr<kelp::IElementApi> element_api_;  ///< guarded by element_lock_; set while running
   std::int32_t upload_thread_count_;
   std::string upload_loop_key_;
   /// Serialises the operations that write files, their call to the file manager included.

@@ -236,9 +236,12 @@ using EvidenceFilePtr = std::shared_ptr<_tag_EvidenceFile_>;
 using EvidenceFilterPtr = std::shared_ptr<_tag_EvidenceFilterInfo_>;
 using FTPSettingsPtr = std::shared_ptr<_tag_FTPSettings_>;
 using ErrorPtr = std::shared_ptr<_tag_Error_>;
+using EvidenceErrInfoPtr = std::shared_ptr<_tag_EvidenceErrInfo_>;
 using UserPtr = std::shared_ptr<_tag_User_>;
 
 using IdList = std::list<std::int32_t>;
 using IdVector = std::vector<std::int32_t>;
+/// Evidences with the files that are to be linked to each.
+using EvidenceFilesMap = std::map<EvidencePtr, std::list<EvidenceFilePtr>>;
 
 }  // namespace Evidence

@@ -9,10 +9,21 @@
 /// write signed numbers.
 namespace pdu {
 
+/// The root of an answer to a client.
+inline constexpr char kResponseStatus[] = "/ResponseStatus";
+
 using Node = kelp::CRapidJsonProto::Node;
 
 /// The path of element `n`, from 0, of the list at `list_path`.
 inline std::string ElementPath(const std::string& list_path, int n) { return list_path + "/" + std::to_string(n); }
+
+/// Calls `read` with the path of each element of the list at `list_path`.
+template <class Read>
+void ForEachElement(const kelp::CRapidJsonProto& proto, const std::string& list_path, Read read) {
+  const int count = proto.get_cnt(list_path);
+  for (int n = 0; n < count; ++n)
+    read(ElementPath(list_path, n));
+}
 
 /// The two codes and the text that every answer of this family begins with.
 struct Status {

@@ -32,7 +32,7 @@ constexpr int kCustoms = 13005;
 /// Knows the session "known".
 struct OneSession final : evidence_test::AuthenticationStub {
   std::shared_ptr<CUserSession> FindSession(const std::string& session) override {
-    return session == "known" ? std::make_shared<CUserSession>("O'Brien\\", "10.0.0.7", 1) : nullptr;
+    return session == "known" ? std::make_shared<CUserSession>(7, "O'Brien\\", "10.0.0.7", 1) : nullptr;
   }
 };
 

@@ -37,7 +37,7 @@ class Authentication final : public evidence_test::AuthenticationStub {
   int client_limit = 1000;
 
   std::shared_ptr<CUserSession> FindSession(const std::string& session) override {
-    return session == "session" ? std::make_shared<CUserSession>(login_name, address, 1) : nullptr;
+    return session == "session" ? std::make_shared<CUserSession>(7, login_name, address, 1) : nullptr;
   }
   bool IsSuperUser(const std::string&) override { return super_user; }
   bool CheckPassword(std::shared_ptr<CLoginResponse>& out, const CLoginRequest& request) override {

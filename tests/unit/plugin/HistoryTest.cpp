@@ -46,7 +46,7 @@ class Sessions final : public evidence_test::AuthenticationStub {
   std::shared_ptr<TarnPlatform::Authentication::CUserSession> FindSession(const std::string& session) override {
     const auto found = client_types.find(session);
     if (found == client_types.end()) return nullptr;
-    return std::make_shared<TarnPlatform::Authentication::CUserSession>("alice", "10.0.0.7", found->second);
+    return std::make_shared<TarnPlatform::Authentication::CUserSession>(7, "alice", "10.0.0.7", found->second);
   }
 };
 

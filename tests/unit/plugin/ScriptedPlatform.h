@@ -12,6 +12,7 @@
 
 #include "Backend.h"
 #include "KelpPlatform/PlatformAdapter.h"
+#include "support/ElementsStub.h"
 #include "support/LogRecorder.h"
 
 /// A platform whose every answer a test scripts, and which notes every call in order.
@@ -198,10 +199,12 @@ class Adapter final : public kelp::IPlatformAdapterInterface {
   std::shared_ptr<kelp::IMsgBus> bus;
   std::shared_ptr<kelp::IClientPermissionApi> permissions;
   std::shared_ptr<kelp::IElementApi> elements;
+  std::shared_ptr<kelp::IDeviceApi> devices;
   std::shared_ptr<kelp::ISystemAndLogAPI> system_and_log;
   void GetMsgBus(std::shared_ptr<kelp::IMsgBus>& out, bool) override { out = bus; }
   void GetClientPermissionApi(std::shared_ptr<kelp::IClientPermissionApi>& out, bool) override { out = permissions; }
   std::shared_ptr<kelp::IElementApi> GetElementApi(bool) override { return elements; }
+  std::shared_ptr<kelp::IDeviceApi> GetDeviceApi(bool) override { return devices; }
   std::shared_ptr<kelp::ISystemAndLogAPI> GetSystemAndLogApi(bool) override { return system_and_log; }
 };
 
@@ -289,6 +292,7 @@ class Platform {
   std::shared_ptr<Bus> bus = std::make_shared<Bus>(calls);
   std::shared_ptr<Permissions> permissions = std::make_shared<Permissions>();
   std::shared_ptr<SystemAndLog> system_and_log = std::make_shared<SystemAndLog>();
+  std::shared_ptr<evidence_test::ElementsStub> elements = std::make_shared<evidence_test::ElementsStub>();
   std::shared_ptr<Adapter> adapter = MakeAdapter();
   std::shared_ptr<Comm> comm = std::make_shared<Comm>(calls);
   std::shared_ptr<Increments> increments = std::make_shared<Increments>();
@@ -300,7 +304,8 @@ class Platform {
     auto made = std::make_shared<Adapter>();
     made->bus = bus;
     made->permissions = permissions;
-    made->elements = std::make_shared<kelp::IElementApi>();
+    made->elements = elements;
+    made->devices = elements;
     made->system_and_log = system_and_log;
     return made;
   }

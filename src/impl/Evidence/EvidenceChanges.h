@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "impl/Evidence/EvidenceRecords.h"
+
+/// What an edit changes in an evidence, field by field, as its history shows it. Pure functions.
+namespace Evidence::Changes {
+
+[[nodiscard]] change_item StatusChange(std::int32_t before, std::int32_t after);
+[[nodiscard]] change_item TypeChange(std::int32_t before_id, const std::string& before_name, std::int32_t after_id,
+                                     const std::string& after_name);
+
+/// Adds an item for each text that differs, and one for a status that differs. The type is told apart.
+void AddFields(std::vector<change_item>& changes, const _tag_Evidence_& before, const _tag_Evidence_& after);
+
+/// The name of an attribute's option by option id and attribute id; "" when there is none.
+using OptionName = std::function<std::string(std::int32_t, std::int32_t)>;
+
+/// Adds an item for each attribute value of `after` whose text differs from that of `before`. Only the first option of
+/// a value counts. False, with `changes` as it was, when that would take more than Limits::kChangeBytes: each value is
+/// compared with all that stand for its attribute.
+[[nodiscard]] bool AddCustoms(std::vector<change_item>& changes, const _tag_Evidence_& before,
+                              const _tag_Evidence_& after, const OptionName& option_name);
+
+}  // namespace Evidence::Changes

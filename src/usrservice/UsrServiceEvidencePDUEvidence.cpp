@@ -1,0 +1,174 @@
+#include <algorithm>
+
+#include "TarnPlatform/Authentication.h"
+#include "usrservice/UsrServiceEvidencePDU.h"
+#include "usrservice/UsrServiceEvidencePDUFrame.h"
+
+namespace Evidence {
+namespace {
+
+using kelp::CRapidJsonProto;
+
+constexpr char kEvidenceRoot[] = "/Evidence/";
+
+struct TextKey {
+  const char* key;
+  std::string _tag_Evidence_::*field;
+};
+
+struct NumberKey {
+  const char* key;
+  std::int32_t _tag_Evidence_::*field;
+};
+
+constexpr NumberKey kNumberKeys[] = {{"ID", &_tag_Evidence_::id}, {"Status", &_tag_Evidence_::evidence_status}};
+
+constexpr TextKey kTextKeys[] = {{"Guid", &_tag_Evidence_::guid},
+                                 {"Name", &_tag_Evidence_::name},
+                                 {"Desc", &_tag_Evidence_::evidence_desc},
+                                 {"Label", &_tag_Evidence_::label},
+                                 {"EvidenceBeginTime", &_tag_Evidence_::evidence_begin_time},
+                                 {"EvidenceEndTime", &_tag_Evidence_::evidence_end_time},
+                                 {"CADID", &_tag_Evidence_::cad_id}};
+
+/// What is said once, when the evidence is made.
+constexpr NumberKey kCreationNumberKeys[] = {{"AddMode", &_tag_Evidence_::add_mode},
+                                             {"UploadMode", &_tag_Evidence_::upload_mode}};
+
+constexpr TextKey kCreationTextKeys[] = {{"RelateCameraID", &_tag_Evidence_::releated_camera_ids},
+                                         {"UploadBeginTime", &_tag_Evidence_::upload_begin_time},
+                                         {"UploadEndTime", &_tag_Evidence_::upload_end_time},
+                                         {"RecordBeginTime", &_tag_Evidence_::record_begin_time},
+                                         {"RecordEndTime", &_tag_Evidence_::record_end_time}};
+
+/// Keys that the body lacks blank their fields.
+template <std::size_t kNumbers, std::size_t kTexts>
+void ReadKeys(_tag_Evidence_& evidence, const CRapidJsonProto& proto, const NumberKey (&numbers)[kNumbers],
+              const TextKey (&texts)[kTexts]) {
+  const std::string root = kEvidenceRoot;
+  for (const auto& [key, field] : numbers)
+    evidence.*field = proto.get_int_v(root + key, -1);
+  for (const auto& [key, field] : texts)
+    evidence.*field = proto.get_v(root + key, std::string());
+}
+
+tag_EvidenceCustom_ ReadCustomValue(const CRapidJsonProto& proto, const std::string& element) {
+  tag_EvidenceCustom_ custom;
+  custom.custom_id = proto.get_int_v(element + "ID", -1);
+  custom.custom_name = proto.get_v(element + "Name", std::string());
+  custom.custom_options.push_back(
+      {proto.get_int_v(element + "CustomOptionID", -1), proto.get_v(element + "CustomText", std::string())});
+  return custom;
+}
+
+/// What a body to create and one to change have in common.
+EvidencePtr ReadEvidence(const CRapidJsonProto& proto) {
+  const std::string root = kEvidenceRoot;
+  auto evidence = std::make_shared<_tag_Evidence_>();
+  ReadKeys(*evidence, proto, kNumberKeys, kTextKeys);
+  evidence->evidence_type.type_id = proto.get_int_v(root + "EvidenceType/ID", -1);
+  evidence->scene.scene_id = proto.get_int_v(root + "Scene/ID", -1);
+  evidence->outcome.outcome_id = proto.get_int_v(root + "Outcome/ID", -1);
+  PduFrame::ForEachElement(proto, root + "EvidenceCustomList/EvidenceCustom", [&](const std::string& element) {
+    evidence->evidence_customs.push_back(ReadCustomValue(proto, element));
+  });
+  return evidence;
+}
+
+/// The status of a batch: results know no main code of their own.
+ResponseStatus ResultsStatus(const ResponseStatus& status, const std::list<EvidenceErrInfoPtr>& results) {
+  const bool refused = std::ranges::any_of(results, [](const auto& result) { return result->sub_code != 0; });
+  return refused ? ResponseStatus{status.main_code, kSomeEntriesFailed, {}} : status;
+}
+
+}  // namespace
+
+bool CEvidencePduJson::DecodeEvidencePostReq(EvidencePtr& evidence, const std::string& session,
+                                             const std::string& body) {
+  EVIDENCE_PARSE_BODY(proto, "DecodeEvidencePostReq", body);
+  evidence = ReadEvidence(*proto);
+  ReadKeys(*evidence, *proto, kCreationNumberKeys, kCreationTextKeys);
+  std::shared_ptr<TarnPlatform::Authentication::CUserSession> user;
+  if (!TarnPlatform::Authentication::GetUserSession(user, session) || !user) {
+    EVIDENCE_LOG(kLogFailure, "[%s]GetUserSession failed.[%s(%d)]");
+    return Fail(kSessionNotFound);
+  }
+  evidence->create_user = {user->GetValUserID(), user->GetValUserName()};
+  return true;
+}
+
+bool CEvidencePduJson::EncodeEvidencePostRsp(std::string& response, const ResponseStatus& status,
+                                             const EvidencePtr& evidence) {
+  const auto envelope = PduFrame::NewEnvelope(status);
+  if (!envelope) return false;
+  const auto data = PduFrame::AddData(envelope);
+  if (evidence) {
+    UpdateEvidenceInfo(evidence);
+    PduFrame::AddEvidenceHead(PduFrame::AddObject(data, "Evidence"), *evidence, PduFrame::AddUnsigned);
+  }
+  return PduFrame::Render(envelope, response);
+}
+
+bool CEvidencePduJson::DecodeEvidenceIDPutReq(EvidencePtr& evidence, const std::string& body) {
+  EVIDENCE_PARSE_BODY(proto, "DecodeEvidenceIDPutReq", body);
+  evidence = ReadEvidence(*proto);
+  return true;
+}
+
+bool CEvidencePduJson::DecodeEvidencePutReq(std::list<EvidencePtr>& evidences, const std::string& body) {
+  EVIDENCE_NEW_PROTO(proto, "DecodeEvidencePutReq");
+  const std::string list = "/EvidenceList/Evidence";
+  if (!proto->set_str(body) || proto->get_cnt(list) == 0) {
+    EVIDENCE_LOG(kLogFailure, "[%s]Xml Parse failed or EvidenceList does not exist, xml invalid![%s(%d)]");
+    return Fail(kBadInput);
+  }
+  PduFrame::ForEachElement(*proto, list, [&](const std::string& element) {
+    auto evidence = std::make_shared<_tag_Evidence_>();
+    evidence->id = proto->get_int_v(element + "ID", -1);
+    evidence->evidence_status = proto->get_int_v(element + "Status", -1);
+    evidences.push_back(std::move(evidence));
+  });
+  return true;
+}
+
+bool CEvidencePduJson::EncodeEvidencePutRsp(std::string& response, const ResponseStatus& status,
+                                            const std::list<EvidenceErrInfoPtr>& results) {
+  const auto envelope = PduFrame::NewEnvelope(ResultsStatus(status, results));
+  if (!envelope) return false;
+  const auto list = PduFrame::AddObject(PduFrame::AddData(envelope), "EvidenceErrorList");
+  for (const auto& result : results) {
+    const auto element = PduFrame::AddElement(list, "EvidenceError");
+    const auto evidence = PduFrame::AddObject(element, "Evidence");
+    PduFrame::AddUnsigned(evidence, "ID", result->id);
+    PduFrame::AddText(evidence, "Guid", result->guid);
+    PduFrame::AddText(evidence, "Name", result->name);
+    PduFrame::AddError(element, 0, result->sub_code);
+  }
+  return PduFrame::Render(envelope, response);
+}
+
+void CEvidencePduJson::UpdateEvidenceInfo(const EvidencePtr& evidence) {
+  if (!evidence) return;
+  const auto user_interface = LockUserInterface();
+  if (!user_interface) return;
+  EvidenceTypePtr type;
+  if (user_interface->GetEvidenceTypeById(type, evidence->evidence_type.type_id) && type) {
+    evidence->evidence_type.type_name = type->type_name;
+  } else {
+    // A deleted type keeps its name in the table.
+    (void)user_interface->QueryEvidenceTypeNameById(evidence->evidence_type.type_name, evidence->evidence_type.type_id);
+    EVIDENCE_LOG(kLogAnomaly, "[%s]The evidence type not exists, evidence-type-id[%d].[%s(%d)]",
+                 evidence->evidence_type.type_id);
+  }
+  auto& creator = evidence->create_user;
+  std::shared_ptr<TarnPlatform::Authentication::CUserInfo> user;
+  const int error_code = TarnPlatform::Authentication::Query(user, creator.id);
+  if (error_code != 0 || !user) {
+    EVIDENCE_LOG(kLogAnomaly, "[%s]Get user failed, user-id[%d], error-code[%d].[%s(%d)]", creator.id, error_code);
+    return;
+  }
+  const bool is_directory_user = user->GetValUserType() == TarnPlatform::Authentication::kDirectoryUser;
+  if (!is_directory_user || creator.name.empty()) creator.name = user->GetValUserName();
+}
+
+}  // namespace Evidence
