@@ -82,7 +82,7 @@ class CUsrServiceEvidence : public Orv::Base::CNoncopyable {
   bool ProcEvidenceIDFilesPost(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
 
   // Link: several files and several evidences at once. No answer without the permission. Nothing is taken back: what
-  // was linked before a failure stays.
+  // was linked before a failure stays. A body that names more pairs than Limits::kLinkPairs is (0, 10002).
 
   /// Links every file with every evidence.
   bool FileBatchLinkEvidencesPOST(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "Common/CommonFun/TarnCommonFun.h"
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"

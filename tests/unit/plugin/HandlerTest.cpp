@@ -184,9 +184,9 @@ std::string Body(const std::string& word) {
   std::string files;
   std::string evidences;
   for (const auto& id : Split(lists[0].substr(5), ","))
-    files += (files.empty() ? "" : ",") + (R"({"FileID":)" + id + R"(,"FileName":")" + id + R"("})");
+    files.append(files.empty() ? "" : ",").append(R"({"FileID":)" + id + R"(,"FileName":")" + id + R"("})");
   for (const auto& id : lists.size() > 1 ? Split(lists[1], ",") : std::vector<std::string>())
-    evidences += (evidences.empty() ? "" : ",") + (R"({"EvidenceID":)" + id + "}");
+    evidences.append(evidences.empty() ? "" : ",").append(R"({"EvidenceID":)" + id + "}");
   return R"({"Request":{"EvidenceList":{"Evidence":[)" + evidences + R"(]},"FileList":{"File":[)" + files + "]}}}";
 }
 
