@@ -20,6 +20,13 @@ std::string CommaText(const IdSet& ids) {
   return text;
 }
 
+std::size_t NameBytes(const std::list<EvidenceFilePtr>& files) {
+  std::size_t bytes = 0;
+  for (const auto& file : files)
+    bytes += file->file_name.size();
+  return bytes;
+}
+
 /// The failures of a batch that failed as a whole: each of its files, for the same reason.
 std::list<ErrorPtr> EveryFileFailed(const std::list<EvidenceFilePtr>& files) {
   const auto error = Orv::Base::Error::GetLastError();
@@ -47,7 +54,8 @@ struct CUsrServiceEvidence::BatchLink {
     evidence_ids.insert(ids.begin(), ids.end());
     const bool has_all = !files.empty() && (!evidence_ids.empty() || !needs_evidences);
     const bool within_limits = std::max(files.size(), evidence_ids.size()) <= Limits::kChangedEvidences &&
-                               files.size() * evidence_ids.size() <= Limits::kLinkPairs;
+                               files.size() * evidence_ids.size() <= Limits::kLinkPairs &&
+                               NameBytes(files) * evidence_ids.size() <= Limits::kChangeBytes;
     if (has_all && within_limits) return true;
     EVIDENCE_LOG(kLogFailure, "[%s]FileBatchLinkEvidences failed, request:[%s].\n[%s(%d)]", body.c_str());
     return Fail(kBadBatchLink);
@@ -89,6 +97,7 @@ bool CUsrServiceEvidence::MakeLinksEqual(LinkFailures& failures, const BatchLink
     IdSet to_add = batch.evidence_ids;
     IdSet to_drop;
     for (const auto& link : links) {
+      if (link->evidence_id == -1) continue;  // a file of no evidence is no link
       to_add.erase(link->evidence_id);
       if (!batch.evidence_ids.contains(link->evidence_id)) to_drop.insert(link->evidence_id);
     }
@@ -117,6 +126,7 @@ bool CUsrServiceEvidence::RemoveAllLinks(LinkFailures& failures, const BatchLink
     return false;
   }
   for (const auto& link : links) {
+    if (link->evidence_id == -1) continue;
     link->delete_flag = kUnlinkFlag;
     (void)FilesBatchUnLinkEvidence(failures, {link}, {link->evidence_id}, session);
   }

@@ -73,6 +73,22 @@ std::string JoinedNames(const std::list<EvidenceFilePtr>& files) {
   return text;
 }
 
+/// Whether the rows that the entries make are within bounds. Name and address of an entry stand twice in each of its
+/// rows.
+bool IsWritable(const std::vector<pdu::SOperationLogEntry>& entries) {
+  std::size_t rows = 0;
+  std::size_t bytes = 0;
+  for (const auto& entry : entries) {
+    const auto rows_of_entry = std::max<std::size_t>(entry.Details.size(), 1);
+    rows += rows_of_entry;
+    bytes += rows_of_entry * 2 * (entry.UserName.size() + entry.UserIP.size());
+    if (rows <= Limits::kWrittenEntries && bytes <= Limits::kChangeBytes) continue;
+    EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
+    return Fail(kBadInput);
+  }
+  return true;
+}
+
 operation_record RecordOf(const pdu::SOperationLogEntry& entry) {
   operation_record record;
   record.evidence_id = entry.EvidenceID;
@@ -199,12 +215,9 @@ bool CUsrServiceEvidence::ProcOperationLogPost(kelp::SHttpResponse& response, co
     const auto user_interface = LockUserInterface();
     if (!user_interface || !message.Request()) return Fail(kObjectMissing);
     std::vector<operation_record> records;
-    std::size_t rows = 0;
-    for (const auto& entry : message.Request()->OperationLog) {
-      rows += std::max<std::size_t>(entry.Details.size(), 1);
-      if (rows > Limits::kWrittenEntries) return Fail(kBadInput);
+    if (!IsWritable(message.Request()->OperationLog)) return false;
+    for (const auto& entry : message.Request()->OperationLog)
       records.push_back(RecordOf(entry));
-    }
     if (user_interface->WriteEvidenceLog(records, request.session_id)) return true;
     EVIDENCE_LOG(kLogFailure, "[%s]Batch WriteEvidenceLog failed vec_evidence_log size : %d.[%s(%d)]",
                  static_cast<int>(records.size()));

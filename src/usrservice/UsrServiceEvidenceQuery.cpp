@@ -11,6 +11,7 @@ namespace {
 bool IsDeletable(IdList& evidence_ids) {
   if (evidence_ids.size() <= Limits::kChangedEvidences) return true;
   evidence_ids.clear();
+  EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
   return Fail(kBadInput);
 }
 

@@ -20,7 +20,10 @@ inline constexpr std::size_t kReadEvidences = 100'000;
 inline constexpr std::size_t kLinkPairs = 128 * 1024;
 /// Rows of a history that a client writes with one call.
 inline constexpr std::size_t kWrittenEntries = 10'000;
-/// Bytes of the items that one edit adds to a history.
+/// Users who confirm one deletion: each password takes a noticeable time to check.
+inline constexpr std::size_t kConfirmingUsers = 100;
+/// Bytes that one call may write more than once: the changes of an edit, names in each row of a history, names of files
+/// in each of their evidences.
 inline constexpr std::size_t kChangeBytes = std::size_t{32} << 20;
 
 }  // namespace Evidence::Limits
