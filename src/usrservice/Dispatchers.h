@@ -47,8 +47,10 @@ inline constexpr Dispatcher kTypeIdDispatcher{
      Handle(&CUsrServiceEvidence::ProcEvidenceTypeIDDelete), Handle(&CUsrServiceEvidence::ProcEvidenceTypeIDGet)}};
 inline constexpr Dispatcher kEvidenceDispatcher{Dispatcher::Ids::kAny, {kPending, kPending, kPending, kPending}};
 inline constexpr Dispatcher kEvidenceIdDispatcher{Dispatcher::Ids::kOne, {kPending, kReject, kPending, kPending}};
-inline constexpr Dispatcher kCustomDispatcher{
-    Dispatcher::Ids::kAny, {kPending, kRejectSilently, kRejectSilently, kPending}, kRejectSilently};
+inline constexpr Dispatcher kCustomDispatcher{Dispatcher::Ids::kAny,
+                                              {Handle(&CUsrServiceEvidence::ProcEvidenceCustomPut), kRejectSilently,
+                                               kRejectSilently, Handle(&CUsrServiceEvidence::ProcEvidenceCustomGet)},
+                                              kRejectSilently};
 inline constexpr Dispatcher kFilesDispatcher{Dispatcher::Ids::kOne, {kReject, kPending, kReject, kReject}};
 inline constexpr Dispatcher kGuidDispatcher{Dispatcher::Ids::kAny, {kReject, kReject, kReject, kPending}};
 inline constexpr Dispatcher kOperationLogDispatcher{Dispatcher::Ids::kOneOnGet, {kReject, kPending, kReject, kPending}};

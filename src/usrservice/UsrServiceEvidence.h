@@ -57,6 +57,11 @@ class CUsrServiceEvidence : public Orv::Base::CNoncopyable {
   bool ProcEvidenceTypeIDPut(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
   bool ProcEvidenceTypeIDDelete(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
 
+  // Custom
+  /// No answer at all stands for an empty list.
+  bool ProcEvidenceCustomGet(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
+  bool ProcEvidenceCustomPut(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
+
   // Access
 
   /// Whether a deletion is confirmed: each listed user with his password, and allowed to delete. A plain user must be

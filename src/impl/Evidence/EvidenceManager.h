@@ -158,6 +158,10 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   [[nodiscard]] bool GetEvidenceCustoms(std::list<EvidenceCustomPtr>& customs,
                                         const std::shared_ptr<_tag_EvidenceAttributeFilterInfo_>& filter);
 
+  /// As GetIncreEvidenceTypes: what changed since a client's version.
+  [[nodiscard]] bool GetIncreEvidenceCustoms(std::list<EvidenceCustomPtr>& customs, std::list<std::int32_t>& methods,
+                                             std::int32_t client_resource_version);
+
   /// (0, 120010) when there is no such attribute. Needs no store.
   [[nodiscard]] bool GetEvidenceCustomById(EvidenceCustomPtr& custom, std::int32_t custom_id);
   /// The first by id. Not bound to the running time.
