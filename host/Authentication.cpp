@@ -3,6 +3,7 @@
 #include <string>
 #include <utility>
 
+#include "Accounts.h"
 #include "SealedText.h"
 #include "Secrets.h"
 #include "Users.h"
@@ -14,7 +15,6 @@ using namespace TarnPlatform::Authentication;
 
 constexpr int kRight = 0;
 constexpr int kNoUser = -1;
-constexpr int kNobodyAsked = 1;
 
 class Authentication final : public platform::IAuthenticationBackend {
  public:
@@ -42,8 +42,13 @@ class Authentication final : public platform::IAuthenticationBackend {
 
   bool HaveControlClientPermission(int code, int user_id) override { return HoldsControlPermission(user_id, code); }
 
-  int QueryUser(std::shared_ptr<CUserInfo>&, int) override { return kNobodyAsked; }
-  bool AESEncryptClient(std::string&, const std::string&, const std::string&) override { return false; }
+  int QueryUser(std::shared_ptr<CUserInfo>& out, int user_id) override { return accounts_.Query(out, user_id); }
+
+  bool AESEncryptClient(std::string& cipher, const std::string& plain, const std::string& session_id) override {
+    cipher.clear();
+    const auto session = sessions_->Find(session_id);
+    return session && SealText(cipher, plain, session->key);
+  }
 
   bool AESDecrypt(std::string& plain, const std::string& cipher, const std::string& session_id) override {
     plain.clear();
@@ -57,6 +62,7 @@ class Authentication final : public platform::IAuthenticationBackend {
 
   const std::shared_ptr<const Sessions> sessions_;
   const std::shared_ptr<LoginTries> tries_;
+  Accounts accounts_;
 };
 
 int Authentication::Refusal(const CLoginRequest& request, std::string& password) {

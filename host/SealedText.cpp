@@ -2,6 +2,7 @@
 
 #include <openssl/err.h>
 #include <openssl/evp.h>
+#include <openssl/rand.h>
 
 #include <algorithm>
 #include <array>
@@ -44,13 +45,52 @@ std::string FromBase64(std::string text) {
   return bytes;
 }
 
+/// `bytes`, of which there are no more than kMaxBytes, in one line.
+std::string ToBase64(const std::string& bytes) {
+  // The function ends its text with a NUL.
+  std::string text((bytes.size() + 2) / 3 * 4 + 1, '\0');
+  text.resize(static_cast<std::size_t>(EVP_EncodeBlock(Bytes(text), Bytes(bytes), static_cast<int>(bytes.size()))));
+  return text;
+}
+
+/// Cipher's key and initial vector, one after the other, of `password` with the kSaltBytes at `salt`.
+bool DeriveKeyAndIv(std::string& key_and_iv, const std::string& password, const unsigned char* salt) {
+  key_and_iv.resize(kKeyBytes + kBlockBytes);
+  return PKCS5_PBKDF2_HMAC(password.data(), static_cast<int>(password.size()), salt, kSaltBytes, kRounds, EVP_sha256(),
+                           static_cast<int>(key_and_iv.size()), Bytes(key_and_iv)) == 1;
+}
+
+using Cipher = std::unique_ptr<EVP_CIPHER_CTX, void (*)(EVP_CIPHER_CTX*)>;
+
+Cipher NewCipher() { return {EVP_CIPHER_CTX_new(), &EVP_CIPHER_CTX_free}; }
+
+/// Appends `plain` in enciphered form.
+bool Encrypt(std::string& out, const std::string& plain, const std::string& key_and_iv) {
+  const auto context = NewCipher();
+  const auto start = out.size();
+  out.resize(start + plain.size() + kBlockBytes);
+  int sealed = 0;
+  int last = 0;
+  if (!context ||
+      EVP_EncryptInit_ex(context.get(), EVP_aes_256_cbc(), nullptr, Bytes(key_and_iv), Bytes(key_and_iv) + kKeyBytes) !=
+          1 ||
+      EVP_EncryptUpdate(context.get(), Bytes(out) + start, &sealed, Bytes(plain), static_cast<int>(plain.size())) !=
+          1 ||
+      EVP_EncryptFinal_ex(context.get(), Bytes(out) + start + sealed, &last) != 1) {
+    return false;
+  }
+  out.resize(start + static_cast<std::size_t>(sealed) + static_cast<std::size_t>(last));
+  return true;
+}
+
 /// `plain` has room for a block more than `size` bytes of `cipher`; it is cut to what they open to.
-bool Decrypt(std::string& plain, const unsigned char* cipher, std::size_t size, const unsigned char* key,
-             const unsigned char* iv) {
-  const std::unique_ptr<EVP_CIPHER_CTX, void (*)(EVP_CIPHER_CTX*)> context(EVP_CIPHER_CTX_new(), &EVP_CIPHER_CTX_free);
+bool Decrypt(std::string& plain, const unsigned char* cipher, std::size_t size, const std::string& key_and_iv) {
+  const auto context = NewCipher();
   int opened = 0;
   int last = 0;
-  if (!context || EVP_DecryptInit_ex(context.get(), EVP_aes_256_cbc(), nullptr, key, iv) != 1 ||
+  if (!context ||
+      EVP_DecryptInit_ex(context.get(), EVP_aes_256_cbc(), nullptr, Bytes(key_and_iv), Bytes(key_and_iv) + kKeyBytes) !=
+          1 ||
       EVP_DecryptUpdate(context.get(), Bytes(plain), &opened, cipher, static_cast<int>(size)) != 1 ||
       EVP_DecryptFinal_ex(context.get(), Bytes(plain) + opened, &last) != 1) {
     return false;
@@ -61,6 +101,22 @@ bool Decrypt(std::string& plain, const unsigned char* cipher, std::size_t size, 
 
 }  // namespace
 
+bool SealText(std::string& sealed, const std::string& plain, const std::string& key) {
+  sealed.clear();
+  if (plain.size() > kMaxSealedPlain) return false;
+  std::string bytes(kMagic);
+  bytes.resize(kHeaderBytes);
+  std::string key_and_iv;
+  const WipeAtEnd wipe_key(key_and_iv);
+  if (RAND_bytes(Bytes(bytes) + kMagic.size(), kSaltBytes) != 1 ||
+      !DeriveKeyAndIv(key_and_iv, key, Bytes(bytes) + kMagic.size()) || !Encrypt(bytes, plain, key_and_iv)) {
+    ERR_clear_error();
+    return false;
+  }
+  sealed = ToBase64(bytes);
+  return true;
+}
+
 bool OpenSealedText(std::string& plain, const std::string& sealed, const std::string& key) {
   plain.clear();
   // As many line breaks as digits is more than any tool makes.
@@ -69,13 +125,11 @@ bool OpenSealedText(std::string& plain, const std::string& sealed, const std::st
   if (!bytes.starts_with(kMagic) || bytes.size() <= kHeaderBytes) return false;
   const auto size = bytes.size() - kHeaderBytes;
   if (size % kBlockBytes != 0) return false;
-  std::string key_and_iv(kKeyBytes + kBlockBytes, '\0');
+  std::string key_and_iv;
   const WipeAtEnd wipe_key(key_and_iv);
   plain.resize(size + kBlockBytes);
-  const bool opened =
-      PKCS5_PBKDF2_HMAC(key.data(), static_cast<int>(key.size()), Bytes(bytes) + kMagic.size(), kSaltBytes, kRounds,
-                        EVP_sha256(), static_cast<int>(key_and_iv.size()), Bytes(key_and_iv)) == 1 &&
-      Decrypt(plain, Bytes(bytes) + kHeaderBytes, size, Bytes(key_and_iv), Bytes(key_and_iv) + kKeyBytes);
+  const bool opened = DeriveKeyAndIv(key_and_iv, key, Bytes(bytes) + kMagic.size()) &&
+                      Decrypt(plain, Bytes(bytes) + kHeaderBytes, size, key_and_iv);
   if (!opened) {
     Wipe(plain);
     // A failed final block leaves a line in the thread's queue, where others would take it for theirs.

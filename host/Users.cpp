@@ -35,9 +35,10 @@ std::pair<ClientKind, int> ReadPermission(const kelp::IDBResultSet& row) {
   return {ClientKind{row.GetInt("kind")}, row.GetInt("code")};
 }
 
+const UserRecord kNoUser{-1, {}, false, {}};
+
 struct Account {
-  /// -1 when there is no such user.
-  UserRecord user{-1, {}, false, {}};
+  UserRecord user = kNoUser;
   std::string hash;
   bool enabled = false;
 };
@@ -95,6 +96,13 @@ PasswordOutcome CheckPassword(const std::string& name, const std::string& passwo
   // What can be no user's name is known to everybody, and need not cost the time of a hash.
   if (!IsUserName(name) || !PasswordMatches(password, account.hash)) return PasswordOutcome::kWrong;
   return account.enabled ? PasswordOutcome::kRight : PasswordOutcome::kDisabled;
+}
+
+constexpr char kSqlFindUser[] = "SELECT id, name, super_user FROM platform.users WHERE id = %d";
+
+bool FindUser(int user_id, UserRecord& user) {
+  return Query(StringUtil::str_fmt(kSqlFindUser, user_id),
+               [&user](kelp::IDBResultSet* rows) { user = rows->IsEof() ? kNoUser : ReadUser(*rows); });
 }
 
 constexpr char kSqlFindPermissions[] = "SELECT kind, code FROM platform.permissions WHERE granted AND user_id = %d";

@@ -28,6 +28,10 @@ enum class PasswordOutcome { kRight, kWrong, kDisabled, kDatabaseAway };
 /// is no such user. kWrong takes the same time whether the name or the password is at fault.
 [[nodiscard]] PasswordOutcome CheckPassword(const std::string& name, const std::string& password, UserRecord& user);
 
+/// The record with that id, without permissions, or the id -1 when there is no such user. False when the database does
+/// not answer.
+[[nodiscard]] bool FindUser(int user_id, UserRecord& user);
+
 /// Fills the granted permissions of `user` by its id. False when the database does not answer.
 [[nodiscard]] bool ReadPermissions(UserRecord& user);
 

@@ -19,7 +19,8 @@ struct ResponseStatus {
 
 /// JSON bodies to records and back. One stateless object serves all requests on any thread. A decoder takes
 /// the body last and gives false with the last error set, (0, 2) for a body that is no JSON; the
-/// records are then not to be used. An encoder takes the response text first and replaces it whole.
+/// records are then not to be used. Lists and maps are added to; an absent key leaves its default. An
+/// encoder takes the response text first and replaces it whole.
 /// The order of the operations is part of the interface.
 class IEvidencePdu {
  public:
@@ -131,7 +132,7 @@ class IEvidencePdu {
   [[nodiscard]] virtual bool DecodeEvidenceGetReq(page_info& page, EvidenceFilterPtr& filter, std::string& field,
                                                   IdList& evidence_ids, const std::string& body) = 0;
   /// `has_more`: rows follow behind this page. `field` is the request's comma list; `FileList` in it adds the ids of
-  /// the files. False with (0, 1) when evidences cannot be completed.
+  /// the files. (0, 1) when the user interface is gone, here and in the answer for one evidence.
   [[nodiscard]] virtual bool EncodeEvidenceGetRsp(std::string& response, const ResponseStatus& status,
                                                   const page_info& page, bool has_more,
                                                   const std::list<EvidencePtr>& evidences,
@@ -145,7 +146,7 @@ class IEvidencePdu {
                                                      const ResponseStatus& status) = 0;
 
   // Evidence
-  /// Ids and states alone. (0, 2) when the list is missing or empty.
+  /// Reads `id` and `evidence_status` alone. (0, 2) when the list is missing or empty.
   [[nodiscard]] virtual bool DecodeEvidencePutReq(std::list<EvidencePtr>& evidences, const std::string& body) = 0;
   /// The sub code is 99999 when any entry holds a code.
   [[nodiscard]] virtual bool EncodeEvidencePutRsp(std::string& response, const ResponseStatus& status,

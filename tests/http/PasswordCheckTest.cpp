@@ -124,6 +124,14 @@ TEST_F(PasswordCheckTest, EncipheredPasswordsOpenUnderTheirSessionOnly) {
   EXPECT_EQ(GetUserFreezeSurplusCount(-1, "anna"), kUserTries - 1);
 }
 
+TEST_F(PasswordCheckTest, TextsAreSealedForTheirSessionOnly) {
+  std::string cipher;
+  EXPECT_TRUE(AESEncryptClient(cipher, kPassword, session_.id, 0));
+  EXPECT_EQ(OpenedByOpenssl(cipher, session_.key), kPassword);
+  EXPECT_FALSE(AESEncryptClient(cipher, kPassword, "unknown", 0));
+  EXPECT_EQ(cipher, "");
+}
+
 TEST_F(PasswordCheckTest, WhatIsNotTriedIsNotCounted) {
   for (const int encryption : {1, 3, -1}) {
     auto request = Request("anna");

@@ -27,10 +27,34 @@ Opened Open(const std::string& sealed, const std::string& key = kKey) {
 
 const Opened kRefused{false, ""};
 
+/// Around the size of a block, beyond ASCII, with a NUL, the longest.
+const std::vector<std::string> kPlains = {"",
+                                          "a",
+                                          "fifteen letters",
+                                          "sixteen letters.",
+                                          "correct horse",
+                                          "пароль'$\"\\",
+                                          std::string("a\0b", 3),
+                                          std::string(host::kMaxSealedPlain, 'x')};
+
+TEST(SealedTextTest, TheCommandOpensWhatIsSealed) {
+  for (const auto& plain : kPlains) {
+    std::string sealed = "left from before";
+    ASSERT_TRUE(host::SealText(sealed, plain, kKey));
+    EXPECT_EQ(sealed.find_first_of("\r\n"), std::string::npos);
+    EXPECT_EQ(OpenedByOpenssl(sealed, kKey), plain) << plain.size();
+    EXPECT_EQ(Open(sealed), (Opened{true, plain})) << plain.size();
+    std::string again;
+    EXPECT_TRUE(host::SealText(again, plain, kKey));
+    EXPECT_NE(again, sealed) << "no salt of its own";
+  }
+  std::string sealed = "left from before";
+  EXPECT_FALSE(host::SealText(sealed, std::string(host::kMaxSealedPlain + 1, 'x'), kKey));
+  EXPECT_EQ(sealed, "");
+}
+
 TEST(SealedTextTest, OpensWhatTheCommandMakes) {
-  for (const auto& plain : {std::string(), std::string("a"), std::string("fifteen letters"),
-                            std::string("sixteen letters."), std::string("correct horse"), std::string("пароль'$\"\\"),
-                            std::string("a\0b", 3), std::string(host::kMaxSealedPlain, 'x')}) {
+  for (const auto& plain : kPlains) {
     EXPECT_EQ(Open(SealedByOpenssl(plain, kKey)), (Opened{true, plain})) << plain.size();
     const auto in_lines = SealedByOpenssl(plain, kKey, "");
     EXPECT_EQ(Open(in_lines), (Opened{true, plain})) << plain.size() << ", in lines of 64";

@@ -32,7 +32,9 @@ class CUserSession {
   int client_type_;
 };
 
-/// GetValUserType of an account that a directory outside keeps.
+/// Values of GetValUserType. An account that a directory outside keeps is a kDirectoryUser whatever it may do.
+inline constexpr int kSuperUser = 1;
+inline constexpr int kOrdinaryUser = 2;
 inline constexpr int kDirectoryUser = 3;
 
 /// An account. Immutable once handed out.

@@ -40,7 +40,8 @@ std::optional<Texts> ParseTexts(const std::string& json) {
   rapidjson::Document document;
   if (!kelp::ParseJsonText(json, kFileDepth, document) || !document.IsObject()) return std::nullopt;
   Texts texts;
-  for (const auto& section : document.GetObject()) {
+  // Iterators of a document that can change are ambiguous to compare.
+  for (const auto& section : std::as_const(document).GetObject()) {
     if (!section.value.IsObject()) return std::nullopt;
     for (const auto& entry : section.value.GetObject()) {
       if (!entry.value.IsString()) return std::nullopt;
