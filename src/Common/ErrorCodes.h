@@ -16,6 +16,8 @@ enum ErrorSubCode : int {
   /// No permission, or the platform's log refused a line.
   kNoPermission = 10,
   kStatementFailed = 15,
+  /// There was no memory for the record of an answer.
+  kAnswerNotMade = 54,
   /// Session not found, or its client address not known.
   kSessionNotFound = 200,
   /// A secret could not be enciphered for the table, or opened again.
@@ -30,9 +32,9 @@ enum ErrorSubCode : int {
   kNotRunning = 9820,
   /// Some files of a batch failed.
   kSomeFilesFailed = 9999,
-  /// Cameras that are to be uploaded from by WIFI lie on several devices.
   /// A batch link body that cannot be read, or that names no files or no evidences.
   kBadBatchLink = 10002,
+  /// Cameras that are to be uploaded from by WIFI lie on several devices.
   kCamerasOnSeveralDevices = 120002,
   kRoamlinkCamera = 120003,
   kTooManyEvidences = 120004,

@@ -17,7 +17,7 @@ struct Action {
     kReject,          ///< (0, 8) in an answer
     kRejectSilently,  ///< (0, 6) without an answer
     kHandle,          ///< the handler, which leaves the answer empty when it must
-    kPending,         ///< not built yet: (0, 1) in an answer
+    kHandleOrReport,  ///< the handler; when it gives false the last error is the answer
   };
   Kind kind;
   Handler handler = nullptr;
@@ -35,8 +35,8 @@ struct Dispatcher {
 
 inline constexpr Action kReject{Action::Kind::kReject};
 inline constexpr Action kRejectSilently{Action::Kind::kRejectSilently};
-inline constexpr Action kPending{Action::Kind::kPending};
 constexpr Action Handle(Handler handler) { return {Action::Kind::kHandle, handler}; }
+constexpr Action HandleOrReport(Handler handler) { return {Action::Kind::kHandleOrReport, handler}; }
 
 inline constexpr Dispatcher kTypeDispatcher{Dispatcher::Ids::kAny,
                                             {Handle(&CUsrServiceEvidence::ProcEvidenceTypePut), kReject, kReject,
@@ -45,15 +45,28 @@ inline constexpr Dispatcher kTypeIdDispatcher{
     Dispatcher::Ids::kOne,
     {Handle(&CUsrServiceEvidence::ProcEvidenceTypeIDPut), kReject,
      Handle(&CUsrServiceEvidence::ProcEvidenceTypeIDDelete), Handle(&CUsrServiceEvidence::ProcEvidenceTypeIDGet)}};
-inline constexpr Dispatcher kEvidenceDispatcher{Dispatcher::Ids::kAny, {kPending, kPending, kPending, kPending}};
-inline constexpr Dispatcher kEvidenceIdDispatcher{Dispatcher::Ids::kOne, {kPending, kReject, kPending, kPending}};
+inline constexpr Dispatcher kEvidenceDispatcher{
+    Dispatcher::Ids::kAny,
+    {Handle(&CUsrServiceEvidence::ProcEvidencePut), Handle(&CUsrServiceEvidence::ProcEvidencePost),
+     Handle(&CUsrServiceEvidence::ProcEvidenceDelete), Handle(&CUsrServiceEvidence::ProcEvidenceGet)}};
+inline constexpr Dispatcher kEvidenceIdDispatcher{
+    Dispatcher::Ids::kOne,
+    {Handle(&CUsrServiceEvidence::ProcEvidenceIDPut), kReject, Handle(&CUsrServiceEvidence::ProcEvidenceIDDelete),
+     Handle(&CUsrServiceEvidence::ProcEvidenceIDGet)}};
 inline constexpr Dispatcher kCustomDispatcher{Dispatcher::Ids::kAny,
                                               {Handle(&CUsrServiceEvidence::ProcEvidenceCustomPut), kRejectSilently,
                                                kRejectSilently, Handle(&CUsrServiceEvidence::ProcEvidenceCustomGet)},
                                               kRejectSilently};
-inline constexpr Dispatcher kFilesDispatcher{Dispatcher::Ids::kOne, {kReject, kPending, kReject, kReject}};
-inline constexpr Dispatcher kGuidDispatcher{Dispatcher::Ids::kAny, {kReject, kReject, kReject, kPending}};
-inline constexpr Dispatcher kOperationLogDispatcher{Dispatcher::Ids::kOneOnGet, {kReject, kPending, kReject, kPending}};
-inline constexpr Dispatcher kBatchLinksDispatcher{Dispatcher::Ids::kAny, {kPending, kPending, kReject, kReject}};
+inline constexpr Dispatcher kFilesDispatcher{
+    Dispatcher::Ids::kOne, {kReject, HandleOrReport(&CUsrServiceEvidence::ProcEvidenceIDFilesPost), kReject, kReject}};
+inline constexpr Dispatcher kGuidDispatcher{
+    Dispatcher::Ids::kAny, {kReject, kReject, kReject, Handle(&CUsrServiceEvidence::ProcEvidenceGUIDGet)}};
+inline constexpr Dispatcher kOperationLogDispatcher{Dispatcher::Ids::kOneOnGet,
+                                                    {kReject, Handle(&CUsrServiceEvidence::ProcOperationLogPost),
+                                                     kReject, Handle(&CUsrServiceEvidence::ProcOperationLogGet)}};
+inline constexpr Dispatcher kBatchLinksDispatcher{
+    Dispatcher::Ids::kAny,
+    {Handle(&CUsrServiceEvidence::FileBatchLinkEvidencesPUT), Handle(&CUsrServiceEvidence::FileBatchLinkEvidencesPOST),
+     kReject, kReject}};
 
 }  // namespace Evidence

@@ -94,6 +94,11 @@ void CUsrServiceEvidence::EncodeBaseErrorRsp(kelp::SHttpResponse& response) {
   }
 }
 
+bool CUsrServiceEvidence::Answered(kelp::SHttpResponse& response, bool encoded) {
+  if (!encoded) EncodeBaseErrorRsp(response);
+  return encoded;
+}
+
 std::shared_ptr<CEvidenceUserInterface> CUsrServiceEvidence::LockUserInterface() const {
   auto user_interface = pdu_ ? user_interface_.lock() : nullptr;
   if (!user_interface) Orv::Base::Error::SetLastError({0, kObjectMissing});

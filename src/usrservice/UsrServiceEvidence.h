@@ -4,19 +4,23 @@
 #include <functional>
 #include <list>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
+#include "Common/EvidenceLog.h"
 #include "KelpPlatform/MsgBus.h"
 #include "OrvBase/Error.h"
 #include "OrvBase/Noncopyable.h"
 #include "impl/Evidence/EvidenceUserInterface.h"
 #include "plugin_comm/PluginCommManager.h"
 #include "usrservice/IEvidencePdu.h"
+#include "usrservice/UsrServiceEvidencePDULink.h"
 
 namespace Evidence {
 
 struct Dispatcher;
+struct FileChange;
 
 /// The request service: registers the routes, receives each request on a host thread, picks the handler by route and
 /// method, and writes one response body. Takes no lock: its members are set before the routes stand and
@@ -62,6 +66,42 @@ class CUsrServiceEvidence : public Orv::Base::CNoncopyable {
   bool ProcEvidenceCustomGet(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
   bool ProcEvidenceCustomPut(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
 
+  // Evidence
+
+  /// No answer when the history could not be written; the evidence stands all the same.
+  bool ProcEvidencePost(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
+  /// No answer, (0, 200), for an unknown session; what was changed stays.
+  bool ProcEvidencePut(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
+  bool ProcEvidenceIDPut(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
+  bool ProcEvidenceGUIDGet(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
+
+  // Query
+  bool ProcEvidenceGet(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
+  bool ProcEvidenceIDGet(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
+  /// The history tells of a deletion also when it was refused or failed; the answer says which.
+  bool ProcEvidenceDelete(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
+  bool ProcEvidenceIDDelete(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
+
+  // File
+
+  /// Its caller answers a false with the last error.
+  bool ProcEvidenceIDFilesPost(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
+
+  // Link: several files and several evidences at once. No answer without the permission. Nothing is taken back: what
+  // was linked before a failure stays.
+
+  /// Links every file with every evidence.
+  bool FileBatchLinkEvidencesPOST(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
+  /// Makes the evidences of each file those of the request; without evidences the files are taken off all of theirs.
+  bool FileBatchLinkEvidencesPUT(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
+  /// Links `files` with each evidence, ids upwards, and logs it; refused ones go to `failures` and the next evidence
+  /// follows. False, leaving out the evidences that are left, when the history cannot be written.
+  [[nodiscard]] bool FilesBatchLinkEvidence(LinkFailures& failures, const std::list<EvidenceFilePtr>& files,
+                                            const std::set<std::int32_t>& evidence_ids, const std::string& session);
+  /// The same for taking them off.
+  [[nodiscard]] bool FilesBatchUnLinkEvidence(LinkFailures& failures, const std::list<EvidenceFilePtr>& files,
+                                              const std::set<std::int32_t>& evidence_ids, const std::string& session);
+
   // Access
 
   /// Whether a deletion is confirmed: each listed user with his password, and allowed to delete. A plain user must be
@@ -85,7 +125,9 @@ class CUsrServiceEvidence : public Orv::Base::CNoncopyable {
   void CheckFreezeSurplus(std::int32_t& remain_count, std::int32_t& lock_type, std::int32_t& error_code,
                           std::int32_t user_id, const std::string& client_address, const std::string& user_name);
 
-  // Api
+  // Api: calls from other plugins, without a session. A response left as it was tells of (0, 1).
+
+  /// Creates evidences with their files, in the order of the request, up to the first failure; what was done stays.
   void Evidence_Evidence_API(const std::string& url, const std::shared_ptr<plugin_comm::IPluginCommData>& request,
                              std::shared_ptr<plugin_comm::IPluginCommData>& response);
   void Evidence_Evidence_Type_API(const std::string& url, const std::shared_ptr<plugin_comm::IPluginCommData>& request,
@@ -104,6 +146,27 @@ class CUsrServiceEvidence : public Orv::Base::CNoncopyable {
                 const std::vector<std::string>& object_names, const Orv::Base::Error::ErrorCode& error,
                 const std::string& description);
 
+  // History: entries for WriteEvidenceLog of the manager, with name and address of the session's user; (0, 200) when it
+  // is unknown.
+
+  /// Appends an entry on `evidence`, the names of `files` in it joined by "|". The empty session, a caller inside the
+  /// system, leaves the user empty. (0, 1) without an evidence.
+  [[nodiscard]] bool ParseEvidenceLog(std::vector<operation_record>& records, const std::list<EvidenceFilePtr>& files,
+                                      std::int32_t operation_type, const EvidencePtr& evidence,
+                                      const std::string& session);
+  /// Fills the entry of a change, evidence and type also when the session is unknown, as the empty one is.
+  [[nodiscard]] bool ParsePutEvidenceLog(operation_record& record, std::int32_t evidence_id,
+                                         const std::string& session);
+  /// Appends one entry for each id, for an empty list one for -1. The empty session is unknown.
+  [[nodiscard]] bool DelEvidenceLog(std::vector<operation_record>& records, std::int32_t operation_type,
+                                    const IdList& evidence_ids, const std::string& session);
+
+  /// Writes what a client posts, users and addresses included. (0, 54), without an answer, when there is no memory for
+  /// one.
+  bool ProcOperationLogPost(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
+  /// The history of an evidence. An edit of several fields is one item.
+  bool ProcOperationLogGet(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
+
  private:
   bool RegisterUrlToPlatform();
   void UnRegisterUrlFromPlatform();
@@ -114,6 +177,50 @@ class CUsrServiceEvidence : public Orv::Base::CNoncopyable {
 
   /// The user interface; empty with (0, 1) when it or the message object is gone.
   [[nodiscard]] std::shared_ptr<CEvidenceUserInterface> LockUserInterface() const;
+
+  /// `encoded`; when it is false the thread's last error is the answer.
+  bool Answered(kelp::SHttpResponse& response, bool encoded);
+
+  /// What a deletion tells its client.
+  struct Deletion {
+    ResponseStatus status;
+    std::int32_t remain_count = -1;
+    std::int32_t lock_type = 1;
+    std::string user_name;
+  };
+  /// Deletes the evidences when `users` confirm it; `read` is called first, while they still can be read.
+  void DeleteConfirmed(Deletion& deletion, const CEvidenceUserInterface& user_interface, const IdList& evidence_ids,
+                       const std::list<UserPtr>& users, const std::string& session, const std::function<void()>& read);
+
+  // File
+  /// Writes the names of `files` to the platform's log and one entry to the history; false when the latter fails.
+  [[nodiscard]] bool LogFileChange(const FileChange& change, std::int32_t evidence_id, const EvidencePtr& evidence,
+                                   const std::list<EvidenceFilePtr>& files, const std::string& session);
+
+  // Link
+  struct BatchLink;
+  template <class Operation>
+  [[nodiscard]] bool ChangeFiles(const FileChange& change, LinkFailures& failures,
+                                 const std::list<EvidenceFilePtr>& files, const std::set<std::int32_t>& evidence_ids,
+                                 const std::string& session, const Operation& operation);
+  /// The result tells of the last change alone; those before are judged by `failures`.
+  [[nodiscard]] bool MakeLinksEqual(LinkFailures& failures, const BatchLink& batch, const std::string& session,
+                                    const CEvidenceUserInterface& user_interface);
+  [[nodiscard]] bool RemoveAllLinks(LinkFailures& failures, const BatchLink& batch, const std::string& session,
+                                    const CEvidenceUserInterface& user_interface);
+  bool AnswerBatchLink(kelp::SHttpResponse& response, bool done, const LinkFailures& failures);
+
+  // Api
+  /// Fills the answer's text for a request's; false leaves the answer without one.
+  using ApiWork = std::function<bool(std::string& text, const CEvidenceUserInterface&, const std::string& json)>;
+  void ServeApi(LogLevel level, const std::string& url, const std::shared_ptr<plugin_comm::IPluginCommData>& request,
+                std::shared_ptr<plugin_comm::IPluginCommData>& response, const ApiWork& work);
+  /// One evidence with its files; its log lines are part of it.
+  [[nodiscard]] bool AddEvidenceOfPlugin(const CEvidenceUserInterface& user_interface, const EvidencePtr& evidence,
+                                         const std::list<EvidenceFilePtr>& files);
+  [[nodiscard]] bool LogEvidenceOfPlugin(const CEvidenceUserInterface& user_interface, const EvidencePtr& evidence,
+                                         const std::list<EvidenceFilePtr>& files,
+                                         const std::vector<std::string>& names);
 
   /// What the manager calls to log a change of a dictionary for this session.
   [[nodiscard]] LogFunction LogFunctionFor(const std::string& session);

@@ -37,9 +37,8 @@ void CUsrServiceEvidence::Dispatch(const Dispatcher& dispatcher, kelp::SHttpResp
     case Action::Kind::kHandle:
       (this->*action.handler)(response, request);
       break;
-    case Action::Kind::kPending:
-      Orv::Base::Error::SetLastError({0, kObjectMissing});
-      EncodeBaseErrorRsp(response);
+    case Action::Kind::kHandleOrReport:
+      if (!(this->*action.handler)(response, request)) EncodeBaseErrorRsp(response);
       break;
   }
 }

@@ -23,4 +23,8 @@ inline constexpr int kPermissionAddCustom = 1427;
 inline constexpr int kPermissionModifyCustom = 1428;
 inline constexpr int kPermissionDeleteCustom = 1429;
 
+/// Codes for CheckOperatePermission. Linking files changes an evidence.
+inline constexpr int kPermissionChangeEvidence = 41;
+inline constexpr int kPermissionAddEvidence = 44;
+
 }  // namespace Evidence

@@ -147,7 +147,7 @@ TEST_F(RoutesTest, RequestLinesSpareTheDeletion) {
     EXPECT_EQ(line.text.find("secret"), std::string::npos) << line.text;
   Call(std::string(kV2) + "/Evidence/Files/BatchLinks", 2, {}, "{}");
   EXPECT_TRUE(platform_.sink->Has(3, "]batch link evidence, req: [{}], method: [2].\n["));
-  EXPECT_TRUE(platform_.sink->Has(2, "]batch link evidence, rsp: [" + Status(1) + "].\n["));
+  EXPECT_TRUE(platform_.sink->Has(2, "]batch link evidence, rsp: [" + Status(10002) + "].\n["));
 }
 
 TEST_F(RoutesTest, LateRequestsGetAPairAndNoCrash) {

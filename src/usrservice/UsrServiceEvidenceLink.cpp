@@ -1,0 +1,168 @@
+#include "Common/CommonFun/TarnCommonFun.h"
+#include "Common/ErrorCodes.h"
+#include "Common/EvidenceLog.h"
+#include "usrservice/FileChange.h"
+#include "usrservice/UsrServiceEvidence.h"
+#include "usrservice/UsrServiceEvidencePDULink.h"
+
+namespace Evidence {
+namespace {
+
+using IdSet = std::set<std::int32_t>;
+
+std::string CommaText(const IdSet& ids) {
+  std::string text;
+  for (const std::int32_t id : ids)
+    text += (text.empty() ? "" : ",") + std::to_string(id);
+  return text;
+}
+
+/// The failures of a batch that failed as a whole: each of its files, for the same reason.
+std::list<ErrorPtr> EveryFileFailed(const std::list<EvidenceFilePtr>& files) {
+  const auto error = Orv::Base::Error::GetLastError();
+  std::list<ErrorPtr> failures;
+  for (const auto& file : files) {
+    failures.push_back(std::make_shared<_tag_Error_>());
+    failures.back()->id = file->id;
+    failures.back()->main_code = error.MainCode();
+    failures.back()->sub_code = error.SubCode();
+  }
+  return failures;
+}
+
+}  // namespace
+
+/// Files and evidences of one request.
+struct CUsrServiceEvidence::BatchLink {
+  std::list<EvidenceFilePtr> files;
+  IdSet evidence_ids;
+
+  /// False with (0, 10002) for a body that cannot be read or names none of what it must.
+  [[nodiscard]] bool Read(const std::string& body, bool needs_evidences) {
+    IdList ids;
+    if (!FileBatchLinkDecode(files, ids, body)) return false;
+    evidence_ids.insert(ids.begin(), ids.end());
+    if (!files.empty() && (!evidence_ids.empty() || !needs_evidences)) return true;
+    EVIDENCE_LOG(kLogFailure, "[%s]FileBatchLinkEvidences failed, request:[%s].\n[%s(%d)]", body.c_str());
+    return Fail(kBadBatchLink);
+  }
+};
+
+bool CUsrServiceEvidence::FileBatchLinkEvidencesPOST(kelp::SHttpResponse& response, const kelp::SHttpRequest& request) {
+  const std::string& session = request.session_id;
+  if (!CTarnCommonFun::CheckOperatePermission(session, kPermissionChangeEvidence)) return false;
+  BatchLink batch;
+  LinkFailures failures;
+  const bool done = batch.Read(request.request_body, true) &&
+                    (FilesBatchLinkEvidence(failures, batch.files, batch.evidence_ids, session) || !failures.empty());
+  return AnswerBatchLink(response, done, failures);
+}
+
+bool CUsrServiceEvidence::FileBatchLinkEvidencesPUT(kelp::SHttpResponse& response, const kelp::SHttpRequest& request) {
+  const std::string& session = request.session_id;
+  if (!CTarnCommonFun::CheckOperatePermission(session, kPermissionChangeEvidence)) return false;
+  BatchLink batch;
+  LinkFailures failures;
+  if (!batch.Read(request.request_body, false)) return AnswerBatchLink(response, false, failures);
+  const auto user_interface = LockUserInterface();
+  if (!user_interface) return false;
+  const bool done = batch.evidence_ids.empty() ? RemoveAllLinks(failures, batch, session, *user_interface)
+                                               : MakeLinksEqual(failures, batch, session, *user_interface);
+  return AnswerBatchLink(response, done, failures);
+}
+
+bool CUsrServiceEvidence::MakeLinksEqual(LinkFailures& failures, const BatchLink& batch, const std::string& session,
+                                         const CEvidenceUserInterface& user_interface) {
+  bool done = true;
+  for (const auto& file : batch.files) {
+    std::list<EvidenceFilePtr> links;
+    if (!user_interface.GetEvidenceFileByFileID(links, IdVector{file->id})) {
+      EVIDENCE_LOG(kLogFailure, "[%s]GetEvidenceFileByFileID failed.[%s(%d)]");
+      return false;
+    }
+    IdSet to_add = batch.evidence_ids;
+    IdSet to_drop;
+    for (const auto& link : links) {
+      to_add.erase(link->evidence_id);
+      if (!batch.evidence_ids.contains(link->evidence_id)) to_drop.insert(link->evidence_id);
+    }
+    EVIDENCE_LOG(kLogProgress, "[%s]file [%d-%s] need delete evidence id is: %s, need add evidence id is: %s.[%s(%d)]",
+                 file->id, file->file_name.c_str(), CommaText(to_drop).c_str(), CommaText(to_add).c_str());
+    if (!to_drop.empty()) {
+      file->delete_flag = kUnlinkFlag;
+      done = FilesBatchUnLinkEvidence(failures, {file}, to_drop, session);
+    }
+    if (!to_add.empty()) {
+      file->delete_flag = kLinkFlag;
+      done = FilesBatchLinkEvidence(failures, {file}, to_add, session);
+    }
+  }
+  return done;
+}
+
+bool CUsrServiceEvidence::RemoveAllLinks(LinkFailures& failures, const BatchLink& batch, const std::string& session,
+                                         const CEvidenceUserInterface& user_interface) {
+  IdVector file_ids;
+  for (const auto& file : batch.files)
+    file_ids.push_back(file->id);
+  std::list<EvidenceFilePtr> links;
+  if (!user_interface.GetEvidenceFileByFileID(links, file_ids)) {
+    EVIDENCE_LOG(kLogFailure, "[%s]GetEvidenceFileByFileID failed.[%s(%d)]");
+    return false;
+  }
+  for (const auto& link : links) {
+    link->delete_flag = kUnlinkFlag;
+    (void)FilesBatchUnLinkEvidence(failures, {link}, {link->evidence_id}, session);
+  }
+  return true;
+}
+
+bool CUsrServiceEvidence::AnswerBatchLink(kelp::SHttpResponse& response, bool done, const LinkFailures& failures) {
+  if (done && !failures.empty()) return FileBatchLinkEncode(response.response_body, failures, user_interface_);
+  if (done) Orv::Base::Error::SetLastError({});
+  EncodeBaseErrorRsp(response);
+  return done;
+}
+
+bool CUsrServiceEvidence::FilesBatchLinkEvidence(LinkFailures& failures, const std::list<EvidenceFilePtr>& files,
+                                                 const IdSet& evidence_ids, const std::string& session) {
+  return ChangeFiles(kFilesLinked, failures, files, evidence_ids, session,
+                     [&](const CEvidenceUserInterface& user_interface, std::list<ErrorPtr>& refused, std::int32_t) {
+                       return user_interface.InsertEvidenceFiles(refused, files);
+                     });
+}
+
+bool CUsrServiceEvidence::FilesBatchUnLinkEvidence(LinkFailures& failures, const std::list<EvidenceFilePtr>& files,
+                                                   const IdSet& evidence_ids, const std::string& session) {
+  return ChangeFiles(kFilesUnlinked, failures, files, evidence_ids, session,
+                     [&](const CEvidenceUserInterface& user_interface, std::list<ErrorPtr>& refused, std::int32_t id) {
+                       return user_interface.UpdateEvidenceFiles(refused, files, id);
+                     });
+}
+
+template <class Operation>
+bool CUsrServiceEvidence::ChangeFiles(const FileChange& change, LinkFailures& failures,
+                                      const std::list<EvidenceFilePtr>& files, const IdSet& evidence_ids,
+                                      const std::string& session, const Operation& operation) {
+  const auto user_interface = LockUserInterface();
+  if (!user_interface) return false;
+  for (const std::int32_t evidence_id : evidence_ids) {
+    for (const auto& file : files)
+      file->evidence_id = evidence_id;
+    std::list<ErrorPtr> refused;
+    if (operation(*user_interface, refused, evidence_id)) {
+      EvidencePtr evidence;
+      (void)user_interface->GetEvidenceByID(evidence, evidence_id);
+      if (evidence) WriteLog(session, kLogEvidenceChanged, evidence_id, evidence->name, {}, std::string());
+      if (!LogFileChange(change, evidence_id, evidence, files, session)) return false;
+    } else {
+      if (refused.empty()) refused = EveryFileFailed(files);
+      // The files of a request may come one by one: each keeps its failure.
+      auto& of_evidence = failures[evidence_id];
+      of_evidence.splice(of_evidence.end(), refused);
+    }
+  }
+  return true;
+}
+
+}  // namespace Evidence
