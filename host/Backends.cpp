@@ -62,11 +62,6 @@ std::string System::SystemGuid() {
   return guid;
 }
 
-class NoElements final : public kelp::IElementApi {
- public:
-  bool GetElementInfo(kelp::SElementBaseInfo&, std::int32_t, std::int32_t) override { return false; }
-};
-
 class Adapter final : public kelp::IPlatformAdapterInterface {
  public:
   explicit Adapter(AdapterParts parts) : parts_(std::move(parts)) {}
@@ -93,8 +88,6 @@ std::shared_ptr<platform::ISystemBackend> MakeSystem(int server_standard, std::s
                                                      std::string aes_key) {
   return std::make_shared<System>(server_standard, std::move(executable_directory), std::move(aes_key));
 }
-
-std::shared_ptr<kelp::IElementApi> MakeElementApi() { return std::make_shared<NoElements>(); }
 
 std::shared_ptr<kelp::IPlatformAdapterInterface> MakeAdapter(AdapterParts parts) {
   return std::make_shared<Adapter>(std::move(parts));

@@ -46,9 +46,6 @@ class RouteLedger final : public kelp::IMsgBus {
   std::vector<std::string> noted_;
 };
 
-/// kelp::IElementApi of a platform that has no cameras.
-std::shared_ptr<kelp::IElementApi> MakeElementApi();
-
 /// kelp::IPlatformAdapterInterface that gives the objects it was made of.
 struct AdapterParts {
   std::shared_ptr<kelp::IMsgBus> bus;

@@ -4,6 +4,8 @@
 #include <iostream>
 
 #include "Backend.h"
+#include "CameraFile.h"
+#include "Cameras.h"
 #include "Database.h"
 #include "Serve.h"
 #include "Users.h"
@@ -94,6 +96,29 @@ int RunUserList(const Settings& settings) {
 int RunUserPermissions(const Settings& settings, const std::string& name, const PermissionCodes& codes) {
   auto fault = Open(settings);
   if (fault.empty()) fault = SetPermissions(StoredName(name), Permissions(codes));
+  return Finish(fault);
+}
+
+int RunCamerasLoad(const Settings& settings, const std::string& file) {
+  CameraList list;
+  auto fault = ReadCameraFile(file, list);
+  if (fault.empty()) fault = Open(settings);
+  if (fault.empty()) fault = ReplaceCameras(list);
+  if (fault.empty()) std::printf("%zu devices, %zu elements\n", list.devices.size(), list.elements.size());
+  return Finish(fault);
+}
+
+int RunCamerasList(const Settings& settings) {
+  auto fault = Open(settings);
+  CameraList list;
+  if (fault.empty() && !ReadCameras(list)) fault = "the cameras cannot be read";
+  for (const auto& device : list.devices) {
+    std::printf("device\t%d\ttype %d\tprotocol %d\t%s\n", device.id, device.type, device.protocol, device.name.c_str());
+  }
+  for (const auto& element : list.elements) {
+    const auto device = element.device_id == kNoDevice ? "-" : std::to_string(element.device_id);
+    std::printf("element\t%d\tdevice %s\t%s\n", element.id, device.c_str(), element.name.c_str());
+  }
   return Finish(fault);
 }
 

@@ -29,5 +29,8 @@ struct UserAddOptions {
 [[nodiscard]] int RunUserList(const Settings& settings);
 /// The user keeps exactly the codes given.
 [[nodiscard]] int RunUserPermissions(const Settings& settings, const std::string& name, const PermissionCodes& codes);
+/// The list of cameras and devices becomes that of `file`; hosts that serve take it up by themselves.
+[[nodiscard]] int RunCamerasLoad(const Settings& settings, const std::string& file);
+[[nodiscard]] int RunCamerasList(const Settings& settings);
 
 }  // namespace host

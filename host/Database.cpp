@@ -6,6 +6,7 @@
 
 #include "Backends.h"
 #include "DatabaseSetup.h"
+#include "OrvBase/StringUtil.h"
 #include "RealBackends.h"
 
 namespace host {
@@ -48,9 +49,8 @@ std::string CheckSchemaVersion(const std::string& sql_directory) {
   const int wanted = NewestSchemaVersion(sql_directory);
   if (wanted == 0) return "no set-up statements in " + sql_directory;
   int version = 0;
-  const bool answered = kelp::IDBManager::Instance()->ExecuteQuery(
-      platform::kPlatformDbId, kelp::IDBManager::kConfigClass, kSqlSchemaVersion,
-      [&version](kelp::IDBResultSet* rows) { version = rows->GetInt("version"); });
+  const bool answered =
+      Query(kSqlSchemaVersion, [&version](kelp::IDBResultSet* rows) { version = rows->GetInt("version"); });
   if (answered && version == wanted) return {};
   if (version > wanted) {
     return "the database's schema has version " + std::to_string(version) + ", this host knows " +
@@ -68,9 +68,19 @@ std::string SetUpSchema(const std::string& owner_connection, const std::string& 
   return result.ok ? "" : "set-up of the database failed: " + result.fault;
 }
 
-bool DatabaseAnswers() {
-  return kelp::IDBManager::Instance()->ExecuteNoQuery(platform::kPlatformDbId, kelp::IDBManager::kConfigClass,
-                                                      "SELECT 1");
+bool DatabaseAnswers() { return Execute("SELECT 1"); }
+
+bool Query(const std::string& sql, const kelp::IDBManager::RowReader& reader) {
+  return kelp::IDBManager::Instance()->ExecuteQuery(platform::kPlatformDbId, kelp::IDBManager::kConfigClass, sql,
+                                                    reader);
+}
+
+bool Execute(const std::string& sql) {
+  return kelp::IDBManager::Instance()->ExecuteNoQuery(platform::kPlatformDbId, kelp::IDBManager::kConfigClass, sql);
+}
+
+std::string Quoted(const std::string& text) {
+  return "'" + Orv::Base::StringUtil::StringReplace(text, "'", "''") + "'";
 }
 
 std::string SqlDirectory(const Settings& settings) { return (fs::path(ExecutableDirectory()) / settings.sql).string(); }

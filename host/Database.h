@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "KelpPlatform/DBManager.h"
 #include "Settings.h"
 
 /// The host's access to its database, under platform::kPlatformDbId. Texts returned are "" on success, else
@@ -20,6 +21,16 @@ namespace host {
 
 /// Whether a statement is answered now.
 [[nodiscard]] bool DatabaseAnswers();
+
+/// Runs `sql` on the host's pools; results as of kelp::IDBManager.
+[[nodiscard]] bool Query(const std::string& sql, const kelp::IDBManager::RowReader& reader);
+[[nodiscard]] bool Execute(const std::string& sql);
+
+/// `text`, which holds no NUL, as an SQL literal.
+[[nodiscard]] std::string Quoted(const std::string& text);
+
+/// What an operator reads of a statement that failed.
+inline constexpr char kNoAnswer[] = "the database does not answer, or refuses the statement";
 
 /// The folder of the set-up statements.
 [[nodiscard]] std::string SqlDirectory(const Settings& settings);

@@ -15,9 +15,11 @@
 #include <optional>
 #include <sstream>
 #include <system_error>
+#include <thread>
 
 #include "Authentication.h"
 #include "Backends.h"
+#include "CameraDirectory.h"
 #include "Database.h"
 #include "FailedTries.h"
 #include "Gateway.h"
@@ -95,6 +97,8 @@ class Host {
       std::chrono::minutes(settings_.session_idle_minutes), static_cast<std::size_t>(settings_.sessions_limit));
   const std::shared_ptr<LoginTries> tries_ = MakeLoginTries(settings_);
   const std::shared_ptr<platform::IRouteTable> routes_ = platform::MakeRouteTable();
+  const std::shared_ptr<CameraDirectory> cameras_ = std::make_shared<CameraDirectory>();
+  std::jthread camera_follower_;
   const std::shared_ptr<RouteLedger> ledger_ = std::make_shared<RouteLedger>(routes_);
   PluginLoader plugins_{*ledger_};
   bool all_plugins_up_ = true;
@@ -109,6 +113,7 @@ Host::~Host() {
   login_workers_.reset();
   workers_.reset();
   plugins_.StopAll();
+  camera_follower_ = {};
   Slot<kelp::IPlatformAdapterInterface>::Exchange(nullptr);
   Slot<platform::IAuthenticationBackend>::Exchange(nullptr);
   Slot<platform::IIncreResourceBackend>::Exchange(nullptr);
@@ -125,6 +130,8 @@ std::string Host::Start() {
   if (fault.empty()) fault = OpenKeyFile(settings_.data + "/aes.key", aes_key_);
   if (fault.empty()) fault = PrepareDatabase();
   if (!fault.empty()) return fault;
+  if (!cameras_->Refresh()) return "the cameras cannot be read";
+  camera_follower_ = FollowCameras(cameras_);
   InstallBackends();
   fault = StartPlugins();
   return fault.empty() ? StartHttp() : fault;
@@ -166,8 +173,8 @@ void Host::InstallBackends() {
   Slot<platform::ILogBackend>::Exchange(platform::MakeLogBackend());
   Slot<platform::IIncreResourceBackend>::Exchange(platform::MakeIncreResourceBackend());
   Slot<platform::IAuthenticationBackend>::Exchange(MakeAuthentication(sessions_, tries_));
-  Slot<kelp::IPlatformAdapterInterface>::Exchange(MakeAdapter(
-      {ledger_, MakeClientPermissions(sessions_), MakeElementApi(), nullptr, platform::MakeSystemAndLogApi()}));
+  Slot<kelp::IPlatformAdapterInterface>::Exchange(
+      MakeAdapter({ledger_, MakeClientPermissions(sessions_), cameras_, cameras_, platform::MakeSystemAndLogApi()}));
 }
 
 std::string Host::StartPlugins() {

@@ -1,9 +1,8 @@
 #include "Users.h"
 
-#include "KelpPlatform/DBManager.h"
+#include "Database.h"
 #include "KelpUtils/StringFunctions.h"
 #include "OrvBase/StringUtil.h"
-#include "RealBackends.h"
 #include "Secrets.h"
 
 namespace host {
@@ -13,19 +12,6 @@ namespace StringUtil = Orv::Base::StringUtil;
 using Permissions = std::set<std::pair<ClientKind, int>>;
 
 constexpr std::size_t kGeneratedPasswordBytes = 12;
-constexpr char kNoAnswer[] = "the database does not answer, or refuses the statement";
-
-/// The text as an SQL literal.
-std::string Quoted(const std::string& text) { return "'" + StringUtil::StringReplace(text, "'", "''") + "'"; }
-
-bool Query(const std::string& sql, const kelp::IDBManager::RowReader& reader) {
-  return kelp::IDBManager::Instance()->ExecuteQuery(platform::kPlatformDbId, kelp::IDBManager::kConfigClass, sql,
-                                                    reader);
-}
-
-bool Execute(const std::string& sql) {
-  return kelp::IDBManager::Instance()->ExecuteNoQuery(platform::kPlatformDbId, kelp::IDBManager::kConfigClass, sql);
-}
 
 UserRecord ReadUser(const kelp::IDBResultSet& row) {
   return {row.GetInt("id"), row.GetString("name"), row.GetString("super_user") == "t", {}};

@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -22,6 +23,7 @@ struct Options {
   host::UserAddOptions user_add;
   std::string user_name;
   host::PermissionCodes codes;
+  std::string camera_file;
 };
 
 void AddCodeOptions(CLI::App& command, host::PermissionCodes& codes) {
@@ -46,15 +48,12 @@ void AddGlobalOptions(CLI::App& app, Options& options) {
 }
 
 /// What the command line asks for; set by the parser.
-enum class Command { kServe, kSetup, kUserAdd, kUserList, kUserPermissions };
+enum class Command { kServe, kSetup, kUserAdd, kUserList, kUserPermissions, kCamerasLoad, kCamerasList };
 
-void AddCommands(CLI::App& app, Options& options, Command& command) {
-  const auto select = [&command](Command selected) { return [&command, selected] { command = selected; }; };
-  app.require_subcommand(0, 1);
-  app.fallthrough();
-  app.add_subcommand("serve", "Run the server (default)")->callback(select(Command::kServe));
-  app.add_subcommand("setup", "Create or upgrade the schemas; needs an owner's connection")
-      ->callback(select(Command::kSetup));
+/// Makes what runs when a command is named.
+using Select = std::function<std::function<void()>(Command)>;
+
+void AddUserCommands(CLI::App& app, Options& options, const Select& select) {
   auto* const user = app.add_subcommand("user", "Work on the users")->require_subcommand(1)->fallthrough();
   user->add_subcommand("list", "List users with their permissions")->callback(select(Command::kUserList));
 
@@ -71,6 +70,26 @@ void AddCommands(CLI::App& app, Options& options, Command& command) {
   permissions->add_option("name", options.user_name, "The user's name")->required();
   AddCodeOptions(*permissions, options.codes);
   permissions->callback(select(Command::kUserPermissions));
+}
+
+void AddCameraCommands(CLI::App& app, Options& options, const Select& select) {
+  auto* const cameras =
+      app.add_subcommand("cameras", "Work on the cameras and devices")->require_subcommand(1)->fallthrough();
+  cameras->add_subcommand("list", "List devices and elements")->callback(select(Command::kCamerasList));
+  auto* const load = cameras->add_subcommand("load", "Replace the whole list by that of a JSON file")->fallthrough();
+  load->add_option("file", options.camera_file, "The file")->required();
+  load->callback(select(Command::kCamerasLoad));
+}
+
+void AddCommands(CLI::App& app, Options& options, Command& command) {
+  const Select select = [&command](Command selected) { return [&command, selected] { command = selected; }; };
+  app.require_subcommand(0, 1);
+  app.fallthrough();
+  app.add_subcommand("serve", "Run the server (default)")->callback(select(Command::kServe));
+  app.add_subcommand("setup", "Create or upgrade the schemas; needs an owner's connection")
+      ->callback(select(Command::kSetup));
+  AddUserCommands(app, options, select);
+  AddCameraCommands(app, options, select);
 }
 
 /// Fills `settings` from the file and the command line; what is wrong is printed.
@@ -96,6 +115,10 @@ int RunCommand(Command command, const Options& options, const Settings& settings
       return host::RunUserList(settings);
     case Command::kUserPermissions:
       return host::RunUserPermissions(settings, options.user_name, options.codes);
+    case Command::kCamerasLoad:
+      return host::RunCamerasLoad(settings, options.camera_file);
+    case Command::kCamerasList:
+      return host::RunCamerasList(settings);
     case Command::kServe:
       break;
   }

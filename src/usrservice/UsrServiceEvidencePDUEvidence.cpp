@@ -155,7 +155,7 @@ void CEvidencePduJson::UpdateEvidenceInfo(const EvidencePtr& evidence) {
   if (user_interface->GetEvidenceTypeById(type, evidence->evidence_type.type_id) && type) {
     evidence->evidence_type.type_name = type->type_name;
   } else {
-    // A deleted type keeps its name; the name stays as it is when there is none.
+    // A deleted type keeps its name in the table.
     (void)user_interface->QueryEvidenceTypeNameById(evidence->evidence_type.type_name, evidence->evidence_type.type_id);
     EVIDENCE_LOG(kLogAnomaly, "[%s]The evidence type not exists, evidence-type-id[%d].[%s(%d)]",
                  evidence->evidence_type.type_id);

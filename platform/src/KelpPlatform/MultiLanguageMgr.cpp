@@ -12,7 +12,7 @@
 #include <shared_mutex>
 #include <utility>
 
-#include "KelpUtils/JsonText.h"
+#include "JsonText.h"
 #include "RealBackends.h"
 
 namespace platform {

@@ -1,4 +1,4 @@
-#include "KelpUtils/JsonText.h"
+#include "JsonText.h"
 
 #include <rapidjson/reader.h>
 
@@ -64,16 +64,32 @@ class GuardingHandler {
 /// Encoding is checked beforehand, and what escapes stand for in the handler.
 constexpr unsigned kParseFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag;
 
+/// How many bytes of `text` stand before the first that is NUL or begins no valid UTF-8 sequence.
+std::size_t ReadableLength(std::string_view text) {
+  std::size_t at = 0;
+  while (at < text.size() && text[at] != '\0') {
+    const auto length = Orv::Base::Utf8::SequenceLength(text, at);
+    if (length == 0) break;
+    at += length;
+  }
+  return at;
+}
+
 }  // namespace
 
-bool ParseJsonText(const std::string& text, int max_depth, rapidjson::Document& out) {
+bool ParseJsonText(const std::string& text, int max_depth, rapidjson::Document& out, std::size_t* fault_at) {
   // The reader takes a NUL byte for the end of the text, and itself reads past a sequence that is cut there.
-  if (text.find('\0') != std::string::npos || !IsValid(text)) return false;
+  if (text.find('\0') != std::string::npos || !IsValid(text)) {
+    if (fault_at != nullptr) *fault_at = ReadableLength(text);
+    return false;
+  }
   bool parsed = false;
   const auto read = [&](rapidjson::Document& target) {
     GuardingHandler handler(target, max_depth);
     rapidjson::StringStream stream(text.c_str());
-    parsed = !rapidjson::Reader().Parse<kParseFlags>(stream, handler).IsError();
+    const rapidjson::ParseResult result = rapidjson::Reader().Parse<kParseFlags>(stream, handler);
+    parsed = !result.IsError();
+    if (fault_at != nullptr) *fault_at = result.Offset();
     return parsed;
   };
   out.Populate(read);

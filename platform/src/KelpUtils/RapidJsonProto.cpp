@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include "KelpUtils/JsonText.h"
+#include "JsonText.h"
 #include "KelpUtils/Path.h"
 #include "OrvProto/JsonNode.h"
 #include "OrvProto/JsonNodeWriter.h"

@@ -12,7 +12,7 @@
 #include "OrvBase/StringUtil.h"
 #include "impl/Evidence/EvidenceRecords.h"
 
-/// What the changes of the two dictionaries have in common.
+/// What batches of changes have in common.
 namespace Evidence::Batch {
 
 inline constexpr std::size_t kNameMaxChars = 64;

@@ -4,6 +4,8 @@
 #include <set>
 #include <string_view>
 
+#include "impl/Evidence/Limits.h"
+
 namespace Evidence::Changes {
 namespace {
 
@@ -57,6 +59,8 @@ change_item NumberChange(ChangedField kind, std::int32_t before, std::int32_t af
 /// The attribute values of an evidence, found in little time however many a client sent.
 class StandingValues {
  public:
+  using Values = std::vector<const tag_EvidenceCustom_*>;
+
   explicit StandingValues(const std::vector<tag_EvidenceCustom_>& values) {
     for (const auto& value : values) {
       by_id_[value.custom_id].push_back(&value);
@@ -70,13 +74,14 @@ class StandingValues {
     return by_id_.contains(sought.custom_id) || names_.contains(sought.custom_name);
   }
 
-  [[nodiscard]] std::vector<const tag_EvidenceCustom_*> Of(std::int32_t custom_id) const {
+  [[nodiscard]] const Values& Of(std::int32_t custom_id) const {
+    static const Values kNone;
     const auto found = by_id_.find(custom_id);
-    return found == by_id_.end() ? std::vector<const tag_EvidenceCustom_*>() : found->second;
+    return found == by_id_.end() ? kNone : found->second;
   }
 
  private:
-  std::map<std::int32_t, std::vector<const tag_EvidenceCustom_*>> by_id_;
+  std::map<std::int32_t, Values> by_id_;
   std::set<std::string_view> names_;
 };
 
@@ -100,22 +105,34 @@ void AddFields(std::vector<change_item>& changes, const _tag_Evidence_& before, 
   }
 }
 
-void AddCustoms(std::vector<change_item>& changes, const _tag_Evidence_& before, const _tag_Evidence_& after,
+bool AddCustoms(std::vector<change_item>& changes, const _tag_Evidence_& before, const _tag_Evidence_& after,
                 const OptionName& option_name) {
+  const std::size_t others = changes.size();
+  std::size_t bytes = 0;
+  const auto add = [&](const std::string& old_text, const std::string& new_text) {
+    bytes += sizeof(change_item) + old_text.size() + new_text.size();
+    if (bytes > Limits::kChangeBytes) return false;
+    AddText(changes, kCustom, old_text, new_text);
+    return true;
+  };
   const StandingValues standing(before.evidence_customs);
   for (const auto& value : after.evidence_customs) {
     if (value.custom_options.empty()) continue;
     const bool is_new = !standing.Hold(value);
-    const auto replaced = standing.Of(value.custom_id);
+    const auto& replaced = standing.Of(value.custom_id);
     if (!is_new && replaced.empty()) continue;
     const auto& chosen = value.custom_options.front();
     const std::string text =
         chosen.option_name.empty() ? option_name(chosen.option_id, value.custom_id) : chosen.option_name;
-    if (is_new) AddText(changes, kCustom, std::string(), text);
-    for (const auto* const old : replaced) {
-      if (!old->custom_options.empty()) AddText(changes, kCustom, old->custom_options.front().option_name, text);
+    bool fits = !is_new || add(std::string(), text);
+    for (auto old = replaced.begin(); fits && old != replaced.end(); ++old)
+      fits = (*old)->custom_options.empty() || add((*old)->custom_options.front().option_name, text);
+    if (!fits) {
+      changes.resize(others);
+      return false;
     }
   }
+  return true;
 }
 
 }  // namespace Evidence::Changes

@@ -21,8 +21,9 @@ void AddFields(std::vector<change_item>& changes, const _tag_Evidence_& before, 
 using OptionName = std::function<std::string(std::int32_t, std::int32_t)>;
 
 /// Adds an item for each attribute value of `after` whose text differs from that of `before`. Only the first option of
-/// a value counts.
-void AddCustoms(std::vector<change_item>& changes, const _tag_Evidence_& before, const _tag_Evidence_& after,
-                const OptionName& option_name);
+/// a value counts. False, with `changes` as it was, when that would take more than Limits::kChangeBytes: each value is
+/// compared with all that stand for its attribute.
+[[nodiscard]] bool AddCustoms(std::vector<change_item>& changes, const _tag_Evidence_& before,
+                              const _tag_Evidence_& after, const OptionName& option_name);
 
 }  // namespace Evidence::Changes

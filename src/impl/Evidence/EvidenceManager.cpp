@@ -39,8 +39,7 @@ bool CEvidenceManager::Initialize() {
     const std::lock_guard lock(cache_lock_);
     ok = loaded = LoadDictionaries();
     if (loaded) {
-      element_api_ = kelp::IPlatformAdapterInterface::Instance()->GetElementApi(true);
-      if (!element_api_) return false;
+      if (!TakeElementApi()) return false;
     }
   }
 
@@ -57,6 +56,13 @@ bool CEvidenceManager::Initialize() {
   EVIDENCE_LOG(kLogProgress, "[%s]Initial Evidence system guid : %s.[%s(%d)]", system_guid.c_str());
   EVIDENCE_LOG(kLogProgress, "[%s]Initial Evidence Mgr Module %s.[%s(%d)]", ok ? "Success" : "False");
   return ok;
+}
+
+bool CEvidenceManager::TakeElementApi() {
+  auto api = kelp::IPlatformAdapterInterface::Instance()->GetElementApi(true);
+  const std::lock_guard lock(element_lock_);
+  element_api_ = std::move(api);
+  return element_api_ != nullptr;
 }
 
 bool CEvidenceManager::LoadDictionaries() {
@@ -126,6 +132,9 @@ bool CEvidenceManager::Finalize() {
     type_cache_.clear();
     type_key_map_.clear();
     custom_key_map_.clear();
+  }
+  {
+    const std::lock_guard lock(element_lock_);
     element_api_.reset();
   }
   EVIDENCE_LOG(kLogProgress, "[%s]Finalize Evidence Mgr Success.[%s(%d)]");

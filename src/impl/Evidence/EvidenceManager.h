@@ -66,7 +66,8 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   [[nodiscard]] bool UpdateEvidence(const EvidencePtr& evidence, operation_record& record);
 
   /// Changes the status of each evidence (id and status are read). One row for each in `results`, refused or not; one
-  /// record in `records` for each status that differs. False when any was refused.
+  /// record in `records` for each status that differs. False when any was refused, or (0, 2) when they are more than
+  /// Limits::kChangedEvidences.
   [[nodiscard]] bool UpdateEvidences(std::list<EvidenceErrInfoPtr>& results, const std::list<EvidencePtr>& evidences,
                                      std::vector<operation_record>& records);
 
@@ -82,7 +83,8 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
 
   /// Marks evidences deleted, then takes away their values, links, files and labels. No compensation: after a failed
   /// link call the evidences are gone and the files of the remaining ones stay linked.
-  [[nodiscard]] bool DelEvidences(const IdList& evidence_ids);
+  /// An id that is repeated counts once. More than Limits::kChangedEvidences are (0, 2).
+  [[nodiscard]] bool DelEvidences(const IdList& asked_ids);
 
   // Query
 
@@ -239,6 +241,7 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   // State
   /// Reads both dictionaries into the caches; the caller holds cache_lock_.
   [[nodiscard]] bool LoadDictionaries();
+  [[nodiscard]] bool TakeElementApi();
   void InitLogKeyMaps();
   /// Gives each cached built-in entry without a name of its own its localised one; the table keeps none.
   void NameBuiltInEntries();
@@ -276,7 +279,8 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   };
   /// False with the pair when the batch as a whole is refused.
   [[nodiscard]] bool CheckFileBatch(const std::list<EvidenceFilePtr>& files);
-  /// Decides what becomes of one file; false with the pair when it is refused.
+  /// Decides what becomes of one file. False when it is refused: with the pair of the read that failed, or, for a file
+  /// of no evidence, with whatever pair stands.
   [[nodiscard]] bool SortFile(FileBatch& batch, const EvidenceFilePtr& file);
   /// Gives a key to each new file that has none; those that get none go to `failures`.
   void DrawFileKeys(std::list<ErrorPtr>& failures, std::list<EvidenceFilePtr>& files);
@@ -320,7 +324,9 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   std::mutex cache_lock_;
   const std::shared_ptr<IEvidenceMgrDB> store_;
   std::atomic<bool> not_running_{true};
-  std::shared_ptr<kelp::IElementApi> element_api_;  ///< guarded by cache_lock_; set while running
+  /// Held for one copy alone, also by those who hold file_lock_.
+  std::mutex element_lock_;
+  std::shared_ptr<kelp::IElementApi> element_api_;  ///< guarded by element_lock_; set while running
   std::int32_t upload_thread_count_;
   std::string upload_loop_key_;
   /// Serialises the operations that write files, their call to the file manager included.

@@ -1,8 +1,13 @@
+#include <algorithm>
+#include <utility>
+
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
 #include "impl/Evidence/Batch.h"
+#include "impl/Evidence/CameraIds.h"
 #include "impl/Evidence/EvidenceChanges.h"
 #include "impl/Evidence/EvidenceManager.h"
+#include "impl/Evidence/Limits.h"
 
 namespace Evidence {
 namespace {
@@ -21,7 +26,7 @@ bool IsWithinRules(const _tag_Evidence_& evidence) {
   return Batch::IsNameWithinRules(evidence.guid) && Batch::IsNameWithinRules(evidence.name) &&
          str_len(evidence.evidence_desc, kCodePageUtf8) <= kDescMaxChars &&
          !ContainsIllegalCharacters(evidence.evidence_desc) && !evidence.guid.empty() &&
-         IsStatus(evidence.evidence_status);
+         IsStatus(evidence.evidence_status) && evidence.evidence_customs.size() <= Limits::kValuesOfEvidence;
 }
 
 }  // namespace
@@ -39,7 +44,9 @@ std::uint32_t CEvidenceManager::AddEvidence(const EvidencePtr& evidence) {
 }
 
 bool CEvidenceManager::CheckNewEvidence(const EvidencePtr& evidence) {
-  if (!IsWithinRules(*evidence) || !CheckEvidenceAddMode(evidence)) {
+  if (!IsWithinRules(*evidence) || !CheckEvidenceAddMode(evidence) ||
+      std::cmp_greater(std::ranges::count(evidence->releated_camera_ids, kCameraSeparator),
+                       Limits::kCamerasOfEvidence)) {
     EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);
   }
@@ -71,7 +78,8 @@ bool CEvidenceManager::CheckNewEvidence(const EvidencePtr& evidence) {
 }
 
 bool CEvidenceManager::CheckLabels(std::int32_t evidence_id, const std::string& label_text) {
-  if (!IsLabelCountExceeded(evidence_id, SplitLabels(label_text))) return true;
+  const auto labels = SplitLabels(label_text);
+  if (labels.size() <= Limits::kLabelsOfEvidence && !IsLabelCountExceeded(evidence_id, labels)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]The number of labels exceeds the limit, labels_in : %s.[%s(%d)]", label_text.c_str());
   return Fail(kTooManyLabels);
 }
@@ -106,11 +114,15 @@ bool CEvidenceManager::UpdateEvidence(const EvidencePtr& evidence, operation_rec
   }
   auto& changes = record.change_items;
   Changes::AddFields(changes, *standing, *evidence);
-  Changes::AddCustoms(changes, *standing, *evidence, [this](std::int32_t option_id, std::int32_t custom_id) {
+  const auto option_name = [this](std::int32_t option_id, std::int32_t custom_id) {
     tag_EvidenceOption_ option;
-    static_cast<void>(GetCustomOptionById(option, option_id, custom_id));
+    (void)GetCustomOptionById(option, option_id, custom_id);
     return option.option_name;
-  });
+  };
+  if (!Changes::AddCustoms(changes, *standing, *evidence, option_name)) {
+    EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
+    return Fail(kBadInput);
+  }
   EvidencePtr holder;
   if (GetEvidenceByGuid(holder, evidence->guid) && holder->id != standing->id) {
     EVIDENCE_LOG(kLogFailure, "[%s]The evidence already exists, evidence-guid[%s].[%s(%d)]", evidence->guid.c_str());
@@ -122,7 +134,7 @@ bool CEvidenceManager::UpdateEvidence(const EvidencePtr& evidence, operation_rec
 
 void CEvidenceManager::AddTypeChange(std::vector<change_item>& changes, std::int32_t before_id, std::int32_t after_id) {
   EvidenceTypePtr after;
-  static_cast<void>(GetEvidenceTypeById(after, after_id));  // an unknown type is no obstacle and has no name
+  (void)GetEvidenceTypeById(after, after_id);  // an unknown type is no obstacle and has no name
   if (after_id == before_id) return;
   EvidenceTypePtr before;
   if (!GetEvidenceTypeById(before, before_id)) {
@@ -148,6 +160,10 @@ bool CEvidenceManager::StoreChangedEvidence(const EvidencePtr& evidence) {
 bool CEvidenceManager::UpdateEvidences(std::list<EvidenceErrInfoPtr>& results, const std::list<EvidencePtr>& evidences,
                                        std::vector<operation_record>& records) {
   if (!EntryTest()) return false;
+  if (evidences.size() > Limits::kChangedEvidences) {
+    EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
+    return Fail(kBadInput);
+  }
   bool all = true;
   for (const auto& evidence : evidences) {
     EvidencePtr standing;
@@ -174,7 +190,6 @@ bool CEvidenceManager::ChangeStatus(EvidencePtr& standing, const _tag_Evidence_&
     return Fail(kBadInput);
   }
   if (!GetEvidenceByID(standing, wanted.id)) {
-    standing.reset();
     EVIDENCE_LOG(kLogFailure, "[%s]The evidence not exists, evidence-id[%d].[%s(%d)]", wanted.id);
     return false;
   }

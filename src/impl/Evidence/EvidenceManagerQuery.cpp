@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <iterator>
 #include <optional>
+#include <set>
 #include <utility>
 
 #include "Common/ErrorCodes.h"
@@ -7,6 +9,7 @@
 #include "Common/TextList.h"
 #include "impl/Evidence/CameraIds.h"
 #include "impl/Evidence/EvidenceManager.h"
+#include "impl/Evidence/Limits.h"
 
 namespace Evidence {
 namespace {
@@ -23,11 +26,25 @@ tag_EvidenceCustom_ NamedValue(const tag_EvidenceCustom_& value, const std::vect
   return named;
 }
 
+bool CheckCount(const IdList& ids, std::size_t limit) {
+  if (ids.size() <= limit) return true;
+  EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
+  return Fail(kBadInput);
+}
+
+/// Each id once, where it stands first: no request can have one row written thousands of times.
+IdList WithoutRepeats(const IdList& ids) {
+  IdList once;
+  std::set<std::int32_t> seen;
+  std::ranges::copy_if(ids, std::back_inserter(once), [&seen](std::int32_t id) { return seen.insert(id).second; });
+  return once;
+}
+
 }  // namespace
 
 void CEvidenceManager::ResolveCameras(_tag_Evidence_& evidence) {
   const auto api = [this] {
-    const std::lock_guard lock(cache_lock_);
+    const std::lock_guard lock(element_lock_);
     return element_api_;
   }();
   if (!api) return;
@@ -50,6 +67,7 @@ bool CEvidenceManager::GetEvidenceByID(EvidencePtr& evidence, std::int32_t evide
   }
   std::list<EvidenceCustomPtr> values;
   if (!store_->GetEvidenceByID(evidence, evidence_id) || !store_->GetEvidenceCustomByID(values, evidence_id)) {
+    evidence.reset();  // nobody may take an evidence for whole whose values could not be read
     EVIDENCE_LOG(kLogFailure, "[%s]The evidence not exists, evidence-id[%d].[%s(%d)]", evidence_id);
     return Fail(kEvidenceNotFound);
   }
@@ -59,18 +77,20 @@ bool CEvidenceManager::GetEvidenceByID(EvidencePtr& evidence, std::int32_t evide
 }
 
 void CEvidenceManager::AddValues(_tag_Evidence_& evidence, const std::list<EvidenceCustomPtr>& values) {
+  // The options of an attribute are read once, however many values the evidence has of it.
+  std::map<std::int32_t, std::vector<tag_EvidenceOption_>> options_by_custom;
   for (const auto& value : values) {
-    std::vector<tag_EvidenceOption_> known;
-    if (!store_->GetOptionsByCustom(known, value)) {
+    const auto [known, first] = options_by_custom.try_emplace(value->custom_id);
+    if (first && !store_->GetOptionsByCustom(known->second, value)) {
       EVIDENCE_LOG(kLogFailure, "[%s]get custom option failed, evidence-id[%d].[%s(%d)]", evidence.id);
-      known.clear();
+      known->second.clear();
     }
-    evidence.evidence_customs.push_back(NamedValue(*value, known));
+    evidence.evidence_customs.push_back(NamedValue(*value, known->second));
   }
 }
 
 bool CEvidenceManager::GetEvidenceByIDs(std::list<EvidencePtr>& evidences, IdList evidence_ids) {
-  if (!EntryTest()) return false;
+  if (!EntryTest() || !CheckCount(evidence_ids, Limits::kReadEvidences)) return false;
   if (std::ranges::find(evidence_ids, -1) != evidence_ids.end()) {
     EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
     Orv::Base::Error::SetLastError({0, kBadInput});
@@ -102,6 +122,7 @@ bool CEvidenceManager::QueryEvidences(std::list<EvidencePtr>& evidences, page_in
                                       const EvidenceFilterPtr& filter, const IdList& evidence_ids) {
   if (!EntryTest()) return false;
   if (!filter) return Fail(kObjectMissing);
+  if (!CheckCount(evidence_ids, Limits::kReadEvidences)) return false;
   if (evidence_ids.empty()) {
     EVIDENCE_LOG(kLogTrace, "[%s]begin QueryEvidences.[%s(%d)]");
     const bool read = store_->QueryEvidences(evidences, page, has_more, filter);
@@ -154,8 +175,9 @@ void CEvidenceManager::AddValuesFromCache(const std::list<EvidencePtr>& evidence
   }
 }
 
-bool CEvidenceManager::DelEvidences(const IdList& evidence_ids) {
-  if (!EntryTest()) return false;
+bool CEvidenceManager::DelEvidences(const IdList& asked_ids) {
+  if (!EntryTest() || !CheckCount(asked_ids, Limits::kChangedEvidences)) return false;
+  const IdList evidence_ids = WithoutRepeats(asked_ids);
   if (!store_->DeleteEvidences(evidence_ids) || !store_->DeleteEvidenceCustomInfo(evidence_ids)) {
     EVIDENCE_LOG(kLogFailure, "[%s]Delete evidences failed.[%s(%d)]");
     return false;
@@ -170,7 +192,8 @@ bool CEvidenceManager::DelEvidences(const IdList& evidence_ids) {
 }
 
 bool CEvidenceManager::UnlinkAllFiles(std::int32_t evidence_id, std::list<EvidenceFilePtr>& files, IdVector& file_ids) {
-  static_cast<void>(store_->QueryEvidenceFiles(files, evidence_id, std::string(), std::string()));
+  if (evidence_id == -1) return true;  // the files under -1 belong to no evidence
+  (void)store_->QueryEvidenceFiles(files, evidence_id, std::string(), std::string());
   for (const auto& file : files)
     file_ids.push_back(file->id);
   if (file_ids.empty()) return true;
@@ -179,7 +202,7 @@ bool CEvidenceManager::UnlinkAllFiles(std::int32_t evidence_id, std::list<Eviden
     EVIDENCE_LOG(kLogFailure, "[%s]Delete evidences files failed.[%s(%d)]");
     return false;
   }
-  static_cast<void>(store_->DeleteEvidenceFilesByEvidenceId(evidence_id));
+  (void)store_->DeleteEvidenceFilesByEvidenceId(evidence_id);
   return true;
 }
 

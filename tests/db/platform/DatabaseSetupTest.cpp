@@ -226,6 +226,7 @@ TEST(DatabaseSetupTest, TheApplicationHasItsLeastRights) {
   for (const char* refused : {"DELETE FROM evidence.evidence", "TRUNCATE evidence.evidence",
                               "DELETE FROM evidence.operation_log", "UPDATE evidence.operation_log SET user_name = 'x'",
                               "UPDATE platform.operation_log SET user_name = 'x'", "DELETE FROM platform.users",
+                              "DELETE FROM platform.devices", "INSERT INTO platform.camera_list VALUES (true, 1)",
                               "UPDATE platform.system SET guid = 'x'", "INSERT INTO platform.schema_version VALUES (9)",
                               "SELECT setval('evidence.evidence_id_seq', 1)", "CREATE TABLE evidence.mine (a integer)",
                               "CREATE TABLE public.mine (a integer)", "CREATE SCHEMA mine", "CREATE ROLE mine"}) {

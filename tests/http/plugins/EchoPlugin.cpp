@@ -62,6 +62,21 @@ void KeyText(SHttpResponse& response, const SHttpRequest&) {
   response.response_body = TarnPlatform::Common::GetAESKey();
 }
 
+/// "<name> on <device id> <device name> of protocol <protocol>".
+void Camera(SHttpResponse& response, const SHttpRequest& request) {
+  const auto platform = kelp::IPlatformAdapterInterface::Instance();
+  kelp::SElementBaseInfo camera;
+  if (!platform->GetElementApi(true)->GetElementInfo(camera, request.url_ids.at(0), 0)) {
+    response.response_body = "no such camera";
+    return;
+  }
+  response.response_body = camera.element_name + " on " + std::to_string(camera.element_device_id);
+  if (!camera.device_base) return;
+  const auto& base = *camera.device_base;
+  const auto device = platform->GetDeviceApi(true)->GetDeviceObject(base.device_id, base.device_type);
+  response.response_body += " " + base.device_name + " of protocol " + std::to_string(device->GetProtocolType());
+}
+
 void Nothing(SHttpResponse&, const SHttpRequest&) {}
 
 void Throw(SHttpResponse& response, const SHttpRequest&) {
@@ -80,6 +95,7 @@ extern "C" PLATFORM_API bool Init() {
          bus->RegisterUrl("/WhoAmI", kelp::kMethodGet, 0, WhoAmI) &&
          bus->RegisterUrl("/Facts", kelp::kMethodGet, 0, Facts) &&
          bus->RegisterUrl("/KeyText", kelp::kMethodGet, 0, KeyText) &&
+         bus->RegisterUrl("/Camera/ID", kelp::kMethodGet, 0, Camera) &&
          bus->RegisterUrl("/Nothing", kelp::kMethodGet, 0, Nothing) &&
          bus->RegisterUrl("/Throw", kelp::kMethodGet, 0, Throw);
 }

@@ -1,0 +1,107 @@
+#include "Cameras.h"
+
+#include <algorithm>
+#include <list>
+
+#include "Database.h"
+#include "OrvBase/StringUtil.h"
+#include "RealBackends.h"
+
+namespace host {
+namespace {
+
+using Orv::Base::StringUtil::str_fmt;
+using Texts = std::list<std::string>;
+
+constexpr std::size_t kRowsOfAStatement = 1000;
+
+// The lock of the one row that the first statement takes makes changes of the list take turns.
+constexpr char kSqlBeginReplacing[] =
+    "UPDATE platform.camera_list SET revision = revision + 1;"
+    "UPDATE platform.devices SET listed = false WHERE listed;"
+    "UPDATE platform.elements SET listed = false WHERE listed";
+
+constexpr char kSqlPutDevices[] =
+    "INSERT INTO platform.devices (id, type, protocol, name) VALUES %s ON CONFLICT (id) DO UPDATE SET"
+    " type = excluded.type, protocol = excluded.protocol, name = excluded.name, listed = true";
+
+constexpr char kSqlPutElements[] =
+    "INSERT INTO platform.elements (id, name, device_id) VALUES %s ON CONFLICT (id) DO UPDATE SET"
+    " name = excluded.name, device_id = excluded.device_id, listed = true";
+
+std::string DeviceRow(const Device& device) {
+  return str_fmt("(%d, %d, %d, %s)", device.id, device.type, device.protocol, Quoted(device.name).c_str());
+}
+
+std::string ElementRow(const Element& element) {
+  const auto device = element.device_id == kNoDevice ? "NULL" : std::to_string(element.device_id);
+  return str_fmt("(%d, %s, %s)", element.id, Quoted(element.name).c_str(), device.c_str());
+}
+
+/// The rows of `records` in as few statements as are of a sane length.
+template <class Record>
+Texts PutStatements(const std::vector<Record>& records, std::string (*row)(const Record&),
+                    std::string (*statement)(const std::string& rows)) {
+  Texts texts;
+  for (std::size_t first = 0; first < records.size(); first += kRowsOfAStatement) {
+    const auto end = std::min(first + kRowsOfAStatement, records.size());
+    std::string rows;
+    for (std::size_t at = first; at < end; ++at)
+      rows += (rows.empty() ? "" : ", ") + row(records[at]);
+    texts.push_back(statement(rows));
+  }
+  return texts;
+}
+
+}  // namespace
+
+std::string ReplaceCameras(const CameraList& list) {
+  Texts texts{kSqlBeginReplacing};
+  // Devices first, for the elements' reference to them.
+  texts.splice(texts.end(), PutStatements<Device>(list.devices, &DeviceRow, [](const std::string& rows) {
+                 return str_fmt(kSqlPutDevices, rows.c_str());
+               }));
+  texts.splice(texts.end(), PutStatements<Element>(list.elements, &ElementRow, [](const std::string& rows) {
+                 return str_fmt(kSqlPutElements, rows.c_str());
+               }));
+  const bool done =
+      kelp::IDBManager::Instance()->ExecuteNoQueryList(platform::kPlatformDbId, kelp::IDBManager::kConfigClass, texts);
+  return done ? "" : kNoAnswer;
+}
+
+// One statement, so that it sees one state of the list. A row is a device, an element, or both.
+constexpr char kSqlReadCameras[] =
+    "SELECT d.id AS device_id, d.type, d.protocol, d.name AS device_name,"
+    " e.id AS element_id, e.name AS element_name, e.device_id AS element_device_id"
+    " FROM (SELECT * FROM platform.devices WHERE listed) d"
+    " FULL JOIN (SELECT * FROM platform.elements WHERE listed) e ON e.device_id = d.id"
+    " ORDER BY d.id, e.id";
+
+bool ReadCameras(CameraList& list) {
+  list = {};
+  const bool answered = Query(kSqlReadCameras, [&list](kelp::IDBResultSet* rows) {
+    for (; !rows->IsEof(); rows->Next()) {
+      const int device = rows->GetInt("device_id");
+      if (device != 0 && (list.devices.empty() || list.devices.back().id != device)) {
+        list.devices.push_back(
+            {device, rows->GetInt("type"), rows->GetInt("protocol"), rows->GetString("device_name")});
+      }
+      const int element = rows->GetInt("element_id");
+      if (element == 0) continue;
+      const int lies_on = rows->GetInt("element_device_id");
+      list.elements.push_back({element, rows->GetString("element_name"), lies_on == 0 ? kNoDevice : lies_on});
+    }
+  });
+  if (!answered) list = {};
+  std::ranges::sort(list.elements, {}, &Element::id);
+  return answered;
+}
+
+constexpr char kSqlReadCameraRevision[] = "SELECT revision FROM platform.camera_list";
+
+bool ReadCameraRevision(std::string& revision) {
+  return Query(kSqlReadCameraRevision,
+               [&revision](kelp::IDBResultSet* rows) { revision = rows->GetString("revision"); });
+}
+
+}  // namespace host

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstddef>
+
+/// What one request may ask for at most. The dictionaries and the number of evidences bound what makes sense; without
+/// these a body of some megabytes would keep a thread and the database busy for hours, or take all memory.
+namespace Evidence::Limits {
+
+/// Attribute values of one evidence: every option of every attribute that the dictionary can hold.
+inline constexpr std::size_t kValuesOfEvidence = 5'000;
+inline constexpr std::size_t kCamerasOfEvidence = 10'000;
+/// Labels of one evidence: as many as there may be distinct ones.
+inline constexpr std::size_t kLabelsOfEvidence = 100'000;
+/// Evidences that are changed or deleted by one call.
+inline constexpr std::size_t kChangedEvidences = 10'000;
+/// Evidences that are asked for by id: as many as there may be.
+inline constexpr std::size_t kReadEvidences = 100'000;
+/// Bytes of the items that one edit adds to a history.
+inline constexpr std::size_t kChangeBytes = std::size_t{32} << 20;
+
+}  // namespace Evidence::Limits
