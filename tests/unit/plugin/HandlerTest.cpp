@@ -173,7 +173,7 @@ std::string Body(const std::string& word) {
       {"new", R"({"Evidence":{"Guid":"G","Name":"New","Status":1}})"},
       {"same", R"({"Evidence":{"Guid":"G7","Name":"Seven","Status":1}})"},
       {"renamed", R"({"Evidence":{"ID":5,"Guid":"G7","Name":"7","Status":1}})"},
-      {"closed", R"({"EvidenceList":{"Evidence":[{"ID":7,"Status":0},{"ID":99,"Status":0}]}})"},
+      {"closed", R"({"EvidenceList":{"Evidence":[{"ID":7,"Status":0},{"ID":99,"Status":0},{"Status":0}]}})"},
       {"confirm", R"({"EvidenceDeleteReq":{"IDs":"7,8)" + users + R"(right"}]}}})"},
       {"confirm none", R"({"EvidenceDeleteReq":{"IDs":")" + users + R"(right"}]}}})"},
       {"wrong", R"({"EvidenceDeleteReq":{"IDs":"7,8)" + users + R"(no"}]}}})"},
@@ -258,6 +258,7 @@ PUT /Evidence/Files/BatchLinks  | {              | 10002
 PUT /Evidence/Files/BatchLinks  | files          | 10002
 POST /Evidence/Files/BatchLinks | files 1        | 10002 | - | says=]FileBatchLinkEvidences failed, request:[{
 POST /Evidence/Files/BatchLinks | files 1,2 to 6,8 | 9999 | =link 1>8 Eight 1|2 | says="EvidenceID":6,"EvidenceName":"","ErrorList":[{"FileID":1,"ErrorCode":9804,"ErrorModule":0},{"FileID":2,"ErrorCode":9804,"ErrorModule":0}]
+POST /Evidence/Files/BatchLinks | files 1,2 to 7 | 9999  | - | files="LinkFileErrorList":[{}],"LinkFileError":[{"ID":2,"Error":{"ErrorModule":31,"ErrorCode":5}}] | says="EvidenceID":7,"EvidenceName":"Seven","ErrorList":[{"FileID":2,"ErrorCode":5,"ErrorModule":31}]
 POST /Evidence/Files/BatchLinks | files 1 to 7,8 | 15    | =link 1>7 Seven 1 | refused=history
 POST /Evidence/Files/BatchLinks | files 1 to 6,7,8 | 9999 | =link 1>7 Seven 1 | refused=history
 PUT /Evidence/Files/BatchLinks  | files 1 to 7,8 | 0     | - | links=1>7,1>8 | says=]file [1-1] need delete evidence id is: , need add evidence id is: .[
@@ -294,9 +295,9 @@ class HandlerTest : public ::testing::Test {
  protected:
   void SetUp() override {
     platform_.adapter->system_and_log = logs_;
-    platform_.comm->answer = [](const auto&, const auto&, auto& reply) {
-      reply = std::make_shared<plugin_comm::CPluginCommData>(R"({"ResponseStatus":{"ErrorModule":0,"ErrorCode":0}})",
-                                                             nullptr, 0);
+    platform_.comm->answer = [this](const auto&, const auto&, auto& reply) {
+      reply = std::make_shared<plugin_comm::CPluginCommData>(
+          R"({"ResponseStatus":{"ErrorModule":0,"ErrorCode":0,"Data":{)" + refused_files_ + "}}}", nullptr, 0);
     };
     ASSERT_TRUE(manager_->Initialize());
     service_.Init(user_interface_);
@@ -330,6 +331,7 @@ class HandlerTest : public ::testing::Test {
       store_->links.emplace(std::stoi(link), std::stoi(link.substr(link.find('>') + 1)));
     platform_.permissions->denied_cs.clear();
     if (!set["denied"].empty()) platform_.permissions->denied_cs = {std::stoi(set["denied"])};
+    refused_files_ = set["files"];
     platform_.sink->Clear();
     calls_.clear();
 
@@ -351,6 +353,7 @@ class HandlerTest : public ::testing::Test {
 
   scripted::Platform platform_;
   Calls calls_;
+  std::string refused_files_;  ///< in the file manager's words
   const std::shared_ptr<Store> store_ = std::make_shared<Store>(calls_);
   const std::shared_ptr<Logs> logs_ = std::make_shared<Logs>(calls_);
   const platform::ScopedBackend<platform::ILogBackend> log_slot_{logs_};
