@@ -10,6 +10,10 @@ namespace {
 
 using IdSet = std::set<std::int32_t>;
 
+/// Files times evidences of one request: each may fail and be listed, and a small body can name very many. The most
+/// files that one evidence holds fit with 1024 evidences.
+constexpr std::int64_t kMaxPairs = 128 * 1024;
+
 std::string CommaText(const IdSet& ids) {
   std::string text;
   for (const std::int32_t id : ids)
@@ -37,12 +41,13 @@ struct CUsrServiceEvidence::BatchLink {
   std::list<EvidenceFilePtr> files;
   IdSet evidence_ids;
 
-  /// False with (0, 10002) for a body that cannot be read or names none of what it must.
+  /// False with (0, 10002) for a body that cannot be read, names none of what it must, or more than one request may.
   [[nodiscard]] bool Read(const std::string& body, bool needs_evidences) {
     IdList ids;
     if (!FileBatchLinkDecode(files, ids, body)) return false;
     evidence_ids.insert(ids.begin(), ids.end());
-    if (!files.empty() && (!evidence_ids.empty() || !needs_evidences)) return true;
+    const bool has_all = !files.empty() && (!evidence_ids.empty() || !needs_evidences);
+    if (has_all && std::ssize(files) * std::ssize(evidence_ids) <= kMaxPairs) return true;
     EVIDENCE_LOG(kLogFailure, "[%s]FileBatchLinkEvidences failed, request:[%s].\n[%s(%d)]", body.c_str());
     return Fail(kBadBatchLink);
   }

@@ -248,6 +248,7 @@ GET /Evidence/99 | {}      | 9804
 
 constexpr char kFiles[] = R"(
 POST /Evidence/7/Files | {"FileList":{"File":[{"ID":2,"Delete":1,"FileName":"b"},{"ID":1,"FileName":"a"},{"ID":3}]}} | 0 | link 1>7; unlink 2; log 306018 Seven/; log 306021 a;/Seven; history 4:7 alice@10.0.0.7 [:a|>]; log 306022 b/Seven; history 7:7 alice@10.0.0.7 [:b>] | links=2>7
+POST /Evidence/7/Files | {"FileList":{"File":[{"ID":2,"Delete":1,"FileName":"b"}]}} | 0 | unlink 2; log 306018 Seven/; log 306022 b/Seven; history 7:7 alice@10.0.0.7 [:b>] | links=2>7
 POST /Evidence/7/Files | {"FileList":{"File":[{"ID":1,"FileName":"a"}]}} | 15 | =link 1>7 Seven a | refused=history | says={"ResponseStatus":{"ErrorModule":0,"ErrorCode":15}}
 POST /Evidence/7/Files | {} | 2 | - | says="FileErrorList":{}
 POST /Evidence/7/Files | {"FileList":{"File":[{"ID":1}]}} | 10 | - | denied=41
@@ -366,6 +367,14 @@ class HandlerTest : public ::testing::Test {
 TEST_F(HandlerTest, Evidences) { PlayAll(kEvidences); }
 TEST_F(HandlerTest, Files) { PlayAll(kFiles); }
 TEST_F(HandlerTest, Histories) { PlayAll(kHistories); }
+
+TEST_F(HandlerTest, ABatchOfMorePairsThanOneRequestMayNameIsRefused) {
+  std::string ids = "1";
+  for (int id = 2; id <= 363; ++id)
+    ids += "," + std::to_string(id);
+  for (const std::string method : {"POST", "PUT"})
+    Play(method + " /Evidence/Files/BatchLinks | files " + ids + " to " + ids + " | 10002");
+}
 
 TEST_F(HandlerTest, WithoutAUserInterfaceOnlySomeAnswer) {
   service_.Init(std::weak_ptr<CEvidenceUserInterface>());
