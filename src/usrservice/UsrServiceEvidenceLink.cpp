@@ -1,6 +1,7 @@
 #include "Common/CommonFun/TarnCommonFun.h"
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
+#include "impl/Evidence/Limits.h"
 #include "usrservice/FileChange.h"
 #include "usrservice/UsrServiceEvidence.h"
 #include "usrservice/UsrServiceEvidencePDULink.h"
@@ -9,10 +10,6 @@ namespace Evidence {
 namespace {
 
 using IdSet = std::set<std::int32_t>;
-
-/// Files times evidences of one request: each may fail and be listed, and a small body can name very many. The most
-/// files that one evidence holds fit with 1024 evidences.
-constexpr std::int64_t kMaxPairs = 128 * 1024;
 
 std::string CommaText(const IdSet& ids) {
   std::string text;
@@ -47,7 +44,9 @@ struct CUsrServiceEvidence::BatchLink {
     if (!FileBatchLinkDecode(files, ids, body)) return false;
     evidence_ids.insert(ids.begin(), ids.end());
     const bool has_all = !files.empty() && (!evidence_ids.empty() || !needs_evidences);
-    if (has_all && std::ssize(files) * std::ssize(evidence_ids) <= kMaxPairs) return true;
+    const bool within_limits = std::max(files.size(), evidence_ids.size()) <= Limits::kChangedEvidences &&
+                               files.size() * evidence_ids.size() <= Limits::kLinkPairs;
+    if (has_all && within_limits) return true;
     EVIDENCE_LOG(kLogFailure, "[%s]FileBatchLinkEvidences failed, request:[%s].\n[%s(%d)]", body.c_str());
     return Fail(kBadBatchLink);
   }

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <ctime>
 #include <map>
 
@@ -9,6 +10,7 @@
 #include "OrvBase/TimeUtil.h"
 #include "TarnPlatform/Authentication.h"
 #include "TarnPlatform/Log.h"
+#include "impl/Evidence/Limits.h"
 #include "usrservice/LogTypes.h"
 #include "usrservice/UsrSericeSTDFlowTemplate.h"
 #include "usrservice/UsrServiceEvidence.h"
@@ -197,8 +199,12 @@ bool CUsrServiceEvidence::ProcOperationLogPost(kelp::SHttpResponse& response, co
     const auto user_interface = LockUserInterface();
     if (!user_interface || !message.Request()) return Fail(kObjectMissing);
     std::vector<operation_record> records;
-    for (const auto& entry : message.Request()->OperationLog)
+    std::size_t rows = 0;
+    for (const auto& entry : message.Request()->OperationLog) {
+      rows += std::max<std::size_t>(entry.Details.size(), 1);
+      if (rows > Limits::kWrittenEntries) return Fail(kBadInput);
       records.push_back(RecordOf(entry));
+    }
     if (user_interface->WriteEvidenceLog(records, request.session_id)) return true;
     EVIDENCE_LOG(kLogFailure, "[%s]Batch WriteEvidenceLog failed vec_evidence_log size : %d.[%s(%d)]",
                  static_cast<int>(records.size()));

@@ -15,6 +15,11 @@ inline constexpr std::size_t kLabelsOfEvidence = 100'000;
 inline constexpr std::size_t kChangedEvidences = 10'000;
 /// Evidences that are asked for by id: as many as there may be.
 inline constexpr std::size_t kReadEvidences = 100'000;
+/// Files times evidences of one batch link: the most files that an evidence holds with 1024 evidences. Each pair may be
+/// a failure that is answered.
+inline constexpr std::size_t kLinkPairs = 128 * 1024;
+/// Rows of a history that a client writes with one call.
+inline constexpr std::size_t kWrittenEntries = 10'000;
 /// Bytes of the items that one edit adds to a history.
 inline constexpr std::size_t kChangeBytes = std::size_t{32} << 20;
 
