@@ -190,6 +190,9 @@ class CEvidencePduJson final : public IEvidencePdu, public Orv::Base::CNoncopyab
   /// ""; a creator who cannot be asked for keeps the one in the record. Failures may leave their pair in the last
   /// error.
   void UpdateEvidenceInfo(const EvidencePtr& evidence);
+  /// The same for one record of many: names that only the table knows are read once for all of them.
+  using TypeNames = std::map<std::int32_t, std::string>;
+  void UpdateEvidenceInfo(const EvidencePtr& evidence, TypeNames& names_from_table);
 
   const std::weak_ptr<CEvidenceUserInterface> user_interface_;
 };

@@ -11,15 +11,8 @@ using kelp::CRapidJsonProto;
 
 constexpr char kEvidenceRoot[] = "/Evidence/";
 
-struct TextKey {
-  const char* key;
-  std::string _tag_Evidence_::*field;
-};
-
-struct NumberKey {
-  const char* key;
-  std::int32_t _tag_Evidence_::*field;
-};
+using TextKey = PduFrame::Key<_tag_Evidence_, std::string>;
+using NumberKey = PduFrame::Key<_tag_Evidence_, std::int32_t>;
 
 constexpr NumberKey kNumberKeys[] = {{"ID", &_tag_Evidence_::id}, {"Status", &_tag_Evidence_::evidence_status}};
 
@@ -41,17 +34,6 @@ constexpr TextKey kCreationTextKeys[] = {{"RelateCameraID", &_tag_Evidence_::rel
                                          {"RecordBeginTime", &_tag_Evidence_::record_begin_time},
                                          {"RecordEndTime", &_tag_Evidence_::record_end_time}};
 
-/// Keys that the body lacks blank their fields.
-template <std::size_t kNumbers, std::size_t kTexts>
-void ReadKeys(_tag_Evidence_& evidence, const CRapidJsonProto& proto, const NumberKey (&numbers)[kNumbers],
-              const TextKey (&texts)[kTexts]) {
-  const std::string root = kEvidenceRoot;
-  for (const auto& [key, field] : numbers)
-    evidence.*field = proto.get_int_v(root + key, -1);
-  for (const auto& [key, field] : texts)
-    evidence.*field = proto.get_v(root + key, std::string());
-}
-
 tag_EvidenceCustom_ ReadCustomValue(const CRapidJsonProto& proto, const std::string& element) {
   tag_EvidenceCustom_ custom;
   custom.custom_id = proto.get_int_v(element + "ID", -1);
@@ -65,7 +47,8 @@ tag_EvidenceCustom_ ReadCustomValue(const CRapidJsonProto& proto, const std::str
 EvidencePtr ReadEvidence(const CRapidJsonProto& proto) {
   const std::string root = kEvidenceRoot;
   auto evidence = std::make_shared<_tag_Evidence_>();
-  ReadKeys(*evidence, proto, kNumberKeys, kTextKeys);
+  PduFrame::ReadNumbers(*evidence, proto, root, kNumberKeys);
+  PduFrame::ReadTexts(*evidence, proto, root, kTextKeys);
   evidence->evidence_type.type_id = proto.get_int_v(root + "EvidenceType/ID", -1);
   evidence->scene.scene_id = proto.get_int_v(root + "Scene/ID", -1);
   evidence->outcome.outcome_id = proto.get_int_v(root + "Outcome/ID", -1);
@@ -87,7 +70,8 @@ bool CEvidencePduJson::DecodeEvidencePostReq(EvidencePtr& evidence, const std::s
                                              const std::string& body) {
   EVIDENCE_PARSE_BODY(proto, "DecodeEvidencePostReq", body);
   evidence = ReadEvidence(*proto);
-  ReadKeys(*evidence, *proto, kCreationNumberKeys, kCreationTextKeys);
+  PduFrame::ReadNumbers(*evidence, *proto, kEvidenceRoot, kCreationNumberKeys);
+  PduFrame::ReadTexts(*evidence, *proto, kEvidenceRoot, kCreationTextKeys);
   std::shared_ptr<TarnPlatform::Authentication::CUserSession> user;
   if (!TarnPlatform::Authentication::GetUserSession(user, session) || !user) {
     EVIDENCE_LOG(kLogFailure, "[%s]GetUserSession failed.[%s(%d)]");
@@ -148,6 +132,11 @@ bool CEvidencePduJson::EncodeEvidencePutRsp(std::string& response, const Respons
 }
 
 void CEvidencePduJson::UpdateEvidenceInfo(const EvidencePtr& evidence) {
+  TypeNames names;
+  UpdateEvidenceInfo(evidence, names);
+}
+
+void CEvidencePduJson::UpdateEvidenceInfo(const EvidencePtr& evidence, TypeNames& names_from_table) {
   if (!evidence) return;
   const auto user_interface = LockUserInterface();
   if (!user_interface) return;
@@ -156,7 +145,10 @@ void CEvidencePduJson::UpdateEvidenceInfo(const EvidencePtr& evidence) {
     evidence->evidence_type.type_name = type->type_name;
   } else {
     // A deleted type keeps its name in the table.
-    (void)user_interface->QueryEvidenceTypeNameById(evidence->evidence_type.type_name, evidence->evidence_type.type_id);
+    const std::int32_t type_id = evidence->evidence_type.type_id;
+    const auto [name, first] = names_from_table.try_emplace(type_id);
+    if (first) (void)user_interface->QueryEvidenceTypeNameById(name->second, type_id);
+    evidence->evidence_type.type_name = name->second;
     EVIDENCE_LOG(kLogAnomaly, "[%s]The evidence type not exists, evidence-type-id[%d].[%s(%d)]",
                  evidence->evidence_type.type_id);
   }

@@ -10,17 +10,12 @@ using PduFrame::NodePtr;
 
 constexpr char kUploadList[] = "/SearchRequest/GUIDList";
 
-struct FileText {
-  const char* key;
-  std::string _tag_EvidenceFile_::*field;
-};
-
-constexpr FileText kFileTexts[] = {{"Name", &_tag_EvidenceFile_::file_name},
-                                   {"Path", &_tag_EvidenceFile_::file_path},
-                                   {"BeginTime", &_tag_EvidenceFile_::begin_time},
-                                   {"EndTime", &_tag_EvidenceFile_::end_time},
-                                   {"Guid", &_tag_EvidenceFile_::guid},
-                                   {"Digest", &_tag_EvidenceFile_::digest}};
+constexpr PduFrame::Key<_tag_EvidenceFile_, std::string> kFileTexts[] = {{"Name", &_tag_EvidenceFile_::file_name},
+                                                                         {"Path", &_tag_EvidenceFile_::file_path},
+                                                                         {"BeginTime", &_tag_EvidenceFile_::begin_time},
+                                                                         {"EndTime", &_tag_EvidenceFile_::end_time},
+                                                                         {"Guid", &_tag_EvidenceFile_::guid},
+                                                                         {"Digest", &_tag_EvidenceFile_::digest}};
 
 void AddFileList(const NodePtr& data, const std::list<EvidenceFilePtr>& files) {
   const auto list = PduFrame::AddObject(data, "FileList");

@@ -52,6 +52,29 @@ void ForEachElement(const kelp::CRapidJsonProto& proto, const std::string& list_
     read(list_path + Orv::Base::StringUtil::str_fmt("[%d]/", n));
 }
 
+/// A wire key and the field of `Record` that it fills.
+template <class Record, class Value>
+struct Key {
+  const char* name;
+  Value Record::*field;
+};
+
+/// Keys that the body lacks blank their fields.
+template <class Record, std::size_t kCount>
+void ReadTexts(Record& record, const kelp::CRapidJsonProto& proto, const std::string& path,
+               const Key<Record, std::string> (&keys)[kCount]) {
+  for (const auto& [name, field] : keys)
+    record.*field = proto.get_v(path + name, std::string());
+}
+
+/// Keys that the body lacks set their fields to -1.
+template <class Record, std::size_t kCount>
+void ReadNumbers(Record& record, const kelp::CRapidJsonProto& proto, const std::string& path,
+                 const Key<Record, std::int32_t> (&keys)[kCount]) {
+  for (const auto& [name, field] : keys)
+    record.*field = proto.get_int_v(path + name, -1);
+}
+
 /// The ids of a comma list; a piece that is no number is 0.
 IdList ReadIds(const kelp::CRapidJsonProto& proto, const std::string& path);
 

@@ -15,18 +15,7 @@ using Files = std::list<EvidenceFilePtr>;
 
 constexpr char kQueryRoot[] = "/EvidenceQueryReq/";
 
-struct FilterText {
-  const char* key;
-  std::string _tag_EvidenceFilterInfo_::*field;
-};
-
-struct FilterNumber {
-  const char* key;
-  std::int32_t _tag_EvidenceFilterInfo_::*field;
-  std::int32_t absent;
-};
-
-constexpr FilterText kFilterTexts[] = {
+constexpr PduFrame::Key<_tag_EvidenceFilterInfo_, std::string> kFilterTexts[] = {
     {"Guid", &_tag_EvidenceFilterInfo_::guid},
     {"Keyword", &_tag_EvidenceFilterInfo_::keyword},
     {"CreationTime/StartTime", &_tag_EvidenceFilterInfo_::create_start_time},
@@ -37,20 +26,18 @@ constexpr FilterText kFilterTexts[] = {
     {"EvidenceEndTime/EndTime", &_tag_EvidenceFilterInfo_::evidence_end_end_time},
 };
 
-constexpr FilterNumber kFilterNumbers[] = {
-    {"KeywordType", &_tag_EvidenceFilterInfo_::keyword_type, 0},
-    {"EvidenceTypeID", &_tag_EvidenceFilterInfo_::evidence_type_id, -1},
-    {"SceneID", &_tag_EvidenceFilterInfo_::scene_id, -1},
-    {"OutcomeID", &_tag_EvidenceFilterInfo_::outcome_id, -1},
-    {"TimeType", &_tag_EvidenceFilterInfo_::time_type, -1},
-    {"Status", &_tag_EvidenceFilterInfo_::status, -1},
+constexpr PduFrame::Key<_tag_EvidenceFilterInfo_, std::int32_t> kFilterNumbers[] = {
+    {"EvidenceTypeID", &_tag_EvidenceFilterInfo_::evidence_type_id},
+    {"SceneID", &_tag_EvidenceFilterInfo_::scene_id},
+    {"OutcomeID", &_tag_EvidenceFilterInfo_::outcome_id},
+    {"TimeType", &_tag_EvidenceFilterInfo_::time_type},
+    {"Status", &_tag_EvidenceFilterInfo_::status},
 };
 
 void ReadFilter(_tag_EvidenceFilterInfo_& filter, const CRapidJsonProto& proto, const std::string& path) {
-  for (const auto& [key, field] : kFilterTexts)
-    filter.*field = proto.get_v(path + key, std::string());
-  for (const auto& [key, field, absent] : kFilterNumbers)
-    filter.*field = proto.get_int_v(path + key, absent);
+  PduFrame::ReadTexts(filter, proto, path, kFilterTexts);
+  PduFrame::ReadNumbers(filter, proto, path, kFilterNumbers);
+  filter.keyword_type = proto.get_int_v(path + "KeywordType", 0);  // the one number that is not -1 when left out
 }
 
 void ReadUsers(std::list<UserPtr>& users, const CRapidJsonProto& proto) {
@@ -149,8 +136,9 @@ bool CEvidencePduJson::EncodeEvidenceGetRsp(std::string& response, const Respons
     files.clear();
   }
   if (!WantsFiles(field)) files.clear();
+  TypeNames type_names;
   for (const auto& evidence : evidences) {
-    UpdateEvidenceInfo(evidence);
+    UpdateEvidenceInfo(evidence, type_names);
     AddQueriedEvidence(PduFrame::AddElement(list, "Evidence"), *evidence, LabelKey::kWritten, files[evidence->id]);
   }
   const bool rendered = PduFrame::Render(envelope, response);
