@@ -18,7 +18,6 @@ struct Action {
     kRejectSilently,  ///< (0, 6) without an answer
     kHandle,          ///< the handler, which leaves the answer empty when it must
     kHandleOrReport,  ///< the handler; when it gives false the last error is the answer
-    kPending,         ///< not built yet: (0, 1) in an answer
   };
   Kind kind;
   Handler handler = nullptr;
@@ -36,7 +35,6 @@ struct Dispatcher {
 
 inline constexpr Action kReject{Action::Kind::kReject};
 inline constexpr Action kRejectSilently{Action::Kind::kRejectSilently};
-inline constexpr Action kPending{Action::Kind::kPending};
 constexpr Action Handle(Handler handler) { return {Action::Kind::kHandle, handler}; }
 constexpr Action HandleOrReport(Handler handler) { return {Action::Kind::kHandleOrReport, handler}; }
 
@@ -55,8 +53,10 @@ inline constexpr Dispatcher kEvidenceIdDispatcher{
     Dispatcher::Ids::kOne,
     {Handle(&CUsrServiceEvidence::ProcEvidenceIDPut), kReject, Handle(&CUsrServiceEvidence::ProcEvidenceIDDelete),
      Handle(&CUsrServiceEvidence::ProcEvidenceIDGet)}};
-inline constexpr Dispatcher kCustomDispatcher{
-    Dispatcher::Ids::kAny, {kPending, kRejectSilently, kRejectSilently, kPending}, kRejectSilently};
+inline constexpr Dispatcher kCustomDispatcher{Dispatcher::Ids::kAny,
+                                              {Handle(&CUsrServiceEvidence::ProcEvidenceCustomPut), kRejectSilently,
+                                               kRejectSilently, Handle(&CUsrServiceEvidence::ProcEvidenceCustomGet)},
+                                              kRejectSilently};
 inline constexpr Dispatcher kFilesDispatcher{
     Dispatcher::Ids::kOne, {kReject, HandleOrReport(&CUsrServiceEvidence::ProcEvidenceIDFilesPost), kReject, kReject}};
 inline constexpr Dispatcher kGuidDispatcher{

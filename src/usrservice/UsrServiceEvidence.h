@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "Common/EvidenceLog.h"
 #include "KelpPlatform/MsgBus.h"
 #include "OrvBase/Error.h"
 #include "OrvBase/Noncopyable.h"
@@ -59,6 +60,11 @@ class CUsrServiceEvidence : public Orv::Base::CNoncopyable {
   bool ProcEvidenceTypeIDGet(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
   bool ProcEvidenceTypeIDPut(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
   bool ProcEvidenceTypeIDDelete(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
+
+  // Custom
+  /// No answer at all stands for an empty list.
+  bool ProcEvidenceCustomGet(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
+  bool ProcEvidenceCustomPut(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
 
   // Evidence
 
@@ -119,7 +125,9 @@ class CUsrServiceEvidence : public Orv::Base::CNoncopyable {
   void CheckFreezeSurplus(std::int32_t& remain_count, std::int32_t& lock_type, std::int32_t& error_code,
                           std::int32_t user_id, const std::string& client_address, const std::string& user_name);
 
-  // Api
+  // Api: calls from other plugins, without a session. A response left as it was tells of (0, 1).
+
+  /// Creates evidences with their files, in the order of the request, up to the first failure; what was done stays.
   void Evidence_Evidence_API(const std::string& url, const std::shared_ptr<plugin_comm::IPluginCommData>& request,
                              std::shared_ptr<plugin_comm::IPluginCommData>& response);
   void Evidence_Evidence_Type_API(const std::string& url, const std::shared_ptr<plugin_comm::IPluginCommData>& request,
@@ -201,6 +209,18 @@ class CUsrServiceEvidence : public Orv::Base::CNoncopyable {
   [[nodiscard]] bool RemoveAllLinks(LinkFailures& failures, const BatchLink& batch, const std::string& session,
                                     const CEvidenceUserInterface& user_interface);
   bool AnswerBatchLink(kelp::SHttpResponse& response, bool done, const LinkFailures& failures);
+
+  // Api
+  /// Fills the answer's text for a request's; false leaves the answer without one.
+  using ApiWork = std::function<bool(std::string& text, const CEvidenceUserInterface&, const std::string& json)>;
+  void ServeApi(LogLevel level, const std::string& url, const std::shared_ptr<plugin_comm::IPluginCommData>& request,
+                std::shared_ptr<plugin_comm::IPluginCommData>& response, const ApiWork& work);
+  /// One evidence with its files; its log lines are part of it.
+  [[nodiscard]] bool AddEvidenceOfPlugin(const CEvidenceUserInterface& user_interface, const EvidencePtr& evidence,
+                                         const std::list<EvidenceFilePtr>& files);
+  [[nodiscard]] bool LogEvidenceOfPlugin(const CEvidenceUserInterface& user_interface, const EvidencePtr& evidence,
+                                         const std::list<EvidenceFilePtr>& files,
+                                         const std::vector<std::string>& names);
 
   /// What the manager calls to log a change of a dictionary for this session.
   [[nodiscard]] LogFunction LogFunctionFor(const std::string& session);

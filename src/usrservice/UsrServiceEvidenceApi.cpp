@@ -1,16 +1,25 @@
+#include <algorithm>
 #include <array>
 
 #include "Common/Barrier.h"
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
 #include "KelpPlatform/PlatformAdapter.h"
+#include "usrservice/LogTypes.h"
 #include "usrservice/UsrServiceEvidence.h"
 
 namespace Evidence {
 namespace {
 
+using plugin_comm::CPluginCommData;
 using plugin_comm::IPluginCommData;
 using plugin_comm::IPluginCommManager;
+
+/// Callers inside the system are trusted and have no session.
+constexpr char kNoSession[] = "";
+
+/// `upload_state` of a file that is wholly there.
+constexpr std::int32_t kUploaded = 1;
 
 bool HasMsgBus() {
   std::shared_ptr<kelp::IMsgBus> bus;
@@ -65,17 +74,115 @@ void CUsrServiceEvidence::UnRegisterAPI() {
   }
 }
 
-// The response stays as the caller gave it, which tells the caller that the call failed.
-void CUsrServiceEvidence::Evidence_Evidence_API(const std::string& /*url*/,
-                                                const std::shared_ptr<IPluginCommData>& /*request*/,
-                                                std::shared_ptr<IPluginCommData>& /*response*/) {
-  Orv::Base::Error::SetLastError({0, kObjectMissing});
+void CUsrServiceEvidence::ServeApi(LogLevel level, const std::string& url,
+                                   const std::shared_ptr<IPluginCommData>& request,
+                                   std::shared_ptr<IPluginCommData>& response, const ApiWork& work) {
+  const auto user_interface = LockUserInterface();
+  const auto call = std::dynamic_pointer_cast<CPluginCommData>(request);
+  if (!user_interface || !call) {
+    // The response stays as the caller gave it, which tells the caller that the call failed.
+    Orv::Base::Error::SetLastError({0, kObjectMissing});
+    return;
+  }
+  EVIDENCE_LOG(level, "[%s]Merhod : API, url[%s], \r\n request-json[%s].[%s(%d)]",  // sic
+               url.c_str(), call->JsonTxt().c_str());
+  std::string text;
+  if (!work(text, *user_interface, call->JsonTxt())) {
+    EVIDENCE_LOG(kLogFailure, "[%s]Encode failed.[%s(%d)]");
+    text.clear();
+  }
+  response = std::make_shared<CPluginCommData>(text, nullptr, 0);
+  EVIDENCE_LOG(level, "[%s]Merhod : API, url[%s], \r\n reponse-json[%s].[%s(%d)]",  // sic
+               url.c_str(), text.c_str());
 }
 
-void CUsrServiceEvidence::Evidence_Evidence_Type_API(const std::string& /*url*/,
-                                                     const std::shared_ptr<IPluginCommData>& /*request*/,
-                                                     std::shared_ptr<IPluginCommData>& /*response*/) {
-  Orv::Base::Error::SetLastError({0, kObjectMissing});
+void CUsrServiceEvidence::Evidence_Evidence_API(const std::string& url, const std::shared_ptr<IPluginCommData>& request,
+                                                std::shared_ptr<IPluginCommData>& response) {
+  ServeApi(kLogProgress, url, request, response,
+           [this](std::string& text, const CEvidenceUserInterface& user_interface, const std::string& json) {
+             ResponseStatus status;
+             EvidenceFilesMap evidences;
+             std::string reserved;
+             bool ok = pdu_->DecodeAPIEvidencePUTReq(evidences, reserved, json);
+             if (ok && evidences.empty()) {
+               EVIDENCE_LOG(kLogFailure, "[%s]Input param invalid, evidence is empty.[%s(%d)]");
+               ok = Fail(kBadInput);
+             }
+             // The first failure ends the call; what was done before it stays.
+             ok = ok && std::ranges::all_of(evidences, [&](const auto& entry) {
+                    return AddEvidenceOfPlugin(user_interface, entry.first, entry.second);
+                  });
+             if (!ok) TakeLastError(status);
+             return pdu_->EncodeAPIEvidencePutRsp(text, status, evidences);
+           });
+}
+
+bool CUsrServiceEvidence::AddEvidenceOfPlugin(const CEvidenceUserInterface& user_interface, const EvidencePtr& evidence,
+                                              const std::list<EvidenceFilePtr>& files) {
+  if (!evidence) {
+    EVIDENCE_LOG(kLogFailure, "[%s]Input param invalid, evidence is empty.[%s(%d)]");
+    return Fail(kObjectMissing);
+  }
+  const std::uint32_t id = user_interface.AddEvidence(evidence);
+  if (!IsEvidenceId(id)) {
+    const auto error = Orv::Base::Error::GetLastError();
+    EVIDENCE_LOG(kLogFailure, "[%s]Add evidence failed, id[%d], name[%s], err[%d,%d].[%s(%d)]",
+                 static_cast<std::int32_t>(id), evidence->name.c_str(), error.MainCode(), error.SubCode());
+    return false;
+  }
+  evidence->id = static_cast<std::int32_t>(id);
+  std::vector<std::string> names;
+  for (const auto& file : files) {
+    if (!file) continue;
+    file->evidence_id = evidence->id;
+    file->upload_state = kUploaded;
+    names.push_back(file->file_name);
+  }
+  std::list<ErrorPtr> failures;
+  return user_interface.InsertEvidenceFiles(failures, files) &&
+         LogEvidenceOfPlugin(user_interface, evidence, files, names);
+}
+
+bool CUsrServiceEvidence::LogEvidenceOfPlugin(const CEvidenceUserInterface& user_interface, const EvidencePtr& evidence,
+                                              const std::list<EvidenceFilePtr>& files,
+                                              const std::vector<std::string>& names) {
+  if (!WriteLog(kNoSession, kLogEvidenceCreated, evidence->id, evidence->name, {}, std::string())) {
+    EVIDENCE_LOG(kLogFailure, "[%s]Write log to platform failed, id[%d], mame[%s], session-id[%s].[%s(%d)]",  // sic
+                 evidence->id, evidence->name.c_str(), kNoSession);
+    return false;
+  }
+  const auto write_history = [&](const std::list<EvidenceFilePtr>& of_files, HistoryType type) {
+    std::vector<operation_record> records;
+    return ParseEvidenceLog(records, of_files, type, evidence, kNoSession) &&
+           user_interface.WriteEvidenceLog(records, std::string(kNoSession));
+  };
+  const bool written =
+      write_history({}, kHistoryCreated) &&
+      (files.empty() || (WriteLog(kNoSession, kLogFilesLinked, evidence->id, names, {}, evidence->name) &&
+                         write_history(files, kHistoryFilesLinked)));
+  if (!written) {
+    EVIDENCE_LOG(kLogFailure, "[%s]Write log to db failed, id[%d], mame[%s], session-id[%s].[%s(%d)]",  // sic
+                 evidence->id, evidence->name.c_str(), kNoSession);
+  }
+  return written;
+}
+
+void CUsrServiceEvidence::Evidence_Evidence_Type_API(const std::string& url,
+                                                     const std::shared_ptr<IPluginCommData>& request,
+                                                     std::shared_ptr<IPluginCommData>& response) {
+  ServeApi(kLogTrace, url, request, response,
+           [this](std::string& text, const CEvidenceUserInterface& user_interface, const std::string& json) {
+             ResponseStatus status;
+             page_info page;
+             std::shared_ptr<_tag_EvidenceAttributeFilterInfo_> filter;
+             std::string reserved;
+             std::list<EvidenceTypePtr> types;
+             if (!pdu_->DecodeAPIEvidenceTypePostReq(page, filter, reserved, json) ||
+                 !user_interface.GetEvidenceTypes(types, page, filter)) {
+               TakeLastError(status);
+             }
+             return pdu_->EncodeAPIEvidenceTypePostRsp(text, page, status, types);
+           });
 }
 
 }  // namespace Evidence

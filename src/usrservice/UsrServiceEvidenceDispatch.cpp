@@ -40,10 +40,6 @@ void CUsrServiceEvidence::Dispatch(const Dispatcher& dispatcher, kelp::SHttpResp
     case Action::Kind::kHandleOrReport:
       if (!(this->*action.handler)(response, request)) EncodeBaseErrorRsp(response);
       break;
-    case Action::Kind::kPending:
-      Orv::Base::Error::SetLastError({0, kObjectMissing});
-      EncodeBaseErrorRsp(response);
-      break;
   }
 }
 

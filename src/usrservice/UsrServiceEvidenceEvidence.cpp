@@ -7,12 +7,6 @@
 #include "usrservice/UsrServiceEvidence.h"
 
 namespace Evidence {
-namespace {
-
-/// What AddEvidence gives when it failed: nothing begun, or nothing stored.
-bool IsEvidenceId(std::uint32_t id) { return id != 0 && id != 0xFFFFFFFF; }
-
-}  // namespace
 
 bool CUsrServiceEvidence::ProcEvidencePost(kelp::SHttpResponse& response, const kelp::SHttpRequest& request) {
   const auto user_interface = LockUserInterface();

@@ -30,6 +30,9 @@ using LogFunction = std::function<void(const std::vector<std::string>&, int)>;
 void DiffLabels(const std::list<std::string>& wanted, const std::list<std::string>& standing,
                 std::list<std::string>& added, std::list<std::string>& removed);
 
+/// Whether AddEvidence stored: it gives 0 when nothing was begun, -1 when the evidence was refused.
+[[nodiscard]] constexpr bool IsEvidenceId(std::uint32_t id) { return id != 0 && id != 0xFFFFFFFF; }
+
 /// The rules, the limits and the in-memory state. Made once by the module and held for the life of the
 /// library. Every operation may be called on any thread; Initialize and Finalize come on the host's.
 ///
@@ -159,6 +162,10 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   /// The attributes by id, those whose name contains the filter's when it has one. Needs no store.
   [[nodiscard]] bool GetEvidenceCustoms(std::list<EvidenceCustomPtr>& customs,
                                         const std::shared_ptr<_tag_EvidenceAttributeFilterInfo_>& filter);
+
+  /// As GetIncreEvidenceTypes: what changed since a client's version.
+  [[nodiscard]] bool GetIncreEvidenceCustoms(std::list<EvidenceCustomPtr>& customs, std::list<std::int32_t>& methods,
+                                             std::int32_t client_resource_version);
 
   /// (0, 120010) when there is no such attribute. Needs no store.
   [[nodiscard]] bool GetEvidenceCustomById(EvidenceCustomPtr& custom, std::int32_t custom_id);

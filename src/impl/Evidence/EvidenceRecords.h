@@ -2,9 +2,9 @@
 
 #include <cstdint>
 #include <list>
-#include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// The records that travel between the layers, by shared pointer. Names follow the columns and the wire keys, their
@@ -241,7 +241,7 @@ using UserPtr = std::shared_ptr<_tag_User_>;
 
 using IdList = std::list<std::int32_t>;
 using IdVector = std::vector<std::int32_t>;
-/// Evidences with the files that are to be linked to each.
-using EvidenceFilesMap = std::map<EvidencePtr, std::list<EvidenceFilePtr>>;
+/// Evidences with the files that are to be linked to each, in the order in which they were asked for.
+using EvidenceFilesMap = std::vector<std::pair<EvidencePtr, std::list<EvidenceFilePtr>>>;
 
 }  // namespace Evidence

@@ -61,6 +61,18 @@ class HostileBodiesTest : public messages::MessageTest {
       {"upload status", Call(pdu_, &CEvidencePduJson::DecodeUploadStatusGetReq)},
       {"files delete", Call(pdu_, &CEvidencePduJson::DecodeEvidenceFilesDeleteReq)},
       {"digests", Call(pdu_, &CEvidencePduJson::DecodeModifyEvidenceFilesDigestPutReq)},
+      {"scene get", Call(pdu_, &CEvidencePduJson::DecodeEvidenceSceneGetReq)},
+      {"scene put", Call(pdu_, &CEvidencePduJson::DecodeEvidenceScenePutReq)},
+      {"scene id put", Call(pdu_, &CEvidencePduJson::DecodeEvidenceSceneIDPutReq)},
+      {"outcome get", Call(pdu_, &CEvidencePduJson::DecodeEvidenceOutcomeGetReq)},
+      {"outcome put", Call(pdu_, &CEvidencePduJson::DecodeEvidenceOutcomePutReq)},
+      {"outcome id put", Call(pdu_, &CEvidencePduJson::DecodeEvidenceOutcomeIDPutReq)},
+      {"custom get", Call(pdu_, &CEvidencePduJson::DecodeEvidenceCustomGetReq)},
+      {"custom put", Call(pdu_, &CEvidencePduJson::DecodeEvidenceCustomPutReq)},
+      {"older settings", Call(pdu_, &CEvidencePduJson::DecodeFTPSettingsPutReq), 2, 2},
+      {"newer settings", Call(pdu_, &CEvidencePduJson::DecodeEvidenceSettingsPutReq)},
+      {"api evidences", Call(pdu_, &CEvidencePduJson::DecodeAPIEvidencePUTReq)},
+      {"api types", Call(pdu_, &CEvidencePduJson::DecodeAPIEvidenceTypePostReq)},
       {"older log",
        [this](const std::string& body) {
          std::vector<Evidence::operation_record> records;
