@@ -22,6 +22,13 @@ using Names = std::set<std::string>;
 
 constexpr char kPassword[] = "clara's password";
 
+/// The names of `all` that `others` lacks.
+Names Without(const Names& all, const Names& others) {
+  Names names;
+  std::ranges::set_difference(all, others, std::inserter(names, names.end()));
+  return names;
+}
+
 /// Puts `to` for the first `from` of `text`.
 std::string Replaced(std::string text, const std::string& from, const std::string& to) {
   const auto at = text.find(from);
@@ -110,11 +117,7 @@ class Description {
     }
   }
   /// The keys taken down that no answer had.
-  [[nodiscard]] Names NeverAnswered() const {
-    Names names;
-    std::ranges::set_difference(named_, answered_, std::inserter(names, names.end()));
-    return names;
-  }
+  [[nodiscard]] Names NeverAnswered() const { return Without(named_, answered_); }
 
  private:
   [[nodiscard]] YAML::Node At(const std::string& place) const {
@@ -146,17 +149,22 @@ TEST(OpenApiTest, NamesTheRoutesOfTheTableAndOfTheHost) {
     expected.insert(kMethods[route.method_code - 1] + (" " + std::string(route.base)) +
                     std::regex_replace(route.sub_path, std::regex("/ID(?=/|$)"), "/{id}"));
   }
-  EXPECT_EQ(Description().Operations(), expected);
+  const Names described = Description().Operations();
+  EXPECT_EQ(Without(expected, described), Names{}) << "routes that the file lacks";
+  EXPECT_EQ(Without(described, expected), Names{}) << "operations that are no routes";
 }
 
 /// Each path of the file on a host of its own, with the same dictionaries, evidences and files.
 class OpenApiAnswersTest : public testing::Test {
  protected:
   static void SetUpTestSuite() {
-    const auto added = RunHost({"user", "add", "clara", "--web", "1423,1424,1425,1427,1428,1429", "--cs", "41,44",
-                                "--control", "43", "--password-stdin"},
-                               std::string(kPassword) + "\n");
-    ASSERT_EQ(added.exit_code, 0) << added.err;
+    const std::vector<std::string> all{"--web", "1423,1424,1425,1427,1428,1429", "--cs", "41,44", "--control", "43"};
+    for (const std::string name : {"clara", "guest"}) {
+      std::vector<std::string> arguments{"user", "add", name, "--password-stdin"};
+      if (name == "clara") arguments.insert(arguments.end(), all.begin(), all.end());
+      const auto added = RunHost(arguments, std::string(kPassword) + "\n");
+      ASSERT_EQ(added.exit_code, 0) << added.err;
+    }
   }
 
   void SetUp() override { installation_.WriteSettings(R"({"RefusedFileIDs":[13]})"); }
@@ -249,9 +257,13 @@ TEST_F(OpenApiAnswersTest, EveryExampleIsAnsweredWithTheKeysOfItsSchema) {
           Play(method, path, operation.second, example.first.Scalar(), Json(example.second["value"]));
       }
       if (operation.second["security"]) continue;
-      const auto stranger = Ask(host_->port(), method, path, "", "{}");
-      EXPECT_EQ(stranger.status, 401) << method << " " << path;
-      CheckReply(stranger, operation.second);
+      // Somebody without a session, and somebody without permissions.
+      for (const auto& session : {std::string(), Login(host_->port(), "guest", kPassword)}) {
+        SCOPED_TRACE(method + " " + path + (session.empty() ? " without a session" : " without permissions"));
+        const auto reply = Ask(host_->port(), method, path, session, "{}");
+        EXPECT_EQ(reply.status == 401, session.empty());
+        CheckReply(reply, operation.second);
+      }
     }
   }
   EXPECT_EQ(description_.NeverAnswered(), Names{});
