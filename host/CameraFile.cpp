@@ -132,7 +132,7 @@ std::string ReadCameraFile(const std::string& file, CameraList& list) {
   if (text.size() > kMaxCameraFile) return file + ": has more than " + std::to_string(kMaxCameraFile) + " bytes";
   rapidjson::Document document;
   std::size_t fault_at = 0;
-  if (!kelp::ParseJsonText(text, kFileDepth, document, &fault_at)) {
+  if (!kelp::ParseJsonText(text, {kFileDepth}, document, &fault_at)) {
     const auto line = 1 + std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(fault_at), '\n');
     return file + ":" + std::to_string(line) + ": is no JSON, not UTF-8, or nested too deep";
   }

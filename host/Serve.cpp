@@ -28,12 +28,16 @@
 #include "KeyFile.h"
 #include "ListenAddress.h"
 #include "PluginLoader.h"
+#include "ServiceManager.h"
 #include "Users.h"
 
 namespace host {
 namespace {
 
 using platform::Slot;
+
+/// What a stop takes beside the requests in flight, at most.
+constexpr std::chrono::seconds kPluginStop(30);
 
 /// The signals that stop the host; blocked in every thread and waited for in one.
 sigset_t StopSignals() {
@@ -220,12 +224,15 @@ int Host::Run() {
   std::printf("evidence-host listening on %s://%s\n", scheme, socket_.text().c_str());
   std::fflush(stdout);
   LogHost(3, "listening on %s://%s", scheme, socket_.text().c_str());
+  TellReady("listening on " + socket_.text());
   const auto signals = StopSignals();
   int signal = 0;
   while (sigwait(&signals, &signal) != 0) {
   }
   LogHost(3, "stopping on signal %d", signal);
-  if (http_->Stop(std::chrono::seconds(settings_.drain_timeout_s))) return 0;
+  const std::chrono::seconds drain(settings_.drain_timeout_s);
+  TellStopping(drain + kPluginStop);
+  if (http_->Stop(drain)) return 0;
   // A request is still inside a plugin, whose UnInit must not be called under it.
   LogHost(6, "requests did not end in time: the process ends without stopping its plugins");
   Slot<platform::ILogSink>::Exchange(nullptr);

@@ -9,11 +9,17 @@
 
 namespace kelp {
 
+/// What a text may hold at most. Each value takes far more memory than its few bytes of text.
+struct JsonBounds {
+  int depth;
+  std::size_t values = static_cast<std::size_t>(-1);
+};
+
 /// Parses one JSON value into `out`, a fresh document. False when `text` is anything else or more, not valid
-/// UTF-8 (escaped halves of surrogate pairs included), nested deeper than `max_depth`, or holds a number beyond
-/// the range of a double; `fault_at` then gets the byte, from 0, at which that showed. Neither parsing nor the
+/// UTF-8 (escaped halves of surrogate pairs included), out of `bounds`, or holds a number beyond the range of a double;
+/// `fault_at` then gets the byte, from 0, at which that showed. Neither parsing nor the
 /// document's end takes stack in proportion to the text.
-[[nodiscard]] PLATFORM_API bool ParseJsonText(const std::string& text, int max_depth, rapidjson::Document& out,
-                                              std::size_t* fault_at = nullptr);
+[[nodiscard]] PLATFORM_API bool ParseJsonText(const std::string& text, const JsonBounds& bounds,
+                                              rapidjson::Document& out, std::size_t* fault_at = nullptr);
 
 }  // namespace kelp

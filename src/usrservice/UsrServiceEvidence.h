@@ -88,7 +88,7 @@ class CUsrServiceEvidence : public Orv::Base::CNoncopyable {
   bool ProcEvidenceIDFilesPost(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
 
   // Link: several files and several evidences at once. No answer without the permission. Nothing is taken back: what
-  // was linked before a failure stays.
+  // was linked before a failure stays. A body that names more pairs than Limits::kLinkPairs is (0, 10002).
 
   /// Links every file with every evidence.
   bool FileBatchLinkEvidencesPOST(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
@@ -161,8 +161,8 @@ class CUsrServiceEvidence : public Orv::Base::CNoncopyable {
   [[nodiscard]] bool DelEvidenceLog(std::vector<operation_record>& records, std::int32_t operation_type,
                                     const IdList& evidence_ids, const std::string& session);
 
-  /// Writes what a client posts, users and addresses included. (0, 54), without an answer, when there is no memory for
-  /// one.
+  /// Writes what a client posts, users and addresses included; more than Limits::kWrittenEntries rows are (0, 2). (0,
+  /// 54), without an answer, when there is no memory for one.
   bool ProcOperationLogPost(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
   /// The history of an evidence. An edit of several fields is one item.
   bool ProcOperationLogGet(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);

@@ -6,6 +6,7 @@
 #include "Common/EvidenceLog.h"
 #include "KelpUtils/StringFunctions.h"
 #include "TarnPlatform/Authentication.h"
+#include "impl/Evidence/Limits.h"
 #include "usrservice/UsrServiceEvidence.h"
 
 namespace Evidence {
@@ -75,6 +76,10 @@ bool CUsrServiceEvidence::CheckUsersDelEvidencePerm(std::int32_t& remain_count, 
                                                     std::string& user_name, const std::list<UserPtr>& users,
                                                     const std::string& session) {
   remain_count = -1;
+  if (users.size() > Limits::kConfirmingUsers) {
+    EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
+    return Fail(kBadInput);
+  }
   if (IsSuperUser(session) ? !ListsSuperUserAlone(users) : !ListsHimself(user_name, users, session)) return false;
   remain_count = -1;
   lock_type = kUserTries;

@@ -12,7 +12,8 @@ bool CUsrServiceEvidence::LogFileChange(const FileChange& change, std::int32_t e
     names.push_back(file->file_name);
   WriteLog(session, change.log_type, evidence_id, names, {}, evidence ? evidence->name : std::string());
   std::vector<operation_record> records;
-  (void)ParseEvidenceLog(records, files, change.history_type, evidence, session);
+  const bool recorded = ParseEvidenceLog(records, files, change.history_type, evidence, session);
+  if (!recorded) EVIDENCE_LOG(kLogFailure, "[%s]ParseEvidenceLog failed, evidence-id[%d].[%s(%d)]", evidence_id);
   const auto user_interface = LockUserInterface();
   if (user_interface && user_interface->WriteEvidenceLog(records, session)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]WriteEvidenceLog failed.[%s(%d)]");

@@ -1,6 +1,9 @@
+#include <algorithm>
+
 #include "Common/CommonFun/TarnCommonFun.h"
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
+#include "impl/Evidence/Limits.h"
 #include "usrservice/FileChange.h"
 #include "usrservice/UsrServiceEvidence.h"
 #include "usrservice/UsrServiceEvidencePDULink.h"
@@ -10,15 +13,18 @@ namespace {
 
 using IdSet = std::set<std::int32_t>;
 
-/// Files times evidences of one request: each may fail and be listed, and a small body can name very many. The most
-/// files that one evidence holds fit with 1024 evidences.
-constexpr std::int64_t kMaxPairs = 128 * 1024;
-
 std::string CommaText(const IdSet& ids) {
   std::string text;
   for (const std::int32_t id : ids)
     text += (text.empty() ? "" : ",") + std::to_string(id);
   return text;
+}
+
+std::size_t NameBytes(const std::list<EvidenceFilePtr>& files) {
+  std::size_t bytes = 0;
+  for (const auto& file : files)
+    bytes += file->file_name.size();
+  return bytes;
 }
 
 /// The failures of a batch that failed as a whole: each of its files, for the same reason.
@@ -47,7 +53,10 @@ struct CUsrServiceEvidence::BatchLink {
     if (!FileBatchLinkDecode(files, ids, body)) return false;
     evidence_ids.insert(ids.begin(), ids.end());
     const bool has_all = !files.empty() && (!evidence_ids.empty() || !needs_evidences);
-    if (has_all && std::ssize(files) * std::ssize(evidence_ids) <= kMaxPairs) return true;
+    const bool within_limits = std::max(files.size(), evidence_ids.size()) <= Limits::kChangedEvidences &&
+                               files.size() * evidence_ids.size() <= Limits::kLinkPairs &&
+                               NameBytes(files) * evidence_ids.size() <= Limits::kChangeBytes;
+    if (has_all && within_limits) return true;
     EVIDENCE_LOG(kLogFailure, "[%s]FileBatchLinkEvidences failed, request:[%s].\n[%s(%d)]", body.c_str());
     return Fail(kBadBatchLink);
   }
@@ -88,6 +97,7 @@ bool CUsrServiceEvidence::MakeLinksEqual(LinkFailures& failures, const BatchLink
     IdSet to_add = batch.evidence_ids;
     IdSet to_drop;
     for (const auto& link : links) {
+      if (link->evidence_id == -1) continue;  // a file of no evidence is no link
       to_add.erase(link->evidence_id);
       if (!batch.evidence_ids.contains(link->evidence_id)) to_drop.insert(link->evidence_id);
     }
@@ -116,6 +126,7 @@ bool CUsrServiceEvidence::RemoveAllLinks(LinkFailures& failures, const BatchLink
     return false;
   }
   for (const auto& link : links) {
+    if (link->evidence_id == -1) continue;
     link->delete_flag = kUnlinkFlag;
     (void)FilesBatchUnLinkEvidence(failures, {link}, {link->evidence_id}, session);
   }

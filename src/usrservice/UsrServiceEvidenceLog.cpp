@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <ctime>
 #include <map>
 
@@ -9,6 +10,7 @@
 #include "OrvBase/TimeUtil.h"
 #include "TarnPlatform/Authentication.h"
 #include "TarnPlatform/Log.h"
+#include "impl/Evidence/Limits.h"
 #include "usrservice/LogTypes.h"
 #include "usrservice/UsrSericeSTDFlowTemplate.h"
 #include "usrservice/UsrServiceEvidence.h"
@@ -69,6 +71,22 @@ std::string JoinedNames(const std::list<EvidenceFilePtr>& files) {
     text += file->file_name;
   }
   return text;
+}
+
+/// Whether the rows that the entries make are within bounds. Name and address of an entry stand twice in each of its
+/// rows.
+bool IsWritable(const std::vector<pdu::SOperationLogEntry>& entries) {
+  std::size_t rows = 0;
+  std::size_t bytes = 0;
+  for (const auto& entry : entries) {
+    const auto rows_of_entry = std::max<std::size_t>(entry.Details.size(), 1);
+    rows += rows_of_entry;
+    bytes += rows_of_entry * 2 * (entry.UserName.size() + entry.UserIP.size());
+    if (rows <= Limits::kWrittenEntries && bytes <= Limits::kChangeBytes) continue;
+    EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
+    return Fail(kBadInput);
+  }
+  return true;
 }
 
 operation_record RecordOf(const pdu::SOperationLogEntry& entry) {
@@ -197,6 +215,7 @@ bool CUsrServiceEvidence::ProcOperationLogPost(kelp::SHttpResponse& response, co
     const auto user_interface = LockUserInterface();
     if (!user_interface || !message.Request()) return Fail(kObjectMissing);
     std::vector<operation_record> records;
+    if (!IsWritable(message.Request()->OperationLog)) return false;
     for (const auto& entry : message.Request()->OperationLog)
       records.push_back(RecordOf(entry));
     if (user_interface->WriteEvidenceLog(records, request.session_id)) return true;

@@ -186,8 +186,9 @@ class CEvidencePduJson final : public IEvidencePdu, public Orv::Base::CNoncopyab
   /// Null with (0, 1) when it is gone.
   std::shared_ptr<CEvidenceUserInterface> LockUserInterface() const;
 
-  /// Gives the record the names of its type and its creator that hold now; a name that cannot be had stays. Any
-  /// failure leaves its pair in the last error.
+  /// Gives the record the names of its type and its creator that hold now. A type that was never there has the name
+  /// ""; a creator who cannot be asked for keeps the one in the record. Failures may leave their pair in the last
+  /// error.
   void UpdateEvidenceInfo(const EvidencePtr& evidence);
 
   const std::weak_ptr<CEvidenceUserInterface> user_interface_;

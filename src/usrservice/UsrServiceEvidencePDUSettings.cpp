@@ -37,25 +37,13 @@ bool IsZeroOrOne(const std::string& text) { return text == "0" || text == "1"; }
   return true;
 }
 
-/// What both decoders begin with: a proto, a fresh record, the parsed body. Null on failure.
-[[nodiscard]] std::shared_ptr<kelp::CRapidJsonProto> OpenPutRequest(FTPSettingsPtr& settings, const std::string& body) {
-  auto proto = NewRecord<kelp::CRapidJsonProto>();
-  if (!proto) {
-    EVIDENCE_LOG(kLogFailure, "[%s]DecodeFTPSettingsGetReq failed, proto is null![%s(%d)]");  // sic
-    Orv::Base::Error::SetLastError({0, kBadInput});
-    return nullptr;
-  }
+/// What both decoders begin with: a fresh record and the parsed body.
+[[nodiscard]] bool OpenPutRequest(FTPSettingsPtr& settings, kelp::CRapidJsonProto& proto, const std::string& body) {
   settings = NewRecord<_tag_FTPSettings_>();
-  if (!settings) {
-    Orv::Base::Error::SetLastError({0, kObjectMissing});
-    return nullptr;
-  }
-  if (!proto->set_str(body)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Data Parse failed, data invalid![%s(%d)]");
-    Orv::Base::Error::SetLastError({0, kBadInput});
-    return nullptr;
-  }
-  return proto;
+  if (!settings) return Fail(kObjectMissing);
+  if (proto.set_str(body)) return true;
+  EVIDENCE_LOG(kLogFailure, "[%s]Data Parse failed, data invalid![%s(%d)]");
+  return Fail(kBadInput);
 }
 
 /// The password for the client of `session`, empty when there is none; one that cannot be enciphered shows in `status`.
@@ -126,8 +114,8 @@ bool CEvidencePduJson::EncodeEvidenceSettingsGetRsp(std::string& response, const
 
 bool CEvidencePduJson::DecodeFTPSettingsPutReq(FTPSettingsPtr& settings, const std::string& session,
                                                const std::string& body) {
-  const auto proto = OpenPutRequest(settings, body);
-  if (!proto) return false;
+  EVIDENCE_NEW_PROTO(proto, "DecodeFTPSettingsGetReq");  // sic
+  if (!OpenPutRequest(settings, *proto, body)) return false;
   const std::string root = "/FTPSettings/";
   if (proto->get_cnt(root + "Enable") < 1) {
     EVIDENCE_LOG(kLogFailure, "[%s]DecodeFTPSettingsGetReq failed, Enable node is not exist![%s(%d)]");
@@ -146,8 +134,8 @@ bool CEvidencePduJson::DecodeFTPSettingsPutReq(FTPSettingsPtr& settings, const s
 
 bool CEvidencePduJson::DecodeEvidenceSettingsPutReq(FTPSettingsPtr& settings, const std::string& session,
                                                     const std::string& body) {
-  const auto proto = OpenPutRequest(settings, body);
-  if (!proto) return false;
+  EVIDENCE_NEW_PROTO(proto, "DecodeFTPSettingsGetReq");  // sic
+  if (!OpenPutRequest(settings, *proto, body)) return false;
   const std::string root = "/EvidenceSettings/";
   settings->storage_type = proto->get_int_v(root + "Type", -1);
   settings->pool_name = proto->get_v(root + "LocalInfo/PoolName", std::string());

@@ -1,10 +1,19 @@
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
+#include "impl/Evidence/Limits.h"
 #include "usrservice/LogTypes.h"
 #include "usrservice/UsrServiceEvidence.h"
 
 namespace Evidence {
 namespace {
+
+/// More ids than one call deletes are no list at all: neither passwords nor history are worked on for them.
+bool IsDeletable(IdList& evidence_ids) {
+  if (evidence_ids.size() <= Limits::kChangedEvidences) return true;
+  evidence_ids.clear();
+  EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
+  return Fail(kBadInput);
+}
 
 Orv::Base::Error::ErrorCode ErrorOf(const ResponseStatus& status) { return {status.main_code, status.sub_code}; }
 
@@ -70,7 +79,7 @@ bool CUsrServiceEvidence::ProcEvidenceDelete(kelp::SHttpResponse& response, cons
   IdList evidence_ids;
   std::list<UserPtr> users;
   std::list<EvidencePtr> evidences;
-  if (!pdu_->DecodeEvidenceDeleteReq(evidence_ids, users, request.request_body)) {
+  if (!pdu_->DecodeEvidenceDeleteReq(evidence_ids, users, request.request_body) || !IsDeletable(evidence_ids)) {
     TakeLastError(deletion.status);
   } else {
     DeleteConfirmed(deletion, *user_interface, evidence_ids, users, session, [&] {

@@ -2,6 +2,11 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstdlib>
 
 #include "http/Gate.h"
 #include "http/HostProcess.h"
@@ -26,6 +31,57 @@ class LifeCycleTest : public testing::Test {
     return settings;
   }
 };
+
+/// A service manager's socket, named to the processes started while it lives.
+class ServiceManager {
+ public:
+  ServiceManager() {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    const auto path = folder_.path() + "/notify";
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    const timeval patience{30, 0};
+    setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    if (bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) throw std::runtime_error(path);
+    setenv("NOTIFY_SOCKET", path.c_str(), 1);
+  }
+  ~ServiceManager() {
+    unsetenv("NOTIFY_SOCKET");
+    close(socket_);
+  }
+  ServiceManager(const ServiceManager&) = delete;
+  ServiceManager& operator=(const ServiceManager&) = delete;
+
+  /// The next message; "" when none comes.
+  std::string Message() const {
+    char text[512];
+    const auto size = recv(socket_, text, sizeof text, 0);
+    return size > 0 ? std::string(text, static_cast<std::size_t>(size)) : "";
+  }
+
+ private:
+  ScratchFolder folder_;
+  int socket_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+};
+
+TEST_F(LifeCycleTest, TheServiceManagerIsToldWhenItServesAndThatItStopsBeforeItWaits) {
+  const ServiceManager manager;
+  HostProcess host(With({{"drain_timeout_s", "45"}}));
+  const auto ready = manager.Message();
+  ASSERT_THAT(ready, StartsWith("READY=1\nSTATUS=listening on 127.0.0.1:"));
+  const int port = std::stoi(ready.substr(ready.rfind(':') + 1));
+  const auto session = Login(port, "tester", kTesterPassword);
+  const Gate gate;
+  HttpConnection inside(port);
+  inside.Send(RequestText("POST", "/Gate", session, gate.body()));
+  gate.AwaitEntered();
+
+  host.Signal(SIGTERM);
+  EXPECT_EQ(manager.Message(), "STOPPING=1\nEXTEND_TIMEOUT_USEC=75000000");
+  gate.Open();
+  EXPECT_EQ(inside.ReadReply().body, "through");
+  EXPECT_EQ(host.Wait().exit_code, 0);
+}
 
 TEST_F(LifeCycleTest, AFullQueueIsAnswered503) {
   HostProcess host(With({{"workers", "1"}, {"queue", "1"}}));

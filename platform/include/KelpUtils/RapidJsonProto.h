@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -23,13 +24,15 @@ class PLATFORM_API CRapidJsonProto : public Orv::Base::CNoncopyable {
 
   /// Deepest nesting of lists and objects that `set_str` accepts.
   static constexpr int kMaxDepth = 64;
+  /// Most values, lists and objects among them, that `set_str` accepts.
+  static constexpr std::size_t kMaxValues = 250'000;
 
   CRapidJsonProto();
   ~CRapidJsonProto();
 
   /// Parses `text`. False, with an empty document, when it is not exactly one JSON value, not valid
-  /// UTF-8, nested deeper than `kMaxDepth`, or holds a number beyond the range of a double, too
-  /// large or too close to zero. Takes no stack in proportion to the text.
+  /// UTF-8, nested deeper than `kMaxDepth`, of more than `kMaxValues` values, or holds a number beyond the range of a
+  /// double, too large or too close to zero. Takes no stack in proportion to the text.
   [[nodiscard]] bool set_str(const std::string& text);
 
   /// The document as compact JSON; "" when there is none.

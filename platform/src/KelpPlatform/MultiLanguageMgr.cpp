@@ -38,7 +38,7 @@ std::optional<std::string> ReadFile(const std::filesystem::path& path) {
 /// None when the text is not an object of objects of texts.
 std::optional<Texts> ParseTexts(const std::string& json) {
   rapidjson::Document document;
-  if (!kelp::ParseJsonText(json, kFileDepth, document) || !document.IsObject()) return std::nullopt;
+  if (!kelp::ParseJsonText(json, {kFileDepth}, document) || !document.IsObject()) return std::nullopt;
   Texts texts;
   // Iterators of a document that can change are ambiguous to compare.
   for (const auto& section : std::as_const(document).GetObject()) {

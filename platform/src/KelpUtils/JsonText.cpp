@@ -17,10 +17,11 @@ using rapidjson::SizeType;
 /// Hands the reader's events on to the document and stops at what the document must not hold.
 class GuardingHandler {
  public:
-  GuardingHandler(rapidjson::Document& target, int max_depth) : target_(target), depth_left_(max_depth) {}
+  GuardingHandler(rapidjson::Document& target, const JsonBounds& bounds)
+      : target_(target), depth_left_(bounds.depth), values_left_(bounds.values) {}
 
-  bool Null() { return target_.Null(); }
-  bool Bool(bool value) { return target_.Bool(value); }
+  bool Null() { return Counts() && target_.Null(); }
+  bool Bool(bool value) { return Counts() && target_.Bool(value); }
   bool Int(int) { return false; }
   bool Uint(unsigned) { return false; }
   bool Int64(std::int64_t) { return false; }
@@ -29,6 +30,7 @@ class GuardingHandler {
 
   /// The only event for numbers. The reader's own conversion overflows on extreme exponents.
   bool RawNumber(const char* text, SizeType length, bool) {
+    if (!Counts()) return false;
     const std::string_view digits(text, length);
     std::int64_t whole = 0;
     if (ReadDecimal(digits, whole)) return target_.Int64(whole);
@@ -39,14 +41,14 @@ class GuardingHandler {
   }
 
   bool String(const char* text, SizeType length, bool copy) {
-    return IsValid({text, length}) && target_.String(text, length, copy);
+    return Counts() && IsValid({text, length}) && target_.String(text, length, copy);
   }
   bool Key(const char* text, SizeType length, bool copy) {
     return IsValid({text, length}) && target_.Key(text, length, copy);
   }
 
-  bool StartObject() { return --depth_left_ >= 0 && target_.StartObject(); }
-  bool StartArray() { return --depth_left_ >= 0 && target_.StartArray(); }
+  bool StartObject() { return Counts() && --depth_left_ >= 0 && target_.StartObject(); }
+  bool StartArray() { return Counts() && --depth_left_ >= 0 && target_.StartArray(); }
   bool EndObject(SizeType count) {
     ++depth_left_;
     return target_.EndObject(count);
@@ -57,8 +59,12 @@ class GuardingHandler {
   }
 
  private:
+  /// Whether one more value may come.
+  bool Counts() { return values_left_ != 0 && values_left_-- != 0; }
+
   rapidjson::Document& target_;
   int depth_left_;
+  std::size_t values_left_;
 };
 
 /// Encoding is checked beforehand, and what escapes stand for in the handler.
@@ -77,7 +83,7 @@ std::size_t ReadableLength(std::string_view text) {
 
 }  // namespace
 
-bool ParseJsonText(const std::string& text, int max_depth, rapidjson::Document& out, std::size_t* fault_at) {
+bool ParseJsonText(const std::string& text, const JsonBounds& bounds, rapidjson::Document& out, std::size_t* fault_at) {
   // The reader takes a NUL byte for the end of the text, and itself reads past a sequence that is cut there.
   if (text.find('\0') != std::string::npos || !IsValid(text)) {
     if (fault_at != nullptr) *fault_at = ReadableLength(text);
@@ -85,7 +91,7 @@ bool ParseJsonText(const std::string& text, int max_depth, rapidjson::Document& 
   }
   bool parsed = false;
   const auto read = [&](rapidjson::Document& target) {
-    GuardingHandler handler(target, max_depth);
+    GuardingHandler handler(target, bounds);
     rapidjson::StringStream stream(text.c_str());
     const rapidjson::ParseResult result = rapidjson::Reader().Parse<kParseFlags>(stream, handler);
     parsed = !result.IsError();

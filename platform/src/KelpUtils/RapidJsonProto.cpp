@@ -183,7 +183,7 @@ CRapidJsonProto::~CRapidJsonProto() = default;
 bool CRapidJsonProto::set_str(const std::string& text) {
   document_ = std::make_unique<Document>();
   rapidjson::Document parsed;
-  if (!ParseJsonText(text, kMaxDepth, parsed)) return false;
+  if (!ParseJsonText(text, {kMaxDepth, kMaxValues}, parsed)) return false;
   document_->parsed.emplace(std::move(parsed));
   return true;
 }

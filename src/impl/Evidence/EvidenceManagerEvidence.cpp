@@ -20,13 +20,23 @@ constexpr std::uint32_t kNotAdded = 0xFFFFFFFF;
 
 bool IsStatus(std::int32_t status) { return status == 0 || status == 1; }
 
+/// The table of values takes no NUL, and refuses it only when the evidence is written already.
+bool HasStorableValues(const _tag_Evidence_& evidence) {
+  const auto holds_nul = [](const tag_EvidenceOption_& option) {
+    return option.option_name.find('\0') != std::string::npos;
+  };
+  return evidence.evidence_customs.size() <= Limits::kValuesOfEvidence &&
+         std::ranges::none_of(evidence.evidence_customs,
+                              [&](const auto& value) { return std::ranges::any_of(value.custom_options, holds_nul); });
+}
+
 /// The rules on single fields that hold for a new evidence and for a changed one.
 bool IsWithinRules(const _tag_Evidence_& evidence) {
   using namespace Orv::Base::StringUtil;
   return Batch::IsNameWithinRules(evidence.guid) && Batch::IsNameWithinRules(evidence.name) &&
          str_len(evidence.evidence_desc, kCodePageUtf8) <= kDescMaxChars &&
          !ContainsIllegalCharacters(evidence.evidence_desc) && !evidence.guid.empty() &&
-         IsStatus(evidence.evidence_status) && evidence.evidence_customs.size() <= Limits::kValuesOfEvidence;
+         IsStatus(evidence.evidence_status) && HasStorableValues(evidence);
 }
 
 }  // namespace

@@ -18,7 +18,9 @@ bool CEvidenceManager::WriteEvidenceLog(const std::vector<operation_record>& rec
   std::int32_t client_type = -1;
   if (!session.empty()) {
     std::shared_ptr<TarnPlatform::Authentication::CUserSession> user_session;
-    if (!TarnPlatform::Authentication::GetUserSession(user_session, session)) return Fail(kSessionNotFound);
+    if (!TarnPlatform::Authentication::GetUserSession(user_session, session) || !user_session) {
+      return Fail(kSessionNotFound);
+    }
     client_type = user_session->GetValClientType();
   }
   if (store_->WriteEvidenceLog(records, client_type)) return true;

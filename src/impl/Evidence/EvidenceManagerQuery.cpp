@@ -200,7 +200,8 @@ bool CEvidenceManager::UnlinkAllFiles(std::int32_t evidence_id, std::list<Eviden
   std::list<ErrorPtr> failures;
   if (!APILinkFile(failures, file_ids, evidence_id, kUnlinkFiles)) {
     EVIDENCE_LOG(kLogFailure, "[%s]Delete evidences files failed.[%s(%d)]");
-    return false;
+    // Refusals of single files come without a pair, and a stale one may say success.
+    return failures.empty() ? false : Fail(kSomeFilesFailed);
   }
   (void)store_->DeleteEvidenceFilesByEvidenceId(evidence_id);
   return true;

@@ -15,7 +15,15 @@ inline constexpr std::size_t kLabelsOfEvidence = 100'000;
 inline constexpr std::size_t kChangedEvidences = 10'000;
 /// Evidences that are asked for by id: as many as there may be.
 inline constexpr std::size_t kReadEvidences = 100'000;
-/// Bytes of the items that one edit adds to a history.
+/// Files times evidences of one batch link: the most files that an evidence holds with 1024 evidences. Each pair may be
+/// a failure that is answered.
+inline constexpr std::size_t kLinkPairs = 128 * 1024;
+/// Rows of a history that a client writes with one call.
+inline constexpr std::size_t kWrittenEntries = 10'000;
+/// Users who confirm one deletion: each password takes a noticeable time to check.
+inline constexpr std::size_t kConfirmingUsers = 100;
+/// Bytes that one call may write more than once: the changes of an edit, names in each row of a history, names of files
+/// in each of their evidences.
 inline constexpr std::size_t kChangeBytes = std::size_t{32} << 20;
 
 }  // namespace Evidence::Limits

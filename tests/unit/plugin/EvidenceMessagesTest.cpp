@@ -109,11 +109,10 @@ TEST_F(EvidenceMessagesTest, AnswersTellTheNamesThatHoldNow) {
     std::string type;
     std::string creator;
   };
-  for (const Case& c :
-       {Case{6, 7, "stored", "Burglary", "account"}, Case{9, 8, "stored", "Deleted type", "stored"},
-        Case{5, 8, "", "kept", "account"}, Case{5, 70, "stored", "kept", "stored"}, Case{5, 70, "", "kept", ""}}) {
+  for (const Case& c : {Case{6, 7, "stored", "Burglary", "account"}, Case{9, 8, "stored", "Deleted type", "stored"},
+                        Case{5, 8, "", "", "account"}, Case{5, 70, "stored", "", "stored"}, Case{5, 70, "", "", ""}}) {
     auto evidence = Blank(1);
-    evidence->evidence_type = {c.type_id, "kept"};
+    evidence->evidence_type = {c.type_id, "old name"};
     evidence->create_user = {c.creator_id, c.creator_name};
     EXPECT_TRUE(pdu_.EncodeEvidencePostRsp(response_, {}, evidence));
     EXPECT_EQ(evidence->evidence_type.type_name, c.type) << c.type_id;

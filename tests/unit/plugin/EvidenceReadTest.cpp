@@ -126,6 +126,15 @@ TEST_F(EvidenceReadTest, EachUnlinkNamesTheFilesOfTheEvidencesBeforeToo) {
   EXPECT_EQ(LastCode(), 7);
   EXPECT_TRUE(Logged("Delete evidences files failed."));
   EXPECT_TRUE(manager_.DelEvidences({}));
+  Forget();
+
+  // A repeated id counts once, the files under -1 belong to nobody, and a list has an end.
+  store_->files[-1].push_back(evidence_test::FileRow(53, "free", -1));
+  EXPECT_TRUE(manager_.DelEvidences({3, 3, -1, 3}));
+  EXPECT_EQ(store_->TakeCalls(), (Texts{"delete 3 -1", "delete values 3 -1", "files 3"}));
+  EXPECT_FALSE(manager_.DelEvidences(IdList(10'001, 3)));
+  EXPECT_EQ(LastCode(), 2);
+  EXPECT_EQ(store_->TakeCalls(), Texts{});
 }
 
 }  // namespace

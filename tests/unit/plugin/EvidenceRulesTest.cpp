@@ -315,6 +315,44 @@ TEST_F(EvidenceRulesTest, ChangedValuesOfAttributes) {
   }
 }
 
+// One small body must not make a history of gigabytes: each new value is compared with all that stand.
+TEST_F(EvidenceRulesTest, WhatOneRequestMayAskForIsBounded) {
+  Start();
+  const auto values = [](int count, const std::string& text) {
+    return std::vector<tag_EvidenceCustom_>(static_cast<std::size_t>(count), {8, "x", {{1, text}}, 0, -1});
+  };
+  store_->rows[5] = *Valid();
+  store_->rows[5].id = 5;
+  store_->values[5] = values(5'000, "old");
+  const auto wanted = std::make_shared<_tag_Evidence_>(store_->rows[5]);
+  wanted->evidence_customs = values(5'000, "new");
+  wanted->name = "changed";
+  operation_record record;
+  EXPECT_FALSE(manager_.UpdateEvidence(wanted, record));
+  EXPECT_EQ(LastCode(), 2);
+  EXPECT_EQ(Items(record), (Texts{"1 -1/n -1/changed"}));
+  EXPECT_EQ(store_->TakeCalls(), (Texts{"read 5", "values 5", "options 8"}));
+
+  const std::pair<int, std::function<void(_tag_Evidence_&)>> too_much[] = {
+      {2, [&](auto& e) { e.evidence_customs = values(5'001, ""); }},
+      {2, [](auto& e) { e.releated_camera_ids = std::string(10'001, ','); }},
+      {120005, [](auto& e) {
+         for (int n = 0; n <= 100'000; ++n)
+           e.label += "a|";
+       }}};
+  for (const auto& [code, grow] : too_much) {
+    const auto evidence = Valid();
+    evidence->guid = "H";
+    grow(*evidence);
+    EXPECT_EQ(Add(evidence), kNotAdded);
+    EXPECT_EQ(LastCode(), code);
+  }
+  std::list<EvidenceErrInfoPtr> results;
+  std::vector<operation_record> records;
+  EXPECT_FALSE(manager_.UpdateEvidences(results, std::list<EvidencePtr>(10'001, Valid()), records));
+  EXPECT_EQ(LastCode(), 2);
+}
+
 TEST_F(EvidenceRulesTest, ChecksOfAChangeInTheirOrder) {
   Start();
   FillLabels();

@@ -184,9 +184,9 @@ std::string Body(const std::string& word) {
   std::string files;
   std::string evidences;
   for (const auto& id : Split(lists[0].substr(5), ","))
-    files += (files.empty() ? "" : ",") + (R"({"FileID":)" + id + R"(,"FileName":")" + id + R"("})");
+    files.append(files.empty() ? "" : ",").append(R"({"FileID":)" + id + R"(,"FileName":")" + id + R"("})");
   for (const auto& id : lists.size() > 1 ? Split(lists[1], ",") : std::vector<std::string>())
-    evidences += (evidences.empty() ? "" : ",") + (R"({"EvidenceID":)" + id + "}");
+    evidences.append(evidences.empty() ? "" : ",").append(R"({"EvidenceID":)" + id + "}");
   return R"({"Request":{"EvidenceList":{"Evidence":[)" + evidences + R"(]},"FileList":{"File":[)" + files + "]}}}";
 }
 
@@ -368,12 +368,21 @@ TEST_F(HandlerTest, Evidences) { PlayAll(kEvidences); }
 TEST_F(HandlerTest, Files) { PlayAll(kFiles); }
 TEST_F(HandlerTest, Histories) { PlayAll(kHistories); }
 
-TEST_F(HandlerTest, ABatchOfMorePairsThanOneRequestMayNameIsRefused) {
-  std::string ids = "1";
-  for (int id = 2; id <= 363; ++id)
-    ids += "," + std::to_string(id);
-  for (const std::string method : {"POST", "PUT"})
-    Play(method + " /Evidence/Files/BatchLinks | files " + ids + " to " + ids + " | 10002");
+TEST_F(HandlerTest, RequestsForMoreThanOneCallDoesAreRefused) {
+  const auto list = [](int count, const std::string& element) {
+    std::string text = element + "1";
+    for (int n = 2; n <= count; ++n)
+      text += "," + element + std::to_string(n);
+    return text;
+  };
+  const std::string batch = "/Evidence/Files/BatchLinks | files " + list(363, "");
+  Play("POST " + batch + " to " + list(363, "") + " | 10002");
+  Play("PUT " + batch + " to " + list(363, "") + " | 10002");
+  Play("PUT /Evidence/Files/BatchLinks | files " + list(10'001, "") + " to 7 | 10002");
+  Play(R"(DELETE /Evidence | {"EvidenceDeleteReq":{"IDs":")" + list(10'001, "") +
+       R"(","UserList":{"User":[{"UserName":"alice","Password":"right"}]}}} | 2)");
+  Play(R"(POST /Evidence/OperationLog | {"OperationLog":[{"Details":[)" + list(5'000, "") + "]},{}," +
+       R"({"Details":[)" + list(5'000, "") + "]}]} | 2");
 }
 
 TEST_F(HandlerTest, WithoutAUserInterfaceOnlySomeAnswer) {

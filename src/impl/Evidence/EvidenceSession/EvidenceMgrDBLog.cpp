@@ -11,9 +11,14 @@
 namespace Evidence {
 
 using Orv::Base::StringUtil::str_fmt;
-using Statement::Quoted;
 
 namespace {
+
+/// A text for a history, where nothing may keep the row out: a NUL, which the database refuses, becomes U+FFFD.
+std::string Quoted(const std::string& text) {
+  using Orv::Base::StringUtil::StringReplace;
+  return Statement::Quoted(StringReplace(text, std::string_view("\0", 1), "\xEF\xBF\xBD"));
+}
 
 /// `mod_type` of an entry without a change.
 constexpr std::int32_t kPlainEntry = -1;
