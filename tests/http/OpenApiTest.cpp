@@ -8,6 +8,7 @@
 #include <memory>
 #include <regex>
 #include <set>
+#include <utility>
 
 #include "http/HttpClient.h"
 #include "http/Installation.h"
@@ -125,7 +126,7 @@ class Description {
     for (std::size_t at = place.find('/'); at != std::string::npos;) {
       const auto end = place.find('/', at + 1);
       const auto key = place.substr(at + 1, end - at - 1);
-      const YAML::Node child = node.IsMap() ? node[key] : YAML::Node(YAML::NodeType::Undefined);
+      const YAML::Node child = node.IsMap() ? std::as_const(node)[key] : YAML::Node(YAML::NodeType::Undefined);
       if (!child) return child;
       node.reset(child);
       at = end;
@@ -222,7 +223,7 @@ class OpenApiAnswersTest : public testing::Test {
   /// Sends one example; one whose name begins with "refused" must be refused, any other succeed.
   void Play(const std::string& method, const std::string& path, const YAML::Node& operation, const std::string& name,
             std::string body) {
-    SCOPED_TRACE(method + " " + path + " " + name);
+    SCOPED_TRACE("example " + name);
     const bool refused = name.starts_with("refused");
     const std::regex sealed(R"(U2F[^"]*)");
     if (std::regex_search(body, sealed))
@@ -236,6 +237,24 @@ class OpenApiAnswersTest : public testing::Test {
     }
   }
 
+  /// Sends all examples, and asks as somebody without a session and as somebody without permissions.
+  void PlayAll(const std::string& method, const std::string& path, const YAML::Node& operation) {
+    SCOPED_TRACE(method);
+    if (const YAML::Node body = operation["requestBody"]) {
+      for (const auto& example : body["content"]["application/json"]["examples"])
+        Play(method, path, operation, example.first.Scalar(), Json(example.second["value"]));
+    } else {
+      Play(method, path, operation, "", "");
+    }
+    if (operation["security"]) return;
+    for (const auto& session : {std::string(), Login(host_->port(), "guest", kPassword)}) {
+      SCOPED_TRACE(session.empty() ? "without a session" : "without permissions");
+      const auto reply = Ask(host_->port(), method, path, session, "{}");
+      EXPECT_EQ(reply.status == 401, session.empty());
+      CheckReply(reply, operation);
+    }
+  }
+
   const Installation installation_;
   std::unique_ptr<HostProcess> host_;
   std::string session_;
@@ -244,26 +263,12 @@ class OpenApiAnswersTest : public testing::Test {
 };
 
 TEST_F(OpenApiAnswersTest, EveryExampleIsAnsweredWithTheKeysOfItsSchema) {
-  for (const auto& entry : description_.Paths()) {
-    const std::string path = Replaced(entry.first.Scalar(), "{id}", "1");
+  for (const auto& path : description_.Paths()) {
+    SCOPED_TRACE(path.first.Scalar());
     ASSERT_NO_FATAL_FAILURE(StartAnew());
-    for (const auto& operation : description_.Resolved(entry.second)) {
-      if (operation.first.Scalar() == "parameters") continue;
-      const std::string method = Upper(operation.first.Scalar());
-      const YAML::Node body = operation.second["requestBody"];
-      if (!body) Play(method, path, operation.second, "", "");
-      if (body) {
-        for (const auto& example : body["content"]["application/json"]["examples"])
-          Play(method, path, operation.second, example.first.Scalar(), Json(example.second["value"]));
-      }
-      if (operation.second["security"]) continue;
-      // Somebody without a session, and somebody without permissions.
-      for (const auto& session : {std::string(), Login(host_->port(), "guest", kPassword)}) {
-        SCOPED_TRACE(method + " " + path + (session.empty() ? " without a session" : " without permissions"));
-        const auto reply = Ask(host_->port(), method, path, session, "{}");
-        EXPECT_EQ(reply.status == 401, session.empty());
-        CheckReply(reply, operation.second);
-      }
+    for (const auto& operation : description_.Resolved(path.second)) {
+      if (operation.first.Scalar() != "parameters")
+        PlayAll(Upper(operation.first.Scalar()), Replaced(path.first.Scalar(), "{id}", "1"), operation.second);
     }
   }
   EXPECT_EQ(description_.NeverAnswered(), Names{});
