@@ -26,7 +26,8 @@ class EvidenceManagerTest : public ::testing::Test {
  protected:
   void SetUp() override {
     Postgres().Query(
-        "DELETE FROM evidence.evidence; DELETE FROM evidence.evidence_custom_info; DELETE FROM "
+        "DELETE FROM evidence.evidence; DELETE FROM evidence.operation_log; DELETE FROM evidence.evidence_custom_info; "
+        "DELETE FROM "
         "evidence.evidence_option; "
         "DELETE FROM evidence.evidence_custom WHERE id > 5;"
         "INSERT INTO evidence.evidence_custom (id, name, types, deleted) VALUES (8, 'colour', 0, 0);"
@@ -104,6 +105,23 @@ TEST_F(EvidenceManagerTest, WhatWasCreatedIsReadFoundChangedAndDeleted) {
   ASSERT_TRUE(manager_.DelEvidences({evidence->id}));
   EXPECT_FALSE(manager_.GetEvidenceByID(read, evidence->id));
   EXPECT_EQ(Postgres().Query("SELECT deleted FROM evidence.evidence"), (evidence_test::Rows{{"1"}}));
+}
+
+// A text that the database refuses must not keep the rows of a change out of its history.
+TEST_F(EvidenceManagerTest, AHistoryTakesAnyText) {
+  operation_record record;
+  record.evidence_id = 5;
+  record.change_items.resize(2);
+  record.change_items[0].mod_type = 1;
+  record.change_items[0].after_mod = std::string("a\0b", 3);
+  record.change_items[1].before_mod = std::string("f\0", 2);
+  ASSERT_TRUE(manager_.WriteEvidenceLog({record}, ""));
+  EXPECT_EQ(
+      Postgres().Query("SELECT after_mod, file_name FROM evidence.operation_log WHERE evidence_id = 5 ORDER BY id"),
+      (evidence_test::Rows{{"-1:a\xEF\xBF\xBD"
+                            "b",
+                            ""},
+                           {"", "f\xEF\xBF\xBD"}}));
 }
 
 TEST_F(EvidenceManagerTest, OfParallelCreationsWithOneGuidOneWins) {

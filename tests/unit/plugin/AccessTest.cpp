@@ -180,6 +180,12 @@ TEST_F(AccessTest, ARepeatedUserIsCheckedOnce) {
   EXPECT_EQ(authentication_->tried, (std::vector<std::string>{"alice 0", "bob 0"}));
 }
 
+TEST_F(AccessTest, ManyConfirmingUsersAreRefusedBeforeAnyPassword) {
+  EXPECT_FALSE(Check(std::vector<std::string>(101, "alice")));
+  EXPECT_EQ(GetLastError(), (ErrorCode{0, 2}));
+  EXPECT_TRUE(authentication_->tried.empty());
+}
+
 TEST_F(AccessTest, ARightPasswordIsNotEnoughToDelete) {
   authentication_->denied_users = {7};
   EXPECT_FALSE(Check({"alice"}));

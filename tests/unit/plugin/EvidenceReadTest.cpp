@@ -125,6 +125,13 @@ TEST_F(EvidenceReadTest, EachUnlinkNamesTheFilesOfTheEvidencesBeforeToo) {
   EXPECT_EQ(store_->TakeCalls(), (Texts{"delete 1 2", "delete values 1 2", "files 1"}));
   EXPECT_EQ(LastCode(), 7);
   EXPECT_TRUE(Logged("Delete evidences files failed."));
+  FileManagerReplies(R"({"ResponseStatus":{"ErrorModule":0,"ErrorCode":0,"Data":{"LinkFileErrorList":{"x":1},)"
+                     R"("LinkFileError":[{"ID":51,"Name":"n","Error":{"ErrorModule":31,"ErrorCode":4}}]}}})");
+  Forget();
+  EXPECT_FALSE(manager_.DelEvidences({1}));
+  EXPECT_EQ(LastCode(), 9999);
+  FileManagerReplies(kDone);
+  Forget();
   EXPECT_TRUE(manager_.DelEvidences({}));
   Forget();
 

@@ -335,6 +335,7 @@ TEST_F(EvidenceRulesTest, WhatOneRequestMayAskForIsBounded) {
 
   const std::pair<int, std::function<void(_tag_Evidence_&)>> too_much[] = {
       {2, [&](auto& e) { e.evidence_customs = values(5'001, ""); }},
+      {2, [&](auto& e) { e.evidence_customs = values(1, std::string(1, '\0')); }},
       {2, [](auto& e) { e.releated_camera_ids = std::string(10'001, ','); }},
       {120005, [](auto& e) {
          for (int n = 0; n <= 100'000; ++n)

@@ -383,6 +383,13 @@ TEST_F(HandlerTest, RequestsForMoreThanOneCallDoesAreRefused) {
        R"(","UserList":{"User":[{"UserName":"alice","Password":"right"}]}}} | 2)");
   Play(R"(POST /Evidence/OperationLog | {"OperationLog":[{"Details":[)" + list(5'000, "") + "]},{}," +
        R"({"Details":[)" + list(5'000, "") + "]}]} | 2");
+  // A name is written into each row and each evidence.
+  const std::string long_name(40'000, 'x');
+  Play(R"(POST /Evidence/OperationLog | {"OperationLog":[{"UserName":")" + long_name + R"(","Details":[)" +
+       list(500, "") + "]}]} | 2");
+  Play(R"(POST /Evidence/Files/BatchLinks | {"Request":{"EvidenceList":{"Evidence":[{"EvidenceID":)" +
+       list(1'000, R"(1},{"EvidenceID":)") + R"(}]},"FileList":{"File":[{"FileID":1,"FileName":")" + long_name +
+       R"("}]}}} | 10002)");
 }
 
 TEST_F(HandlerTest, WithoutAUserInterfaceOnlySomeAnswer) {
