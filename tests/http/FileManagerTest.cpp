@@ -3,44 +3,21 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <memory>
 
 #include "http/HostProcess.h"
 #include "http/HttpClient.h"
+#include "http/Installation.h"
 #include "support/Eventually.h"
 #include "support/ThrowawayPostgres.h"
 
 namespace evidence_test {
 namespace {
 
-namespace fs = std::filesystem;
 using testing::HasSubstr;
 using testing::Not;
 
 const std::string kDone = R"({"ResponseStatus":{"ErrorModule":0,"ErrorCode":0}})";
-
-/// The built program under a folder of its own, whose files a test may change.
-class Installation {
- public:
-  Installation() {
-    const auto built = fs::path(EVIDENCE_HOST).parent_path();
-    fs::copy_file(EVIDENCE_HOST, Host());
-    for (const char* const name :
-         {"libplatform.so", "file_manager.s.so", "casefile.s.so", "test_comm.s.so", "database"})
-      fs::create_symlink(built / name, fs::path(folder_.path()) / name);
-    fs::copy(built / "META_INFO", fs::path(folder_.path()) / "META_INFO", fs::copy_options::recursive);
-  }
-
-  [[nodiscard]] std::string Host() const { return folder_.path() + "/evidence-host"; }
-  void WriteSettings(const std::string& text) const {
-    folder_.Write("META_INFO/filemanager.s/runtime_script/FileManager.json", text);
-  }
-
- private:
-  const ScratchFolder folder_;
-};
 
 class FileManagerTest : public testing::Test {
  protected:
