@@ -156,10 +156,12 @@ bool CUsrServiceEvidence::LogEvidenceOfPlugin(const CEvidenceUserInterface& user
     return ParseEvidenceLog(records, of_files, type, evidence, kNoSession) &&
            user_interface.WriteEvidenceLog(records, std::string(kNoSession));
   };
-  const bool written =
-      write_history({}, kHistoryCreated) &&
-      (files.empty() || (WriteLog(kNoSession, kLogFilesLinked, evidence->id, names, {}, evidence->name) &&
-                         write_history(files, kHistoryFilesLinked)));
+  bool written = write_history({}, kHistoryCreated);
+  if (written && !files.empty()) {
+    // A line that the platform's log refuses must not keep the files out of the history.
+    (void)WriteLog(kNoSession, kLogFilesLinked, evidence->id, names, {}, evidence->name);
+    written = write_history(files, kHistoryFilesLinked);
+  }
   if (!written) {
     EVIDENCE_LOG(kLogFailure, "[%s]Write log to db failed, id[%d], mame[%s], session-id[%s].[%s(%d)]",  // sic
                  evidence->id, evidence->name.c_str(), kNoSession);

@@ -25,8 +25,11 @@ constexpr char kSqlAddChange[] =
     "INSERT INTO platform.incre_resource (version, source_type, resource_id, method) "
     "VALUES (nextval('platform.incre_resource_version_seq'), %d, %" PRIu64 ", %d)";
 
-constexpr char kSqlChangesAfter[] = "SELECT method, resource_id FROM platform.incre_resource WHERE version > %" PRIu32
-                                    " AND source_type = %d ORDER BY version";
+// Each kind of change of a resource once, where it came last: the rows stay for ever, and an answer must not grow with
+// every edit that was ever made.
+constexpr char kSqlChangesAfter[] =
+    "SELECT method, resource_id FROM (SELECT method, resource_id, max(version) AS last FROM platform.incre_resource "
+    "WHERE version > %" PRIu32 " AND source_type = %d GROUP BY method, resource_id) AS changes ORDER BY last";
 
 std::uint64_t ResourceId(const std::string& text) {
   std::uint64_t id = 0;

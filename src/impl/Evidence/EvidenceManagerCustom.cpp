@@ -1,8 +1,10 @@
+#include <algorithm>
 #include <utility>
 
 #include "Common/CommonFun/TarnCommonFun.h"
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
+#include "Common/TextList.h"
 #include "impl/Evidence/Batch.h"
 #include "impl/Evidence/CustomChanges.h"
 #include "impl/Evidence/EvidenceManager.h"
@@ -40,11 +42,17 @@ bool HasTooManyOptions(const tag_EvidenceCustom_& custom) {
   return true;
 }
 
+/// The table takes no NUL, and refuses it only when the attribute and other options are written already.
+bool HasStorableOptions(const tag_EvidenceCustom_& custom) {
+  return std::ranges::none_of(custom.custom_options, [](const auto& option) { return HoldsNul(option.option_name); });
+}
+
 }  // namespace
 
 bool CEvidenceManager::SetEvidenceCustoms(std::list<ErrorPtr>& errors, const std::list<EvidenceCustomPtr>& customs,
                                           const std::string& session, LogFunction log, bool full_set) {
   if (!EntryTest()) return false;
+  const std::lock_guard lock(dictionary_lock_);
   std::list<EvidenceCustomPtr> cached;
   Batch::FullSetChanges<tag_EvidenceCustom_> changes;
   if (full_set) {
@@ -84,7 +92,7 @@ bool CEvidenceManager::SetEvidenceCustoms(std::list<ErrorPtr>& errors, const std
 }
 
 bool CEvidenceManager::CheckNewCustom(tag_EvidenceCustom_& custom, const std::list<EvidenceCustomPtr>& accepted) {
-  if (!Batch::IsNameWithinRules(custom.custom_name) || custom.custom_name.empty()) {
+  if (!Batch::IsNameWithinRules(custom.custom_name) || custom.custom_name.empty() || !HasStorableOptions(custom)) {
     EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);
   }
@@ -109,6 +117,7 @@ bool CEvidenceManager::CheckNewCustom(tag_EvidenceCustom_& custom, const std::li
 
 bool CEvidenceManager::InsertEvidenceCustoms(std::list<ErrorPtr>& errors, const std::list<EvidenceCustomPtr>& customs) {
   if (!EntryTest()) return false;
+  const std::lock_guard lock(dictionary_lock_);
   if (customs.empty()) {
     EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);
@@ -145,7 +154,7 @@ bool CEvidenceManager::InsertEvidenceCustoms(std::list<ErrorPtr>& errors, const 
 
 bool CEvidenceManager::CheckChangedCustom(const tag_EvidenceCustom_& custom,
                                           const std::list<EvidenceCustomPtr>& accepted) {
-  if (!Batch::IsNameWithinRules(custom.custom_name) || custom.custom_id == -1) {
+  if (!Batch::IsNameWithinRules(custom.custom_name) || custom.custom_id == -1 || !HasStorableOptions(custom)) {
     EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);
   }
@@ -171,6 +180,7 @@ bool CEvidenceManager::CheckChangedCustom(const tag_EvidenceCustom_& custom,
 
 bool CEvidenceManager::ModifyEvidenceCustoms(std::list<ErrorPtr>& errors, const std::list<EvidenceCustomPtr>& customs) {
   if (!EntryTest()) return false;
+  const std::lock_guard lock(dictionary_lock_);
   Batch::AcceptedChanges<kId, tag_EvidenceCustom_> changes;
   for (const auto& custom : customs) {
     if (CheckChangedCustom(*custom, changes.Entries())) {
@@ -226,6 +236,7 @@ bool CEvidenceManager::StoreChangedOptions(const EvidenceCustomPtr& custom) {
 
 bool CEvidenceManager::DeleteEvidenceCustoms(std::list<ErrorPtr>& errors, const IdList& custom_ids) {
   if (!EntryTest()) return false;
+  const std::lock_guard lock(dictionary_lock_);
   std::list<EvidenceCustomPtr> kept;
   if (custom_ids.empty()) {
     kept = CopyCachedEvidenceCustoms();

@@ -3,6 +3,7 @@
 
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
+#include "Common/TextList.h"
 #include "impl/Evidence/Batch.h"
 #include "impl/Evidence/CameraIds.h"
 #include "impl/Evidence/EvidenceChanges.h"
@@ -22,9 +23,7 @@ bool IsStatus(std::int32_t status) { return status == 0 || status == 1; }
 
 /// The table of values takes no NUL, and refuses it only when the evidence is written already.
 bool HasStorableValues(const _tag_Evidence_& evidence) {
-  const auto holds_nul = [](const tag_EvidenceOption_& option) {
-    return option.option_name.find('\0') != std::string::npos;
-  };
+  const auto holds_nul = [](const tag_EvidenceOption_& option) { return HoldsNul(option.option_name); };
   return evidence.evidence_customs.size() <= Limits::kValuesOfEvidence &&
          std::ranges::none_of(evidence.evidence_customs,
                               [&](const auto& value) { return std::ranges::any_of(value.custom_options, holds_nul); });

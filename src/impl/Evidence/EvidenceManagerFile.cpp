@@ -1,5 +1,9 @@
+#include <algorithm>
+#include <array>
+
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
+#include "Common/TextList.h"
 #include "impl/Evidence/Batch.h"
 #include "impl/Evidence/EvidenceManager.h"
 
@@ -82,6 +86,11 @@ bool CEvidenceManager::CheckFileBatch(const std::list<EvidenceFilePtr>& files) {
 
 bool CEvidenceManager::SortFile(FileBatch& batch, const EvidenceFilePtr& file) {
   if (file->evidence_id == -1) return false;
+  // The file manager must not be told of a file that the table will refuse.
+  if (std::ranges::any_of(std::array{&file->file_name, &file->file_path, &file->guid, &file->digest},
+                          [](const std::string* text) { return HoldsNul(*text); })) {
+    return Fail(kBadInput);
+  }
   std::list<EvidenceFilePtr> existing;
   if (!QueryEvidenceFiles(existing, file->evidence_id, file->file_name, file->guid)) return false;
   for (const auto& entry : existing) {

@@ -156,6 +156,7 @@ bool CEvidenceManager::GetEvidenceTypeByName(EvidenceTypePtr& type, const std::s
 bool CEvidenceManager::SetEvidenceTypes(std::list<ErrorPtr>& errors, const std::list<EvidenceTypePtr>& types,
                                         const std::string& session, LogFunction log, bool full_set) {
   if (!EntryTest()) return false;
+  const std::lock_guard lock(dictionary_lock_);
   std::list<EvidenceTypePtr> cached;
   Batch::FullSetChanges<_tag_EvidenceType_> changes;
   if (full_set) {
@@ -172,10 +173,7 @@ bool CEvidenceManager::SetEvidenceTypes(std::list<ErrorPtr>& errors, const std::
   if (!changes.to_delete.empty()) {
     if (!CTarnCommonFun::CheckConfigPermission(session, kPermissionDeleteType)) return false;
     const auto names = NamesOf(changes.to_delete, [this](const auto& type) { return DisplayName(type); });
-    std::list<std::int32_t> ids;
-    for (const auto& type : changes.to_delete)
-      ids.push_back(type->type_id);
-    const bool done = DeleteEvidenceTypes(errors, ids, nullptr);
+    const bool done = DeleteEvidenceTypes(errors, IdsOf<kId>(changes.to_delete), nullptr);
     if (done) write_log(names, kLogDeleteType);
     ok = ok && done;
   }
@@ -213,6 +211,7 @@ bool CEvidenceManager::CheckNewType(const _tag_EvidenceType_& type, const std::s
 
 bool CEvidenceManager::InsertEvidenceTypes(std::list<ErrorPtr>& errors, const std::list<EvidenceTypePtr>& types) {
   if (!EntryTest()) return false;
+  const std::lock_guard lock(dictionary_lock_);
   if (types.empty()) {
     EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);
@@ -274,6 +273,7 @@ bool CEvidenceManager::CheckChangedType(const _tag_EvidenceType_& type, const st
 
 bool CEvidenceManager::ModifyEvidenceTypes(std::list<ErrorPtr>& errors, const std::list<EvidenceTypePtr>& types) {
   if (!EntryTest()) return false;
+  const std::lock_guard lock(dictionary_lock_);
   Batch::AcceptedChanges<kId, _tag_EvidenceType_> changes;
   std::set<std::string> accepted_names;
   for (const auto& type : types) {
@@ -299,6 +299,7 @@ bool CEvidenceManager::ModifyEvidenceTypes(std::list<ErrorPtr>& errors, const st
 bool CEvidenceManager::DeleteEvidenceTypes(std::list<ErrorPtr>& errors, const std::list<std::int32_t>& type_ids,
                                            const LogFunction& log) {
   if (!EntryTest()) return false;
+  const std::lock_guard lock(dictionary_lock_);
   std::list<EvidenceTypePtr> kept;
   if (type_ids.empty()) kept = CopyCachedEvidenceTypes();
   for (const std::int32_t id : type_ids) {
@@ -315,9 +316,7 @@ bool CEvidenceManager::DeleteEvidenceTypes(std::list<ErrorPtr>& errors, const st
     }
   }
 
-  std::list<std::int32_t> kept_ids;
-  for (const auto& type : kept)
-    kept_ids.push_back(type->type_id);
+  const IdList kept_ids = IdsOf<kId>(kept);
   if (!store_->DeleteEvidenceTypes(kept_ids)) {
     for (const auto& type : kept)
       errors.push_back(RefusedEntry(type->type_id, DisplayName(*type)));

@@ -195,4 +195,29 @@ TEST_F(IncreTest, AClientOfChangesEndsWithTheRowsOfEightWriters) {
   EXPECT_EQ(client.customs, CustomRows());
 }
 
+TEST_F(IncreTest, OfChangesOfOneEntryTheSameOneEndsInTheTableAndInTheCache) {
+  constexpr int kRounds = 15;
+  const std::int32_t type_id = AddType("before");
+  for (int round = 0; round < kRounds; ++round) {
+    std::vector<std::jthread> writers;
+    for (const char* const name : {"a", "b", "c", "d"}) {
+      writers.emplace_back([this, type_id, name = name + std::to_string(round)] {
+        std::list<ErrorPtr> errors;
+        const auto type = std::make_shared<_tag_EvidenceType_>(_tag_EvidenceType_{type_id, name});
+        EXPECT_TRUE(manager_->ModifyEvidenceTypes(errors, {type}));
+        ChangeCustom(2, name);
+      });
+    }
+    writers.clear();
+    EvidenceTypePtr type;
+    ASSERT_TRUE(manager_->GetEvidenceTypeById(type, type_id));
+    EXPECT_EQ(TypeRows()[type_id], type->type_name);
+    EvidenceCustomPtr custom;
+    ASSERT_TRUE(manager_->GetEvidenceCustomById(custom, 2));
+    ASSERT_EQ(custom->custom_options.size(), 1u);
+    EXPECT_TRUE(CustomRows()[2].ends_with("=" + custom->custom_options[0].option_name)) << CustomRows()[2];
+    EXPECT_EQ(std::ranges::count(CustomRows()[2], '='), 1);
+  }
+}
+
 }  // namespace
