@@ -1,4 +1,4 @@
-// Messages of scenes and outcomes; clients know some of the log lines by the words of another operation.
+// Messages of scenes and outcomes; operators know some of the log lines by the word of another operation.
 
 #include "usrservice/UsrServiceEvidencePDU.h"
 #include "usrservice/UsrServiceEvidencePDUDictionary.h"
