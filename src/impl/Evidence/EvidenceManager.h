@@ -316,8 +316,9 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   /// Counts `added` up and `removed` down; the caller holds label_lock_.
   void ApplyLabelDelta(const std::list<std::string>& added, const std::list<std::string>& removed);
 
-  /// Serialises the operations that change a dictionary, their store calls included: of two changes of one entry the same
-  /// one must end in the table and in the cache. Readers do not take it. Recursive: Set… calls the other operations.
+  /// Serialises the operations that change a dictionary, their store calls included: of two changes of one entry the
+  /// same one must end in the table and in the cache. Readers do not take it. Recursive: Set… calls the other
+  /// operations.
   std::recursive_mutex dictionary_lock_;
   std::map<std::int32_t, EvidenceTypePtr> type_cache_;      ///< guarded by cache_lock_
   std::map<std::int32_t, EvidenceCustomPtr> custom_cache_;  ///< guarded by cache_lock_
