@@ -2,7 +2,6 @@
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
 #include "OrvBase/GuidUtil.h"
-#include "TarnPlatform/Authentication.h"
 #include "usrservice/LogTypes.h"
 #include "usrservice/UsrServiceEvidence.h"
 
@@ -47,15 +46,12 @@ bool CUsrServiceEvidence::ProcEvidencePut(kelp::SHttpResponse& response, const k
   }
   for (const auto& result : results)
     if (result->id != -1) WriteLog(session, kLogEvidenceChanged, -1, result->name, {}, std::string());
-  std::shared_ptr<TarnPlatform::Authentication::CUserSession> user_session;
-  if (!TarnPlatform::Authentication::GetUserSession(user_session, session) || !user_session) {
-    EVIDENCE_LOG(kLogFailure, "[%s]GetUserSession failed.[%s(%d)]");
-    return Fail(kSessionNotFound);
-  }
+  operation_record user;
+  if (!ParsePutEvidenceLog(user, -1, session)) return false;
   for (operation_record& record : records) {
-    record.user_ip = user_session->GetValClientAddress();
-    record.user_name = user_session->GetValUserName();
-    record.operation_type = kHistoryChanged;
+    record.user_ip = user.user_ip;
+    record.user_name = user.user_name;
+    record.operation_type = user.operation_type;
   }
   if (!user_interface->WriteEvidenceLog(records, session)) {
     EVIDENCE_LOG(kLogFailure, "[%s]WriteEvidenceLog failed.[%s(%d)]");
