@@ -1,7 +1,5 @@
 #pragma once
 
-#include <cstdint>
-
 #include "usrservice/LogTypes.h"
 
 namespace Evidence {
@@ -14,9 +12,5 @@ struct FileChange {
 
 inline constexpr FileChange kFilesLinked{kLogFilesLinked, kHistoryFilesLinked};
 inline constexpr FileChange kFilesUnlinked{kLogFilesUnlinked, kHistoryFilesUnlinked};
-
-/// Values of `delete_flag`.
-inline constexpr std::int32_t kLinkFlag = 0;
-inline constexpr std::int32_t kUnlinkFlag = 1;
 
 }  // namespace Evidence

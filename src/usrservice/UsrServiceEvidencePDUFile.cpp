@@ -63,7 +63,7 @@ bool CEvidencePduJson::DecodeEvidenceIDFilesPostReq(std::list<EvidenceFilePtr>& 
   PduFrame::ForEachElement(*proto, "/FileList/File", [&](const std::string& element) {
     auto file = std::make_shared<_tag_EvidenceFile_>();
     file->id = proto->get_int_v(element + "ID", -1);
-    file->delete_flag = proto->get_int_v(element + "Delete", 0);
+    file->delete_flag = proto->get_int_v(element + "Delete", kLinkFlag);
     file->file_name = proto->get_v(element + "FileName", std::string());
     files.push_back(std::move(file));
   });

@@ -12,9 +12,6 @@ namespace {
 
 constexpr std::int64_t kMaxFilesOfEvidence = 128;
 
-/// `delete_flag` of a file that is to be taken off.
-constexpr std::int32_t kTakeOff = 1;
-
 IdVector FileIdsOf(const std::list<EvidenceFilePtr>& files) {
   IdVector ids;
   for (const auto& file : files)
@@ -95,14 +92,14 @@ bool CEvidenceManager::SortFile(FileBatch& batch, const EvidenceFilePtr& file) {
   if (!QueryEvidenceFiles(existing, file->evidence_id, file->file_name, file->guid)) return false;
   for (const auto& entry : existing) {
     if (entry->id != file->id) continue;
-    if (file->delete_flag == kTakeOff) {
+    if (file->delete_flag == kUnlinkFlag) {
       batch.to_delete.push_back(file->id);
       break;
     }
     EVIDENCE_LOG(kLogFailure, "[%s]evidences files repeated.[%s(%d)]");
     Orv::Base::Error::SetLastError({0, kBadInput});  // a notice: the file is not refused
   }
-  if (existing.empty() || file->delete_flag != kTakeOff) batch.to_insert.push_back(file);
+  if (existing.empty() || file->delete_flag != kUnlinkFlag) batch.to_insert.push_back(file);
   return true;
 }
 

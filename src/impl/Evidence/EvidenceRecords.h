@@ -97,9 +97,13 @@ struct _tag_Evidence_ {
   std::vector<tag_CameraInfo_> camera_infos;
 };
 
+/// Values of `delete_flag`.
+inline constexpr std::int32_t kLinkFlag = 0;
+inline constexpr std::int32_t kUnlinkFlag = 1;
+
 struct _tag_EvidenceFile_ {
   /// What a file batch asks for; in no column.
-  std::int32_t delete_flag = 0;
+  std::int32_t delete_flag = kLinkFlag;
   std::int32_t id = -1;
   std::int32_t file_type = 1;
   std::string file_name;
