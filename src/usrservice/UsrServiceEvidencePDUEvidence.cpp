@@ -144,11 +144,14 @@ void CEvidencePduJson::UpdateEvidenceInfo(const EvidencePtr& evidence, TypeNames
   if (user_interface->GetEvidenceTypeById(type, evidence->evidence_type.type_id) && type) {
     evidence->evidence_type.type_name = type->type_name;
   } else {
-    // A deleted type keeps its name in the table.
+    // A deleted type keeps its name in the table. What could not be read is asked again for the next evidence.
     const std::int32_t type_id = evidence->evidence_type.type_id;
-    const auto [name, first] = names_from_table.try_emplace(type_id);
-    if (first) (void)user_interface->QueryEvidenceTypeNameById(name->second, type_id);
-    evidence->evidence_type.type_name = name->second;
+    std::string& name = evidence->evidence_type.type_name;
+    if (const auto known = names_from_table.find(type_id); known != names_from_table.end()) {
+      name = known->second;
+    } else if (user_interface->QueryEvidenceTypeNameById(name, type_id)) {
+      names_from_table.emplace(type_id, name);
+    }
     EVIDENCE_LOG(kLogAnomaly, "[%s]The evidence type not exists, evidence-type-id[%d].[%s(%d)]",
                  evidence->evidence_type.type_id);
   }
