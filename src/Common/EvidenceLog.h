@@ -14,9 +14,11 @@ enum LogLevel : int { kLogTrace = 2, kLogProgress = 3, kLogAnomaly = 4, kLogFail
 /// The qualified name within a compiler's full signature: "bool Evidence::CFoo::Bar(int)" gives
 /// "Evidence::CFoo::Bar". A lambda has the name of the function around it.
 inline std::string QualifiedFunctionName(std::string_view signature) {
+  constexpr std::string_view kUnnamed = "(anonymous namespace)";  // as clang writes it
   int angle_depth = 0;
   std::size_t begin = 0;
   for (std::size_t at = 0; at < signature.size(); ++at) {
+    if (signature.substr(at).starts_with(kUnnamed)) at += kUnnamed.size();
     const char c = signature[at];
     if (c == '<') ++angle_depth;
     if (c == '>') --angle_depth;
