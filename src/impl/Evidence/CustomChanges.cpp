@@ -40,8 +40,8 @@ void DropUnchangedCustoms(std::list<EvidenceCustomPtr>& customs, const std::list
   });
 }
 
-bool IsCustomNameInList(const std::list<EvidenceCustomPtr>& customs, const std::string& name) {
-  return std::ranges::any_of(customs, [&name](const auto& custom) { return custom->custom_name == name; });
+bool IsCustomNameInList(const std::set<std::string>& accepted_names, const std::string& name) {
+  return accepted_names.contains(name);
 }
 
 OptionChanges SplitOptionChanges(const std::vector<tag_EvidenceOption_>& standing,

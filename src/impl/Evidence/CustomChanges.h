@@ -1,6 +1,7 @@
 #pragma once
 
 #include <list>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -20,7 +21,7 @@ namespace Evidence {
 /// Drops the entries that equal a cached one.
 void DropUnchangedCustoms(std::list<EvidenceCustomPtr>& customs, const std::list<EvidenceCustomPtr>& cached);
 
-[[nodiscard]] bool IsCustomNameInList(const std::list<EvidenceCustomPtr>& customs, const std::string& name);
+[[nodiscard]] bool IsCustomNameInList(const std::set<std::string>& accepted_names, const std::string& name);
 
 struct OptionChanges {
   std::vector<tag_EvidenceOption_> to_update;

@@ -257,6 +257,8 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   /// One evidence of a status batch; `standing` receives it as it stood, or null.
   [[nodiscard]] bool ChangeStatus(EvidencePtr& standing, const _tag_Evidence_& wanted,
                                   std::vector<operation_record>& records);
+  /// Refused when the link calls of this deletion would name more file ids than is bearable.
+  [[nodiscard]] bool CheckFilesToUnlink(const IdList& evidence_ids);
   /// Takes the files of `evidence_id` off it. `files` and `file_ids` hold those of the evidences before, too: each call
   /// to the file manager names them all.
   [[nodiscard]] bool UnlinkAllFiles(std::int32_t evidence_id, std::list<EvidenceFilePtr>& files, IdVector& file_ids);
@@ -304,9 +306,8 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   void CacheUpdateEvidenceCustoms(const std::list<EvidenceCustomPtr>& customs);
   void CacheRemoveEvidenceCustoms(const std::list<EvidenceCustomPtr>& customs);
   /// Draws the key of an entry that passes the checks of names.
-  [[nodiscard]] bool CheckNewCustom(tag_EvidenceCustom_& custom, const std::list<EvidenceCustomPtr>& accepted);
-  [[nodiscard]] bool CheckChangedCustom(const tag_EvidenceCustom_& custom,
-                                        const std::list<EvidenceCustomPtr>& accepted);
+  [[nodiscard]] bool CheckNewCustom(tag_EvidenceCustom_& custom, const std::set<std::string>& accepted_names);
+  [[nodiscard]] bool CheckChangedCustom(const tag_EvidenceCustom_& custom, const std::set<std::string>& accepted_names);
   /// Writes the options and leaves in `custom` those that stand from now on.
   [[nodiscard]] bool StoreChangedOptions(const EvidenceCustomPtr& custom);
   [[nodiscard]] std::string DisplayName(const tag_EvidenceCustom_& custom);

@@ -91,7 +91,7 @@ bool CEvidenceManager::SetEvidenceCustoms(std::list<ErrorPtr>& errors, const std
   return ok;
 }
 
-bool CEvidenceManager::CheckNewCustom(tag_EvidenceCustom_& custom, const std::list<EvidenceCustomPtr>& accepted) {
+bool CEvidenceManager::CheckNewCustom(tag_EvidenceCustom_& custom, const std::set<std::string>& accepted_names) {
   if (!Batch::IsNameWithinRules(custom.custom_name) || custom.custom_name.empty() || !HasStorableOptions(custom)) {
     EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);
@@ -102,7 +102,7 @@ bool CEvidenceManager::CheckNewCustom(tag_EvidenceCustom_& custom, const std::li
                  custom.custom_name.c_str());
     return Fail(kCustomNameRepeated);
   }
-  if (IsCustomNameInList(accepted, custom.custom_name)) {
+  if (IsCustomNameInList(accepted_names, custom.custom_name)) {
     EVIDENCE_LOG(kLogFailure, "[%s]The evidence custom name repeat, evidence-custom-name[%s].[%s(%d)]",
                  custom.custom_name.c_str());
     return Fail(kCustomNameRepeated);
@@ -127,9 +127,11 @@ bool CEvidenceManager::InsertEvidenceCustoms(std::list<ErrorPtr>& errors, const 
     return Fail(kTooManyCustoms);
   }
   std::list<EvidenceCustomPtr> accepted;
+  std::set<std::string> accepted_names;
   for (const auto& custom : customs) {
-    if (CheckNewCustom(*custom, accepted)) {
+    if (CheckNewCustom(*custom, accepted_names)) {
       accepted.push_back(custom);
+      accepted_names.insert(custom->custom_name);
     } else {
       errors.push_back(RefusedEntry(custom->custom_id, custom->custom_name));
     }
@@ -153,7 +155,7 @@ bool CEvidenceManager::InsertEvidenceCustoms(std::list<ErrorPtr>& errors, const 
 }
 
 bool CEvidenceManager::CheckChangedCustom(const tag_EvidenceCustom_& custom,
-                                          const std::list<EvidenceCustomPtr>& accepted) {
+                                          const std::set<std::string>& accepted_names) {
   if (!Batch::IsNameWithinRules(custom.custom_name) || custom.custom_id == -1 || !HasStorableOptions(custom)) {
     EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);
@@ -169,7 +171,7 @@ bool CEvidenceManager::CheckChangedCustom(const tag_EvidenceCustom_& custom,
     EvidenceCustomPtr same_name;
     const bool taken =
         GetEvidenceCustomByName(same_name, custom.custom_name) && same_name->custom_id != custom.custom_id;
-    if (taken || IsCustomNameInList(accepted, custom.custom_name)) {
+    if (taken || IsCustomNameInList(accepted_names, custom.custom_name)) {
       EVIDENCE_LOG(kLogFailure, "[%s]The evidence custom name repeat, evidence-custom-name[%s].[%s(%d)]",
                    custom.custom_name.c_str());
       return Fail(kCustomNameRepeated);
@@ -182,9 +184,11 @@ bool CEvidenceManager::ModifyEvidenceCustoms(std::list<ErrorPtr>& errors, const 
   if (!EntryTest()) return false;
   const std::lock_guard lock(dictionary_lock_);
   Batch::AcceptedChanges<kId, tag_EvidenceCustom_> changes;
+  std::set<std::string> accepted_names;
   for (const auto& custom : customs) {
-    if (CheckChangedCustom(*custom, changes.Entries())) {
+    if (CheckChangedCustom(*custom, accepted_names)) {
       changes.Add(custom);
+      accepted_names.insert(custom->custom_name);
     } else {
       errors.push_back(RefusedEntry(custom->custom_id, custom->custom_name));
     }

@@ -6,11 +6,10 @@
 #include "Common/TextList.h"
 #include "impl/Evidence/Batch.h"
 #include "impl/Evidence/EvidenceManager.h"
+#include "impl/Evidence/Limits.h"
 
 namespace Evidence {
 namespace {
-
-constexpr std::int64_t kMaxFilesOfEvidence = 128;
 
 IdVector FileIdsOf(const std::list<EvidenceFilePtr>& files) {
   IdVector ids;
@@ -73,7 +72,7 @@ bool CEvidenceManager::CheckFileBatch(const std::list<EvidenceFilePtr>& files) {
     EVIDENCE_LOG(kLogFailure, "[%s]Get Evidence file count failed, evidence-id[%d].[%s(%d)]", evidence_id);
     return false;
   }
-  if (std::int64_t{count} + std::ssize(files) > kMaxFilesOfEvidence) {
+  if (count + files.size() > Limits::kFilesOfEvidence) {
     EVIDENCE_LOG(kLogFailure, "[%s]The number of evidence associated files exceeds the limit, evidence-id[%d].[%s(%d)]",
                  evidence_id);
     return Fail(kTooManyFiles);
@@ -116,8 +115,9 @@ bool CEvidenceManager::LinkBatch(std::list<ErrorPtr>& failures, const IdVector& 
                                  std::int32_t operation) {
   std::list<ErrorPtr> refused;
   const bool linked = APILinkFile(refused, file_ids, evidence_id, operation);
+  if (refused.empty()) return linked;
   failures.splice(failures.end(), refused);
-  return linked;
+  return Fail(kSomeFilesFailed);  // refusals of single files come without a pair, and a stale one may say anything
 }
 
 bool CEvidenceManager::UpdateEvidenceFiles(std::list<ErrorPtr>& failures, const std::list<EvidenceFilePtr>& files,

@@ -32,6 +32,23 @@ bool CheckCount(const IdList& ids, std::size_t limit) {
   return Fail(kBadInput);
 }
 
+/// How many file ids the link calls of a deletion name: each evidence names its own and, again, all that were named
+/// before it.
+class FileIdSum {
+ public:
+  void AddEvidence(std::int64_t files) {
+    files_ += files;
+    named_ += files_;
+    total_ += named_;
+  }
+  [[nodiscard]] bool Fits() const { return total_ <= Limits::kUnlinkedIds; }
+
+ private:
+  std::int64_t files_ = 0;
+  std::int64_t named_ = 0;
+  std::int64_t total_ = 0;
+};
+
 /// Each id once, where it stands first: no request can have one row written thousands of times.
 IdList WithoutRepeats(const IdList& ids) {
   IdList once;
@@ -67,7 +84,6 @@ bool CEvidenceManager::GetEvidenceByID(EvidencePtr& evidence, std::int32_t evide
   }
   std::list<EvidenceCustomPtr> values;
   if (!store_->GetEvidenceByID(evidence, evidence_id) || !store_->GetEvidenceCustomByID(values, evidence_id)) {
-    evidence.reset();  // nobody may take an evidence for whole whose values could not be read
     EVIDENCE_LOG(kLogFailure, "[%s]The evidence not exists, evidence-id[%d].[%s(%d)]", evidence_id);
     return Fail(kEvidenceNotFound);
   }
@@ -178,6 +194,7 @@ void CEvidenceManager::AddValuesFromCache(const std::list<EvidencePtr>& evidence
 bool CEvidenceManager::DelEvidences(const IdList& asked_ids) {
   if (!EntryTest() || !CheckCount(asked_ids, Limits::kChangedEvidences)) return false;
   const IdList evidence_ids = WithoutRepeats(asked_ids);
+  if (!CheckFilesToUnlink(evidence_ids)) return false;
   if (!store_->DeleteEvidences(evidence_ids) || !store_->DeleteEvidenceCustomInfo(evidence_ids)) {
     EVIDENCE_LOG(kLogFailure, "[%s]Delete evidences failed.[%s(%d)]");
     return false;
@@ -191,8 +208,29 @@ bool CEvidenceManager::DelEvidences(const IdList& asked_ids) {
   return true;
 }
 
+bool CEvidenceManager::CheckFilesToUnlink(const IdList& evidence_ids) {
+  const auto most = static_cast<std::int64_t>(Limits::kFilesOfEvidence);
+  FileIdSum at_most;
+  for (std::size_t i = 0; i < evidence_ids.size() && at_most.Fits(); ++i)
+    at_most.AddEvidence(most);
+  if (at_most.Fits()) return true;  // so few evidences need no count
+  FileIdSum sum;
+  for (const std::int32_t evidence_id : evidence_ids) {
+    std::int32_t count = 0;
+    if (!store_->GetEvidenceFilesCount(count, evidence_id)) {
+      EVIDENCE_LOG(kLogFailure, "[%s]Delete evidences failed.[%s(%d)]");
+      return false;
+    }
+    sum.AddEvidence(count);
+    if (sum.Fits()) continue;
+    EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
+    return Fail(kBadInput);
+  }
+  return true;
+}
+
 bool CEvidenceManager::UnlinkAllFiles(std::int32_t evidence_id, std::list<EvidenceFilePtr>& files, IdVector& file_ids) {
-  if (evidence_id == -1) return true;  // the files under -1 belong to no evidence
+  if (evidence_id < 0) return true;  // no evidence has such an id, and the files under -1 belong to none
   (void)store_->QueryEvidenceFiles(files, evidence_id, std::string(), std::string());
   for (const auto& file : files)
     file_ids.push_back(file->id);
