@@ -9,20 +9,6 @@
 namespace Evidence::Changes {
 namespace {
 
-/// `mod_type` of a change.
-enum ChangedField : std::int32_t {
-  kName = 1,
-  kType = 2,
-  kStatus = 5,
-  kDesc = 6,
-  kLabel = 7,
-  kCadId = 10,
-  kBeginTime = 11,
-  kEndTime = 12,
-  kCustom = 13,
-  kGuid = 14,
-};
-
 struct TextField {
   ChangedField kind;
   std::string _tag_Evidence_::*text;
@@ -30,13 +16,13 @@ struct TextField {
 
 /// In the order in which their changes are listed.
 constexpr TextField kTextFields[] = {
-    {kLabel, &_tag_Evidence_::label},
-    {kDesc, &_tag_Evidence_::evidence_desc},
-    {kName, &_tag_Evidence_::name},
-    {kCadId, &_tag_Evidence_::cad_id},
-    {kGuid, &_tag_Evidence_::guid},
-    {kBeginTime, &_tag_Evidence_::evidence_begin_time},
-    {kEndTime, &_tag_Evidence_::evidence_end_time},
+    {kLabelChanged, &_tag_Evidence_::label},
+    {kDescChanged, &_tag_Evidence_::evidence_desc},
+    {kNameChanged, &_tag_Evidence_::name},
+    {kCadIdChanged, &_tag_Evidence_::cad_id},
+    {kGuidChanged, &_tag_Evidence_::guid},
+    {kBeginTimeChanged, &_tag_Evidence_::evidence_begin_time},
+    {kEndTimeChanged, &_tag_Evidence_::evidence_end_time},
 };
 
 void AddText(std::vector<change_item>& changes, ChangedField kind, const std::string& before,
@@ -87,11 +73,13 @@ class StandingValues {
 
 }  // namespace
 
-change_item StatusChange(std::int32_t before, std::int32_t after) { return NumberChange(kStatus, before, after); }
+change_item StatusChange(std::int32_t before, std::int32_t after) {
+  return NumberChange(kStatusChanged, before, after);
+}
 
 change_item TypeChange(std::int32_t before_id, const std::string& before_name, std::int32_t after_id,
                        const std::string& after_name) {
-  auto item = NumberChange(kType, before_id, after_id);
+  auto item = NumberChange(kTypeChanged, before_id, after_id);
   item.before_mod = before_name;
   item.after_mod = after_name;
   return item;
@@ -112,7 +100,7 @@ bool AddCustoms(std::vector<change_item>& changes, const _tag_Evidence_& before,
   const auto add = [&](const std::string& old_text, const std::string& new_text) {
     bytes += sizeof(change_item) + old_text.size() + new_text.size();
     if (bytes > Limits::kChangeBytes) return false;
-    AddText(changes, kCustom, old_text, new_text);
+    AddText(changes, kCustomChanged, old_text, new_text);
     return true;
   };
   const StandingValues standing(before.evidence_customs);

@@ -201,11 +201,25 @@ struct _tag_User_ {
   std::string password;
 };
 
+/// Values of `mod_type`: which field changed.
+enum ChangedField : std::int32_t {
+  kPlainEntry = -1,  // no change; the entry's object stands in `before_mod`
+  kNameChanged = 1,
+  kTypeChanged = 2,
+  kStatusChanged = 5,
+  kDescChanged = 6,
+  kLabelChanged = 7,
+  kCadIdChanged = 10,
+  kBeginTimeChanged = 11,
+  kEndTimeChanged = 12,
+  kCustomChanged = 13,
+  kGuidChanged = 14,
+};
+
 /// What one operation changed in an evidence.
 struct change_item {
   std::string file_name;
-  /// -1 for a plain entry, whose object stands in `before_mod`.
-  std::int32_t mod_type = -1;
+  std::int32_t mod_type = kPlainEntry;
   std::int32_t before_id = -1;
   std::string before_mod;
   std::int32_t after_id = -1;

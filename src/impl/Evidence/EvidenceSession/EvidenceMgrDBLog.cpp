@@ -20,12 +20,6 @@ std::string Quoted(const std::string& text) {
   return Statement::Quoted(StringReplace(text, std::string_view("\0", 1), "\xEF\xBF\xBD"));
 }
 
-/// `mod_type` of an entry without a change.
-constexpr std::int32_t kPlainEntry = -1;
-/// Kinds of change whose values carry a number before their text.
-constexpr std::int32_t kModWithNumbers = 2;
-constexpr std::int32_t kModFile = 6;
-
 /// `operation_type` of a device entry.
 constexpr std::int32_t kDeviceOperation = 5;
 
@@ -74,7 +68,7 @@ void ReadUserEntry(const kelp::IDBResultSet& row, operation_record& record, chan
   record.user_name = row.GetString("user_name");
   record.user_ip = row.GetString("user_ip");
   item.mod_type = row.GetInt("mod_type");
-  if (item.mod_type == kModWithNumbers || item.mod_type == kModFile) {
+  if (item.mod_type == kTypeChanged || item.mod_type == kDescChanged) {
     item.file_name = row.GetString("file_name");
     SplitStoredValue(row.GetString("before_mod"), item.before_id, item.before_mod);
     SplitStoredValue(row.GetString("after_mod"), item.after_id, item.after_mod);
