@@ -16,7 +16,9 @@ using Orv::Base::details::IsLogLevelOn;
 using Orv::Base::details::ITarnFormatLog;
 
 // What the layers above rely on, whatever the server's own settings are.
-constexpr char kSqlSession[] = "SET standard_conforming_strings = on; SET TimeZone = 'UTC'; SET DateStyle = 'ISO, YMD'";
+constexpr char kSqlSession[] =
+    "SET standard_conforming_strings = on; SET TimeZone = 'UTC'; SET DateStyle = 'ISO, YMD'; "
+    "SET default_transaction_isolation = 'read committed'";
 
 std::string OneLine(std::string_view text) {
   while (!text.empty() && text.back() == '\n')

@@ -10,7 +10,9 @@
 
 namespace Evidence {
 
+using Orv::Base::StringUtil::kCodePageUtf8;
 using Orv::Base::StringUtil::str_fmt;
+using Orv::Base::StringUtil::str_len;
 using Orv::Base::TimeUtil::TimeT2StrUTCTimeStamp;
 using Statement::Quoted;
 
@@ -168,7 +170,7 @@ bool CEvidenceMgrDBByPG::GetEvidenceLabel(std::string& labels) {
     return Fail(kStatementFailed);
   }
   // A shorter text keeps its separator.
-  if (labels.size() >= 3) labels.pop_back();
+  if (str_len(labels, kCodePageUtf8) >= 3) labels.pop_back();
   return true;
 }
 
