@@ -1,0 +1,247 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <map>
+#include <memory>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "support/AuthenticationStub.h"
+#include "support/StoreStub.h"
+#include "unit/plugin/ScriptedPlatform.h"
+#include "usrservice/UsrServiceEvidence.h"
+#include "usrservice/UsrServiceEvidencePDU.h"
+
+/// What the tests of the request service share: a store and accounts that note what is asked of them, and bodies.
+namespace service_test {
+
+using Evidence::operation_record;
+using scripted::Calls;
+
+/// The text of tests/bodies/<name>.json, without the line end that files have.
+inline std::string Body(const std::string& name) {
+  std::ifstream file(std::string(EVIDENCE_BODIES) + "/" + name + ".json");
+  std::ostringstream text;
+  text << file.rdbuf();
+  EXPECT_FALSE(text.str().empty()) << name;
+  return text.str().substr(0, text.str().find_last_not_of('\n') + 1);
+}
+inline std::string Request(const std::string& name) { return Body(name + ".request"); }
+inline std::string Answer(const std::string& name) { return Body(name + ".answer"); }
+
+/// The fields of a record as one text.
+template <class... Values>
+std::string Fields(const Values&... values) {
+  std::ostringstream text;
+  ((text << values << ' '), ...);
+  return text.str().substr(0, text.str().size() - 1);
+}
+
+template <class Record>
+std::shared_ptr<Record> New(Record record) {
+  return std::make_shared<Record>(std::move(record));
+}
+inline Evidence::ErrorPtr Refused(std::int32_t id, const std::string& name, int main_code, int sub_code) {
+  return New(Evidence::_tag_Error_{id, name, main_code, sub_code});
+}
+
+/// Some evidences and the files linked to them. Calls that begin with `refused` fail.
+class Store final : public evidence_test::StoreStub {
+ public:
+  explicit Store(Calls& calls) : calls_(calls) {}
+  std::string refused;
+  const std::map<std::int32_t, std::string> names{{7, "Seven"}, {8, "Eight"}, {9, "Nine"}, {11, "Eleven"}};
+  std::set<std::pair<std::int32_t, std::int32_t>> links;  ///< file and evidence
+  std::map<std::string, operation_record> history;
+
+  bool ReadAllEvidenceTypes(std::list<Evidence::EvidenceTypePtr>& types) override {
+    types = {New(Evidence::_tag_EvidenceType_{0, "Other"}), New(Evidence::_tag_EvidenceType_{6, "Burglary"})};
+    return true;
+  }
+  bool ReadAllEvidenceCustoms(std::list<Evidence::EvidenceCustomPtr>&) override { return true; }
+  bool ReadAllCustomOptions(std::list<Evidence::EvidenceCustomPtr>&) override { return true; }
+  bool GetEvidenceCustomByID(std::list<Evidence::EvidenceCustomPtr>&, std::int32_t) override { return true; }
+  bool GetEvidenceCustomInfo(std::map<std::int32_t, std::vector<Evidence::tag_EvidenceCustom_>>&,
+                             const Evidence::IdVector&) override {
+    return true;
+  }
+  bool UpdateEvidenceCustomInfo(const Evidence::EvidencePtr&) override { return true; }
+  bool DeleteEvidenceCustomInfo(const Evidence::IdList&) override { return true; }
+  bool QueryEvidenceTypeNameById(std::string& name, std::int32_t id) override {
+    name = id == 9 ? "Deleted type" : "";
+    return true;
+  }
+  bool GetEvidencesCount(std::int32_t& count) override { return count = 2, true; }
+  bool GetEvidenceFilesCount(std::int32_t& count, std::int32_t) override { return count = 0, true; }
+  std::int32_t QueryEvidenceSeqID() override { return 9; }
+
+  bool GetEvidenceByID(Evidence::EvidencePtr& evidence, std::int32_t id) override {
+    if (!names.contains(id)) return Refuse();
+    evidence = std::make_shared<Evidence::_tag_Evidence_>();
+    evidence->id = id;
+    evidence->guid = "G" + std::to_string(id);
+    evidence->name = names.at(id);
+    return true;
+  }
+  bool GetEvidenceByIDs(std::list<Evidence::EvidencePtr>& evidences, const Evidence::IdList& ids) override {
+    for (const auto id : ids)
+      if (Evidence::EvidencePtr evidence; GetEvidenceByID(evidence, id)) evidences.push_back(evidence);
+    return Note("read", ids);
+  }
+  bool GetEvidenceByGuid(Evidence::EvidencePtr&, const std::string&) override { return false; }
+  bool InsertEvidence(const Evidence::EvidencePtr& evidence) override { return Note("insert " + evidence->name); }
+  bool UpdateEvidence(const Evidence::EvidencePtr& evidence) override {
+    return Note("update " + std::to_string(evidence->id));
+  }
+  bool DeleteEvidences(const Evidence::IdList& ids) override { return Note("delete", ids); }
+
+  bool QueryEvidenceFiles(std::map<std::int32_t, std::list<Evidence::EvidenceFilePtr>>& files,
+                          const Evidence::IdVector& ids) override {
+    for (const auto id : ids)
+      AppendFiles(files[id], [id](std::int32_t, std::int32_t evidence) { return evidence == id; });
+    return Note("files", ids);
+  }
+  bool QueryEvidenceFiles(std::list<Evidence::EvidenceFilePtr>& files, std::int32_t evidence_id, const std::string&,
+                          const std::string&) override {
+    AppendFiles(files, [&](std::int32_t, std::int32_t evidence) { return evidence == evidence_id; });
+    return refused != "files" || Refuse();
+  }
+  bool GetEvidenceFileByFileID(std::list<Evidence::EvidenceFilePtr>& files, const Evidence::IdVector& ids) override {
+    if (refused == "links of " + std::to_string(ids.front())) return Refuse();
+    AppendFiles(files, [&](std::int32_t file, std::int32_t) { return std::ranges::find(ids, file) != ids.end(); });
+    return true;
+  }
+  bool InsertEvidenceFiles(const std::list<Evidence::EvidenceFilePtr>& files) override {
+    return Note("link " + std::to_string(files.front()->id) + ">" + std::to_string(files.front()->evidence_id));
+  }
+  bool UpdateEvidenceFiles(const Evidence::IdVector& ids, std::int32_t evidence_id) override {
+    return Note("unlink " + std::to_string(ids.front()) + ">" + std::to_string(evidence_id));
+  }
+  bool DeleteEvidenceFiles(const Evidence::IdList& ids) override { return Note("unlink", ids); }
+  bool DeleteEvidenceFilesByEvidenceId(std::int32_t) override { return true; }
+
+  /// "history type:evidence", " by" whom unless it is alice, and "[type file:before>after]" for each item.
+  bool WriteEvidenceLog(const std::vector<operation_record>& records, std::int32_t) override {
+    std::string call = "history";
+    for (const auto& record : records) {
+      call += " " + std::to_string(record.operation_type) + ":" + std::to_string(record.evidence_id);
+      const std::string user = record.user_name + "@" + record.user_ip;
+      if (user != "alice@10.0.0.7") call += " by " + user;
+      for (const auto& item : record.change_items)
+        call += " [" + (item.mod_type == -1 ? "" : std::to_string(item.mod_type) + " ") + item.file_name + ":" +
+                item.before_mod + ">" + item.after_mod + "]";
+    }
+    return Note(call);
+  }
+  bool GetEvidenceLog(std::map<std::string, operation_record>& records, Evidence::IdList&, std::int32_t) override {
+    records = history;
+    return refused != "read history" || Refuse();
+  }
+
+ private:
+  template <class Wanted>
+  void AppendFiles(std::list<Evidence::EvidenceFilePtr>& files, const Wanted& wanted) const {
+    for (const auto& [id, evidence_id] : links) {
+      if (!wanted(id, evidence_id)) continue;
+      files.push_back(std::make_shared<Evidence::_tag_EvidenceFile_>());
+      files.back()->id = id;
+      files.back()->evidence_id = evidence_id;
+      files.back()->file_name = "f" + std::to_string(id);
+    }
+  }
+  bool Note(const std::string& call) {
+    calls_.push_back(call);
+    return refused.empty() || !call.starts_with(refused) || Refuse();
+  }
+  template <class Ids>
+  bool Note(std::string call, const Ids& ids) {
+    for (const auto id : ids)
+      call += " " + std::to_string(id);
+    return Note(call);
+  }
+
+  Calls& calls_;
+};
+
+/// Session "s" of the account 7. The password of a user is "right", "nobody" (right, but of no account), "silent" (no
+/// answer at all), or the code of its refusal. Carol is account 4 and may not delete. Account 8 is of a directory.
+class Accounts final : public evidence_test::AuthenticationStub {
+ public:
+  std::string login_name = "alice";
+  std::string address = "10.0.0.7";
+  bool super_user = false;
+  std::string frozen;  ///< "client", "user", both, or "count": the client from the first counted try on
+  bool client_freeze_enabled = true;
+  int client_left = 5;
+  int user_left = 2;
+  Calls tried;  ///< "name type" of each password that was checked, "count" for each try that was counted
+
+  std::shared_ptr<TarnPlatform::Authentication::CUserSession> FindSession(const std::string& session) override {
+    if (session != "s") return nullptr;
+    return std::make_shared<TarnPlatform::Authentication::CUserSession>(7, login_name, address, 1);
+  }
+  bool IsSuperUser(const std::string&) override { return super_user; }
+  bool CheckPassword(std::shared_ptr<TarnPlatform::Authentication::CLoginResponse>& out,
+                     const TarnPlatform::Authentication::CLoginRequest& request) override {
+    tried.push_back(request.GetValUserName() + " " + std::to_string(request.GetValLoginAccountType()));
+    EXPECT_EQ(Fields(request.GetValEncryptionType(), request.GetValClientAddress(), request.GetValSessionIdSecurity()),
+              "2 " + address + " s");
+    const std::string& password = request.GetValPassword();
+    const bool right = password == "right" || password == "nobody";
+    const int id = password == "nobody" ? -1 : request.GetValUserName() == "carol" ? 4 : 7;
+    if (password == "silent") return false;
+    out = std::make_shared<TarnPlatform::Authentication::CLoginResponse>(right ? 0 : std::stoi(password), id);
+    return right;
+  }
+  void AddLoginFailCount(const std::string& client) override { tried.push_back(client == address ? "count" : client); }
+  bool IsClientFreeze(const std::string& client) override {
+    EXPECT_EQ(client, address);
+    return frozen.starts_with("client") || (!frozen.empty() && frozen == tried.back());
+  }
+  bool IsUserFreeze(int id, const std::string& name) override {
+    EXPECT_EQ(Fields(id, name), "7 " + login_name);
+    return frozen.ends_with("user");
+  }
+  int ClientTriesLeft(const std::string& client) override { return client == address ? client_left : -9; }
+  int UserTriesLeft(int id, const std::string&) override { return id == 7 ? user_left : -9; }
+  bool IsEnableClientFreeze() override { return client_freeze_enabled; }
+  bool HaveControlClientPermission(int code, int id) override { return code == 43 && id == 7; }
+  int QueryUser(std::shared_ptr<TarnPlatform::Authentication::CUserInfo>& user, int id) override {
+    if (id != 7 && id != 8) return 202;
+    user = std::make_shared<TarnPlatform::Authentication::CUserInfo>(id, "account", id == 8 ? 3 : 1);
+    return 0;
+  }
+  bool AESEncryptClient(std::string& cipher, const std::string& plain, const std::string& session) override {
+    if (session == "s") cipher = plain + " by " + session;
+    return session == "s";
+  }
+  bool AESDecrypt(std::string& plain, const std::string& cipher, const std::string& session) override {
+    if (session == "s" && cipher == "sealed") plain = "opened";
+    return session == "s" && cipher == "sealed";
+  }
+};
+
+class ServiceTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(manager_->Initialize());
+    Orv::Base::Error::SetLastError({});
+  }
+
+  scripted::Platform platform_;
+  Calls calls_;
+  const std::shared_ptr<Accounts> accounts_ = std::make_shared<Accounts>();
+  const platform::ScopedBackend<platform::IAuthenticationBackend> accounts_slot_{accounts_};
+  const std::shared_ptr<Store> store_ = std::make_shared<Store>(calls_);
+  const std::shared_ptr<Evidence::CEvidenceManager> manager_ = std::make_shared<Evidence::CEvidenceManager>(store_);
+  std::shared_ptr<Evidence::CEvidenceUserInterface> user_interface_ =
+      std::make_shared<Evidence::CEvidenceUserInterface>(manager_);
+  Evidence::CEvidencePduJson pdu_{user_interface_};
+  Evidence::CUsrServiceEvidence service_;
+};
+
+}  // namespace service_test
