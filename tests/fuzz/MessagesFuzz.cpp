@@ -5,17 +5,15 @@
 #include <cstdint>
 #include <cstdlib>
 #include <iostream>
-#include <string>
 
 #include "Backend.h"
 #include "KelpUtils/RapidJsonProto.h"
 #include "support/AuthenticationStub.h"
 #include "support/Decoders.h"
+#include "usrservice/pdu/PduLink.h"
+#include "usrservice/pdu/PduLog.h"
 
 namespace {
-
-using namespace Evidence;
-using TarnPlatform::Authentication::CUserSession;
 
 void Expect(bool holds, const char* what) {
   if (holds) return;
@@ -23,60 +21,41 @@ void Expect(bool holds, const char* what) {
   std::abort();
 }
 
-void ExpectJson(const std::string& text) {
-  kelp::CRapidJsonProto proto;
-  Expect(proto.set_str(text), "an answer is JSON");
-}
-
-/// Knows one session, whose texts are enciphered with nothing.
-class OneSession final : public evidence_test::AuthenticationStub {
+/// Opens everything that is sealed.
+class Opener final : public evidence_test::AuthenticationStub {
  public:
-  std::shared_ptr<CUserSession> FindSession(const std::string&) override { return session_; }
   bool AESDecrypt(std::string& plain, const std::string& cipher, const std::string&) override {
     plain = cipher;
     return true;
   }
-
- private:
-  const std::shared_ptr<CUserSession> session_ = std::make_shared<CUserSession>(7, "alice", "10.0.0.7", 1);
 };
 
-class Messages {
- public:
-  Messages() { platform::SetLogThreshold(7); }
+void Decode(Evidence::CEvidencePduJson& pdu, const std::string& body) {
+  Orv::Base::Error::SetLastError({0, 0});
+  evidence_test::DecodeWithAll(pdu, body, [](bool taken, bool) {
+    Expect(taken || Orv::Base::Error::GetLastError().SubCode() != 0, "a refusal has a pair");
+    Orv::Base::Error::SetLastError({0, 0});
+  });
+  std::shared_ptr<pdu::SReqFileBatchLinkEvidences> links;
+  (void)pdu::Decode(links, body);
+  std::shared_ptr<pdu::SReqOperationLogPost> entries;
+  (void)pdu::Decode(entries, body);
 
-  void Decode(const std::string& body) {
-    for (const auto& decoder : decoders_) {
-      Orv::Base::Error::SetLastError({0, 0});
-      // Those without a code of their own have a caller who sets it.
-      Expect(decoder.decode(body) || decoder.no_json == -1 || Orv::Base::Error::GetLastError().SubCode() != 0,
-             "a refusal has a pair");
-    }
-    std::string text;
-    EvidencePtr evidence;
-    if (pdu_.DecodeEvidencePostReq(evidence, "s", body) && pdu_.EncodeEvidencePostRsp(text, {}, evidence))
-      ExpectJson(text);
-    std::list<EvidenceTypePtr> types;
-    if (pdu_.DecodeEvidenceTypePutReq(types, body) && pdu_.EncodeEvidenceTypeGetRsp(text, {}, {}, types, {}))
-      ExpectJson(text);
-    std::list<EvidenceCustomPtr> customs;
-    if (pdu_.DecodeEvidenceCustomPutReq(customs, body) && pdu_.EncodeEvidenceCustomGetRsp(text, {}, customs, {}))
-      ExpectJson(text);
-    std::list<EvidenceFilePtr> files;
-    if (pdu_.DecodeEvidenceIDFilesPostReq(files, body) && pdu_.EncodeEvidenceIDFilesGetRsp(text, {}, files))
-      ExpectJson(text);
-  }
-
- private:
-  CEvidencePduJson pdu_{std::weak_ptr<CEvidenceUserInterface>()};
-  const std::vector<evidence_test::Decoder> decoders_ = evidence_test::Decoders(pdu_);
-  platform::ScopedBackend<platform::IAuthenticationBackend> authentication_{std::make_shared<OneSession>()};
-};
+  Evidence::EvidencePtr evidence;
+  std::list<Evidence::EvidenceCustomPtr> customs;
+  std::string answer;
+  if (!pdu.DecodeEvidenceIDPutReq(evidence, body) || !pdu.DecodeEvidenceCustomPutReq(customs, body)) return;
+  kelp::CRapidJsonProto proto;
+  Expect(pdu.EncodeEvidencePostRsp(answer, {}, evidence) && proto.set_str(answer), "an evidence is answered as JSON");
+  Expect(pdu.EncodeEvidenceCustomGetRsp(answer, {}, customs, {}) && proto.set_str(answer), "so are attributes");
+}
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static Messages messages;
-  messages.Decode(std::string(reinterpret_cast<const char*>(data), size));
+  static const platform::ScopedBackend<platform::IAuthenticationBackend> opener(std::make_shared<Opener>());
+  static Evidence::CEvidencePduJson pdu{std::weak_ptr<Evidence::CEvidenceUserInterface>()};
+  platform::SetLogThreshold(7);
+  Decode(pdu, std::string(reinterpret_cast<const char*>(data), size));
   return 0;
 }

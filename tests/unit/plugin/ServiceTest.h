@@ -19,7 +19,8 @@
 /// What the tests of the request service share: a store and accounts that note what is asked of them, and bodies.
 namespace service_test {
 
-using Evidence::operation_record;
+using namespace Evidence;
+using namespace TarnPlatform::Authentication;
 using scripted::Calls;
 
 /// The text of tests/bodies/<name>.json, without the line end that files have.
@@ -45,8 +46,8 @@ template <class Record>
 std::shared_ptr<Record> New(Record record) {
   return std::make_shared<Record>(std::move(record));
 }
-inline Evidence::ErrorPtr Refused(std::int32_t id, const std::string& name, int main_code, int sub_code) {
-  return New(Evidence::_tag_Error_{id, name, main_code, sub_code});
+inline ErrorPtr Refused(std::int32_t id, const std::string& name, int main_code, int sub_code) {
+  return New(_tag_Error_{id, name, main_code, sub_code});
 }
 
 /// Some evidences and the files linked to them. Calls that begin with `refused` fail.
@@ -58,70 +59,65 @@ class Store final : public evidence_test::StoreStub {
   std::set<std::pair<std::int32_t, std::int32_t>> links;  ///< file and evidence
   std::map<std::string, operation_record> history;
 
-  bool ReadAllEvidenceTypes(std::list<Evidence::EvidenceTypePtr>& types) override {
-    types = {New(Evidence::_tag_EvidenceType_{0, "Other"}), New(Evidence::_tag_EvidenceType_{6, "Burglary"})};
+  bool ReadAllEvidenceTypes(std::list<EvidenceTypePtr>& types) override {
+    types = {New(_tag_EvidenceType_{0, "Other"}), New(_tag_EvidenceType_{6, "Burglary"})};
     return true;
   }
-  bool ReadAllEvidenceCustoms(std::list<Evidence::EvidenceCustomPtr>&) override { return true; }
-  bool ReadAllCustomOptions(std::list<Evidence::EvidenceCustomPtr>&) override { return true; }
-  bool GetEvidenceCustomByID(std::list<Evidence::EvidenceCustomPtr>&, std::int32_t) override { return true; }
-  bool GetEvidenceCustomInfo(std::map<std::int32_t, std::vector<Evidence::tag_EvidenceCustom_>>&,
-                             const Evidence::IdVector&) override {
+  bool ReadAllEvidenceCustoms(std::list<EvidenceCustomPtr>&) override { return true; }
+  bool ReadAllCustomOptions(std::list<EvidenceCustomPtr>&) override { return true; }
+  bool GetEvidenceCustomByID(std::list<EvidenceCustomPtr>&, std::int32_t) override { return true; }
+  bool GetEvidenceCustomInfo(std::map<std::int32_t, std::vector<tag_EvidenceCustom_>>&, const IdVector&) override {
     return true;
   }
-  bool UpdateEvidenceCustomInfo(const Evidence::EvidencePtr&) override { return true; }
-  bool DeleteEvidenceCustomInfo(const Evidence::IdList&) override { return true; }
+  bool UpdateEvidenceCustomInfo(const EvidencePtr&) override { return true; }
+  bool DeleteEvidenceCustomInfo(const IdList&) override { return true; }
   bool QueryEvidenceTypeNameById(std::string& name, std::int32_t id) override {
-    name = id == 9 ? "Deleted type" : "";
-    return true;
+    return name = id == 9 ? "Deleted type" : "", true;
   }
   bool GetEvidencesCount(std::int32_t& count) override { return count = 2, true; }
   bool GetEvidenceFilesCount(std::int32_t& count, std::int32_t) override { return count = 0, true; }
   std::int32_t QueryEvidenceSeqID() override { return 9; }
 
-  bool GetEvidenceByID(Evidence::EvidencePtr& evidence, std::int32_t id) override {
+  bool GetEvidenceByID(EvidencePtr& evidence, std::int32_t id) override {
     if (!names.contains(id)) return Refuse();
-    evidence = std::make_shared<Evidence::_tag_Evidence_>();
+    evidence = std::make_shared<_tag_Evidence_>();
     evidence->id = id;
     evidence->guid = "G" + std::to_string(id);
     evidence->name = names.at(id);
     return true;
   }
-  bool GetEvidenceByIDs(std::list<Evidence::EvidencePtr>& evidences, const Evidence::IdList& ids) override {
+  bool GetEvidenceByIDs(std::list<EvidencePtr>& evidences, const IdList& ids) override {
     for (const auto id : ids)
-      if (Evidence::EvidencePtr evidence; GetEvidenceByID(evidence, id)) evidences.push_back(evidence);
-    return Note("read", ids);
+      if (EvidencePtr evidence; GetEvidenceByID(evidence, id)) evidences.push_back(evidence);
+    return Note(With("read", ids));
   }
-  bool GetEvidenceByGuid(Evidence::EvidencePtr&, const std::string&) override { return false; }
-  bool InsertEvidence(const Evidence::EvidencePtr& evidence) override { return Note("insert " + evidence->name); }
-  bool UpdateEvidence(const Evidence::EvidencePtr& evidence) override {
-    return Note("update " + std::to_string(evidence->id));
-  }
-  bool DeleteEvidences(const Evidence::IdList& ids) override { return Note("delete", ids); }
+  bool GetEvidenceByGuid(EvidencePtr&, const std::string&) override { return false; }
+  bool InsertEvidence(const EvidencePtr& evidence) override { return Note("insert", evidence->name); }
+  bool UpdateEvidence(const EvidencePtr& evidence) override { return Note("update", evidence->id); }
+  bool DeleteEvidences(const IdList& ids) override { return Note(With("delete", ids)); }
 
-  bool QueryEvidenceFiles(std::map<std::int32_t, std::list<Evidence::EvidenceFilePtr>>& files,
-                          const Evidence::IdVector& ids) override {
+  bool QueryEvidenceFiles(std::map<std::int32_t, std::list<EvidenceFilePtr>>& files, const IdVector& ids) override {
     for (const auto id : ids)
       AppendFiles(files[id], [id](std::int32_t, std::int32_t evidence) { return evidence == id; });
-    return Note("files", ids);
+    return Note(With("files", ids));
   }
-  bool QueryEvidenceFiles(std::list<Evidence::EvidenceFilePtr>& files, std::int32_t evidence_id, const std::string&,
+  bool QueryEvidenceFiles(std::list<EvidenceFilePtr>& files, std::int32_t evidence_id, const std::string&,
                           const std::string&) override {
     AppendFiles(files, [&](std::int32_t, std::int32_t evidence) { return evidence == evidence_id; });
     return refused != "files" || Refuse();
   }
-  bool GetEvidenceFileByFileID(std::list<Evidence::EvidenceFilePtr>& files, const Evidence::IdVector& ids) override {
+  bool GetEvidenceFileByFileID(std::list<EvidenceFilePtr>& files, const IdVector& ids) override {
     if (refused == "links of " + std::to_string(ids.front())) return Refuse();
     AppendFiles(files, [&](std::int32_t file, std::int32_t) { return std::ranges::find(ids, file) != ids.end(); });
     return true;
   }
-  bool InsertEvidenceFiles(const std::list<Evidence::EvidenceFilePtr>& files) override {
-    return Note("link " + std::to_string(files.front()->id) + ">" + std::to_string(files.front()->evidence_id));
+  bool InsertEvidenceFiles(const std::list<EvidenceFilePtr>& files) override {
+    return Note("link", std::to_string(files.front()->id) + ">" + std::to_string(files.front()->evidence_id));
   }
-  bool UpdateEvidenceFiles(const Evidence::IdVector& ids, std::int32_t evidence_id) override {
-    return Note("unlink " + std::to_string(ids.front()) + ">" + std::to_string(evidence_id));
+  bool UpdateEvidenceFiles(const IdVector& ids, std::int32_t evidence_id) override {
+    return Note("unlink", std::to_string(ids.front()) + ">" + std::to_string(evidence_id));
   }
-  bool DeleteEvidenceFiles(const Evidence::IdList& ids) override { return Note("unlink", ids); }
+  bool DeleteEvidenceFiles(const IdList& ids) override { return Note(With("unlink", ids)); }
   bool DeleteEvidenceFilesByEvidenceId(std::int32_t) override { return true; }
 
   /// "history type:evidence", " by" whom unless it is alice, and "[type file:before>after]" for each item.
@@ -137,31 +133,32 @@ class Store final : public evidence_test::StoreStub {
     }
     return Note(call);
   }
-  bool GetEvidenceLog(std::map<std::string, operation_record>& records, Evidence::IdList&, std::int32_t) override {
+  bool GetEvidenceLog(std::map<std::string, operation_record>& records, IdList&, std::int32_t) override {
     records = history;
     return refused != "read history" || Refuse();
   }
 
  private:
   template <class Wanted>
-  void AppendFiles(std::list<Evidence::EvidenceFilePtr>& files, const Wanted& wanted) const {
+  void AppendFiles(std::list<EvidenceFilePtr>& files, const Wanted& wanted) const {
     for (const auto& [id, evidence_id] : links) {
       if (!wanted(id, evidence_id)) continue;
-      files.push_back(std::make_shared<Evidence::_tag_EvidenceFile_>());
+      files.push_back(std::make_shared<_tag_EvidenceFile_>());
       files.back()->id = id;
       files.back()->evidence_id = evidence_id;
       files.back()->file_name = "f" + std::to_string(id);
     }
   }
-  bool Note(const std::string& call) {
-    calls_.push_back(call);
-    return refused.empty() || !call.starts_with(refused) || Refuse();
+  template <class... Words>
+  bool Note(const Words&... words) {
+    calls_.push_back(Fields(words...));
+    return refused.empty() || !calls_.back().starts_with(refused) || Refuse();
   }
   template <class Ids>
-  bool Note(std::string call, const Ids& ids) {
+  static std::string With(std::string call, const Ids& ids) {
     for (const auto id : ids)
       call += " " + std::to_string(id);
-    return Note(call);
+    return call;
   }
 
   Calls& calls_;
@@ -180,13 +177,12 @@ class Accounts final : public evidence_test::AuthenticationStub {
   int user_left = 2;
   Calls tried;  ///< "name type" of each password that was checked, "count" for each try that was counted
 
-  std::shared_ptr<TarnPlatform::Authentication::CUserSession> FindSession(const std::string& session) override {
+  std::shared_ptr<CUserSession> FindSession(const std::string& session) override {
     if (session != "s") return nullptr;
-    return std::make_shared<TarnPlatform::Authentication::CUserSession>(7, login_name, address, 1);
+    return std::make_shared<CUserSession>(7, login_name, address, 1);
   }
   bool IsSuperUser(const std::string&) override { return super_user; }
-  bool CheckPassword(std::shared_ptr<TarnPlatform::Authentication::CLoginResponse>& out,
-                     const TarnPlatform::Authentication::CLoginRequest& request) override {
+  bool CheckPassword(std::shared_ptr<CLoginResponse>& out, const CLoginRequest& request) override {
     tried.push_back(request.GetValUserName() + " " + std::to_string(request.GetValLoginAccountType()));
     EXPECT_EQ(Fields(request.GetValEncryptionType(), request.GetValClientAddress(), request.GetValSessionIdSecurity()),
               "2 " + address + " s");
@@ -194,7 +190,7 @@ class Accounts final : public evidence_test::AuthenticationStub {
     const bool right = password == "right" || password == "nobody";
     const int id = password == "nobody" ? -1 : request.GetValUserName() == "carol" ? 4 : 7;
     if (password == "silent") return false;
-    out = std::make_shared<TarnPlatform::Authentication::CLoginResponse>(right ? 0 : std::stoi(password), id);
+    out = std::make_shared<CLoginResponse>(right ? 0 : std::stoi(password), id);
     return right;
   }
   void AddLoginFailCount(const std::string& client) override { tried.push_back(client == address ? "count" : client); }
@@ -210,9 +206,9 @@ class Accounts final : public evidence_test::AuthenticationStub {
   int UserTriesLeft(int id, const std::string&) override { return id == 7 ? user_left : -9; }
   bool IsEnableClientFreeze() override { return client_freeze_enabled; }
   bool HaveControlClientPermission(int code, int id) override { return code == 43 && id == 7; }
-  int QueryUser(std::shared_ptr<TarnPlatform::Authentication::CUserInfo>& user, int id) override {
+  int QueryUser(std::shared_ptr<CUserInfo>& user, int id) override {
     if (id != 7 && id != 8) return 202;
-    user = std::make_shared<TarnPlatform::Authentication::CUserInfo>(id, "account", id == 8 ? 3 : 1);
+    user = std::make_shared<CUserInfo>(id, "account", id == 8 ? 3 : 1);
     return 0;
   }
   bool AESEncryptClient(std::string& cipher, const std::string& plain, const std::string& session) override {
@@ -237,11 +233,10 @@ class ServiceTest : public ::testing::Test {
   const std::shared_ptr<Accounts> accounts_ = std::make_shared<Accounts>();
   const platform::ScopedBackend<platform::IAuthenticationBackend> accounts_slot_{accounts_};
   const std::shared_ptr<Store> store_ = std::make_shared<Store>(calls_);
-  const std::shared_ptr<Evidence::CEvidenceManager> manager_ = std::make_shared<Evidence::CEvidenceManager>(store_);
-  std::shared_ptr<Evidence::CEvidenceUserInterface> user_interface_ =
-      std::make_shared<Evidence::CEvidenceUserInterface>(manager_);
-  Evidence::CEvidencePduJson pdu_{user_interface_};
-  Evidence::CUsrServiceEvidence service_;
+  const std::shared_ptr<CEvidenceManager> manager_ = std::make_shared<CEvidenceManager>(store_);
+  std::shared_ptr<CEvidenceUserInterface> user_interface_ = std::make_shared<CEvidenceUserInterface>(manager_);
+  CEvidencePduJson pdu_{user_interface_};
+  CUsrServiceEvidence service_;
 };
 
 }  // namespace service_test
