@@ -20,10 +20,7 @@ class DictionaryMessagesTest : public service_test::ServiceTest {
   /// The bodies of scenes with another dictionary's word put in. The word of their error entries is misspelt.
   static std::string Worded(const std::string& body, const std::string& word) {
     if (word == "Scene") return body;
-    const std::string query = word == "Type" ? "EvidenceTypeQueryReq" : word + "QueryReq";
-    const std::string entry = word == "Type" ? "EvidenceType" : word;
-    return std::regex_replace(std::regex_replace(body, std::regex("SceneQueryReq"), query), std::regex("Scen(ce|e)"),
-                              entry);
+    return std::regex_replace(body, std::regex("Scen(ce|e)"), word);
   }
 
   template <class Record>
@@ -70,7 +67,7 @@ class DictionaryMessagesTest : public service_test::ServiceTest {
 };
 
 TEST_F(DictionaryMessagesTest, EntriesAreAnsweredAsTheyWereSent) {
-  Check("Type", Evidence::_tag_EvidenceType_(), &Pdu::DecodeEvidenceTypeGetReq, &Pdu::EncodeEvidenceTypeGetRsp,
+  Check("EvidenceType", Evidence::_tag_EvidenceType_(), &Pdu::DecodeEvidenceTypeGetReq, &Pdu::EncodeEvidenceTypeGetRsp,
         &Pdu::DecodeEvidenceTypePutReq, &Pdu::EncodeEvidenceTypePutRsp, &Pdu::DecodeEvidenceTypeIDPutReq,
         &Pdu::EncodeEvidenceTypeIDGetRsp);
   Check("Scene", Evidence::tag_EvidenceScene_(), &Pdu::DecodeEvidenceSceneGetReq, &Pdu::EncodeEvidenceSceneGetRsp,
@@ -125,7 +122,7 @@ TEST_F(DictionaryMessagesTest, SettingsAreAnsweredAsTheyWereSent) {
            std::pair{R"({"FTPSettings":{}})", "2"},
            {R"({"FTPSettings":{"Enable":"2"}})", "2"},
            {R"({"FTPSettings":{"Enable":1,"StorageInfo":{"Type":1}}})", "2"},
-           {R"({"FTPSettings":{"Enable":"0","FTPType":"9"}})", R"({"ResponseStatus":)"},
+           {R"({"FTPSettings":{"Enable":"0","FTPType":"9","StorageInfo":{"Type":1}}})", R"({"ResponseStatus":)"},
            {R"({"FTPSettings":{"Enable":1,"FTPType":"9","StorageInfo":{"Type":0}}})", R"({"ResponseStatus":)"},
        }) {
     EXPECT_TRUE(Older(body).starts_with(code)) << body;

@@ -172,9 +172,6 @@ TEST_F(EvidenceMessagesTest, FileBatches) {
   std::map<std::string, std::int32_t> chunks;
   ASSERT_TRUE(pdu_.DecodeUploadStatusGetReq(chunks, Request("upload")));
   EXPECT_EQ(chunks, (std::map<std::string, std::int32_t>{{"g2", 7}, {"g1", -1}, {"", 9}})) << "the last chunk counts";
-  std::list<std::string> guids;
-  ASSERT_TRUE(pdu_.DecodeUploadCancelReq(guids, Request("upload")));
-  EXPECT_EQ(guids, (std::list<std::string>{"g2", "g1", "g2", ""}));
   std::map<std::int32_t, std::string> digests;
   ASSERT_TRUE(pdu_.DecodeModifyEvidenceFilesDigestPutReq(digests, Request("files_digest_put")));
   EXPECT_EQ(digests, (std::map<std::int32_t, std::string>{{5, "first"}, {-1, "no id"}}));

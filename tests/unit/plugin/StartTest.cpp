@@ -50,9 +50,8 @@ class StartTest : public ::testing::Test {
   }
   /// The code with which a manager refuses to read; 0 when it does not.
   static int Refusal(Evidence::CEvidenceManager& manager) {
-    std::list<Evidence::EvidenceTypePtr> types;
-    Evidence::page_info page;
-    return manager.GetEvidenceTypes(types, page, nullptr) ? 0 : Orv::Base::Error::GetLastError().SubCode();
+    std::string name;
+    return manager.QueryEvidenceTypeNameById(name, 1) ? 0 : Orv::Base::Error::GetLastError().SubCode();
   }
 
   scripted::Platform platform_;
