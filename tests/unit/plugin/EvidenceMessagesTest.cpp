@@ -1,7 +1,6 @@
 // Bodies about evidences and their files, key by key: what a request says is what an answer tells.
 
 #include "unit/plugin/ServiceTest.h"
-#include "usrservice/pdu/PduLog.h"
 
 namespace {
 
@@ -25,7 +24,6 @@ class EvidenceMessagesTest : public service_test::ServiceTest {
                   e.upload_begin_time, e.upload_end_time, e.record_begin_time, e.record_end_time, e.create_user.id,
                   e.create_user.name);
   }
-  std::string response_;
 };
 
 TEST_F(EvidenceMessagesTest, EvidencesAreAnsweredAsTheyWereSent) {
@@ -44,28 +42,22 @@ TEST_F(EvidenceMessagesTest, EvidencesAreAnsweredAsTheyWereSent) {
   created->evidence_customs[0].custom_options.push_back({-1, "green"});
   created->evidence_customs[1].custom_options.clear();
 
-  EXPECT_TRUE(pdu_.EncodeEvidencePostRsp(response_, {}, created));
-  EXPECT_EQ(response_, Answer("evidence_post"));
-  EXPECT_TRUE(pdu_.EncodeEvidencePostRsp(response_, {}, blank));
-  EXPECT_EQ(response_, Answer("evidence_post_blank"));
+  ExpectAnswer("evidence_post", pdu_.EncodeEvidencePostRsp(response_, {}, created));
+  ExpectAnswer("evidence_post_blank", pdu_.EncodeEvidencePostRsp(response_, {}, blank));
   EXPECT_TRUE(pdu_.EncodeEvidencePostRsp(response_, {0, 9805, {}}, nullptr));
   EXPECT_EQ(response_, R"({"ResponseStatus":{"ErrorModule":0,"ErrorCode":9805,"Data":{}}})");
   store_->links = {{31, 11}, {32, 11}};
-  EXPECT_TRUE(pdu_.EncodeEvidenceGetRsp(response_, {}, {41, 1, 20}, true, {created, blank}, "Other,FileList"));
-  EXPECT_EQ(response_, Answer("evidence_get"));
+  ExpectAnswer("evidence_get",
+               pdu_.EncodeEvidenceGetRsp(response_, {}, {41, 1, 20}, true, {created, blank}, "Other,FileList"));
   EXPECT_EQ(calls_, Texts{"files 11 -1"}) << "one query for all files";
-  EXPECT_TRUE(pdu_.EncodeEvidenceIDGetRsp(response_, {}, changed, "FileList"));
-  EXPECT_EQ(response_, Answer("evidence_id_get"));
+  ExpectAnswer("evidence_id_get", pdu_.EncodeEvidenceIDGetRsp(response_, {}, changed, "FileList"));
   for (const char* const refused : {"", "files"}) {
     store_->refused = refused;
     const std::string field = *refused == '\0' ? "FileLists,filelist, FileList" : "FileList";
-    EXPECT_TRUE(pdu_.EncodeEvidenceGetRsp(response_, {}, {}, false, {created, blank}, field));
-    EXPECT_EQ(response_, Answer("evidence_get_plain")) << "goes out without files";
-    EXPECT_TRUE(pdu_.EncodeEvidenceIDGetRsp(response_, {}, changed, field));
-    EXPECT_EQ(response_, Answer("evidence_id_get_plain")) << refused;
+    ExpectAnswer("evidence_get_plain", pdu_.EncodeEvidenceGetRsp(response_, {}, {}, false, {created, blank}, field));
+    ExpectAnswer("evidence_id_get_plain", pdu_.EncodeEvidenceIDGetRsp(response_, {}, changed, field));
   }
-  EXPECT_TRUE(pdu_.EncodeEvidenceGetRsp(response_, {0, 9820, {}}, {}, false, {}, "FileList"));
-  EXPECT_EQ(response_, Answer("evidence_get_empty"));
+  ExpectAnswer("evidence_get_empty", pdu_.EncodeEvidenceGetRsp(response_, {0, 9820, {}}, {}, false, {}, "FileList"));
 }
 
 TEST_F(EvidenceMessagesTest, AnswersTellTheNamesThatHoldNow) {
@@ -89,25 +81,6 @@ TEST_F(EvidenceMessagesTest, AnswersTellTheNamesThatHoldNow) {
   EXPECT_FALSE(pdu_.EncodeEvidenceIDGetRsp(response_, {}, nullptr, ""));
   EXPECT_FALSE(pdu_.EncodeEvidenceGetRsp(response_, {}, {}, false, {}, ""));
   EXPECT_EQ(GetLastError(), ErrorCode(0, 1));
-}
-
-TEST_F(EvidenceMessagesTest, StatusBatch) {
-  std::list<EvidencePtr> evidences;
-  ASSERT_TRUE(pdu_.DecodeEvidencePutReq(evidences, Request("evidence_put")));
-  Texts read;
-  for (const auto& evidence : evidences)
-    read.push_back(Fields(evidence->id, evidence->evidence_status, evidence->name));
-  EXPECT_EQ(read, (Texts{"11 2 ", "-1 -1 ", "12 1 ", "-1 -1 "}));
-  EXPECT_FALSE(pdu_.DecodeEvidencePutReq(evidences, R"({"EvidenceList":{"Evidence":[]}})"));
-  EXPECT_EQ(GetLastError(), ErrorCode(0, 2));
-
-  std::list<Evidence::EvidenceErrInfoPtr> results{New(Evidence::_tag_EvidenceErrInfo_{11, "G-1", "one", 0}),
-                                                  New(Evidence::_tag_EvidenceErrInfo_{-1, "", "", 9804})};
-  EXPECT_TRUE(pdu_.EncodeEvidencePutRsp(response_, {3, 15, {}}, results));
-  EXPECT_EQ(response_, Answer("evidence_put"));
-  results.pop_back();
-  EXPECT_TRUE(pdu_.EncodeEvidencePutRsp(response_, {3, 15, {}}, results));
-  EXPECT_NE(response_.find(R"("ErrorModule":3,"ErrorCode":15,)"), std::string::npos) << "nothing was refused";
 }
 
 TEST_F(EvidenceMessagesTest, QueryRequests) {
@@ -150,22 +123,19 @@ TEST_F(EvidenceMessagesTest, FilesOfOtherPluginsAreAnsweredAsTheyWereSent) {
   std::list<EvidencePtr> in_order;
   for (const auto& [evidence, files] : evidences)
     in_order.push_back(evidence);
-  EXPECT_TRUE(pdu_.EncodeEvidenceGetRsp(response_, {}, {}, false, in_order, ""));
-  EXPECT_EQ(response_, Answer("api_evidence_get"));
+  ExpectAnswer("api_evidence_get", pdu_.EncodeEvidenceGetRsp(response_, {}, {}, false, in_order, ""));
   EXPECT_EQ(evidences[2].second.size(), 1U) << "a single file may stand without its list";
 
   auto& files = evidences[0].second;
   files.front()->id = 31;
   files.back()->id = 40;
-  EXPECT_TRUE(pdu_.EncodeEvidenceIDFilesGetRsp(response_, {}, files));
-  EXPECT_EQ(response_, Answer("evidence_files_get"));
-  EXPECT_TRUE(pdu_.EncodeUnrelatedFilesGetRsp(response_, {}, files, {7, -1, 10}, {{2, 4}, {1, 3}}, 9));
-  EXPECT_EQ(response_, Answer("unrelated_files_get"));
+  ExpectAnswer("evidence_files_get", pdu_.EncodeEvidenceIDFilesGetRsp(response_, {}, files));
+  ExpectAnswer("unrelated_files_get",
+               pdu_.EncodeUnrelatedFilesGetRsp(response_, {}, files, {7, -1, 10}, {{2, 4}, {1, 3}}, 9));
   files.back() = nullptr;
   evidences[0].first->id = 5;
   evidences[2].first = nullptr;
-  EXPECT_TRUE(pdu_.EncodeAPIEvidencePutRsp(response_, {3, -1, {}}, evidences));
-  EXPECT_EQ(response_, Answer("api_evidence_put"));
+  ExpectAnswer("api_evidence_put", pdu_.EncodeAPIEvidencePutRsp(response_, {3, -1, {}}, evidences));
 }
 
 TEST_F(EvidenceMessagesTest, FileBatches) {
@@ -180,10 +150,8 @@ TEST_F(EvidenceMessagesTest, FileBatches) {
   EXPECT_EQ(ids, (Evidence::IdList{4, 3, 4}));
 
   const std::list<Evidence::ErrorPtr> errors{Refused(31, "a", 0, 0), Refused(-1, "b", 3, 0)};
-  EXPECT_TRUE(pdu_.EncodeEvidenceIDFilesPostRsp(response_, {0, 15, {}}, errors));
-  EXPECT_EQ(response_, Answer("evidence_files_post"));
-  EXPECT_TRUE(pdu_.EncodeEvidenceFilesRsp(response_, {0, 15, {}}, errors));
-  EXPECT_EQ(response_, Answer("files_delete"));
+  ExpectAnswer("evidence_files_post", pdu_.EncodeEvidenceIDFilesPostRsp(response_, {0, 15, {}}, errors));
+  ExpectAnswer("files_delete", pdu_.EncodeEvidenceFilesRsp(response_, {0, 15, {}}, errors));
 }
 
 TEST_F(EvidenceMessagesTest, Histories) {
@@ -197,17 +165,8 @@ TEST_F(EvidenceMessagesTest, Histories) {
   const auto& item = r.change_items.at(0);
   EXPECT_EQ(Fields(r.evidence_id, r.user_name, r.user_ip, r.operation_type, item.file_name, item.before_mod),
             "11 alice 10.0.0.7 4 a.mp4 a.mp4");
-
-  const auto history = std::make_shared<pdu::SRspOperationLogGet>();
-  history->OperationLogList = {{"t", 2, {1, "camera", "device", "10.0.0.9", 3}, {{2, 6, "before", 7, "after"}, {}}},
-                               {}};
-  pdu::COperationLogGetSvrPDU get;
-  EXPECT_TRUE(get.EncodeRsp(history));
-  EXPECT_EQ(get.Text(), Answer("operation_log_get"));
-  EXPECT_TRUE(pdu_.EncodeEvidenceLabelGetRsp(response_, {}, "a|b"));
-  EXPECT_EQ(response_, Answer("evidence_label_get"));
-  EXPECT_TRUE(pdu_.EncodeEvidenceGUIDGetRsp(response_, "0A-1B"));
-  EXPECT_EQ(response_, Answer("evidence_guid_get"));
+  ExpectAnswer("evidence_label_get", pdu_.EncodeEvidenceLabelGetRsp(response_, {}, "a|b"));
+  ExpectAnswer("evidence_guid_get", pdu_.EncodeEvidenceGUIDGetRsp(response_, "0A-1B"));
 }
 
 }  // namespace

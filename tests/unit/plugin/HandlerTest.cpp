@@ -1,7 +1,5 @@
 // What each route of evidences, files and histories calls, in which order, and what it answers.
 
-#include <regex>
-
 #include "unit/plugin/ServiceTest.h"
 
 namespace {
@@ -59,7 +57,6 @@ std::string Body(const std::string& word) {
       {"new", R"({"Evidence":{"Guid":"G","Name":"New","Status":1}})"},
       {"same", R"({"Evidence":{"Guid":"G7","Name":"Seven","Status":1}})"},
       {"renamed", R"({"Evidence":{"ID":5,"Guid":"G7","Name":"7","Status":1}})"},
-      {"closed", R"({"EvidenceList":{"Evidence":[{"ID":7,"Status":0},{"ID":99,"Status":0},{"Status":0}]}})"},
       {"c on, b off", R"({"FileList":{"File":[{"ID":2,"Delete":1,"FileName":"b"},{"ID":1,"FileName":"c"},{"ID":3}]}})"},
       {"b off", R"({"FileList":{"File":[{"ID":2,"Delete":1,"FileName":"b"}]}})"},
       {"c on", R"({"FileList":{"File":[{"ID":1,"FileName":"c"}]}})"},
@@ -108,10 +105,11 @@ POST /Evidence   | new     | 10    | - | denied=44
 POST /Evidence   | new     | 15    | insert New | refused=insert
 POST /Evidence   | new     | 200   | - | session=
 POST /Evidence   | new     | -     | insert New; log 306017 New/; history 1:9 | refused=history
-PUT /Evidence    | closed  | 99999 | update 7; log 306018 Seven/; log 306018 /; history 2:7 [5 :>]
-PUT /Evidence    | closed  | 99999 | update 7; log 306018 Seven/; log 306018 /; history 2:7 [5 :>] | refused=history
-PUT /Evidence    | closed  | -     | update 7; log 306018 Seven/; log 306018 / | session=
-PUT /Evidence    | closed  | 10    | history | denied=41
+PUT /Evidence | @evidence_put | @evidence_put | update 7; log 306018 Seven/; log 306018 /; history 2:7 [5 :>]
+PUT /Evidence | @evidence_put | 99999 | update 7; log 306018 Seven/; log 306018 /; history 2:7 [5 :>] | refused=history
+PUT /Evidence | @evidence_put | - | update 7; log 306018 Seven/; log 306018 / | session=
+PUT /Evidence | @evidence_put | 10 | history | denied=41
+PUT /Evidence    | {"EvidenceList":{"Evidence":[]}} | 2 | history
 PUT /Evidence/7  | renamed | 0     | update 7; log 306018 7/; history 2:7 [1 :Seven>7]
 PUT /Evidence/7  | same    | 0     | update 7; log 306018 Seven/
 PUT /Evidence/7  | renamed | 0     | update 7; log 306018 7/; history 2:7 by @ [1 :Seven>7] | session=
@@ -136,29 +134,30 @@ DELETE /Evidence/Type/6 | empty | - | - | denied on web=1425
 )";
 
 constexpr char kFiles[] = R"(
-POST /Evidence/7/Files | c on, b off | 0 | link 1>7; unlink 2; log 306018 Seven/; log 306021 c;/Seven; history 4:7 [:c|>]; log 306022 b/Seven; history 7:7 [:b>] | links=2>7
+POST /Evidence/7/Files | c on, b off | 0 | link 1>7; unlink 2; log 306018 Seven/; log 306021 c;/Seven; )"
+                          R"(history 4:7 [:c|>]; log 306022 b/Seven; history 7:7 [:b>] | links=2>7
 POST /Evidence/7/Files | b off | 0   | unlink 2; log 306018 Seven/; log 306022 b/Seven; history 7:7 [:b>] | links=2>7
 POST /Evidence/7/Files | c on  | 15  | =link 1>7 Seven c | refused=history | says="ErrorCode":15}}
 POST /Evidence/7/Files | {}    | 2   | - | says="FileErrorList":{}
 POST /Evidence/7/Files | c on  | 10  | - | denied=41
 POST /Evidence/Files/BatchLinks | files 1,2 to 8,7,8 | 0 | =link 1>7 Seven 1|2; =link 1>8 Eight 1|2
 POST /Evidence/Files/BatchLinks | files 1 to 7   | -     | - | denied=41
-PUT /Evidence/Files/BatchLinks  | files 1 to 7   | -     | - | denied=41
-PUT /Evidence/Files/BatchLinks  | {              | 10002
-PUT /Evidence/Files/BatchLinks  | files          | 10002
+PUT /Evidence/Files/BatchLinks | files 1 to 7   | -     | - | denied=41
+PUT /Evidence/Files/BatchLinks | {              | 10002
+PUT /Evidence/Files/BatchLinks | files          | 10002
 POST /Evidence/Files/BatchLinks | files 1        | 10002 | - | says=]FileBatchLinkEvidences failed, request:[{
 POST /Evidence/Files/BatchLinks | files 1,2 to 6,8 | @batch_links | =link 1>8 Eight 1|2
 POST /Evidence/Files/BatchLinks | files 1,2 to 7 | @batch_links_refused | - | links refused=2
 POST /Evidence/Files/BatchLinks | files 1 to 7,8 | 15    | =link 1>7 Seven 1 | refused=history
 POST /Evidence/Files/BatchLinks | files 1 to 6,7,8 | 9999 | =link 1>7 Seven 1 | refused=history
-PUT /Evidence/Files/BatchLinks  | files 1 to 7,8 | 0     | - | links=1>7,1>8
-PUT /Evidence/Files/BatchLinks  | files 1,2 to 9 | 0     | =unlink 1>7 Seven 1; =link 1>9 Nine 1; =link 2>9 Nine 2 | links=1>7
-PUT /Evidence/Files/BatchLinks  | files 1,2      | 0     | =unlink 1>7 Seven f1; =unlink 2>7 Seven f2 | links=1>7,2>-1,2>7
-PUT /Evidence/Files/BatchLinks  | files 1,2,3 to 7 | 15  | =link 1>7 Seven 1 | refused=links of 2
-PUT /Evidence/Files/BatchLinks  | files 1,2      | 15    | - | refused=links of 1
-PUT /Evidence/Files/BatchLinks  | files 1,2 to 7 | 0     | =link 1>7 Seven 1; =link 2>7 Seven 2 | refused=history 4:7 [:1>
-PUT /Evidence/Files/BatchLinks  | files 1 to 7,8 | 15    | =link 1>7 Seven 1 | refused=history 4:7 [:1> | links=1>-1
-PUT /Evidence/Files/BatchLinks  | files 1,2 to 6 | 9999  | - | says=[{"FileID":1,"ErrorCode":9804,"ErrorModule":0},{"F
+PUT /Evidence/Files/BatchLinks | files 1 to 7,8 | 0     | - | links=1>7,1>8
+PUT /Evidence/Files/BatchLinks | files 1,2 to 9 | 0 | =unlink 1>7 Seven 1; =link 1>9 Nine 1; =link 2>9 Nine 2 | links=1>7
+PUT /Evidence/Files/BatchLinks | files 1,2 | 0 | =unlink 1>7 Seven f1; =unlink 2>7 Seven f2 | links=1>7,2>-1,2>7
+PUT /Evidence/Files/BatchLinks | files 1,2,3 to 7 | 15  | =link 1>7 Seven 1 | refused=links of 2
+PUT /Evidence/Files/BatchLinks | files 1,2      | 15    | - | refused=links of 1
+PUT /Evidence/Files/BatchLinks | files 1,2 to 7 | 0 | =link 1>7 Seven 1; =link 2>7 Seven 2 | refused=history 4:7 [:1>
+PUT /Evidence/Files/BatchLinks | files 1 to 7,8 | 15    | =link 1>7 Seven 1 | refused=history 4:7 [:1> | links=1>-1
+PUT /Evidence/Files/BatchLinks | files 1,2 to 6 | 9999  | - | says=[{"FileID":1,"ErrorCode":9804,"ErrorModule":0},{"F
 )";
 
 constexpr char kHistories[] = R"(
@@ -173,7 +172,7 @@ constexpr char kWithoutUserInterface[] = R"(
 POST /Evidence   | new | -
 GET /Evidence    | {}  | -
 DELETE /Evidence/7 | delete 7 by right | -
-PUT /Evidence/Files/BatchLinks  | files 1 to 7 | -
+PUT /Evidence/Files/BatchLinks | files 1 to 7 | -
 POST /Evidence/Files/BatchLinks | files 1 to 7 | 1
 POST /Evidence/7/Files | {} | 1
 POST /Evidence/OperationLog | {"OperationLog":[]} | 1
@@ -293,23 +292,16 @@ TEST_F(HandlerTest, RequestsForMoreThanOneCallDoesAreRefused) {
 }
 
 TEST_F(HandlerTest, AHistoryShowsEachEditAsOneItem) {
-  const auto add = [this](const std::string& key, int type, const Texts& items) {
-    auto& record = store_->history[key];
-    record.operation_type = type;
-    for (const auto& item : items) {  // its guid and its name
-      record.change_items.emplace_back().before_mod = item;
-      record.change_items.back().guid = item.substr(0, 1);
-    }
-  };
-  add("a", 2, {"B1", "A1", "B2"});
-  add("b", 1, {"hidden"});
-  add("c", 4, {"B3", "A2"});
-  const std::string answer = Send("GET /Evidence/7/OperationLog", "");
-  std::string names;
-  const std::regex shown(R"re("OperationType":(\d)|"Name":"(\w+)")re");
-  for (auto at = std::sregex_iterator(answer.begin(), answer.end(), shown); at != std::sregex_iterator(); ++at)
-    names += (*at)[1].matched ? " " + (*at)[1].str() : ":" + (*at)[2].str();
-  EXPECT_EQ(names, " 2:A1 2:B1:B2 1 4:B3:A2");
+  auto& edits = store_->history["a"];
+  edits = {7, "t", 1, "camera", "device", "10.0.0.9", 3, 2, {}};
+  // By their guids, the last text, these are two edits.
+  edits.change_items = {
+      {"", 2, 6, "before", 7, "after", "B"}, {"", 3, -1, "A1", -1, "", "A"}, {"", 5, 1, "", 0, "", "B"}};
+  store_->history["b"].operation_type = 1;
+  store_->history["b"].change_items = {{"", 1, 1, "not shown", 1, "", ""}};
+  store_->history["c"].operation_type = 4;
+  store_->history["c"].change_items = {{"", -1, -1, "f1", -1, "", "B"}, {"", -1, -1, "f2", -1, "", "A"}};
+  EXPECT_EQ(Send("GET /Evidence/7/OperationLog", ""), service_test::Answer("operation_log_get"));
 }
 
 TEST_F(HandlerTest, NamesInThePlatformsLogAreJoinedUpToTheLimit) {

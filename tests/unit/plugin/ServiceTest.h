@@ -5,6 +5,7 @@
 #include <fstream>
 #include <map>
 #include <memory>
+#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -23,16 +24,21 @@ using namespace Evidence;
 using namespace TarnPlatform::Authentication;
 using scripted::Calls;
 
-/// The text of tests/bodies/<name>.json, without the line end that files have.
-inline std::string Body(const std::string& name) {
-  std::ifstream file(std::string(EVIDENCE_BODIES) + "/" + name + ".json");
+/// The text of tests/bodies/<name>.json, without the line end that files have. Bodies of scenes serve for the other
+/// dictionaries with their `word` put in; the word of error entries is misspelt.
+inline std::string Body(const std::string& name, const std::string& word) {
   std::ostringstream text;
-  text << file.rdbuf();
+  text << std::ifstream(std::string(EVIDENCE_BODIES) + "/" + name + ".json").rdbuf();
   EXPECT_FALSE(text.str().empty()) << name;
-  return text.str().substr(0, text.str().find_last_not_of('\n') + 1);
+  const std::string body = text.str().substr(0, text.str().find_last_not_of('\n') + 1);
+  return word == "Scene" ? body : std::regex_replace(body, std::regex("Scen(ce|e)"), word);
 }
-inline std::string Request(const std::string& name) { return Body(name + ".request"); }
-inline std::string Answer(const std::string& name) { return Body(name + ".answer"); }
+inline std::string Request(const std::string& name, const std::string& word = "Scene") {
+  return Body(name + ".request", word);
+}
+inline std::string Answer(const std::string& name, const std::string& word = "Scene") {
+  return Body(name + ".answer", word);
+}
 
 /// The fields of a record as one text.
 template <class... Values>
@@ -227,7 +233,13 @@ class ServiceTest : public ::testing::Test {
     ASSERT_TRUE(manager_->Initialize());
     Orv::Base::Error::SetLastError({});
   }
+  /// What was written into `response_` is the body `name`.
+  void ExpectAnswer(const std::string& name, bool encoded, const std::string& word = "Scene") const {
+    EXPECT_TRUE(encoded) << name;
+    EXPECT_EQ(response_, Answer(name, word));
+  }
 
+  std::string response_;
   scripted::Platform platform_;
   Calls calls_;
   const std::shared_ptr<Accounts> accounts_ = std::make_shared<Accounts>();
