@@ -4,12 +4,10 @@
 
 namespace {
 
-using Evidence::EvidenceFilePtr;
 using Evidence::EvidenceFilterPtr;
 using Evidence::EvidencePtr;
 using Orv::Base::Error::ErrorCode;
 using Orv::Base::Error::GetLastError;
-using service_test::Answer;
 using service_test::Fields;
 using service_test::New;
 using service_test::Refused;

@@ -153,6 +153,7 @@ POST /Evidence/Files/BatchLinks | files 1 to 6,7,8 | 9999 | =link 1>7 Seven 1 | 
 PUT /Evidence/Files/BatchLinks | files 1 to 7,8 | 0     | - | links=1>7,1>8
 PUT /Evidence/Files/BatchLinks | files 1,2 to 9 | 0 | =unlink 1>7 Seven 1; =link 1>9 Nine 1; =link 2>9 Nine 2 | links=1>7
 PUT /Evidence/Files/BatchLinks | files 1,2 | 0 | =unlink 1>7 Seven f1; =unlink 2>7 Seven f2 | links=1>7,2>-1,2>7
+PUT /Evidence/Files/BatchLinks | files 1 | 0 | =unlink 1>7 Seven f1 | links=1>7 | refused=history
 PUT /Evidence/Files/BatchLinks | files 1,2,3 to 7 | 15  | =link 1>7 Seven 1 | refused=links of 2
 PUT /Evidence/Files/BatchLinks | files 1,2      | 15    | - | refused=links of 1
 PUT /Evidence/Files/BatchLinks | files 1,2 to 7 | 0 | =link 1>7 Seven 1; =link 2>7 Seven 2 | refused=history 4:7 [:1>
