@@ -131,6 +131,8 @@ GET /Evidence    | {       | 2     | log 306020 /
 GET /Evidence/7  | {}      | 0
 GET /Evidence/99 | {}      | 9804
 DELETE /Evidence/Type/6 | empty | - | - | denied on web=1425
+PUT /Evidence/Type/6 | {"EvidenceType":{"ID":5,"Name":"x"}} | 15 | - | says={"ErrorModule":0,"ErrorCode":15}}
+GET /Evidence/Custom | {       | 2
 )";
 
 constexpr char kFiles[] = R"(
