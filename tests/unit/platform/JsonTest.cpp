@@ -1,0 +1,190 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "KelpUtils/RapidJsonProto.h"
+#include "OrvProto/JsonNode.h"
+
+namespace {
+
+using namespace std::string_literals;
+using kelp::CRapidJsonProto;
+using xmlpacket::JsonNode;
+
+constexpr int kAbsent = -77;
+constexpr int kLeast = std::numeric_limits<int>::min();
+
+std::string Repeated(const std::string& text, std::size_t count) {
+  std::string repeated;
+  for (; count > 0; --count)
+    repeated += text;
+  return repeated;
+}
+
+std::string Nested(std::size_t depth) { return Repeated("[", depth) + Repeated("]", depth); }
+
+/// A list that is so many values with itself.
+std::string ListOf(std::size_t values) { return "[" + Repeated("{},", values - 2) + "1]"; }
+
+TEST(JsonRead, AcceptsOneWholeValueAndNothingElse) {
+  CRapidJsonProto json;
+  for (const std::string& text : {" \t\r\n[{\"b\":null}] \n"s, R"("\u0000\ud83d\ude00")"s, "1.7976931348623157e308"s,
+                                  Nested(CRapidJsonProto::kMaxDepth), ListOf(CRapidJsonProto::kMaxValues)})
+    EXPECT_TRUE(json.set_str(text)) << text.substr(0, 60);
+  const std::vector<std::string> refused{
+      "", "{}{}", "{}\0"s, "\"a\0b\""s, "[1,]", "{a:1}", "nul", "NaN", "01", "+1", "1.", "\"tab\t\"", "// c\n{}",
+      // No UTF-8: stray, a surrogate, cut, in a key.
+      "\"\x80\"", "\"\xED\xA0\x80\"", "\"long enough for a buffer of its own \xF0", "{\"\xFF\":1}",
+      // Halves of surrogate pairs, which have no UTF-8.
+      R"("\ud800")", R"("\ud800\u0041")", R"({"\udfff":1})",
+      // Numbers beyond a double, on either side, up to exponents that overflow an int.
+      "-2e308", "1e-400", "1e99999999999", "0." + Repeated("0", 2000) + "1e-2147483639",
+      // Nested too deep, or of too many values.
+      Nested(CRapidJsonProto::kMaxDepth + 1), Repeated("{\"a\":", 65) + "1" + Repeated("}", 65),
+      Repeated("[", 5'000'000), ListOf(CRapidJsonProto::kMaxValues + 1)};
+  for (const std::string& text : refused) {
+    ASSERT_TRUE(json.set_str(R"({"old":1})"));
+    EXPECT_FALSE(json.set_str(text)) << testing::PrintToString(text.substr(0, 60));
+    EXPECT_EQ(json.get_str(), "");
+  }
+}
+
+TEST(JsonRead, EveryCutOfATextIsRefused) {
+  const std::string whole = R"({"A":[{"B":"x\u00e9\n","C":-12.5e1},true,null],"D":{"E":[]}})";
+  CRapidJsonProto json;
+  ASSERT_TRUE(json.set_str(whole));
+  EXPECT_EQ(json.get_str(), "{\"A\":[{\"B\":\"x\xC3\xA9\\n\",\"C\":-125.0},true,null],\"D\":{\"E\":[]}}");
+  for (std::size_t length = 0; length < whole.size(); ++length)
+    EXPECT_FALSE(json.set_str(whole.substr(0, length))) << length;
+}
+
+TEST(JsonRead, PathsNameMembersAndElements) {
+  CRapidJsonProto json;
+  // The outer object is one with very many members, the inner ones are small.
+  ASSERT_TRUE(json.set_str(R"({"A":{"B":[{"C":"b0"},{"C":"b1"}],"One":{"C":"single"},"Grid":[[1,2],[3,4]],"Empty":[],
+                    "0":"zero","Twice":1,"Twice":2},"A[1]":"brackets","Text":"t","Null":null,"a\u0000b":"inner",
+                    "a":"short","Same":1,"Same":2)" +
+                           Repeated(R"(,"filler":0)", 40) + "}"));
+  const std::vector<std::pair<std::string, std::string>> present{
+      {"/A/B[1]/C", "b0"},       {"/A/B/0/C", "b0"},       {"A//B/00/C[1]/0/", "b0"},
+      {"/0/A[1]/B[2]/C", "b1"},  {"/A/Grid[2][1]", "3"},   {"/A/Grid[1]/1", "2"},
+      {"/A/One[1]/C", "single"}, {"/A/One/0/C", "single"}, {"/A/0", "zero"},
+      {"/A/Twice", "1"},         {"/Same", "1"},           {"/a", "short"},
+      {"/a\0b"s, "inner"},       {"/Text/0", "t"},
+  };
+  for (const auto& [path, value] : present)
+    EXPECT_EQ(json.get_v(path, "absent"), value) << path;
+  const std::vector<std::string> absent{// No such element.
+                                        "/A/B[0]/C", "/A/B[3]/C", "/A/B/2/C", "/A/B/-1/C", "/A/B[4294967297]/C",
+                                        "/A/B/18446744073709551616/C", "/A/B[18446744073709551617]", "/A/Empty[1]",
+                                        "/A/Empty/0", "/A/One[2]/C", "/A/One/1/C", "/[2]",
+                                        // No such member, or no text.
+                                        "/A/B/C", "/Text/C", "/text", "/Null", "/",
+                                        // No path.
+                                        "/A/B[]/C", "/A/B[1/C", "/A/B[1]x/C", "/A/B]1[/C", "/A/B[+1]/C"};
+  for (const std::string& path : absent)
+    EXPECT_EQ(json.get_v(path, "absent"), "absent") << path;
+  for (const auto& [path, count] : std::vector<std::pair<const char*, int>>{
+           {"/A", 1}, {"/Null", 1}, {"", 1}, {"/A/B", 2}, {"/A/Empty", 0}, {"/A/None", 0}})
+    EXPECT_EQ(json.get_cnt(path), count) << path;
+}
+
+TEST(JsonRead, NumbersWrapIntoThirtyTwoBitsAndTextsKeepEveryByte) {
+  struct Case {
+    const char* json;
+    int number;
+    std::string text;
+  };
+  const std::vector<Case> cases{
+      {"-0", 0, "0"},
+      {"4294967295", -1, "4294967295"},
+      {"4294967296", kAbsent, "4294967296"},
+      {"-2147483648", kLeast, "-2147483648"},
+      {"-2147483649", kAbsent, "-2147483649"},
+      {"18446744073709551615", kAbsent, "18446744073709551615"},
+      {"18446744073709551616", kAbsent, "absent"},
+      {"-3.9", -3, "absent"},
+      {"4294967295.9", -1, "absent"},
+      {"4294967296.0", kAbsent, "absent"},
+      {"-2147483649.0", kAbsent, "absent"},
+      {"1e308", kAbsent, "absent"},
+      {"true", kAbsent, "true"},
+      {"[5]", kAbsent, "absent"},
+      {R"("-012")", -12, "-012"},
+      {R"("4294967295")", -1, "4294967295"},
+      {R"("99999999999999999999")", kAbsent, "99999999999999999999"},
+      {R"("1 ")", kAbsent, "1 "},
+      {R"("1\u0000")", kAbsent, "1\0"s},
+      {R"("\/\"\\\ud83d\ude00")", kAbsent, "/\"\\\xF0\x9F\x98\x80"},
+  };
+  for (const auto& [value, number, text] : cases) {
+    CRapidJsonProto json;
+    ASSERT_TRUE(json.set_str("{\"v\":"s + value + "}"));
+    EXPECT_EQ(json.get_int_v("/v", kAbsent), number) << value;
+    EXPECT_EQ(json.get_v("/v", "absent"), text) << value;
+  }
+}
+
+TEST(JsonRead, ManyKeysBesideALongListTakeNoQuadraticTime) {
+  // With a walk over all keys for each element this is 1.4 * 10^10 steps.
+  constexpr int kCount = 120'000;
+  CRapidJsonProto json;
+  ASSERT_TRUE(json.set_str("{" + Repeated("\"x\":0,", kCount) + "\"L\":[" + Repeated("1,", kCount) + "1]}"));
+  std::int64_t sum = 0;
+  for (int index = 1; index <= json.get_cnt("/L"); ++index)
+    sum += json.get_int_v("/L[" + std::to_string(index) + "]", 0);
+  EXPECT_EQ(sum, kCount + 1);
+}
+
+TEST(JsonWrite, NodesAreValidJsonWhateverTheyHold) {
+  JsonNode root("R\xFF", "");
+  const auto add = [&root](const char* name, const char* value, int kind = JsonNode::kText, bool repeat = false) {
+    const auto child = root.AddChild(name, value, 0);
+    child->value_kind = kind;
+    child->repeat = repeat;
+    return child;
+  };
+  add("One", "", JsonNode::kText, true)->AddChild("Single", "", 0)->repeat = true;
+  add("Text", "a/b \"q\" \\ \n\x01\x80z\xE2\x82");
+  for (const char* const number : {"-12", "18446744073709551616", "007", "-", "1.5", ""})
+    add("n", number, JsonNode::kNumber);
+  add("List", "1", JsonNode::kNumber, true);
+  add("List", "beside");
+  add("List", "2", JsonNode::kText, true);
+  add("Object", "")->is_object = true;
+  EXPECT_EQ(root.Serialize(0),
+            "{\"R\xEF\xBF\xBD\":{\"One\":[{\"Single\":[\"\"]}],"
+            "\"Text\":\"a/b \\\"q\\\" \\\\ \\n\\u0001\xEF\xBF\xBDz\xEF\xBF\xBD\xEF\xBF\xBD\","
+            "\"n\":-12,\"n\":18446744073709551616,\"n\":\"007\",\"n\":\"-\",\"n\":\"1.5\",\"n\":\"\","
+            "\"List\":[1,\"2\"],\"List\":\"beside\",\"Object\":{}}}");
+}
+
+TEST(JsonWrite, DocumentsAreBuiltFromTheRoot) {
+  CRapidJsonProto json;
+  EXPECT_FALSE(json.set_v("/", "x"));
+  EXPECT_EQ(json.get_node("/Status"), nullptr);
+  EXPECT_TRUE(json.set_v("/Status", ""));
+  EXPECT_EQ(json.get_str(), R"({"Status":""})");
+  auto* const root = json.get_node("/Status/");
+  json.add_v(root, "Module", 0);
+  json.add_v(root, "Code", -1);
+  auto* const data = json.add_v(root, "Data");
+  auto* const first = json.add_list_v(data, "List", "");
+  json.add_list_v(data, "List", "t");
+  // A handle stays good when others follow.
+  json.add_v(json.add_v(first, "Later", ""), "In", "x");
+  json.add_list_v(data, "List", "");
+  EXPECT_TRUE(json.set_v("Status//Module/", 31));
+  EXPECT_TRUE(json.set_v("/Status/Code/Below", "gone"));
+  EXPECT_TRUE(json.set_v("/Status/Code", "set anew"));
+  EXPECT_EQ(json.add_list_v(json.get_node("/Status/None"), "x", ""), nullptr);
+  EXPECT_EQ(json.get_str(),
+            R"({"Status":{"Module":31,"Code":"set anew","Data":{"List":[{"Later":{"In":"x"}},"t",{}]}}})");
+}
+
+}  // namespace
