@@ -14,7 +14,6 @@
 #include "OrvBase/Error.h"
 #include "OrvBase/Log.h"
 #include "RealBackends.h"
-#include "support/LogRecorder.h"
 
 namespace {
 
@@ -39,18 +38,6 @@ std::string ReadToEnd(int descriptor) {
   for (ssize_t size = read(descriptor, block, sizeof block); size > 0; size = read(descriptor, block, sizeof block))
     content.append(block, static_cast<std::size_t>(size));
   return content;
-}
-
-TEST(Log, OnlyLinesAtTheThresholdAreFormatted) {
-  const auto recorder = std::make_shared<evidence_test::LogRecorder>();
-  const platform::ScopedBackend<platform::ILogSink> installed(recorder);
-  int written = -1;
-  ITarnFormatLog(2, "tag", "abc%n", &written);
-  EXPECT_EQ(written, -1);
-  ITarnFormatLog(3, "tag", "abc%n", &written);
-  EXPECT_EQ(written, 3);
-  EXPECT_THAT(recorder->Texts(3, "tag"), testing::ElementsAre("abc"));
-  EXPECT_EQ(recorder->Lines().size(), 1U);
 }
 
 TEST(Log, LeavesTheCallersFailureAsItWas) {

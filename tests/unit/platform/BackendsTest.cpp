@@ -1,0 +1,253 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <latch>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "RealBackends.h"
+
+namespace {
+
+using plugin_comm::CPluginCommData;
+using plugin_comm::IPluginCommData;
+using Data = std::shared_ptr<IPluginCommData>;
+
+class RouteTableTest : public testing::Test {
+ protected:
+  RouteTableTest() {
+    for (const char* const url :
+         {"/B/E", "/B/E/ID", "/B/E/Type", "/B/E/Type/ID", "/B/E/ID/Files/ID", "/B/E/7", "/B/E/7/Log", "/C/"})
+      EXPECT_TRUE(Register(url, url));
+  }
+
+  /// Registers a callback that answers with `name`.
+  bool Register(const std::string& url, const std::string& name, int method = kelp::kMethodGet) {
+    const auto serve = [name](kelp::SHttpResponse& response, const kelp::SHttpRequest&) {
+      response.response_body = name;
+    };
+    return table_->RegisterUrlWithCapability(url, method, 2, serve, "capability of " + name);
+  }
+  /// The name of the callback at `path` with its numbers; "" when there is none.
+  std::string At(std::string_view path) const {
+    const auto match = table_->Find(path);
+    if (!match) return {};
+    kelp::SHttpResponse response;
+    match->callback(response, {});
+    for (const std::int32_t id : match->url_ids)
+      response.response_body += " " + std::to_string(id);
+    return response.response_body;
+  }
+
+  const std::shared_ptr<platform::IRouteTable> table_ = platform::MakeRouteTable();
+};
+
+TEST_F(RouteTableTest, PathsAreMatchedBySegments) {
+  const std::vector<std::pair<std::string, std::string>> found{
+      {"/B/E/-2147483648", "/B/E/ID -2147483648"},
+      {"/B/E/Type/4", "/B/E/Type/ID 4"},
+      {"/B/E/3/Files/9", "/B/E/ID/Files/ID 3 9"},
+      {"/C/", "/C/"},
+      // A word wins over a number, and the number is still tried where the word leads nowhere.
+      {"/B/E/7", "/B/E/7"},
+      {"/B/E/7/Log", "/B/E/7/Log"},
+      {"/B/E/7/Files/1", "/B/E/ID/Files/ID 7 1"},
+      {"/B/E/07", "/B/E/ID 7"}};
+  for (const auto& [path, name] : found)
+    EXPECT_EQ(At(path), name) << path;
+  const std::vector<std::string> absent{
+      // Other segments.
+      "", "/", "B/E", "/b/E", "/B", "/B/E/", "/B//E", "//B/E", "/B/E/ID", "/C", "/C//", "/B/E/1/Files",
+      // No number of 32 bits.
+      "/B/E/2147483648", "/B/E/1x", "/B/E/+1", "/B/E/-", "/B/E/1.0", std::string("/B/E/1\0", 7),
+      std::string(5'000'000, '/'), "/B/E/" + std::string(5'000'000, '9')};
+  for (const std::string& path : absent)
+    EXPECT_EQ(At(path), "") << path.substr(0, 40);
+}
+
+TEST_F(RouteTableTest, EachMethodIsRegisteredOnceAndTheFirstCallbackServes) {
+  EXPECT_FALSE(Register("/B/E", "again"));
+  EXPECT_TRUE(Register("/B/E", "later", kelp::kMethodPut));
+  EXPECT_EQ(At("/B/E"), "/B/E");
+  const auto registered = table_->RegistrationsOf("/B/E");
+  ASSERT_EQ(registered.size(), 2U);
+  EXPECT_EQ(registered[0].method_code, kelp::kMethodPut);
+  EXPECT_EQ(registered[0].capability, "capability of later");
+  EXPECT_TRUE(table_->UnRegisterUrl("/B/E"));
+  EXPECT_FALSE(table_->UnRegisterUrl("/B/E"));
+  EXPECT_EQ(At("/B/E"), "");
+  EXPECT_EQ(At("/B/E/12"), "/B/E/ID 12");
+  EXPECT_FALSE(Register("D", "no path"));
+}
+
+TEST_F(RouteTableTest, RoutesComeAndGoWhileOthersAreFound) {
+  std::atomic<bool> stop{false};
+  std::atomic<int> wrong{0};
+  std::vector<std::jthread> readers;
+  for (int reader = 0; reader < 2; ++reader) {
+    readers.emplace_back([&] {
+      while (!stop) {
+        const std::string moving = At("/B/E/Moving/3");
+        if (At("/B/E/5") != "/B/E/ID 5" || (!moving.empty() && moving != "moving 3")) ++wrong;
+      }
+    });
+  }
+  for (int round = 0; round < 2'000; ++round) {
+    EXPECT_TRUE(Register("/B/E/Moving/ID", "moving"));
+    EXPECT_TRUE(table_->UnRegisterUrl("/B/E/Moving/ID"));
+  }
+  stop = true;
+  readers.clear();
+  EXPECT_EQ(wrong, 0);
+}
+
+Data Json(const std::string& text) { return std::make_shared<CPluginCommData>(text, nullptr, 0); }
+
+void Echo(const std::string& url, const Data& request, Data& response) {
+  response = Json(url + ":" + std::dynamic_pointer_cast<CPluginCommData>(request)->JsonTxt());
+}
+
+class PluginCommTest : public testing::Test {
+ protected:
+  /// The answer's text; "none" for a failed call, which must not leave an old answer behind.
+  std::string Ask(const std::string& path) {
+    Data response = Json("old");
+    const bool answered = manager_->Request(response, path, Json("q"), "");
+    EXPECT_EQ(answered, response != nullptr) << path;
+    return answered ? std::dynamic_pointer_cast<CPluginCommData>(response)->JsonTxt() : "none";
+  }
+
+  const std::shared_ptr<plugin_comm::IPluginCommManager> manager_ = platform::MakePluginCommManager();
+};
+
+TEST_F(PluginCommTest, APathBelongsToItsPublisher) {
+  EXPECT_TRUE(manager_->PublishApi("evidence", "/files", Echo));
+  EXPECT_FALSE(manager_->PublishApi("other", "/files", Echo));
+  EXPECT_FALSE(manager_->PublishApi("evidence", "", Echo));
+  EXPECT_FALSE(manager_->PublishApi("evidence", "/empty", nullptr));
+  EXPECT_FALSE(manager_->RecoverApi("other", "/files"));
+  EXPECT_EQ(Ask("/files"), "/files:q");
+  EXPECT_TRUE(manager_->RecoverApi("evidence", "/files"));
+  EXPECT_FALSE(manager_->RecoverApi("evidence", "/files"));
+  EXPECT_EQ(Ask("/files"), "none");
+}
+
+TEST_F(PluginCommTest, AFailedCallLeavesNoOldResponseAndCountsAsLeft) {
+  EXPECT_TRUE(manager_->PublishApi("p", "/silent", [](const std::string&, const Data&, Data&) {}));
+  EXPECT_TRUE(manager_->PublishApi("p", "/throws", [](const std::string&, const Data&, Data& response) {
+    response = Json("half");
+    throw std::runtime_error("fault");
+  }));
+  EXPECT_EQ(Ask("/silent"), "none");
+  EXPECT_EQ(Ask("/throws"), "none");
+  EXPECT_TRUE(manager_->RecoverApi("p", "/throws"));
+}
+
+TEST_F(PluginCommTest, RecoverWaitsForTheCallInsideAndDestroysTheCallback) {
+  const auto captured = std::make_shared<int>(0);
+  std::atomic<bool> left{false};
+  std::promise<void> entered;
+  std::promise<void> go_on;
+  EXPECT_TRUE(manager_->PublishApi("p", "/inner", Echo));
+  EXPECT_TRUE(manager_->PublishApi(
+      "p", "/slow",
+      [&, captured, may_go = go_on.get_future().share()](const std::string&, const Data&, Data& response) {
+        entered.set_value();
+        may_go.wait();
+        response = Json("slow " + Ask("/inner"));
+        left = true;
+      }));
+  auto caller = std::async(std::launch::async, [&] { return Ask("/slow"); });
+  entered.get_future().wait();
+  auto recovered = std::async(std::launch::async, [&] {
+    EXPECT_TRUE(manager_->RecoverApi("p", "/slow"));
+    EXPECT_TRUE(left);
+    return captured.use_count();
+  });
+  // The path is free at once; only then is it sure that recovering has begun.
+  while (!manager_->PublishApi("q", "/slow", Echo))
+    std::this_thread::yield();
+  EXPECT_EQ(Ask("/slow"), "/slow:q");
+  go_on.set_value();
+  EXPECT_EQ(recovered.get(), 1);
+  EXPECT_EQ(caller.get(), "slow /inner:q");
+}
+
+TEST_F(PluginCommTest, NoCallEntersARecoveredCallback) {
+  for (int round = 0; round < 300; ++round) {
+    std::atomic<bool> alive{true};
+    std::atomic<int> late{0};
+    EXPECT_TRUE(manager_->PublishApi("p", "/r", [&](const std::string&, const Data&, Data& response) {
+      if (!alive) ++late;
+      response = Json("r");
+    }));
+    std::latch start(3);
+    std::vector<std::jthread> callers;
+    for (int caller = 0; caller < 2; ++caller) {
+      callers.emplace_back([&] {
+        start.arrive_and_wait();
+        while (Ask("/r") == "r") {
+        }
+      });
+    }
+    start.arrive_and_wait();
+    EXPECT_TRUE(manager_->RecoverApi("p", "/r"));
+    alive = false;
+    callers.clear();
+    EXPECT_EQ(late, 0);
+  }
+}
+
+TEST(LanguageTest, AFaultyFileReplacesNoneOfTheTextsThatStand) {
+  std::string directory = testing::TempDir() + "platform-locales-XXXXXX";
+  ASSERT_NE(mkdtemp(directory.data()), nullptr);
+  const auto manager = platform::MakeMultiLanguageMgr();
+  const auto load = [&](const std::string& name, const std::string& content) {
+    std::ofstream(directory + "/" + name) << content;
+    return manager->Load("casefile", directory);
+  };
+  const auto text = [&](const std::string& key, const std::string& language, const std::string& section) {
+    return manager->GetString("casefile", key, language, section);
+  };
+  EXPECT_FALSE(load("notes.txt", "not a language"));
+  ASSERT_TRUE(load("en.json", R"({"Type":{"one":"First"},"Scene":{"one":"Other \u00e9"}})"));
+  for (const char* const faulty : {"", "[]", "{", R"({"Type":"text"})", R"({"Type":{"one":1}})"}) {
+    EXPECT_FALSE(load("fr.json", faulty)) << faulty;
+    EXPECT_EQ(text("one", "en", "Type"), "First");
+  }
+  ASSERT_TRUE(load("fr.json", R"({"Type":{"one":"Premier"}})"));
+  manager->SetLanguage("casefile", "fr");
+  EXPECT_EQ(text("one", "", "Type"), "Premier");
+  EXPECT_EQ(text("one", "en", "Scene"), "Other \xC3\xA9");
+  EXPECT_EQ(text("two", "en", "Type") + text("one", "de", "Type") + text("one", "fr", "Scene"), "");
+  std::filesystem::remove_all(directory);
+}
+
+TEST(Backends, WithoutAnyoneWhoKnowsNothingIsAllowed) {
+  namespace Authentication = TarnPlatform::Authentication;
+  std::shared_ptr<Authentication::CUserSession> session;
+  EXPECT_FALSE(Authentication::GetUserSession(session, "session"));
+  EXPECT_FALSE(Authentication::IsSuperUser("session"));
+  EXPECT_FALSE(Authentication::HaveControlClientPermission(1, 1));
+  EXPECT_TRUE(Authentication::IsClientFreeze("10.0.0.1"));
+  EXPECT_TRUE(Authentication::IsUserFreeze(1, "user"));
+}
+
+TEST(ThreadManager, KeysAreUniqueOverBothKinds) {
+  const auto manager = platform::MakeThreadManager();
+  EXPECT_TRUE(manager->CreateMessageLoop("single"));
+  EXPECT_FALSE(manager->CreateMessageLoop("single"));
+  EXPECT_FALSE(manager->CreateMultiMessageLoop("single", 1, 1, 1));
+  EXPECT_FALSE(manager->CreateMultiMessageLoop("many", 1, 257, 1));
+  manager->DestroyMessageLoop("single");
+  EXPECT_TRUE(manager->CreateMultiMessageLoop("single", 1, 256, 1));
+}
+
+}  // namespace
