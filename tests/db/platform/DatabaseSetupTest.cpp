@@ -123,6 +123,9 @@ class SchemaTest : public testing::Test {
  protected:
   void SetUp() override { Postgres().Query("DELETE FROM evidence.evidence; DELETE FROM evidence.operation_log"); }
 
+  static std::string Insert(int id, const std::string& columns, const std::string& values) {
+    return "INSERT INTO evidence.evidence (ID, " + columns + ") VALUES (" + std::to_string(id) + ", " + values + ")";
+  }
   /// Why the server refuses `sql`; "" when it does not.
   std::string Fault(const std::string& sql) const {
     try {
@@ -163,57 +166,52 @@ TEST_F(SchemaTest, NoIndexRefusesATextThatTheRulesAccept) {
     return "'" + text + "'";
   };
   int id = 0;
-  const auto insert = [&id](const std::string& columns, const std::string& texts) {
-    return "INSERT INTO evidence.evidence (ID, " + columns + ") VALUES (" + std::to_string(++id) + ", " + texts + ")";
-  };
   for (const auto& row : app_.Query("SELECT column_name FROM information_schema.columns WHERE data_type = 'text' AND "
                                     "table_schema = 'evidence' AND table_name = 'evidence'")) {
     const std::string& column = row[0];
     // The rules hold two columns to 64 characters.
     for (const int length : column == "guid" || column == "name" ? std::vector{64} : std::vector{250, 900, 5000}) {
-      EXPECT_EQ(Fault(insert(column, characters(length))), "") << column << length;
+      EXPECT_EQ(Fault(Insert(++id, column, characters(length))), "") << column << length;
       app_.Query("UPDATE evidence.evidence SET deleted = 1");
     }
   }
   EXPECT_GT(id, 30);
   // The longest texts that stand in indexes do so together, too.
   const std::string longest = characters(250);
-  EXPECT_EQ(Fault(insert("evidence_begin_time, evidence_end_time, cad_id", longest + "," + longest + "," + longest)),
+  EXPECT_EQ(Fault(Insert(0, "evidence_begin_time, evidence_end_time, cad_id", longest + "," + longest + "," + longest)),
             "");
 }
 
 TEST_F(SchemaTest, AGuidStandsOnceAmongLiveRowsOfAnyLength) {
-  const auto insert = [](int id, const std::string& guid, const std::string& cad_id) {
-    return "INSERT INTO evidence.evidence (ID, guid, cad_id) VALUES (" + std::to_string(id) + ", '" + guid + "', " +
-           cad_id + ")";
+  const auto insert = [](int id, const std::string& guid) { return Insert(id, "guid", "'" + guid + "'"); };
+  const auto insert_long = [](int id, const std::string& guid) {
+    return Insert(id, "guid, cad_id", "'" + guid + "', repeat('x', 9000)");
   };
-  const std::string kShort = "'short'";
-  const std::string kLong = "repeat('x', 9000)";
   const std::string kChange = "UPDATE evidence.evidence SET ";
-  for (const auto& [sql, taken] : std::vector<std::pair<std::string, bool>>{
-           {insert(1, "S", kShort), true},
-           {insert(2, "L", kLong), true},
-           {insert(3, "S3", kShort), true},
-           {insert(9, "S", kShort), false},
-           {insert(9, "S", kLong), false},
-           {insert(9, "L", kShort), false},
-           {insert(1, "new", kLong), false},
-           {kChange + "guid = 'L' WHERE ID = 1", false},
-           {kChange + "guid = 'S', cad_id = " + kLong + " WHERE ID = 3", false},
-           // A row that changes sides is not its own twin, and a deleted one frees its guid until it is to live again.
-           {kChange + "guid = 'S', cad_id = " + kLong + " WHERE ID = 1", true},
-           {kChange + "guid = 'L', cad_id = '' WHERE ID = 2", true},
-           {kChange + "deleted = 1 WHERE ID = 1", true},
-           {insert(4, "S", kShort), true},
-           {kChange + "deleted = 0 WHERE ID = 1", false}})
+  const std::vector<std::pair<std::string, bool>> steps{
+      {insert(1, "S"), true},
+      {insert_long(2, "L"), true},
+      {insert(3, "S3"), true},
+      {insert(9, "S"), false},
+      {insert_long(9, "S"), false},
+      {insert(9, "L"), false},
+      {insert_long(1, "new"), false},
+      {kChange + "guid = 'L' WHERE ID = 1", false},
+      {kChange + "guid = 'S', cad_id = repeat('x', 9000) WHERE ID = 3", false},
+      // A row that changes sides is not its own twin, and a deleted one frees its guid until it is to live again.
+      {kChange + "guid = 'S', cad_id = repeat('x', 9000) WHERE ID = 1", true},
+      {kChange + "deleted = 1 WHERE ID = 1", true},
+      {insert(4, "S"), true},
+      {kChange + "deleted = 0 WHERE ID = 1", false}};
+  for (const auto& [sql, taken] : steps)
     EXPECT_EQ(Fault(sql).empty(), taken) << sql;
   // Of two at the same time the one that comes second waits for the first, and is refused.
-  app_.Query("BEGIN; " + insert(5, "both", kShort));
+  app_.Query("BEGIN; " + insert(5, "both"));
   auto second =
-      std::async(std::launch::async, [&] { Session(Postgres().AppConnection()).Query(insert(6, "both", kLong)); });
+      std::async(std::launch::async, [&] { Session(Postgres().AppConnection()).Query(insert_long(6, "both")); });
   EXPECT_TRUE(Eventually([&] {
     return second.wait_for(std::chrono::seconds(0)) == std::future_status::ready ||
-           Postgres().Value("SELECT count(*) FROM pg_locks WHERE locktype = 'advisory' AND NOT granted") == "1";
+           !Postgres().Query("SELECT FROM pg_locks WHERE NOT granted").empty();
   }));
   app_.Query("COMMIT");
   EXPECT_THROW(second.get(), std::runtime_error);
