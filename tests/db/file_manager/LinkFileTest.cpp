@@ -5,7 +5,6 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
-#include <list>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -14,14 +13,12 @@
 
 #include "FileManagerModule.h"
 #include "RealBackends.h"
-#include "impl/Evidence/EvidenceManager.h"
 #include "support/ThrowawayPostgres.h"
 
 namespace evidence_test {
 namespace {
 
 namespace fs = std::filesystem;
-using Evidence::CEvidenceManager;
 using FileManager::CFileManagerModule;
 using plugin_comm::CPluginCommData;
 using plugin_comm::IPluginCommData;
@@ -128,14 +125,6 @@ TEST_F(LinkFileTest, RefusedFilesAreNamedAndTheOthersLinked) {
   EXPECT_EQ(Send(LinkText(5, "8,7")), refused) << "without any other";
   EXPECT_EQ(Send(LinkText(5, "1,7,8", 0)), refused) << "on the way back, too";
   EXPECT_EQ(Links(), "5:9");
-
-  // The evidence manager understands the reply.
-  CEvidenceManager manager(nullptr);
-  std::list<Evidence::ErrorPtr> failures;
-  EXPECT_FALSE(manager.APILinkFile(failures, {1, 7}, 6, CEvidenceManager::kLinkFiles));
-  ASSERT_EQ(failures.size(), 1U);
-  EXPECT_EQ(failures.front()->id, 7);
-  EXPECT_EQ(Links(), "5:9 6:1");
 
   module_.Stop();
   ASSERT_TRUE(StartWith(R"({"RefusedFileIDs":9})"));

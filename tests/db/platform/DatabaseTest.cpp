@@ -115,8 +115,7 @@ TEST_F(DBManagerTest, AFailureIsNamedWithoutTheTextAndItsValues) {
   const auto recorder = std::make_shared<evidence_test::LogRecorder>();
   const platform::ScopedBackend<platform::ILogSink> sink(recorder);
   EXPECT_FALSE(Execute("SELECT 'private' FROM missing"));
-  ASSERT_EQ(recorder->Lines().size(), 1U);
-  EXPECT_EQ(recorder->Lines()[0].text, "Database failure: 42P01: relation \"missing\" does not exist");
+  EXPECT_EQ(recorder->Lines().at(0).text, "Database failure: 42P01: relation \"missing\" does not exist");
 }
 
 TEST_F(DBManagerTest, TheConnectionStringIsHonouredAndTheSessionIsAlwaysTheSame) {
