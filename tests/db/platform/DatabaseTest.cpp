@@ -153,15 +153,6 @@ TEST_F(DBManagerTest, CallersWaitNoLongerThanTheBoundAndTheEndWaitsForNone) {
   EXPECT_TRUE(Eventually([&] { return connections().empty(); }));
 }
 
-TEST_F(DBManagerTest, InitializeRefusesWhatCannotWork) {
-  const auto away = platform::MakePostgresDBManager({.connection = "host=/nonexistent dbname=evidence"});
-  EXPECT_FALSE(away->Initialize("plugin", 1, 1, true));
-  EXPECT_FALSE(manager_->Initialize("other", 0, 1, true));
-  EXPECT_FALSE(manager_->Initialize("other", 1, 1001, true));
-  EXPECT_FALSE(manager_->Initialize("plugin", 1, 1, true)) << "it stands already";
-  EXPECT_FALSE(manager_->ExecuteNoQuery("plugin", 3, "SELECT 1"));
-}
-
 /// Knows the session "known".
 struct OneSession final : evidence_test::AuthenticationStub {
   std::shared_ptr<CUserSession> FindSession(const std::string& session) override {

@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "KelpUtils/StringFunctions.h"
-#include "KelpUtils/XmlProto.h"
 #include "OrvBase/Conversion.h"
 #include "OrvBase/Error.h"
 #include "OrvBase/GuidUtil.h"
@@ -20,7 +19,6 @@
 namespace {
 
 namespace Error = Orv::Base::Error;
-using namespace std::string_literals;
 using Orv::Base::Conversion;
 using Orv::Base::GuidUtil::CreateGuid;
 using namespace Orv::Base::StringUtil;
@@ -61,18 +59,6 @@ TEST(Text, TextsAreMadeWholeOrNotAtAll) {
   EXPECT_TRUE(Conversion::Convert(out, "caf\xE9", "UTF-8", "ISO-8859-1"));
   EXPECT_EQ(out, "caf\xC3\xA9");
   EXPECT_FALSE(Conversion::Convert(out, "ok\xE9", "UTF-8", "UTF-8"));
-}
-
-TEST(XmlProto, ReadsWholeNumbersOfOneWholeDocument) {
-  kelp::CXmlProto xml;
-  ASSERT_TRUE(xml.set_str("<?xml version=\"1.0\"?><!-- limits --><A><B> \t16\r\n</B><B>17</B></A>\n"));
-  EXPECT_EQ(xml.get_int_v("/A//B/", 9), 16);
-  for (const std::string& text :
-       {"<A><B>16x</B></A>"s, "<A><B>2147483648</B></A>"s, "<A><B>1</B>"s,
-        "<!DOCTYPE A [<!ENTITY one \"1\">]><A><B>&one;</B></A>"s, "<A><B>1</B></A><A/>"s, "<A><B>1</B></A>\0"s}) {
-    (void)xml.set_str(text);
-    EXPECT_EQ(xml.get_int_v("/A/B", 9), 9) << text;
-  }
 }
 
 /// Sets the process's time zone, told by rule, so that no zone files are needed.
