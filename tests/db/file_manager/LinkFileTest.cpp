@@ -52,6 +52,7 @@ class LinkFileTest : public testing::Test {
   }
   ~LinkFileTest() override {
     module_.Stop();
+    fs::current_path(testing::TempDir());
     fs::remove_all(folder_);
   }
 

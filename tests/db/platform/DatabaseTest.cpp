@@ -92,7 +92,8 @@ TEST_F(DBManagerTest, TextsAndListsAreDoneAsAWhole) {
       {{"INSERT INTO notes VALUES (8, 'h')", one}, false, "afg"},
       {{"INSERT INTO notes VALUES (9, 'i')", "SELECT '\0'"s}, false, "afg"},
       {{"ROLLBACK", "INSERT INTO notes VALUES (10, 'j')"}, false, "afg"},
-      {{"DELETE FROM notes WHERE id = 7"}, true, "af"}};
+      {{"DELETE FROM notes WHERE id = 7"}, true, "af"},
+      {{"-- nothing"}, true, "af"}};
   for (const auto& [sqls, done, kept] : texts) {
     const std::string& first = sqls.front();
     EXPECT_EQ(sqls.size() == 1 ? Execute(first) : manager_->ExecuteNoQueryList("plugin", kClass, sqls), done) << first;
