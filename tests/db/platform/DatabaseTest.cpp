@@ -161,35 +161,31 @@ struct OneSession final : evidence_test::AuthenticationStub {
   }
 };
 
-class PlatformTablesTest : public testing::Test {
+/// "method:id" of each change.
+std::string ChangesAfter(std::uint32_t version, int source_type) {
+  std::vector<std::shared_ptr<CIncreResourceStructInterface>> changes;
+  if (!TarnPlatform::IncreResource::GetIncreResourceBySourceType(changes, version, source_type)) return "failed";
+  std::string texts;
+  for (const auto& change : changes)
+    texts += std::to_string(change->GetValEnumMethodType()) + ":" + std::to_string(change->GetValIdResource()) + " ";
+  return texts;
+}
+
+class PlatformTablesTest : public DBManagerTest {
  protected:
-  void SetUp() override {
+  PlatformTablesTest() {
     Postgres().Query(
         "DELETE FROM platform.incre_resource; DELETE FROM platform.operation_log;"
         "ALTER SEQUENCE platform.incre_resource_version_seq RESTART");
-    ASSERT_TRUE(manager_->Initialize(platform::kPlatformDbId, 8, 2, true));
+    EXPECT_TRUE(manager_->Initialize(platform::kPlatformDbId, 1, 1, true));
   }
 
-  /// "method:id" of each change.
-  static std::string ChangesAfter(std::uint32_t version, int source_type) {
-    std::vector<std::shared_ptr<CIncreResourceStructInterface>> changes;
-    if (!TarnPlatform::IncreResource::GetIncreResourceBySourceType(changes, version, source_type)) return "failed";
-    std::string texts;
-    for (const auto& change : changes)
-      texts += std::to_string(change->GetValEnumMethodType()) + ":" + std::to_string(change->GetValIdResource()) + " ";
-    return texts;
-  }
-
-  const std::shared_ptr<kelp::IDBManager> manager_ =
-      platform::MakePostgresDBManager({.connection = Postgres().AppConnection()});
-  const platform::ScopedBackend<kelp::IDBManager> installed_manager_{manager_};
-  const platform::ScopedBackend<platform::IAuthenticationBackend> sessions_{std::make_shared<OneSession>()};
-  const platform::ScopedBackend<platform::IIncreResourceBackend> increments_{platform::MakeIncreResourceBackend()};
-  const platform::ScopedBackend<platform::ILogBackend> log_{platform::MakeLogBackend()};
+  const platform::ScopedBackend<IDBManager> database_{manager_};
   const std::shared_ptr<kelp::ISystemAndLogAPI> api_ = platform::MakeSystemAndLogApi();
 };
 
 TEST_F(PlatformTablesTest, ChangesAreReadAfterAVersionEachWhereItCameLast) {
+  const platform::ScopedBackend<platform::IIncreResourceBackend> increments(platform::MakeIncreResourceBackend());
   constexpr std::uint64_t kLargest = std::numeric_limits<std::int64_t>::max();
   EXPECT_TRUE(api_->AddIncreResouce(1, 9, 2));
   EXPECT_TRUE(api_->AddIncreResouce(2, 5, 1));
@@ -201,34 +197,11 @@ TEST_F(PlatformTablesTest, ChangesAreReadAfterAVersionEachWhereItCameLast) {
   EXPECT_EQ(ChangesAfter(0, 2), "1:5 ");
   manager_->UnInitialize(platform::kPlatformDbId);
   EXPECT_EQ(ChangesAfter(0, 1), "failed");
-  EXPECT_FALSE(api_->AddIncreResouce(1, 1, 0));
-}
-
-TEST_F(PlatformTablesTest, ALaterVersionIsNotSeenBeforeAnEarlierOne) {
-  // Holds up the commit of a change of type 1 until the gate opens, after its version has been drawn.
-  const Session gate(Postgres().OwnerConnection());
-  gate.Query(
-      "CREATE FUNCTION public.hold() RETURNS trigger LANGUAGE plpgsql AS "
-      "'BEGIN IF NEW.source_type = 1 THEN PERFORM pg_advisory_xact_lock(77); END IF; RETURN NEW; END';"
-      "CREATE TRIGGER hold AFTER INSERT ON platform.incre_resource FOR EACH ROW EXECUTE FUNCTION public.hold();"
-      "SELECT pg_advisory_lock(77)");
-  const auto held = [&gate] { return gate.Query("SELECT FROM pg_locks WHERE NOT granted").size(); };
-  const auto add = [this](int type) {
-    return std::async(std::launch::async, [=, this] { return api_->AddIncreResouce(type, 1, 0); });
-  };
-  auto slow = add(1);
-  EXPECT_TRUE(Eventually([&] { return held() == 1; }));
-  auto quick = add(2);
-  // The quick one either waits for the slow one, or is wrongly visible ahead of it.
-  EXPECT_TRUE(Eventually([&] { return held() == 2 || !ChangesAfter(0, 2).empty(); }));
-  EXPECT_EQ(ChangesAfter(0, 2), "");
-  gate.Query("SELECT pg_advisory_unlock(77)");
-  EXPECT_TRUE(slow.get());
-  EXPECT_TRUE(quick.get());
-  gate.Query("DROP TRIGGER hold ON platform.incre_resource; DROP FUNCTION public.hold()");
 }
 
 TEST_F(PlatformTablesTest, TheLogKeepsWhoDidWhatAndRefusesStrangers) {
+  const platform::ScopedBackend<platform::IAuthenticationBackend> sessions(std::make_shared<OneSession>());
+  const platform::ScopedBackend<platform::ILogBackend> log(platform::MakeLogBackend());
   TarnPlatform::Log::COperationLogStruct record;
   record.SetVallog_type(306017);
   record.SetValelement_name("it's 100%s");
