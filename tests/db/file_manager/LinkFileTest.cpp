@@ -123,6 +123,7 @@ TEST_F(LinkFileTest, RefusedFilesAreNamedAndTheOthersLinked) {
       R"("LinkFileError":[{"ID":7,"Name":"","Error":{"ErrorModule":31,"ErrorCode":3}},)"
       R"({"ID":8,"Name":"","Error":{"ErrorModule":31,"ErrorCode":3}}]}}})";
   EXPECT_EQ(Send(LinkText(5, "9,8,1,7")), refused);
+  EXPECT_EQ(Links(), "5:1 5:9");
   EXPECT_EQ(Send(LinkText(5, "8,7")), refused) << "without any other";
   EXPECT_EQ(Send(LinkText(5, "1,7,8", 0)), refused) << "on the way back, too";
   EXPECT_EQ(Links(), "5:9");
