@@ -2,7 +2,10 @@
 
 #include <rapidjson/reader.h>
 
+#include <cmath>
 #include <cstdint>
+#include <cstdlib>
+#include <string>
 #include <string_view>
 
 #include "KelpUtils/Path.h"
@@ -37,7 +40,10 @@ class GuardingHandler {
     std::uint64_t large = 0;
     if (ReadDecimal(digits, large)) return target_.Uint64(large);
     double real = 0;
-    return ReadDecimal(digits, real) && target_.Double(real);
+    if (ReadDecimal(digits, real)) return target_.Double(real);
+    // Beyond the range of a double: what lies closer to zero than any is as good as zero.
+    real = std::strtod(std::string(digits).c_str(), nullptr);
+    return std::abs(real) < 1 && target_.Double(real);
   }
 
   bool String(const char* text, SizeType length, bool copy) {
