@@ -1,7 +1,10 @@
 #include "support/RunningPlugin.h"
 
+#include <cstdlib>
 #include <stdexcept>
 
+#include "OrvBase/StringUtil.h"
+#include "OrvBase/TimeUtil.h"
 #include "support/AuthenticationStub.h"
 #include "support/ThrowawayPostgres.h"
 
@@ -43,22 +46,35 @@ class Adapter final : public kelp::IPlatformAdapterInterface {
 
 class InstalledSystem final : public platform::ISystemBackend {
  public:
-  explicit InstalledSystem(std::shared_ptr<const std::string> aes_key) : aes_key_(std::move(aes_key)) {}
   std::string SystemGuid() override { return "TEST-GUID"; }
   bool ServerStandards(int&) override { return false; }
   std::string ExecutableDirectory() override { return RUNTIME_DIRECTORY "/"; }
-  std::string AESKey() override { return *aes_key_; }
-
- private:
-  const std::shared_ptr<const std::string> aes_key_;
+  std::string AESKey() override { return "0123456789abcdef"; }
 };
+
+constexpr char kSqlCleanTables[] = R"(
+DO $$
+DECLARE
+  name text;
+BEGIN
+  FOR name IN SELECT schemaname || '.' || tablename FROM pg_tables
+              WHERE schemaname = 'evidence' OR tablename IN ('incre_resource', 'operation_log') LOOP
+    EXECUTE 'DELETE FROM ' || name;
+  END LOOP;
+  FOR name IN SELECT schemaname || '.' || sequencename FROM pg_sequences LOOP
+    EXECUTE 'ALTER SEQUENCE ' || name || ' RESTART';
+  END LOOP;
+  INSERT INTO evidence.evidence_type (id) SELECT generate_series(0, 5);
+  INSERT INTO evidence.evidence_custom (id, types) VALUES (1, 1), (2, 0), (3, 0);
+  INSERT INTO evidence.ftp_setting (id) VALUES (0);
+END $$)";
 
 }  // namespace
 
 RunningPlugin::RunningPlugin()
     : db_slot_(platform::MakePostgresDBManager({.connection = Postgres().AppConnection()})),
       authentication_slot_(std::make_shared<OneSession>()),
-      system_slot_(std::make_shared<InstalledSystem>(aes_key_)),
+      system_slot_(std::make_shared<InstalledSystem>()),
       adapter_slot_(std::make_shared<Adapter>(routes_, elements_)) {
   platform::SetLogThreshold(1);
   if (!kelp::IDBManager::Instance()->Initialize(platform::kPlatformDbId, 4, 4, true) || !module_.Initialize()) {
@@ -81,10 +97,25 @@ std::string RunningPlugin::Request(int method, const std::string& path, const st
   return response.response_body;
 }
 
-std::vector<std::string> RunningPlugin::TakeStatements() const {
-  auto texts = log_->Texts(1, "db_layer");
-  log_->Clear();
-  return texts;
+PluginTest::PluginTest() {
+  setenv("TZ", "XXX-5:30", 1);
+  tzset();
+  Postgres().Query(kSqlCleanTables);
+  plugin_.emplace();
+}
+
+std::string PluginTest::Sent() {
+  using Orv::Base::StringUtil::StringReplace;
+  std::string all;
+  for (const auto& text : plugin_->Log().Texts(1, "db_layer"))
+    all += (all.empty() ? "" : "\n") + text;
+  plugin_->Log().Clear();
+  int offset = 0;
+  for (std::time_t time = began_; time <= std::time(nullptr); ++time) {
+    all = StringReplace(all, Orv::Base::TimeUtil::TimeT2StrUTCTimeStamp(time), "UTC");
+    all = StringReplace(all, Orv::Base::TimeUtil::TimeT2LocalTime(time, offset), "LOCAL");
+  }
+  return all;
 }
 
 }  // namespace evidence_test
