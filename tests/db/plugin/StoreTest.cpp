@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <regex>
+
 #include "OrvBase/Error.h"
 #include "impl/Evidence/EvidenceSession/EvidenceMgrDB.h"
 #include "support/RunningPlugin.h"
@@ -11,10 +14,8 @@ namespace {
 
 using namespace Evidence;
 using evidence_test::Postgres;
-using evidence_test::Rows;
 using Orv::Base::Error::ErrorCode;
 using Orv::Base::Error::GetLastError;
-using Orv::Base::Error::SetLastError;
 using Store = CEvidenceMgrDBByPG;
 
 template <class Record>
@@ -25,22 +26,24 @@ std::shared_ptr<Record> Share(const Record& record) {
 class StoreTest : public evidence_test::PluginTest {
  protected:
   /// Runs an operation, which must succeed and send these texts; then once more without a server.
-  void Sends(const std::string& texts, const std::function<bool()>& operation) {
+  template <class Operation, class... Arguments>
+  void Sends(const std::string& texts, const Operation& operation, Arguments&&... arguments) {
     (void)Sent();
-    EXPECT_TRUE(operation()) << texts;
+    EXPECT_TRUE(std::invoke(operation, store_, arguments...)) << texts;
     EXPECT_EQ(Sent(), texts);
     const platform::ScopedBackend<kelp::IDBManager> no_server(nullptr);
-    SetLastError({});
-    EXPECT_FALSE(operation()) << texts;
+    Orv::Base::Error::SetLastError({});
+    EXPECT_FALSE(std::invoke(operation, store_, arguments...)) << texts;
     EXPECT_EQ(GetLastError(), ErrorCode(0, 15)) << texts;
     EXPECT_TRUE(plugin_->Log().Has(5, "failed")) << texts;
   }
 
-  /// What an operation with bad input sends, which must be nothing.
-  void Refuses(const ErrorCode& error, const std::function<bool()>& operation) {
+  /// Runs an operation that must end with this pair; 0 is success. Nothing may be sent.
+  template <class Operation, class... Arguments>
+  void SendsNothing(int code, const Operation& operation, Arguments&&... arguments) {
     (void)Sent();
-    EXPECT_FALSE(operation());
-    EXPECT_EQ(GetLastError(), error);
+    EXPECT_EQ(std::invoke(operation, store_, arguments...), code == 0);
+    EXPECT_TRUE(code == 0 || GetLastError() == ErrorCode(0, code)) << code;
     EXPECT_EQ(Sent(), "");
   }
 
@@ -50,29 +53,37 @@ class StoreTest : public evidence_test::PluginTest {
                   bool (Store::*insert)(const std::list<Pointer>&), bool (Store::*update)(const std::list<Pointer>&),
                   bool (Store::*remove)(const IdList&), bool (Store::*read)(std::list<Pointer>&),
                   bool (Store::*name_of)(std::string&, std::int32_t)) {
-    Sends("SELECT NEXTVAL('evidence.evidence_" + sequence + "_seq')", [&] { return (store_.*next)() != -1; });
+    Sends("SELECT NEXTVAL('evidence.evidence_" + sequence + "_seq')",
+          [&](Store& store) { return (store.*next)() != -1; });
     const std::list<Pointer> entries{Share(Record{8, "O'Brien"}), Share(Record{9, R"(100% \ "x")"})};
     const std::string into = "INSERT INTO " + table + " (ID, name, create_time, deleted) VALUES (";
     const std::string set = "UPDATE " + table + " SET ";
-    Sends(into + "8, 'O''Brien', 'UTC', 0);" + into + "9, '100% \\ \"x\"', 'UTC', 0);",
-          [&] { return (store_.*insert)(entries); });
+    Sends(into + "8, 'O''Brien', 'UTC', 0);" + into + "9, '100% \\ \"x\"', 'UTC', 0);", insert, entries);
     Sends(set + "name = 'O''Brien', update_time = 'UTC' WHERE id = 8;" + set +
               "name = '100% \\ \"x\"', update_time = 'UTC' WHERE id = 9;",
-          [&] { return (store_.*update)(entries); });
-    Sends(set + "deleted = 1 WHERE id = 8;" + set + "deleted = 1 WHERE id = 7;", [&] {
-      return (store_.*remove)({8, 7});
-    });
+          update, entries);
+    Sends(set + "deleted = 1 WHERE id = 8;" + set + "deleted = 1 WHERE id = 7;", remove, IdList{8, 7});
     std::list<Pointer> live;
-    Sends("SELECT * FROM " + table + " WHERE deleted = 0;", [&] { return (store_.*read)(live); });
+    Sends("SELECT * FROM " + table + " WHERE deleted = 0;", read, live);
     EXPECT_EQ(live.back()->type_name, R"(100% \ "x")");
     std::string name;
-    Sends("SELECT * FROM " + table + " WHERE ID = 8", [&] { return (store_.*name_of)(name, 8) && name == "O'Brien"; });
+    Sends("SELECT * FROM " + table + " WHERE ID = 8", name_of, name, 8);
+    EXPECT_TRUE((store_.*name_of)(name, 8) && name == "O'Brien") << "names outlive their entries";
+    EXPECT_TRUE((store_.*name_of)(name, 1000) && name.empty()) << "an unknown entry has none";
+    SendsNothing(0, insert, std::list<Pointer>());
+    SendsNothing(0, remove, IdList());
+  }
+
+  /// Tells the error of a query, or the ids that it finds and "+" when more follow, the page's size and the total.
+  std::string Found(const _tag_EvidenceFilterInfo_& filter, page_info page = {0, 1, 10}) {
+    std::list<EvidencePtr> evidences;
+    bool more = false;
     (void)Sent();
-    EXPECT_TRUE((store_.*name_of)(name, 1000) && name.empty()) << "an unknown entry has no name";
-    const std::list<Pointer> nothing;
-    const IdList no_ids;
-    EXPECT_TRUE((store_.*insert)(nothing) && (store_.*update)(nothing) && (store_.*remove)(no_ids));
-    EXPECT_EQ(Sent(), "SELECT * FROM " + table + " WHERE ID = 1000") << "empty batches send nothing";
+    if (!store_.QueryEvidences(evidences, page, more, Share(filter))) return std::to_string(GetLastError().SubCode());
+    std::string ids;
+    for (const auto& evidence : evidences)
+      ids += std::to_string(evidence->id) + " ";
+    return ids + (more ? "+ " : "") + std::to_string(page.PageSize) + " of " + std::to_string(page.total);
   }
 
   Store store_;
@@ -93,169 +104,180 @@ TEST_F(StoreTest, Dictionaries) {
   Postgres().Query("ALTER SEQUENCE evidence.evidence_type_id_seq RESTART 2147483647");
   EXPECT_EQ(store_.QueryEvidenceTypeSeqID(), 2147483647);
   EXPECT_EQ(store_.QueryEvidenceTypeSeqID(), -1) << "the sequence is exhausted";
-  EXPECT_EQ(GetLastError(), ErrorCode(0, 15));
+}
+
+/// The numbers and the texts of an evidence's row.
+std::vector<std::int32_t*> NumbersOf(_tag_Evidence_& e) {
+  return {&e.id,
+          &e.evidence_type.type_id,
+          &e.scene.scene_id,
+          &e.outcome.outcome_id,
+          &e.evidence_status,
+          &e.create_user.id,
+          &e.add_mode,
+          &e.upload_mode,
+          &e.upload_status};
+}
+std::vector<std::string*> TextsOf(_tag_Evidence_& e) {
+  return {&e.guid,
+          &e.name,
+          &e.evidence_desc,
+          &e.create_user.name,
+          &e.label,
+          &e.upload_begin_time,
+          &e.upload_end_time,
+          &e.record_begin_time,
+          &e.record_end_time,
+          &e.releated_camera_ids,
+          &e.evidence_begin_time,
+          &e.evidence_end_time,
+          &e.cad_id};
 }
 
 TEST_F(StoreTest, Evidences) {
-  const auto evidence = Share(_tag_Evidence_{
-      7,    "g'", "O'Brien", {1, ""}, {2, ""}, {3, ""}, {},    0,     "d'", {4, "u'"}, "ignored", "eb'", "ee'",
-      "l'", 5,    "1,2'",    6,       "ub'",   "ue'",   "rb'", "re'", 9,    "ignored", "c'",      {}});
+  const auto evidence = std::make_shared<_tag_Evidence_>();
+  int number = 0;
+  for (auto* value : NumbersOf(*evidence))
+    *value = ++number;
+  for (auto* text : TextsOf(*evidence))
+    *text = std::to_string(++number) + "'";
+  evidence->name = "O' \\' \\n %s$1\n\xE4\xB8\xAD;--";
   EvidencePtr read;
   std::list<EvidencePtr> list;
+  std::string labels;
   std::int32_t count = 9;
-  Sends("SELECT NEXTVAL('evidence.evidence_id_seq')", [&] { return store_.QueryEvidenceSeqID() != -1; });
+  Sends("SELECT NEXTVAL('evidence.evidence_id_seq')", [](Store& store) { return store.QueryEvidenceSeqID() != -1; });
   Sends(
       "INSERT INTO evidence.evidence (ID, guid, name, evidence_type_id, scene_id, outcome_id, evidence_desc, "
       "evidence_status, evidence_create_user_id, evidence_create_user_name, create_time_offset, create_time, "
       "local_create_time, update_time_offset, update_time, local_update_time, deleted, label, add_mode, upload_mode, "
       "upload_begin_time, upload_end_time, record_begin_time, record_end_time, releated_camera_ids, "
-      "evidence_begin_time, evidence_end_time, cad_id) VALUES (7, 'g''', 'O''Brien', 1, 2, 3, 'd''', 0, 4, 'u''', 330, "
-      "'UTC', 'LOCAL', 330, 'UTC', 'LOCAL', 0, 'l''', 5, 6, 'ub''', 'ue''', 'rb''', 're''', '1,2''', 'eb''', "
-      "'ee''','c''')",
-      [&] { return store_.InsertEvidence(evidence); });
+      "evidence_begin_time, evidence_end_time, cad_id) VALUES (1, '10''', 'O'' \\'' \\n %s$1\n\xE4\xB8\xAD;--', 2, 3, "
+      "4, "
+      "'12''', 5, 6, '13''', 330, 'UTC', 'LOCAL', 330, 'UTC', 'LOCAL', 0, '14''', 7, 8, '15''', '16''', '17''', "
+      "'18''', "
+      "'19''', '20''', '21''','22''')",
+      &Store::InsertEvidence, evidence);
   Sends(
-      "UPDATE evidence.evidence SET guid = 'g''', name = 'O''Brien', evidence_type_id = 1, scene_id = 2, outcome_id = "
-      "3, evidence_desc = 'd''', evidence_status = 0, update_time_offset = 330, update_time = 'UTC', "
-      "local_update_time = 'LOCAL' ,label = 'l''' ,evidence_begin_time = 'eb''' ,evidence_end_time = 'ee''', cad_id = "
-      "'c''' WHERE id = 7;",
-      [&] { return store_.UpdateEvidence(evidence); });
-  Sends("UPDATE evidence.evidence SET upload_status = 8 WHERE ID = 7",
-        [&] { return store_.UpdateCameraUploadStatus(7, 8); });
-  Sends(R"(UPDATE evidence.evidence SET succeed_camera_ids = '1,2\' WHERE ID = 7)",
-        [&] { return store_.UpdateCameraUploadSuccList(7, R"(1,2\)"); });
-  Sends("SELECT * FROM evidence.evidence WHERE guid = 'g''' AND deleted = 0",
-        [&] { return store_.GetEvidenceByGuid(read, "g'"); });
-  Sends("SELECT * FROM evidence.evidence WHERE deleted = 0;", [&] { return store_.QueryAllEvidences(list); });
-  EXPECT_EQ(list.back()->guid, "g'");
-  Sends("SELECT ID, name FROM evidence.evidence WHERE deleted = 0 AND  ID in (7,8);", [&] {
-    return store_.GetEvidenceByIDs(list, {7, 8});
-  });
-  EXPECT_EQ(std::to_string(list.back()->id) + list.back()->name, "7O'Brien");
-  Sends("SELECT count(*) FROM evidence.evidence WHERE deleted = 0 ", [&] { return store_.GetEvidencesCount(count); });
+      "UPDATE evidence.evidence SET guid = '10''', name = 'O'' \\'' \\n %s$1\n\xE4\xB8\xAD;--', evidence_type_id = 2, "
+      "scene_id = 3, outcome_id = 4, evidence_desc = '12''', evidence_status = 5, update_time_offset = 330, "
+      "update_time = 'UTC', local_update_time = 'LOCAL' ,label = '14''' ,evidence_begin_time = '20''' "
+      ",evidence_end_time = '21''', cad_id = '22''' WHERE id = 1;",
+      &Store::UpdateEvidence, evidence);
+  Sends("UPDATE evidence.evidence SET upload_status = 9 WHERE ID = 1", &Store::UpdateCameraUploadStatus, 1, 9);
+  Sends("UPDATE evidence.evidence SET succeed_camera_ids = '1,2' WHERE ID = 1", &Store::UpdateCameraUploadSuccList, 1,
+        "1,2");
+  SendsNothing(15, &Store::UpdateCameraUploadSuccList, 1, "1' , name = 'x");
+  Postgres().Query("UPDATE evidence.evidence SET local_create_time = '2026-01-01 05:00', create_time_offset = 300");
+  Sends("SELECT * FROM evidence.evidence WHERE guid = '10''' AND deleted = 0", &Store::GetEvidenceByGuid, read, "10'");
+  Sends("SELECT * FROM evidence.evidence WHERE deleted = 0;", &Store::QueryAllEvidences, list);
+  ASSERT_EQ(list.size(), 1U);
+  for (std::size_t n = 0; n < NumbersOf(*evidence).size(); ++n)
+    EXPECT_EQ(*NumbersOf(*list.back())[n], *NumbersOf(*evidence)[n]);
+  for (std::size_t n = 0; n < TextsOf(*evidence).size(); ++n)
+    EXPECT_EQ(*TextsOf(*list.back())[n], *TextsOf(*evidence)[n]);
+  EXPECT_EQ(list.back()->create_time + list.back()->succeed_camera_ids, "2026-01-01T05:00:00+05:001,2");
+  Sends("SELECT ID, name FROM evidence.evidence WHERE deleted = 0 AND  ID in (1,8);", &Store::GetEvidenceByIDs, list,
+        IdList{1, 8});
+  EXPECT_EQ(std::to_string(list.back()->id) + list.back()->name, "1" + evidence->name);
+  Sends("SELECT count(*) FROM evidence.evidence WHERE deleted = 0 ", &Store::GetEvidencesCount, count);
   EXPECT_EQ(count, 0) << "a failure leaves nothing of an earlier count";
+  Sends("SELECT label FROM evidence.evidence WHERE deleted = 0", &Store::GetEvidenceLabel, labels);
+  EXPECT_EQ(labels, "14'") << "the separator behind the last is taken off";
   Sends(
       "UPDATE evidence.evidence SET evidence_type_id = -1, update_time = 'UTC', local_update_time = 'LOCAL' WHERE "
       "deleted = 0 AND evidence_type_id IN (1,2);",
-      [&] {
-        return store_.DeleteEvidenceTypeInEvidence({1, 2});
-      });
-  Sends("SELECT * FROM evidence.evidence WHERE ID = 7 AND deleted = 0",
-        [&] { return store_.GetEvidenceByID(read, 7); });
-  Sends("UPDATE evidence.evidence SET deleted = 1 WHERE id = 7;UPDATE evidence.evidence SET deleted = 1 WHERE id = 8;",
-        [&] {
-          return store_.DeleteEvidences({7, 8});
-        });
+      &Store::DeleteEvidenceTypeInEvidence, IdVector{1, 2});
+  Sends("SELECT * FROM evidence.evidence WHERE ID = 1 AND deleted = 0", &Store::GetEvidenceByID, read, 1);
+  Sends("UPDATE evidence.evidence SET deleted = 1 WHERE id = 1;UPDATE evidence.evidence SET deleted = 1 WHERE id = 8;",
+        &Store::DeleteEvidences, IdList{1, 8});
 
-  SetLastError({0, 4711});
-  EXPECT_FALSE(store_.GetEvidenceByID(read, 7) || store_.GetEvidenceByGuid(read, "g'"));
-  EXPECT_EQ(read, nullptr);
+  Orv::Base::Error::SetLastError({0, 4711});
+  EXPECT_FALSE(store_.GetEvidenceByID(read, 1) || store_.GetEvidenceByGuid(read, "10'"));
   EXPECT_EQ(GetLastError(), ErrorCode(0, 4711)) << "no row, no pair";
-  Refuses({0, 2}, [&] { return store_.InsertEvidence(nullptr) || store_.UpdateEvidence(nullptr); });
-  Refuses({0, 15}, [&] { return store_.UpdateCameraUploadSuccList(7, "1' , name = 'x"); });
-  EXPECT_TRUE(store_.DeleteEvidences({}) && store_.GetEvidenceByIDs(list, {}) &&
-              store_.DeleteEvidenceTypeInEvidence({}));
-  EXPECT_EQ(Sent(), "");
-}
-
-TEST_F(StoreTest, LabelsAreJoined) {
-  std::string labels;
-  const auto insert = [](const std::string& id, const std::string& label) {
-    Postgres().Query("INSERT INTO evidence.evidence (id, guid, label) VALUES (" + id + ", '" + id + "', '" + label +
-                     "')");
-  };
-  insert("1", "a");
-  insert("2", "");
-  Sends("SELECT label FROM evidence.evidence WHERE deleted = 0", [&] { return store_.GetEvidenceLabel(labels); });
-  EXPECT_EQ(labels, "a|") << "a text this short keeps its separator";
-  insert("3", "b");
-  labels.clear();
-  EXPECT_TRUE(store_.GetEvidenceLabel(labels));
-  EXPECT_EQ(labels, "a|b");
+  evidence->label = std::string("a\0b", 3);
+  EXPECT_FALSE(store_.InsertEvidence(evidence)) << "a text is never cut short unseen";
+  SendsNothing(0, &Store::GetEvidenceByIDs, list, IdList());
+  SendsNothing(0, &Store::DeleteEvidenceTypeInEvidence, IdVector());
 }
 
 TEST_F(StoreTest, CustomsAndOptions) {
   const auto custom = Share(tag_EvidenceCustom_{6, "n'", {{-1, "a"}, {-1, "b'"}}, 0, -1});
   std::list<EvidenceCustomPtr> customs{custom, Share(tag_EvidenceCustom_{7, "m", {}, 1, -1})};
-  std::vector<tag_EvidenceOption_> options;
+  using Options = std::vector<tag_EvidenceOption_>;
+  Options options;
   std::string name;
   const std::string insert = "INSERT INTO evidence.evidence_custom (ID, name,types,create_time, deleted) VALUES (";
   const std::string update = "UPDATE evidence.evidence_custom SET ";
   const std::string insert_option = "INSERT INTO evidence.evidence_option (ID, name,custom_id,deleted) VALUES (";
   const std::string update_option = "UPDATE evidence.evidence_option SET ";
   const std::string next = "SELECT NEXTVAL('evidence.evidence_option_id_seq')\n";
-  Sends("SELECT NEXTVAL('evidence.evidence_custom_id_seq')", [&] { return store_.QueryEvidenceCustomSeqID() != -1; });
-  Sends(insert + "6, 'n''',0,'UTC',0);" + insert + "7, 'm',1,'UTC',0);",
-        [&] { return store_.InsertEvidenceCustoms(customs); });
-  Sends(next + next + insert_option + "1, 'a',6,0);" + insert_option + "2, 'b''',6,0);",
-        [&] { return store_.InsertOptionsByCustom(customs) && custom->custom_options.back().option_id == 2; });
+  Sends("SELECT NEXTVAL('evidence.evidence_custom_id_seq')",
+        [](Store& store) { return store.QueryEvidenceCustomSeqID() != -1; });
+  Sends(insert + "6, 'n''',0,'UTC',0);" + insert + "7, 'm',1,'UTC',0);", &Store::InsertEvidenceCustoms, customs);
+  Sends(next + next + insert_option + "1, 'a',6,0);" + insert_option + "2, 'b''',6,0);", [&](Store& store) {
+    return store.InsertOptionsByCustom(customs) && custom->custom_options.back().option_id == 2;
+  });
   Sends(update + "name = 'n''', types = 0 , update_time = 'UTC' WHERE id = 6;" + update +
             "name = 'm', types = 1 , update_time = 'UTC' WHERE id = 7;",
-        [&] { return store_.UpdateEvidenceCustoms(customs); });
-  Sends(insert_option + "5, 'x''',6,0);", [&] { return store_.InsertOptions({{5, "x'"}}, custom); });
-  Sends(update_option + "name = 'y''' WHERE ID = 5;", [&] { return store_.UpdatetOptions({{5, "y'"}}, nullptr); });
-  Sends(update_option + "deleted = 1 WHERE ID = 1;", [&] { return store_.DeleteOptions({{1, ""}}, nullptr); });
-  Sends("SELECT * FROM evidence.evidence_option WHERE custom_id = 6 AND deleted = 0",
-        [&] { return store_.GetOptionsByCustom(options, custom); });
+        &Store::UpdateEvidenceCustoms, customs);
+  Sends(insert_option + "5, 'x''',6,0);", &Store::InsertOptions, Options{{5, "x'"}}, custom);
+  Sends(update_option + "name = 'y''' WHERE ID = 5;", &Store::UpdatetOptions, Options{{5, "y'"}}, nullptr);
+  Sends(update_option + "deleted = 1 WHERE ID = 1;", &Store::DeleteOptions, Options{{1, ""}}, nullptr);
+  Sends("SELECT * FROM evidence.evidence_option WHERE custom_id = 6 AND deleted = 0", &Store::GetOptionsByCustom,
+        options, custom);
   EXPECT_EQ(std::to_string(options.at(1).option_id) + options[1].option_name, "5y'");
-  Sends("SELECT * FROM evidence.evidence_custom WHERE ID = 6",
-        [&] { return store_.QueryEvidenceCustomNameById(name, 6) && name == "n'"; });
+  Sends("SELECT * FROM evidence.evidence_custom WHERE ID = 6", &Store::QueryEvidenceCustomNameById, name, 6);
   customs.clear();
-  Sends("SELECT * FROM evidence.evidence_custom WHERE deleted = 0;",
-        [&] { return store_.ReadAllEvidenceCustoms(customs); });
+  Sends("SELECT * FROM evidence.evidence_custom WHERE deleted = 0;", &Store::ReadAllEvidenceCustoms, customs);
   customs.remove_if([](const auto& read) { return read->custom_id == 3; });
+  // The database gives the result of the last statement of a text.
   const std::string first = "SELECT * FROM evidence.evidence_option WHERE custom_id = 2 AND deleted = 0;";
   Sends(first + "\n" + first + "SELECT * FROM evidence.evidence_option WHERE custom_id = 6 AND deleted = 0;",
-        [&] { return store_.ReadAllCustomOptions(customs); });
-  EXPECT_EQ(customs.back()->custom_type, 1);
-  Sends(update_option + "deleted = 1 WHERE custom_id = 6;", [&] { return store_.DeleteOptionsByCustom({6}); });
-  Sends(update + "deleted = 1 WHERE id = 6;", [&] { return store_.DeleteEvidenceCustoms({6}); });
-  Refuses({0, 15}, [&] {
-    return store_.GetOptionsByCustom(options, nullptr) || store_.InsertOptions({{5, "x"}}, nullptr);
-  });
+        &Store::ReadAllCustomOptions, customs);
+  Sends(update_option + "deleted = 1 WHERE custom_id = 6;", &Store::DeleteOptionsByCustom, IdList{6});
+  Sends(update + "deleted = 1 WHERE id = 6;", &Store::DeleteEvidenceCustoms, IdList{6});
 }
 
 TEST_F(StoreTest, ValuesShareTheKeyOfTheirCustom) {
   const auto evidence = std::make_shared<_tag_Evidence_>();
   evidence->id = 7;
-  evidence->evidence_customs = {{1, "", {{-1, R"(free \ text)"}}, 1, -1}, {2, "", {{8, "65"}, {9, "b"}}, 0, -1}};
+  evidence->evidence_customs = {{1, "", {{-1, R"(free \ text)"}}, 1, -1}, {2, "", {{8, "a"}, {9, "b"}}, 0, -1}};
   const std::string next = "SELECT NEXTVAL('evidence.evidence_custom_info_id_seq')\n";
   const std::string insert =
       "INSERT INTO evidence.evidence_custom_info (ID, evidence_id, custom_id,option_id, option_text, deleted)VALUES (";
   const std::string replace =
       "INSERT INTO evidence.evidence_custom_info (ID, evidence_id,custom_id,option_id, option_text, deleted)VALUES (";
   const std::string clear = "UPDATE evidence.evidence_custom_info SET deleted = 1 WHERE evidence_id = 7;";
-  Sends(next + next + insert + R"(1, 7,1, -1, 'free \ text',0);)" + insert + "2, 7,2, 8, '65',0);" + insert +
+  Sends(next + next + insert + R"(1, 7,1, -1, 'free \ text',0);)" + insert + "2, 7,2, 8, 'a',0);" + insert +
             "2, 7,2, 9, 'b',0);",
-        [&] { return store_.InsertEvidenceCustomInfo(evidence); });
-  Sends(next + next + clear + replace + R"(3, 7, 1,-1, 'free \ text',0);)" + replace + "4, 7, 2,8, '65',0);" + replace +
+        &Store::InsertEvidenceCustomInfo, evidence);
+  Sends(next + next + clear + replace + R"(3, 7, 1,-1, 'free \ text',0);)" + replace + "4, 7, 2,8, 'a',0);" + replace +
             "4, 7, 2,9, 'b',0);",
-        [&] { return store_.UpdateEvidenceCustomInfo(evidence); });
-
+        &Store::UpdateEvidenceCustomInfo, evidence);
   std::map<std::int32_t, std::vector<tag_EvidenceCustom_>> by_id;
   std::map<std::int32_t, tag_EvidenceCustom_> all;
   std::list<EvidenceCustomPtr> of_one;
-  Sends("SELECT * FROM evidence.evidence_custom_info WHERE deleted = 0 AND evidence_id IN (7,8);", [&] {
-    return store_.GetEvidenceCustomInfo(by_id, {7, 8});
+  Sends("SELECT * FROM evidence.evidence_custom_info WHERE deleted = 0 AND evidence_id IN (7,8);", [&](Store& store) {
+    return store.GetEvidenceCustomInfo(by_id, {7, 8});
   });
-  ASSERT_EQ(by_id[7].size(), 3U) << "a row each, those of the first writing replaced";
+  ASSERT_EQ(by_id[7].size(), 3U) << "one for each row, without the first writing";
   EXPECT_EQ(by_id[7].front().custom_options.front().option_name, R"(free \ text)");
   Sends("SELECT * FROM evidence.evidence_custom_info WHERE deleted = 0",
-        [&] { return store_.GetEvidenceCustomInfo(all); });
+        [&](Store& store) { return store.GetEvidenceCustomInfo(all); });
   EXPECT_EQ(all.at(7).custom_id, 1) << "the first stays";
   Sends("SELECT * FROM evidence.evidence_custom_info WHERE evidence_id = 7 AND deleted = 0",
-        [&] { return store_.GetEvidenceCustomByID(of_one, 7); });
+        &Store::GetEvidenceCustomByID, of_one, 7);
   EXPECT_EQ(of_one.back()->custom_options.front().option_id, 9);
   Sends("UPDATE evidence.evidence_custom_info SET deleted = 1 WHERE custom_id = 2;",
-        [&] { return store_.DeleteEvidenceCustomInfoByCustomID({2}); });
-  Sends(clear, [&] { return store_.DeleteEvidenceCustomInfo({7}); });
-  EXPECT_EQ(Postgres().Value("SELECT count(*) FROM evidence.evidence_custom_info WHERE deleted = 0"), "0");
+        &Store::DeleteEvidenceCustomInfoByCustomID, IdList{2});
+  Sends(clear, &Store::DeleteEvidenceCustomInfo, IdList{7});
 
   // A value stands in its text as it is, so one with a quote is never sent.
   evidence->evidence_customs = {{1, "", {{-1, "',0);DROP TABLE evidence.evidence;--"}}, 1, -1}};
-  EXPECT_FALSE(store_.InsertEvidenceCustomInfo(evidence));
+  EXPECT_FALSE(store_.InsertEvidenceCustomInfo(evidence) || store_.UpdateEvidenceCustomInfo(evidence));
   EXPECT_EQ(GetLastError(), ErrorCode(0, 15));
-  EXPECT_FALSE(store_.UpdateEvidenceCustomInfo(evidence));
-  EXPECT_EQ(Sent(), next + next.substr(0, next.size() - 1));
+  EXPECT_EQ(Sent() + "\n", next + next);
 }
 
 TEST_F(StoreTest, Files) {
@@ -266,47 +288,42 @@ TEST_F(StoreTest, Files) {
   std::int32_t count = 9;
   const std::string update = "UPDATE evidence.evidence_file SET ";
   const std::string from = " FROM evidence.evidence_file WHERE ";
-  Sends("SELECT NEXTVAL('evidence.evidence_file_id_seq')", [&] { return store_.QueryEvidenceFileSeqID() != -1; });
+  Sends("SELECT NEXTVAL('evidence.evidence_file_id_seq')",
+        [](Store& store) { return store.QueryEvidenceFileSeqID() != -1; });
   Sends(
       "INSERT INTO evidence.evidence_file (ID, file_type, file_name, file_path, begin_time, end_time, time_offset, "
       "evidence_id, guid, digest, deleted) VALUES (3, 2, 'n''', 'C:\\p''', 'LOCAL', 'LOCAL',  330, 7, 'g''', 'd''', "
       "0);",
-      [&] { return store_.InsertEvidenceFiles({file}); });
+      &Store::InsertEvidenceFiles, std::list{file});
   Sends(update +
             "file_type = 2, file_name = 'n''', file_path = 'C:\\p''', begin_time = 'LOCAL', end_time = 'LOCAL', "
             "time_offset = 330 , evidence_id = 7, guid = 'g''',digest = 'd''' WHERE id = 3;",
-        [&] { return store_.UpdateEvidenceFiles(std::list<EvidenceFilePtr>{file}); });
-  Sends(update + "digest = 'x''' WHERE id = 3;", [&] { return store_.ModiyfEvidenceFileDigest({{3, "x'"}}); });
-  Sends("SELECT id, evidence_id" + from + "evidence_id IN (7,8) AND deleted = 0;", [&] {
-    return store_.QueryEvidenceFiles(by_evidence, {7, 8});
+        [&](Store& store) { return store.UpdateEvidenceFiles(std::list{file}); });
+  Sends(update + "digest = 'x''' WHERE id = 3;", &Store::ModiyfEvidenceFileDigest,
+        std::map<std::int32_t, std::string>{{3, "x'"}});
+  Sends("SELECT id, evidence_id" + from + "evidence_id IN (7,8) AND deleted = 0;", [&](Store& store) {
+    return store.QueryEvidenceFiles(by_evidence, {7, 8});
   });
   EXPECT_EQ(by_evidence.at(7).front()->id, 3);
   Sends("SELECT *" + from + "evidence_id = 7 AND deleted = 0  AND file_name = 'n'''  AND guid = 'g''' ",
-        [&] { return store_.QueryEvidenceFiles(files, 7, "n'", "g'"); });
+        [&](Store& store) { return store.QueryEvidenceFiles(files, 7, "n'", "g'"); });
   EXPECT_EQ(std::to_string(files.back()->id) + files.back()->file_name, "3") << "which files, not what they hold";
-  Sends("SELECT *" + from + "evidence_id = 7 AND deleted = 0 ",
-        [&] { return store_.QueryEvidenceFiles(files, 7, "", ""); });
-  Sends("SELECT evidence_id, file_name" + from + "deleted = 0 AND id IN (3);",
-        [&] { return store_.GetEvidenceIDAndFileNameByFileID(names, {3}); });
-  EXPECT_EQ(names.at(7).front(), "n'");
-  Sends("SELECT ID, evidence_id, file_name" + from + "deleted = 0 AND id IN (3,4);", [&] {
-    return store_.GetEvidenceFileByFileID(files, {3, 4});
-  });
-  EXPECT_EQ(files.back()->file_name, "n'");
-  Sends("SELECT count(*)" + from + "evidence_id = 7 AND deleted = 0 ",
-        [&] { return store_.GetEvidenceFilesCount(count, 7) && count == 1; });
+  Sends("SELECT evidence_id, file_name" + from + "deleted = 0 AND id IN (3);", &Store::GetEvidenceIDAndFileNameByFileID,
+        names, IdVector{3});
+  Sends("SELECT ID, evidence_id, file_name" + from + "deleted = 0 AND id IN (3,4);", &Store::GetEvidenceFileByFileID,
+        files, IdVector{3, 4});
+  EXPECT_EQ(files.back()->file_name + names.at(files.back()->evidence_id).front(), "n'n'");
   Sends(update + "deleted = 1 WHERE id = 3 AND evidence_id = 8;" + update +
-            "deleted = 1 WHERE id = 4 AND evidence_id "
-            "= 8;",
-        [&] {
-          return store_.UpdateEvidenceFiles(IdVector{3, 4}, 8);
+            "deleted = 1 WHERE id = 4 AND evidence_id = 8;",
+        [](Store& store) {
+          return store.UpdateEvidenceFiles(IdVector{3, 4}, 8);
         });
-  EXPECT_TRUE(store_.GetEvidenceFilesCount(count, 7) && count == 1) << "the same file elsewhere stays";
-  Sends(update + "deleted = 1 WHERE id = 3;", [&] { return store_.DeleteEvidenceFiles({3}); });
-  Sends(update + "deleted = 1 WHERE evidence_id = 7;", [&] { return store_.DeleteEvidenceFilesByEvidenceId(7); });
-  (void)Sent();
-  EXPECT_TRUE(store_.UpdateEvidenceFiles(IdVector{3}, -1)) << "files under -1 belong to nobody";
-  EXPECT_EQ(Sent(), "");
+  Sends("SELECT count(*)" + from + "evidence_id = 7 AND deleted = 0 ",
+        [&](Store& store) { return store.GetEvidenceFilesCount(count, 7) && count == 1; });
+  Sends(update + "deleted = 1 WHERE id = 3;", &Store::DeleteEvidenceFiles, IdList{3});
+  Sends(update + "deleted = 1 WHERE evidence_id = 7;", &Store::DeleteEvidenceFilesByEvidenceId, 7);
+  // Files under -1 belong to nobody.
+  SendsNothing(0, [](Store& store) { return store.UpdateEvidenceFiles(IdVector{3}, -1); });
 }
 
 TEST_F(StoreTest, UnrelatedFiles) {
@@ -319,50 +336,127 @@ TEST_F(StoreTest, UnrelatedFiles) {
   filter->page_size = 10;
   std::list<EvidenceFilePtr> files;
   std::int32_t count = 0;
-  const auto run = [&] { return store_.QueryUnRelatedEvidenceFiles(files, filter, count); };
-  const auto sends = [&](const std::string& condition) {
+  const auto newest = [&](const std::string& condition) {
     files.clear();
     const std::string text = "FROM evidence.evidence_file WHERE " + condition + "deleted = 0 ";
-    Sends("SELECT count(*) " + text + "\nSELECT * " + text + "ORDER BY begin_time DESC limit 10 offset 0;", run);
-    EXPECT_EQ(static_cast<std::int32_t>(files.size()), count);
-    return files.empty() ? 0 : files.front()->id;
+    Sends("SELECT count(*) " + text + "\nSELECT * " + text + "ORDER BY begin_time DESC limit 10 offset 0;",
+          &Store::QueryUnRelatedEvidenceFiles, files, filter, count);
+    return std::to_string(files.front()->id) + " of " + std::to_string(count);
   };
-  EXPECT_EQ(sends("evidence_id = -1  AND "), 2) << "the newest first";
+  EXPECT_EQ(newest("evidence_id = -1  AND "), "2 of 2");
   filter->file_type = 8;
-  EXPECT_EQ(sends("evidence_id = -1  AND "), 2) << "of any type without a list";
+  EXPECT_EQ(newest("evidence_id = -1  AND "), "2 of 2") << "any type without a list";
   filter->assemble_types = "1, 2";
-  EXPECT_EQ(sends("evidence_id = -1  AND file_type IN (1, 2)  AND "), 1);
+  EXPECT_EQ(newest("evidence_id = -1  AND file_type IN (1, 2)  AND "), "1 of 1");
   filter->file_type = 1;
   filter->keyword = "50%";
   filter->create_start_time = "2026-01-01T00:00:00+05:30";
   filter->create_end_time = "2026-01-01T13:00:00+05:30";
-  EXPECT_EQ(sends(R"((file_name ilike '%50\%%' )  AND evidence_id = -1  AND file_type = 1  AND )"
-                  "end_time <= '2026-01-01 13:00:00' AND begin_time >= '2026-01-01 00:00:00'  AND "),
-            1);
+  EXPECT_EQ(newest(R"((file_name ilike '%50\%%' )  AND evidence_id = -1  AND file_type = 1  AND end_time <= )"
+                   "'2026-01-01 13:00:00' AND begin_time >= '2026-01-01 00:00:00'  AND "),
+            "1 of 1");
   EXPECT_EQ(files.front()->begin_time + files.front()->end_time, "2026-01-01T12:00:00+01:002026-01-01T13:00:00+01:00");
   std::swap(filter->create_start_time, filter->create_end_time);
-  Refuses({0, 2}, run);
+  SendsNothing(2, &Store::QueryUnRelatedEvidenceFiles, files, filter, count);
   filter->create_start_time.clear();
   filter->assemble_types = "1) OR (1=1";
-  Refuses({0, 2}, run);
-  Refuses({0, 1}, [&] { return store_.QueryUnRelatedEvidenceFiles(files, nullptr, count); });
+  SendsNothing(2, &Store::QueryUnRelatedEvidenceFiles, files, filter, count);
 
   std::map<std::int32_t, std::int32_t> counts;
   Sends(
       "SELECT file_type, count(*) FROM evidence.evidence_file WHERE evidence_id = -1 AND deleted = 0 GROUP BY "
       "file_type",
-      [&] { return store_.QueryUnRelatedEvidenceFilesNum(counts); });
-  EXPECT_EQ(counts,
-            (std::map<std::int32_t, std::int32_t>{{1, 1}, {2, 0}, {3, 1}, {4, 0}, {5, 0}, {6, 0}, {7, 0}, {8, 0}}));
+      &Store::QueryUnRelatedEvidenceFilesNum, counts);
+  EXPECT_EQ(counts.size(), 8U);
+  EXPECT_EQ(counts[1] * 100 + counts[3] * 10 + counts[8], 110);
 }
 
-TEST_F(StoreTest, AHistoryIsOneTransaction) {
-  operation_record record;
-  record.evidence_id = 7;
-  record.user_name = "u'";
-  record.user_ip = "ip'";
-  record.dev_name = "dev'";
-  record.operation_type = 2;
+TEST_F(StoreTest, FiltersOfEvidences) {
+  Postgres().Query(
+      "INSERT INTO evidence.evidence (id, name, guid) VALUES (1, E'a Ki_ng % ''x'' \\\\', 'a'), (2, 'kixng % ''x'' ', "
+      "'b')");
+  _tag_EvidenceFilterInfo_ f;
+  f.keyword = R"(kI_ng % 'x' \)";
+  EXPECT_EQ(Found(f), "1 1 of 1") << "each character means itself, in either case";
+  const auto sends = [&](const std::string& condition) {
+    f.sort_type = 8;
+    (void)Found(f);
+    EXPECT_EQ(Sent(), "SELECT COUNT(id)  FROM evidence.evidence WHERE " + condition +
+                          "deleted = 0\nSELECT * FROM evidence.evidence WHERE " + condition +
+                          "deleted = 0 ORDER BY ID DESC limit 11 offset 0;");
+  };
+  f.keyword = "k";
+  sends(
+      "(name ilike '%k%' OR evidence_desc ilike '%k%'  OR guid ilike '%k%' OR  label ilike '%k%'   OR  "
+      "releated_camera_ids ilike '%k%'   )  AND ");
+  f.keyword_type = 2;
+  sends("");
+  f.keyword = "50%";
+  f.keyword_type = 1;
+  sends(R"((name ilike '%50\%%' OR label ilike '%50\%%' )  AND )");
+  f.keyword_type = 0;
+  f.guid = R"(a\b_c%d'e)";
+  std::tie(f.evidence_type_id, f.scene_id, f.outcome_id, f.status, f.add_mode) = std::tuple(0, 2, 3, 1, 4);
+  sends(R"(evidence_type_id = 0 AND scene_id = 2  AND outcome_id = 3  AND evidence_status = 1  AND guid ilike )"
+        R"('%a\\b\_c\%d''e%'  AND (name ilike '%50\%%')  AND add_mode = 4 AND )");
+  f = {};
+  f.create_start_time = f.evidence_begin_end_time = f.evidence_end_start_time = "2026";
+  sends("");
+  std::tie(f.create_start_time, f.create_end_time) = std::tuple("2026-01-01 00:00:00", "2026-01-02 00:00:00");
+  std::tie(f.evidence_begin_start_time, f.evidence_begin_end_time) = std::tuple("3", "4");
+  std::tie(f.evidence_end_start_time, f.evidence_end_end_time) = std::tuple("5", "6");
+  const std::string created =
+      "create_time <= '2026-01-02 00:00:00' AND %create_time >= '2026-01-01 00:00:00'  AND evidence_begin_time <= '4' "
+      "AND evidence_begin_time >= '3'  AND evidence_end_time <= '6' AND evidence_end_time >= '5'  AND ";
+  sends(std::regex_replace(created, std::regex("%"), ""));
+  f.time_type = 1;
+  sends("local_" + std::regex_replace(created, std::regex("%"), "local_"));
+
+  // Nothing is sent of what cannot be.
+  for (const std::string& time : {std::string("2025' OR '1'='1"), std::string("\\"), std::string("a\0b", 3)}) {
+    f = {};
+    f.evidence_end_end_time = time;
+    EXPECT_EQ(Found(f) + Sent(), "2");
+  }
+  f = {};
+  std::tie(f.create_start_time, f.create_end_time) = std::tuple("2026-01-02 00:00:00", "2026-01-01 00:00:00");
+  EXPECT_EQ(Found(f) + Sent(), "2");
+  for (const std::int32_t status : {-2, 2}) {
+    f = {};
+    f.status = status;
+    EXPECT_EQ(Found(f) + Sent(), "2");
+  }
+}
+
+TEST_F(StoreTest, SortsAndPagesOfEvidences) {
+  Postgres().Query("INSERT INTO evidence.evidence (id, guid) VALUES (1, 'a'), (2, 'b'), (3, 'c')");
+  _tag_EvidenceFilterInfo_ filter;
+  for (const std::string column : {"name", "evidence_create_user_name", "local_create_time", "ID",
+                                   "evidence_begin_time", "evidence_end_time", "cad_id", "local_create_time"}) {
+    for (const std::string direction : {"ASC", "DESC"}) {
+      filter.sort_type = filter.sort_type == -1 ? 1 : filter.sort_type + 1;
+      const bool known = filter.sort_type <= 14;
+      (void)Found(filter);
+      EXPECT_TRUE(Sent().ends_with(" ORDER BY " + column + " " + (known ? direction : "DESC") + " limit 11 offset 0;"))
+          << filter.sort_type;
+    }
+  }
+  constexpr std::int32_t kMax = 2147483647;
+  filter.sort_type = 7;
+  struct Case {
+    page_info page;
+    std::string found;
+  };
+  for (const Case& c : {Case{{0, 1, 2}, "1 2 + 2 of 3"}, Case{{0, 2, 2}, "3 1 of 3"}, Case{{0, 1, 3}, "1 2 3 3 of 3"},
+                        Case{{0, 1, kMax}, "1 2 3 3 of 3"}, Case{{0, kMax, kMax}, "0 of 3"}, Case{{0, 0, 5}, "2"},
+                        Case{{0, -1, 5}, "2"}, Case{{0, 5, 0}, "2"}, Case{{0, 5, -1}, "2"}}) {
+    EXPECT_EQ(Found(filter, c.page), c.found);
+    EXPECT_EQ(Sent().empty(), c.found == "2");
+  }
+}
+
+TEST_F(StoreTest, AHistoryIsWrittenInOneTransaction) {
+  operation_record record{7, "", 0, "u'", "dev'", "ip'", -1, 2, {}};
   record.change_items = {{"f'", 2, 7, "old'", 8, "new'", "guid"}, {"unused", -1, 1, "object'", 2, "unused", ""}};
   operation_record bare;
   bare.user_name = std::string("\0", 1);
@@ -376,17 +470,43 @@ TEST_F(StoreTest, AHistoryIsOneTransaction) {
             insert + "2, 7, 'u''', 'ip''', 2, 'object''', 'LOCAL', '330', 'u''', 'dev''', 'ip''', -1, '', '', 3);" +
             insert +
             "3, -1, '\xEF\xBF\xBD', '', 0, '', 'LOCAL', '330', '\xEF\xBF\xBD', '', '', -1, '', '', 3);\nCOMMIT",
-        [&] {
-          return store_.WriteEvidenceLog({record, bare}, 3);
-        });
+        &Store::WriteEvidenceLog, std::vector{record, bare}, 3);
+  SendsNothing(0, &Store::WriteEvidenceLog, std::vector<operation_record>(), 3);
+}
+
+TEST_F(StoreTest, AHistoryIsFoldedByTypeTimeAndUser) {
+  Postgres().Query(
+      "INSERT INTO evidence.operation_log (id, evidence_id, occur_local_time, occur_time_offset, client_type, "
+      "operation_type, user_name, mod_type, before_mod, after_mod, file_name, user_ip, camera_name, dev_name, dev_ip) "
+      "SELECT row_number() OVER (), 7, '2026-01-01', 60, 4, type, name, mod, before, '9:z', 'file', 'ip', 'camera', "
+      "'dev', 'devip' FROM (VALUES (2, 'u', 2, '7:a:b'), (2, 'u', 6, ''), (2, 'u', 5, 'x'), (2, 'u', 2, '7'), "
+      "(2, 'u', 2, '7::b:c:d'), (2, 'u', 2, '99999999999:a'), (2, 'v', 2, 'x:a'), (3, 'u', 2, '1'), (5, 'u', 2, '7:a')"
+      ") AS rows (type, name, mod, before)");
   std::map<std::string, operation_record> records;
-  IdList reserved;
-  Sends("SELECT * FROM evidence.operation_log WHERE evidence_id = 7 ",
-        [&] { return store_.GetEvidenceLog(records, reserved, 7); });
-  EXPECT_EQ(records.begin()->second.change_items.front().after_mod, "new'");
-  (void)Sent();
-  EXPECT_TRUE(store_.WriteEvidenceLog({}, 3));
-  EXPECT_EQ(Sent(), "");
+  Sends("SELECT * FROM evidence.operation_log WHERE evidence_id = 7 ", &Store::GetEvidenceLog, records, IdList(), 7);
+  std::string text;
+  for (const auto& [key, record] : records) {
+    text += key + " " + std::to_string(record.evidence_id) + std::to_string(record.client_type) +
+            std::to_string(record.is_device) + "\n";
+    for (const auto& item : record.change_items) {
+      text += std::to_string(item.mod_type) + " " + item.file_name + " " + std::to_string(item.before_id) + ":" +
+              item.before_mod + " " + std::to_string(item.after_id) + ":" + item.after_mod + "\n";
+    }
+  }
+  EXPECT_EQ(text, R"(22026-01-01T00:00:00+01:00uip 740
+2 file 7:a:b 9:z
+6 file -1: 9:z
+5  -1:file -1:
+2 file 7: 9:z
+2 file 7::b:c 9:z
+2 file 2147483647:a 9:z
+22026-01-01T00:00:00+01:00vip 740
+2 file 0:a 9:z
+32026-01-01T00:00:00+01:00uip 740
+2 file 1: 9:z
+52026-01-01T00:00:00+01:00cameradevdevip 741
+-1  -1:file -1:
+)");
 }
 
 TEST_F(StoreTest, SettingsKeepTheirPasswordEnciphered) {
@@ -396,8 +516,8 @@ TEST_F(StoreTest, SettingsKeepTheirPasswordEnciphered) {
       "UPDATE evidence.ftp_setting SET enable = 0, type = 2, address = 'a''', port = 21, username = 'u''', password "
       "= 'wmtGLicqYW09kymlbAkA/w==', path = 'p''', storage_type = 3, pool_name = 'pool''' , update_time = 'UTC' WHERE "
       "ID = 0 AND deleted = 0",
-      [&] { return store_.UpdateFTPSettings(settings); });
-  Sends("SELECT * FROM evidence.ftp_setting WHERE ID = 0 AND deleted = 0", [&] { return store_.GetFTPSettings(read); });
+      &Store::UpdateFTPSettings, settings);
+  Sends("SELECT * FROM evidence.ftp_setting WHERE ID = 0 AND deleted = 0", &Store::GetFTPSettings, read);
   const auto whole = [](const _tag_FTPSettings_& s) {
     return std::tie(s.enable, s.type, s.address, s.port, s.username, s.password, s.path, s.storage_type, s.pool_name);
   };
@@ -407,12 +527,11 @@ TEST_F(StoreTest, SettingsKeepTheirPasswordEnciphered) {
   EXPECT_EQ(GetLastError(), ErrorCode(0, 253)) << "the password cannot be opened";
   EXPECT_EQ(read->pool_name + read->password, "pool'");
   EXPECT_EQ(read->storage_type, 1) << "of enabled settings, whatever the column says";
-
   const platform::ScopedBackend<platform::ISystemBackend> no_key(nullptr);
-  Refuses({0, 252}, [&] { return store_.UpdateFTPSettings(settings); });
+  SendsNothing(252, &Store::UpdateFTPSettings, settings);
+  SendsNothing(2, &Store::UpdateFTPSettings, nullptr);
   settings->password = "";
   EXPECT_TRUE(store_.UpdateFTPSettings(settings)) << "no password needs no key";
-  Refuses({0, 2}, [&] { return store_.UpdateFTPSettings(nullptr); });
 }
 
 }  // namespace
