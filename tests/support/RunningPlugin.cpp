@@ -52,23 +52,6 @@ class InstalledSystem final : public platform::ISystemBackend {
   std::string AESKey() override { return "0123456789abcdef"; }
 };
 
-constexpr char kSqlCleanTables[] = R"(
-DO $$
-DECLARE
-  name text;
-BEGIN
-  FOR name IN SELECT schemaname || '.' || tablename FROM pg_tables
-              WHERE schemaname = 'evidence' OR tablename IN ('incre_resource', 'operation_log') LOOP
-    EXECUTE 'DELETE FROM ' || name;
-  END LOOP;
-  FOR name IN SELECT schemaname || '.' || sequencename FROM pg_sequences LOOP
-    EXECUTE 'ALTER SEQUENCE ' || name || ' RESTART';
-  END LOOP;
-  INSERT INTO evidence.evidence_type (id) SELECT generate_series(0, 5);
-  INSERT INTO evidence.evidence_custom (id, types) VALUES (1, 1), (2, 0), (3, 0);
-  INSERT INTO evidence.ftp_setting (id) VALUES (0);
-END $$)";
-
 }  // namespace
 
 RunningPlugin::RunningPlugin()
@@ -100,8 +83,27 @@ std::string RunningPlugin::Request(int method, const std::string& path, const st
 PluginTest::PluginTest() {
   setenv("TZ", "XXX-5:30", 1);
   tzset();
-  Postgres().Query(kSqlCleanTables);
+  CleanTables();
   plugin_.emplace();
+}
+
+void PluginTest::CleanTables() {
+  Postgres().Query(R"(
+DO $$
+DECLARE
+  name text;
+BEGIN
+  FOR name IN SELECT schemaname || '.' || tablename FROM pg_tables
+              WHERE schemaname = 'evidence' OR tablename IN ('incre_resource', 'operation_log') LOOP
+    EXECUTE 'DELETE FROM ' || name;
+  END LOOP;
+  FOR name IN SELECT schemaname || '.' || sequencename FROM pg_sequences LOOP
+    EXECUTE 'ALTER SEQUENCE ' || name || ' RESTART';
+  END LOOP;
+  INSERT INTO evidence.evidence_type (id) SELECT generate_series(0, 5);
+  INSERT INTO evidence.evidence_custom (id, types) VALUES (1, 1), (2, 0), (3, 0);
+  INSERT INTO evidence.ftp_setting (id) VALUES (0);
+END $$)");
 }
 
 std::string PluginTest::Sent() {

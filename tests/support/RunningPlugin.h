@@ -57,6 +57,9 @@ class PluginTest : public testing::Test {
  protected:
   PluginTest();
 
+  /// Brings the tables back to that; what the plugin has read before stays with it.
+  static void CleanTables();
+
   void Restart() {
     plugin_.reset();
     plugin_.emplace();

@@ -28,9 +28,7 @@ std::string RunScript(const std::string& command, const std::string& folder) {
   const std::string line = "PRIVATE_POSTGRES_FAST=1 '" PRIVATE_POSTGRES_SCRIPT "' " + command + " '" + folder + "'";
   std::FILE* const output = Open(line, "re");
   std::array<char, 4096> buffer{};
-  std::string text;
-  while (std::fgets(buffer.data(), static_cast<int>(buffer.size()), output))
-    text += buffer.data();
+  const std::string text = std::fgets(buffer.data(), static_cast<int>(buffer.size()), output) ? buffer.data() : "";
   if (pclose(output) != 0) throw std::runtime_error(line + " failed");
   return text.substr(0, text.find('\n'));
 }

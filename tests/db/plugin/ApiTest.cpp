@@ -43,10 +43,7 @@ TEST_F(ApiTest, TheFirstFailureEndsTheCallAndUndoesNothing) {
            Case{Asked("one"), "platform.operation_log", "10", one, "1 1 0 0"},
            Case{Asked("one"), "evidence.operation_log", "15", one, "1 1 1 0"},
        }) {
-    Postgres().Query(
-        "DELETE FROM evidence.evidence; DELETE FROM evidence.evidence_file; DELETE FROM evidence.operation_log;"
-        "DELETE FROM platform.operation_log; ALTER SEQUENCE evidence.evidence_id_seq RESTART;"
-        "ALTER SEQUENCE evidence.evidence_file_id_seq RESTART");
+    CleanTables();
     if (!c.forbidden.empty()) Postgres().Query("REVOKE INSERT ON " + c.forbidden + " FROM evidence_app");
     const auto request = std::make_shared<CPluginCommData>(
         R"({"Request":{"Evidence":[)" + c.asked + "," + Asked("two") + "]}}", nullptr, 0);

@@ -45,7 +45,7 @@ class DictionaryTest : public evidence_test::PluginTest {
   /// What stands in the dictionaries' tables beside the built-in entries, the changes told and the lines logged.
   static std::string Rows() {
     return Postgres().Value(
-        "SELECT string_agg(concat_ws(' ', word, a, b, c, d), E'\\n' ORDER BY part, place) FROM ("
+        "SELECT string_agg(concat_ws(' ', word, a, b, c, d), '; ' ORDER BY part, place) FROM ("
         "SELECT 1 AS part, id AS place, 'type' AS word, id AS a, name AS b, deleted AS c, NULL::integer AS d "
         "FROM evidence.evidence_type WHERE id > 5 UNION ALL "
         "SELECT 2, id, 'custom', id, name, types, deleted FROM evidence.evidence_custom WHERE id > 5 UNION ALL "
@@ -70,17 +70,10 @@ TEST_F(DictionaryTest, TypesOfTheTableTheCacheTheChangesAndTheLogAgree) {
             "-1 7 6")
       << "only live evidences lose the type";
   EXPECT_EQ(Rows(),
-            "type 6 ';DROP TABLE x;--\\'\" %s%n$1 0\n"
-            "type 7 \xE4\xB8\xAD 1\n"
-            "change 13001 6 0\n"
-            "change 13001 7 0\n"
-            "change 13001 6 1\n"
-            "change 13001 0 1\n"
-            "change 13001 7 2\n"
+            "type 6 ';DROP TABLE x;--\\'\" %s%n$1 0; type 7 \xE4\xB8\xAD 1; "
+            "change 13001 6 0; change 13001 7 0; change 13001 6 1; change 13001 0 1; change 13001 7 2; "
             "log 306011 alice 10.0.0.7 O'Brien \\ 100%;\xE4\xB8\xAD;a\xEF\xBF\xBD"
-            "b\n"
-            "log 306012 alice 10.0.0.7 ';DROP TABLE x;--\\'\" %s%n$1\n"
-            "log 306012 alice 10.0.0.7 Fire\n"
+            "b; log 306012 alice 10.0.0.7 ';DROP TABLE x;--\\'\" %s%n$1; log 306012 alice 10.0.0.7 Fire; "
             "log 306013 alice 10.0.0.7 \xE4\xB8\xAD");
   const std::string own = R"({"ID":6,"Name":"';DROP TABLE x;--\\'\" %s%n$1")";
   EXPECT_EQ(Get(kTypes, R"({"EvidenceTypeQueryReq":{"ClientResourceVersion":2}})"),
@@ -108,18 +101,9 @@ TEST_F(DictionaryTest, CustomsOfTheTableTheCacheTheChangesAndTheLogAgree) {
                                   R"({"OptionID":99,"OptionName":"of nobody"}]}})")),
             Answer(0));
   EXPECT_EQ(Rows(),
-            "custom 6 it's 0 0\n"
-            "custom 7 plate 1 1\n"
-            "option 1 red 6 1\n"
-            "option 2 blue 6 0\n"
-            "option 3 new 6 0\n"
-            "change 13005 6 0\n"
-            "change 13005 7 0\n"
-            "change 13005 7 2\n"
-            "change 13005 6 1\n"
-            "log 306014 alice 10.0.0.7 colour;plate\n"
-            "log 306016 alice 10.0.0.7 plate\n"
-            "log 306015 alice 10.0.0.7 it's");
+            "custom 6 it's 0 0; custom 7 plate 1 1; option 1 red 6 1; option 2 blue 6 0; option 3 new 6 0; "
+            "change 13005 6 0; change 13005 7 0; change 13005 7 2; change 13005 6 1; "
+            "log 306014 alice 10.0.0.7 colour;plate; log 306016 alice 10.0.0.7 plate; log 306015 alice 10.0.0.7 it's");
   EXPECT_EQ(Postgres().Value("SELECT string_agg(deleted::text, '' ORDER BY id) FROM evidence.evidence_custom_info"),
             "01");
   Restart();
@@ -163,7 +147,7 @@ TEST_F(DictionaryTest, RefusedStatementsLeaveWhatIsServed) {
       "GRANT SELECT ON platform.incre_resource TO evidence_app");
   EXPECT_EQ(Get(kTypes, "{}"), types);
   EXPECT_EQ(Get(kCustoms, "{}"), customs);
-  EXPECT_EQ(Rows(), "type 7 in the way 1\ncustom 6 a 0 0");
+  EXPECT_EQ(Rows(), "type 7 in the way 1; custom 6 a 0 0");
   Restart();
   EXPECT_EQ(Get(kTypes, "{}"), types);
   EXPECT_EQ(Get(kCustoms, "{}"),

@@ -131,11 +131,13 @@ TEST_F(ManagerTest, OfChangesOfOneEntryTheSameOneEndsInTheTableAndInTheCache) {
   std::list<ErrorPtr> refused;
   const auto before = Type(-1, "before");
   ASSERT_TRUE(manager_.InsertEvidenceTypes(refused, {before}));
-  for (int round = 0; round < 15; ++round) {
+  for (int round = 0; round < 40; ++round) {
+    std::barrier begin(4);
     std::vector<std::jthread> writers;
     for (const char* const name : {"a", "b", "c", "d"}) {
       writers.emplace_back([&, name = name + std::to_string(round)] {
         std::list<ErrorPtr> errors;
+        begin.arrive_and_wait();
         EXPECT_TRUE(manager_.ModifyEvidenceTypes(errors, {Type(before->type_id, name)}));
         const tag_EvidenceCustom_ custom{2, "", {{-1, name}}, 0, -1};
         EXPECT_TRUE(manager_.ModifyEvidenceCustoms(errors, {std::make_shared<tag_EvidenceCustom_>(custom)}));
