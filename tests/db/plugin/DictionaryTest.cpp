@@ -96,19 +96,18 @@ TEST_F(DictionaryTest, CustomsOfTheTableTheCacheTheChangesAndTheLogAgree) {
             Answer(0));
   Postgres().Query(
       "INSERT INTO evidence.evidence_custom_info (id, evidence_id, custom_id) VALUES (1, 1, 6), (2, 1, 7)");
-  EXPECT_EQ(Put(kCustoms, Customs(R"(,{"ID":6,"Name":"it's","CustomType":0,"CustomOptionList":{"CustomOption":)"
-                                  R"([{"OptionID":2,"OptionName":"blue"},{"OptionName":"new"},)"
-                                  R"({"OptionID":99,"OptionName":"of nobody"}]}})")),
-            Answer(0));
+  EXPECT_EQ(
+      Put(kCustoms, Customs(R"(,{"ID":6,"Name":"it's","CustomType":0,"CustomOptionList":{"CustomOption":)"
+                            R"([{"OptionID":2,"OptionName":"blue"},{"OptionID":99,"OptionName":"of nobody"}]}})")),
+      Answer(0));
   EXPECT_EQ(Rows(),
-            "custom 6 it's 0 0; custom 7 plate 1 1; option 1 red 6 1; option 2 blue 6 0; option 3 new 6 0; "
+            "custom 6 it's 0 0; custom 7 plate 1 1; option 1 red 6 1; option 2 blue 6 0; "
             "change 13005 6 0; change 13005 7 0; change 13005 7 2; change 13005 6 1; "
             "log 306014 alice 10.0.0.7 colour;plate; log 306016 alice 10.0.0.7 plate; log 306015 alice 10.0.0.7 it's");
   EXPECT_EQ(Postgres().Value("SELECT string_agg(deleted::text, '' ORDER BY id) FROM evidence.evidence_custom_info"),
             "01");
   Restart();
-  const std::string own = R"("CustomType":0,"CustomOptionList":{"CustomOption":[{"OptionID":2,"OptionName":"blue"},)"
-                          R"({"OptionID":3,"OptionName":"new"}]}})";
+  const std::string own = R"("CustomType":0,"CustomOptionList":{"CustomOption":[{"OptionID":2,"OptionName":"blue"}]}})";
   EXPECT_EQ(Get(kCustoms, "{}"), CustomList(kBuiltInCustoms + R"(,{"ID":6,"Name":"it's",)" + own));
   const auto since = [this](const std::string& version) {
     return Get(kCustoms, R"({"CustomQueryReq":{"ClientResourceVersion":)" + version + "}}");

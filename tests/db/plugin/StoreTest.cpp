@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <sstream>
 
@@ -49,12 +50,11 @@ class StoreTest : public evidence_test::PluginTest {
 
   /// The operations of a dictionary, all of one form.
   template <class Record, class Pointer = std::shared_ptr<Record>>
-  void Dictionary(const std::string& table, const std::string& sequence, std::int32_t (Store::*next)(),
+  void Dictionary(const std::string& table, std::int32_t (Store::*next)(),
                   bool (Store::*insert)(const std::list<Pointer>&), bool (Store::*update)(const std::list<Pointer>&),
                   bool (Store::*remove)(const IdList&), bool (Store::*read)(std::list<Pointer>&),
                   bool (Store::*name_of)(std::string&, std::int32_t)) {
-    Sends("SELECT NEXTVAL('evidence.evidence_" + sequence + "_seq')",
-          [&](Store& store) { return (store.*next)() != -1; });
+    Sends("SELECT NEXTVAL('" + table + "_id_seq')", [&](Store& store) { return (store.*next)() != -1; });
     const std::list<Pointer> entries{Share(Record{8, "O'Brien"}), Share(Record{9, R"(100% \ "x")"})};
     const std::string into = "INSERT INTO " + table + " (ID, name, create_time, deleted) VALUES (";
     const std::string set = "UPDATE " + table + " SET ";
@@ -65,7 +65,7 @@ class StoreTest : public evidence_test::PluginTest {
     Sends(set + "deleted = 1 WHERE id = 8;" + set + "deleted = 1 WHERE id = 7;", remove, IdList{8, 7});
     std::list<Pointer> live;
     Sends("SELECT * FROM " + table + " WHERE deleted = 0;", read, live);
-    EXPECT_EQ(live.back()->type_name, R"(100% \ "x")");
+    EXPECT_TRUE(std::ranges::any_of(live, [](const auto& entry) { return entry->type_name == R"(100% \ "x")"; }));
     std::string name;
     Sends("SELECT * FROM " + table + " WHERE ID = 8", name_of, name, 8);
     EXPECT_TRUE((store_.*name_of)(name, 8) && name == "O'Brien") << "names outlive their entries";
@@ -90,14 +90,14 @@ class StoreTest : public evidence_test::PluginTest {
 };
 
 TEST_F(StoreTest, Dictionaries) {
-  Dictionary<_tag_EvidenceType_>("evidence.evidence_type", "type_id", &Store::QueryEvidenceTypeSeqID,
-                                 &Store::InsertEvidenceTypes, &Store::UpdateEvidenceTypes, &Store::DeleteEvidenceTypes,
-                                 &Store::ReadAllEvidenceTypes, &Store::QueryEvidenceTypeNameById);
-  Dictionary<tag_EvidenceScene_>("evidence.evidence_scense", "scense_id", &Store::QueryEvidenceSceneSeqID,
+  Dictionary<_tag_EvidenceType_>("evidence.evidence_type", &Store::QueryEvidenceTypeSeqID, &Store::InsertEvidenceTypes,
+                                 &Store::UpdateEvidenceTypes, &Store::DeleteEvidenceTypes, &Store::ReadAllEvidenceTypes,
+                                 &Store::QueryEvidenceTypeNameById);
+  Dictionary<tag_EvidenceScene_>("evidence.evidence_scense", &Store::QueryEvidenceSceneSeqID,
                                  &Store::InsertEvidenceScenes, &Store::UpdateEvidenceScenes,
                                  &Store::DeleteEvidenceScenes, &Store::ReadAllEvidenceScenes,
                                  &Store::QueryEvidenceSceneNameById);
-  Dictionary<tag_EvidenceOutcome_>("evidence.evidence_outcome", "outcome_id", &Store::QueryEvidenceOutcomeSeqID,
+  Dictionary<tag_EvidenceOutcome_>("evidence.evidence_outcome", &Store::QueryEvidenceOutcomeSeqID,
                                    &Store::InsertEvidenceOutcomes, &Store::UpdateEvidenceOutcomes,
                                    &Store::DeleteEvidenceOutcomes, &Store::ReadAllEvidenceOutcomes,
                                    &Store::QueryEvidenceOutcomeNameById);
@@ -178,6 +178,7 @@ TEST_F(StoreTest, Evidences) {
   Orv::Base::Error::SetLastError({0, 4711});
   EXPECT_FALSE(store_.GetEvidenceByID(read, 1) || store_.GetEvidenceByGuid(read, "10'"));
   EXPECT_EQ(GetLastError(), ErrorCode(0, 4711)) << "no row, no pair";
+  evidence->id = 2;
   evidence->label = std::string("a\0b", 3);
   EXPECT_FALSE(store_.InsertEvidence(evidence)) << "a text is never cut short unseen";
   SendsNothing(0, &Store::GetEvidenceByIDs, list, IdList());
@@ -206,14 +207,16 @@ TEST_F(StoreTest, CustomsAndOptions) {
         &Store::UpdateEvidenceCustoms, customs);
   Sends(insert_option + "5, 'x''',6,0);", &Store::InsertOptions, Options{{5, "x'"}}, custom);
   Sends(update_option + "name = 'y''' WHERE ID = 5;", &Store::UpdatetOptions, Options{{5, "y'"}}, nullptr);
-  Sends(update_option + "deleted = 1 WHERE ID = 1;", &Store::DeleteOptions, Options{{1, ""}}, nullptr);
+  Sends(update_option + "deleted = 1 WHERE ID = 1;" + update_option + "deleted = 1 WHERE ID = 2;",
+        &Store::DeleteOptions, Options{{1, ""}, {2, ""}}, nullptr);
   Sends("SELECT * FROM evidence.evidence_option WHERE custom_id = 6 AND deleted = 0", &Store::GetOptionsByCustom,
         options, custom);
-  EXPECT_EQ(std::to_string(options.at(1).option_id) + options[1].option_name, "5y'");
+  EXPECT_EQ(std::to_string(options.at(0).option_id) + options[0].option_name, "5y'");
   Sends("SELECT * FROM evidence.evidence_custom WHERE ID = 6", &Store::QueryEvidenceCustomNameById, name, 6);
   customs.clear();
   Sends("SELECT * FROM evidence.evidence_custom WHERE deleted = 0;", &Store::ReadAllEvidenceCustoms, customs);
   customs.remove_if([](const auto& read) { return read->custom_id == 3; });
+  customs.sort([](const auto& one, const auto& other) { return one->custom_id < other->custom_id; });
   // The database gives the result of the last statement of a text.
   const std::string first = "SELECT * FROM evidence.evidence_option WHERE custom_id = 2 AND deleted = 0;";
   Sends(first + "\n" + first + "SELECT * FROM evidence.evidence_option WHERE custom_id = 6 AND deleted = 0;",
