@@ -135,10 +135,8 @@ TEST_F(StoreTest, Evidences) {
       "local_create_time, update_time_offset, update_time, local_update_time, deleted, label, add_mode, upload_mode, "
       "upload_begin_time, upload_end_time, record_begin_time, record_end_time, releated_camera_ids, "
       "evidence_begin_time, evidence_end_time, cad_id) VALUES (1, '10''', 'O'' \\'' \\n %s$1\n\xE4\xB8\xAD;--', 2, 3, "
-      "4, "
-      "'12''', 5, 6, '13''', 330, 'UTC', 'LOCAL', 330, 'UTC', 'LOCAL', 0, 'l', 7, 8, '15''', '16''', '17''', "
-      "'18''', "
-      "'19''', '20''', '21''','22''')",
+      "4, '12''', 5, 6, '13''', 330, 'UTC', 'LOCAL', 330, 'UTC', 'LOCAL', 0, 'l', 7, 8, '15''', '16''', '17''', "
+      "'18''', '19''', '20''', '21''','22''')",
       &Store::InsertEvidence, evidence);
   Sends(
       "UPDATE evidence.evidence SET guid = '10''', name = 'O'' \\'' \\n %s$1\n\xE4\xB8\xAD;--', evidence_type_id = 2, "
@@ -352,7 +350,8 @@ TEST_F(StoreTest, UnrelatedFiles) {
       "SELECT file_type, count(*) FROM evidence.evidence_file WHERE evidence_id = -1 AND deleted = 0 GROUP BY "
       "file_type",
       &Store::QueryUnRelatedEvidenceFilesNum, counts);
-  EXPECT_EQ(std::tuple(counts.size(), counts[1], counts[3], counts[8]), std::tuple(8U, 1, 1, 0));
+  const std::map<std::int32_t, std::int32_t> by_type{{1, 1}, {2, 0}, {3, 1}, {4, 0}, {5, 0}, {6, 0}, {7, 0}, {8, 0}};
+  EXPECT_EQ(counts, by_type);
 }
 
 TEST_F(StoreTest, FiltersOfEvidences) {
@@ -398,19 +397,26 @@ TEST_F(StoreTest, FiltersOfEvidences) {
   f.time_type = 1;
   sends(created("local_create_time"));
 
-  // Nothing is sent of what cannot be.
-  for (const std::string& time : {std::string("2025' OR '1'='1"), std::string("\\"), std::string("a\0b", 3)}) {
+  const auto refused = [&] {
+    EXPECT_EQ(Found(f), "2");
+    EXPECT_EQ(Sent(), "");
     f = {};
-    f.evidence_end_end_time = time;
-    EXPECT_EQ(Found(f) + Sent(), "2");
-  }
+  };
   f = {};
+  using Filter = _tag_EvidenceFilterInfo_;
+  for (const auto time :
+       {&Filter::create_start_time, &Filter::create_end_time, &Filter::evidence_begin_start_time,
+        &Filter::evidence_begin_end_time, &Filter::evidence_end_start_time, &Filter::evidence_end_end_time}) {
+    for (const std::string& unsafe : {std::string("2026' OR '1'='1"), std::string("\\"), std::string("a\0b", 3)}) {
+      f.*time = unsafe;
+      refused();
+    }
+  }
   std::tie(f.create_start_time, f.create_end_time) = std::tuple("2026-01-02 00:00:00", "2026-01-01 00:00:00");
-  EXPECT_EQ(Found(f) + Sent(), "2");
+  refused();
   for (const std::int32_t status : {-2, 2}) {
-    f = {};
     f.status = status;
-    EXPECT_EQ(Found(f) + Sent(), "2");
+    refused();
   }
 }
 
