@@ -6,6 +6,7 @@
 #include "OrvBase/StringUtil.h"
 #include "OrvBase/TimeUtil.h"
 #include "support/AuthenticationStub.h"
+#include "support/ElementsStub.h"
 #include "support/ThrowawayPostgres.h"
 
 namespace evidence_test {
@@ -29,19 +30,18 @@ class EveryPermission final : public kelp::IClientPermissionApi {
 
 class Adapter final : public kelp::IPlatformAdapterInterface {
  public:
-  Adapter(std::shared_ptr<kelp::IMsgBus> bus, std::shared_ptr<ElementsStub> elements)
-      : bus_(std::move(bus)), elements_(std::move(elements)) {}
+  explicit Adapter(std::shared_ptr<kelp::IMsgBus> bus) : bus_(std::move(bus)) {}
   void GetMsgBus(std::shared_ptr<kelp::IMsgBus>& bus, bool) override { bus = bus_; }
-  void GetClientPermissionApi(std::shared_ptr<kelp::IClientPermissionApi>& api, bool) override { api = permissions_; }
+  void GetClientPermissionApi(std::shared_ptr<kelp::IClientPermissionApi>& api, bool) override {
+    api = std::make_shared<EveryPermission>();
+  }
   std::shared_ptr<kelp::IElementApi> GetElementApi(bool) override { return elements_; }
   std::shared_ptr<kelp::IDeviceApi> GetDeviceApi(bool) override { return elements_; }
-  std::shared_ptr<kelp::ISystemAndLogAPI> GetSystemAndLogApi(bool) override { return system_and_log_; }
+  std::shared_ptr<kelp::ISystemAndLogAPI> GetSystemAndLogApi(bool) override { return platform::MakeSystemAndLogApi(); }
 
  private:
   const std::shared_ptr<kelp::IMsgBus> bus_;
-  const std::shared_ptr<kelp::IClientPermissionApi> permissions_ = std::make_shared<EveryPermission>();
-  const std::shared_ptr<ElementsStub> elements_;
-  const std::shared_ptr<kelp::ISystemAndLogAPI> system_and_log_ = platform::MakeSystemAndLogApi();
+  const std::shared_ptr<ElementsStub> elements_ = std::make_shared<ElementsStub>();
 };
 
 class InstalledSystem final : public platform::ISystemBackend {
@@ -58,7 +58,7 @@ RunningPlugin::RunningPlugin()
     : db_slot_(platform::MakePostgresDBManager({.connection = Postgres().AppConnection()})),
       authentication_slot_(std::make_shared<OneSession>()),
       system_slot_(std::make_shared<InstalledSystem>()),
-      adapter_slot_(std::make_shared<Adapter>(routes_, elements_)) {
+      adapter_slot_(std::make_shared<Adapter>(routes_)) {
   platform::SetLogThreshold(1);
   if (!kelp::IDBManager::Instance()->Initialize(platform::kPlatformDbId, 4, 4, true) || !module_.Initialize()) {
     throw std::runtime_error("the plugin did not start");

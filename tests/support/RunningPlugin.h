@@ -11,14 +11,13 @@
 #include "KelpPlatform/MsgBus.h"
 #include "RealBackends.h"
 #include "impl/Evidence/EvidenceModule.h"
-#include "support/ElementsStub.h"
 #include "support/LogRecorder.h"
 
 namespace evidence_test {
 
 /// The plugin on the real platform over the environment's PostgreSQL, without sockets: requests go
-/// to the callback that the plugin registered for their path. One session, "session", of the user "alice" at
-/// 10.0.0.7, who may do everything.
+/// to the callback that the plugin registered for their path. No cameras. One session, "session", of the
+/// user "alice" at 10.0.0.7, who may do everything.
 class RunningPlugin {
  public:
   /// Installs the platform and starts the plugin; throws std::runtime_error when it does not start.
@@ -31,13 +30,10 @@ class RunningPlugin {
   std::string Request(int method, const std::string& path, const std::string& body = {},
                       const std::string& session = "session") const;
 
-  /// What the platform knows of cameras; not to be changed while a request runs.
-  ElementsStub& Elements() const { return *elements_; }
   LogRecorder& Log() const { return *log_; }
 
  private:
   const std::shared_ptr<LogRecorder> log_ = std::make_shared<LogRecorder>();
-  const std::shared_ptr<ElementsStub> elements_ = std::make_shared<ElementsStub>();
   const std::shared_ptr<platform::IRouteTable> routes_ = platform::MakeRouteTable();
   platform::ScopedBackend<platform::ILogSink> log_slot_{log_};
   platform::ScopedBackend<kelp::IDBManager> db_slot_;
