@@ -138,6 +138,10 @@ TEST_F(StoreTest, Evidences) {
       "4, '12''', 5, 6, '13''', 330, 'UTC', 'LOCAL', 330, 'UTC', 'LOCAL', 0, 'l', 7, 8, '15''', '16''', '17''', "
       "'18''', '19''', '20''', '21''','22''')",
       &Store::InsertEvidence, evidence);
+  const auto twin = Share(*evidence);
+  twin->id = 2;
+  twin->cad_id = std::string(2000, 'c');
+  EXPECT_FALSE(store_.InsertEvidence(twin)) << "one live evidence for each guid, however long its texts are";
   Sends(
       "UPDATE evidence.evidence SET guid = '10''', name = 'O'' \\'' \\n %s$1\n\xE4\xB8\xAD;--', evidence_type_id = 2, "
       "scene_id = 3, outcome_id = 4, evidence_desc = '12''', evidence_status = 5, update_time_offset = 330, "
@@ -151,6 +155,7 @@ TEST_F(StoreTest, Evidences) {
   Postgres().Query("UPDATE evidence.evidence SET local_create_time = '2026-01-01 05:00', create_time_offset = 300");
   Sends("SELECT * FROM evidence.evidence WHERE guid = '10''' AND deleted = 0", &Store::GetEvidenceByGuid, read, "10'");
   Sends("SELECT * FROM evidence.evidence WHERE deleted = 0;", &Store::QueryAllEvidences, list);
+  ASSERT_EQ(list.size(), 1U);
   std::ostringstream written;
   std::ostringstream stored;
   EachColumn(*evidence, [&written](const auto& column) { written << column << '|'; });
@@ -176,7 +181,9 @@ TEST_F(StoreTest, Evidences) {
   Orv::Base::Error::SetLastError({0, 4711});
   EXPECT_FALSE(store_.GetEvidenceByID(read, 1) || store_.GetEvidenceByGuid(read, "10'"));
   EXPECT_EQ(GetLastError(), ErrorCode(0, 4711)) << "no row, no pair";
-  evidence->id = 2;
+  EXPECT_TRUE(store_.InsertEvidence(twin)) << "a deleted one does not count";
+  evidence->id = 3;
+  evidence->guid = "3";
   evidence->label = std::string("a\0b", 3);
   EXPECT_FALSE(store_.InsertEvidence(evidence)) << "a text is never cut short unseen";
   SendsNothing(0, &Store::GetEvidenceByIDs, list, IdList());
@@ -252,6 +259,7 @@ TEST_F(StoreTest, ValuesShareTheKeyOfTheirCustom) {
   EXPECT_EQ(all.at(7).custom_id, 1) << "the first stays";
   Sends("SELECT * FROM evidence.evidence_custom_info WHERE evidence_id = 7 AND deleted = 0",
         &Store::GetEvidenceCustomByID, of_one, 7);
+  ASSERT_EQ(of_one.size(), 3U);
   EXPECT_EQ(of_one.back()->custom_options.front().option_id, 9);
   Sends("UPDATE evidence.evidence_custom_info SET deleted = 1 WHERE custom_id = 2;",
         &Store::DeleteEvidenceCustomInfoByCustomID, IdList{2});
@@ -291,6 +299,7 @@ TEST_F(StoreTest, Files) {
   EXPECT_EQ(by_evidence.at(7).front()->id, 3);
   Sends("SELECT *" + from + "evidence_id = 7 AND deleted = 0  AND file_name = 'n'''  AND guid = 'g''' ",
         [&](Store& store) { return store.QueryEvidenceFiles(files, 7, "n'", "g'"); });
+  ASSERT_EQ(files.size(), 1U);
   EXPECT_EQ(std::to_string(files.back()->id) + files.back()->file_name, "3") << "which files, not what they hold";
   Sends("SELECT evidence_id, file_name" + from + "deleted = 0 AND id IN (3);", &Store::GetEvidenceIDAndFileNameByFileID,
         names, IdVector{3});
@@ -325,7 +334,7 @@ TEST_F(StoreTest, UnrelatedFiles) {
     const std::string text = "FROM evidence.evidence_file WHERE " + condition + "deleted = 0 ";
     Sends("SELECT count(*) " + text + "\nSELECT * " + text + "ORDER BY begin_time DESC limit 10 offset 0;",
           &Store::QueryUnRelatedEvidenceFiles, files, filter, count);
-    return std::to_string(files.front()->id) + " of " + std::to_string(count);
+    return (files.empty() ? "none" : std::to_string(files.front()->id)) + " of " + std::to_string(count);
   };
   filter->file_type = 8;
   EXPECT_EQ(newest("evidence_id = -1  AND "), "2 of 2") << "any type without a list";
@@ -338,6 +347,7 @@ TEST_F(StoreTest, UnrelatedFiles) {
   EXPECT_EQ(newest(R"((file_name ilike '%50\%%' )  AND evidence_id = -1  AND file_type = 1  AND end_time <= )"
                    "'2026-01-01 13:00:00' AND begin_time >= '2026-01-01 00:00:00'  AND "),
             "1 of 1");
+  ASSERT_EQ(files.size(), 1U);
   EXPECT_EQ(files.front()->begin_time + files.front()->end_time, "2026-01-01T12:00:00+01:002026-01-01T13:00:00+01:00");
   std::swap(filter->create_start_time, filter->create_end_time);
   SendsNothing(2, &Store::QueryUnRelatedEvidenceFiles, files, filter, count);
