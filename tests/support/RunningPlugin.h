@@ -1,20 +1,23 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <ctime>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "Backend.h"
 #include "KelpPlatform/MsgBus.h"
 #include "RealBackends.h"
 #include "impl/Evidence/EvidenceModule.h"
-#include "support/ElementsStub.h"
 #include "support/LogRecorder.h"
 
 namespace evidence_test {
 
 /// The plugin on the real platform over the environment's PostgreSQL, without sockets: requests go
-/// to the callback that the plugin registered for their path. One session, "session", of the user "alice" at
-/// 10.0.0.7, who may do everything.
+/// to the callback that the plugin registered for their path. No cameras. One session, "session", of the
+/// user "alice" at 10.0.0.7, who may do everything.
 class RunningPlugin {
  public:
   /// Installs the platform and starts the plugin; throws std::runtime_error when it does not start.
@@ -26,29 +29,11 @@ class RunningPlugin {
   /// The answer to a request; "404" for an unknown path.
   std::string Request(int method, const std::string& path, const std::string& body = {},
                       const std::string& session = "session") const;
-  std::string Get(const std::string& path, const std::string& body = {}) const {
-    return Request(kelp::kMethodGet, path, body);
-  }
-  std::string Put(const std::string& path, const std::string& body) const {
-    return Request(kelp::kMethodPut, path, body);
-  }
-  std::string Delete(const std::string& path, const std::string& body = {}) const {
-    return Request(kelp::kMethodDelete, path, body);
-  }
 
-  /// The platform's key from here on; not while a request runs.
-  void SetAesKey(const std::string& key) { *aes_key_ = key; }
-
-  /// What the platform knows of cameras; not to be changed while a request runs.
-  ElementsStub& Elements() const { return *elements_; }
   LogRecorder& Log() const { return *log_; }
-  /// The texts the database got since the last call, in order.
-  std::vector<std::string> TakeStatements() const;
 
  private:
   const std::shared_ptr<LogRecorder> log_ = std::make_shared<LogRecorder>();
-  const std::shared_ptr<std::string> aes_key_ = std::make_shared<std::string>("0123456789abcdef");
-  const std::shared_ptr<ElementsStub> elements_ = std::make_shared<ElementsStub>();
   const std::shared_ptr<platform::IRouteTable> routes_ = platform::MakeRouteTable();
   platform::ScopedBackend<platform::ILogSink> log_slot_{log_};
   platform::ScopedBackend<kelp::IDBManager> db_slot_;
@@ -61,6 +46,35 @@ class RunningPlugin {
   platform::ScopedBackend<platform::ISystemBackend> system_slot_;
   platform::ScopedBackend<kelp::IPlatformAdapterInterface> adapter_slot_;
   Evidence::CEvidenceModule module_;
+};
+
+/// A test of a plugin that starts over tables as the set-up makes them, in a time zone of +05:30.
+class PluginTest : public testing::Test {
+ protected:
+  PluginTest();
+
+  /// Brings the tables back to that; what the plugin has read before stays with it.
+  static void CleanTables();
+
+  void Restart() {
+    plugin_.reset();
+    plugin_.emplace();
+  }
+
+  std::string Get(const std::string& path, const std::string& body = {}) const {
+    return plugin_->Request(kelp::kMethodGet, path, body);
+  }
+  std::string Put(const std::string& path, const std::string& body) const {
+    return plugin_->Request(kelp::kMethodPut, path, body);
+  }
+
+  /// What the database got since the last call, a text a line, with the times of now as UTC or LOCAL.
+  std::string Sent();
+
+  std::optional<RunningPlugin> plugin_;
+
+ private:
+  const std::time_t began_ = std::time(nullptr);
 };
 
 }  // namespace evidence_test

@@ -1,13 +1,8 @@
 #include "support/ThrowawayPostgres.h"
 
-#include <fcntl.h>
 #include <libpq-fe.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <array>
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -21,15 +16,19 @@ namespace {
 
 std::unique_ptr<ThrowawayPostgres> environment_server;
 
+/// A process with one end of a pipe.
+std::FILE* Open(const std::string& command, const char* mode) {
+  std::FILE* const pipe = popen(command.c_str(), mode);
+  if (!pipe) throw std::runtime_error("no process for " + command);
+  return pipe;
+}
+
 /// The script's first line of output.
 std::string RunScript(const std::string& command, const std::string& folder) {
   const std::string line = "PRIVATE_POSTGRES_FAST=1 '" PRIVATE_POSTGRES_SCRIPT "' " + command + " '" + folder + "'";
-  FILE* const output = popen(line.c_str(), "re");
-  if (!output) throw std::runtime_error("no process for " + line);
+  std::FILE* const output = Open(line, "re");
   std::array<char, 4096> buffer{};
-  std::string text;
-  while (std::fgets(buffer.data(), static_cast<int>(buffer.size()), output))
-    text += buffer.data();
+  const std::string text = std::fgets(buffer.data(), static_cast<int>(buffer.size()), output) ? buffer.data() : "";
   if (pclose(output) != 0) throw std::runtime_error(line + " failed");
   return text.substr(0, text.find('\n'));
 }
@@ -40,45 +39,19 @@ std::string MakeFolder() {
   return name;
 }
 
-/// A process in a session of its own, which no signal to this one's group reaches. It waits for the end of `input`.
-pid_t SpawnWatcher(int input, std::string folder) {
-  std::string shell = "bash";
-  std::string flag = "-c";
-  std::string text = "cat >/dev/null; exec '" PRIVATE_POSTGRES_SCRIPT "' remove \"$0\"";
-  const std::array<char*, 5> arguments{shell.data(), flag.data(), text.data(), folder.data(), nullptr};
-  posix_spawn_file_actions_t actions;
-  posix_spawnattr_t attributes;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawnattr_init(&attributes);
-  posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
-  // Whoever reads this program's output to its end must not wait for the watcher.
-  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
-  pid_t child = -1;
-  const int fault = posix_spawnp(&child, "bash", &actions, &attributes, arguments.data(), environ);
-  posix_spawnattr_destroy(&attributes);
-  posix_spawn_file_actions_destroy(&actions);
-  if (fault != 0) throw std::runtime_error("no watcher process");
-  return child;
+/// A process in a session of its own, which no signal to this one's group reaches. It waits for the end of its input.
+/// Whoever reads this program's output to its end must not wait for it.
+std::FILE* StartWatcher(const std::string& folder) {
+  return Open("exec setsid sh -c 'cat; exec \"$0\" remove \"$1\"' '" PRIVATE_POSTGRES_SCRIPT "' '" + folder +
+                  "' >/dev/null 2>&1",
+              "we");
 }
 
 }  // namespace
 
-ThrowawayPostgres::ThrowawayPostgres() : folder_(MakeFolder()) {
-  std::array<int, 2> ends{};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
-  watcher_pipe_ = ends[1];
-  watcher_ = SpawnWatcher(ends[0], folder_);
-  close(ends[0]);
-  Start();
-}
+ThrowawayPostgres::ThrowawayPostgres() : folder_(MakeFolder()), watcher_(StartWatcher(folder_)) { Start(); }
 
-ThrowawayPostgres::~ThrowawayPostgres() {
-  close(watcher_pipe_);
-  while (waitpid(watcher_, nullptr, 0) < 0 && errno == EINTR) {
-  }
-}
+ThrowawayPostgres::~ThrowawayPostgres() { pclose(watcher_); }
 
 std::string ThrowawayPostgres::ConnectionTo(const std::string& database, const std::string& user) const {
   // The host is the owner's first word.
@@ -91,8 +64,6 @@ void ThrowawayPostgres::SetUp() const {
   const auto result = platform::SetUpDatabase(owner_connection_, Scripts());
   if (!result.ok) throw std::runtime_error(result.fault);
 }
-
-Rows ThrowawayPostgres::Query(const std::string& sql) const { return Session(owner_connection_).Query(sql); }
 
 std::string ThrowawayPostgres::Value(const std::string& sql) const {
   const Rows rows = Query(sql);

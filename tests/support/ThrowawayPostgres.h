@@ -1,8 +1,8 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <sys/types.h>
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -52,7 +52,7 @@ class ThrowawayPostgres {
   static std::string Scripts();
 
   /// Session::Query as the superuser, over a connection of its own.
-  Rows Query(const std::string& sql) const;
+  Rows Query(const std::string& sql) const { return Session(owner_connection_).Query(sql); }
   /// The one value that `sql` gives.
   std::string Value(const std::string& sql) const;
 
@@ -62,9 +62,8 @@ class ThrowawayPostgres {
 
  private:
   std::string folder_;
+  std::FILE* watcher_;
   std::string owner_connection_;
-  int watcher_pipe_ = -1;
-  pid_t watcher_ = -1;
 };
 
 /// One set-up server for a whole test program. Register it once:

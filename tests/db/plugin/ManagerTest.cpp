@@ -1,0 +1,157 @@
+// Many writers at once on a real PostgreSQL.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <barrier>
+#include <mutex>
+#include <thread>
+
+#include "OrvBase/Error.h"
+#include "impl/Evidence/EvidenceManager.h"
+#include "support/RunningPlugin.h"
+#include "support/ThrowawayPostgres.h"
+
+namespace {
+
+using namespace Evidence;
+using evidence_test::Postgres;
+using evidence_test::Rows;
+using Names = std::map<std::int32_t, std::string>;
+
+class ManagerTest : public evidence_test::PluginTest {
+ protected:
+  void SetUp() override { ASSERT_TRUE(manager_.Initialize()); }
+
+  static EvidenceTypePtr Type(std::int32_t id, const std::string& name) {
+    return std::make_shared<_tag_EvidenceType_>(_tag_EvidenceType_{id, name});
+  }
+
+  static Names TypeRows() {
+    Names names;
+    for (const auto& row : Postgres().Query("SELECT id, name FROM evidence.evidence_type WHERE deleted = 0 AND id > 5"))
+      names[std::stoi(row[0])] = row[1];
+    return names;
+  }
+
+  /// A manager beside the plugin's own needs loops of its own.
+  platform::ScopedBackend<kelp::IThreadManager> threads_{platform::MakeThreadManager()};
+  CEvidenceManager manager_;
+};
+
+TEST_F(ManagerTest, OfParallelCreationsWithOneGuidOneWins) {
+  constexpr int kThreads = 8;
+  for (int round = 0; round < 5; ++round) {
+    const std::string guid = "same-" + std::to_string(round);
+    std::barrier begin(kThreads);
+    std::mutex mutex;
+    std::vector<int> codes;
+    {
+      std::vector<std::jthread> threads;
+      for (int n = 0; n < kThreads; ++n) {
+        threads.emplace_back([&] {
+          const auto evidence = std::make_shared<_tag_Evidence_>();
+          evidence->guid = evidence->name = guid;
+          begin.arrive_and_wait();
+          const bool added = manager_.AddEvidence(evidence) != 0xFFFFFFFF;
+          const std::lock_guard lock(mutex);
+          codes.push_back(added ? 0 : Orv::Base::Error::GetLastError().SubCode());
+        });
+      }
+    }
+    EXPECT_EQ(std::ranges::count(codes, 0), 1);
+    EXPECT_THAT(codes, testing::Each(testing::AnyOf(0, 9805, 15)));
+    EXPECT_EQ(Postgres().Value("SELECT count(*) FROM evidence.evidence WHERE guid = '" + guid + "'"), "1");
+  }
+}
+
+/// Asks for what changed since the version that it holds, and holds the newest version there is from then on.
+struct Client {
+  void Poll(CEvidenceManager& manager) {
+    const std::string newest = Postgres().Value("SELECT coalesce(max(version), 0) FROM platform.incre_resource");
+    std::list<EvidenceTypePtr> changed;
+    std::list<std::int32_t> methods;
+    EXPECT_TRUE(manager.GetIncreEvidenceTypes(changed, methods, version));
+    ASSERT_EQ(changed.size(), methods.size());
+    auto method = methods.begin();
+    for (const auto& type : changed) {
+      types[type->type_id] = type->type_name;
+      if (*method++ == 2) types.erase(type->type_id);
+    }
+    version = std::stoi(newest);
+  }
+
+  std::int32_t version = 0;
+  Names types;
+};
+
+TEST_F(ManagerTest, AClientOfChangesEndsWithTheRowsOfEightWriters) {
+  // Holds some changes between drawing their version and their commit, so that later versions that could be seen ahead
+  // of them would be.
+  Postgres().Query(
+      "CREATE FUNCTION public.linger() RETURNS trigger LANGUAGE plpgsql AS "
+      "'BEGIN PERFORM pg_sleep(CASE WHEN random() < 0.2 THEN 0.03 ELSE 0 END); RETURN NEW; END';"
+      "CREATE TRIGGER linger AFTER INSERT ON platform.incre_resource FOR EACH ROW EXECUTE FUNCTION public.linger()");
+  Client client;
+  std::atomic<int> writing = 8;
+  {
+    std::vector<std::jthread> writers;
+    for (int n = 0; n < 4; ++n) {
+      writers.emplace_back([&, n] {
+        std::list<ErrorPtr> errors;
+        for (int round = 0; round < 10; ++round) {
+          const auto type = Type(-1, "w" + std::to_string(n) + "r" + std::to_string(round));
+          EXPECT_TRUE(manager_.InsertEvidenceTypes(errors, {type}));
+          const auto renamed = Type(type->type_id, type->type_name + "x");
+          EXPECT_TRUE(round % 3 != 1 || manager_.ModifyEvidenceTypes(errors, {renamed}));
+          EXPECT_TRUE(round % 3 != 2 || manager_.DeleteEvidenceTypes(errors, {type->type_id}, nullptr));
+        }
+        EXPECT_TRUE(errors.empty());
+        --writing;
+      });
+      // Changes of another kind, which take no turns with those of the dictionary.
+      writers.emplace_back([&] {
+        const auto api = kelp::IPlatformAdapterInterface::Instance()->GetSystemAndLogApi(true);
+        for (int round = 0; round < 50; ++round)
+          EXPECT_TRUE(api->AddIncreResouce(1, 1, 1));
+        --writing;
+      });
+    }
+    while (writing > 0)
+      client.Poll(manager_);
+  }
+  client.Poll(manager_);
+  Postgres().Query("DROP TRIGGER linger ON platform.incre_resource; DROP FUNCTION public.linger()");
+  EXPECT_EQ(client.types.size(), 4U * 7U);
+  EXPECT_EQ(client.types, TypeRows());
+}
+
+TEST_F(ManagerTest, OfChangesOfOneEntryTheSameOneEndsInTheTableAndInTheCache) {
+  std::list<ErrorPtr> refused;
+  const auto before = Type(-1, "before");
+  ASSERT_TRUE(manager_.InsertEvidenceTypes(refused, {before}));
+  for (int round = 0; round < 40; ++round) {
+    std::barrier begin(4);
+    std::vector<std::jthread> writers;
+    for (const char* const name : {"a", "b", "c", "d"}) {
+      writers.emplace_back([&, name = name + std::to_string(round)] {
+        std::list<ErrorPtr> errors;
+        begin.arrive_and_wait();
+        EXPECT_TRUE(manager_.ModifyEvidenceTypes(errors, {Type(before->type_id, name)}));
+        const tag_EvidenceCustom_ custom{2, "", {{-1, name}}, 0, -1};
+        EXPECT_TRUE(manager_.ModifyEvidenceCustoms(errors, {std::make_shared<tag_EvidenceCustom_>(custom)}));
+      });
+    }
+    writers.clear();
+    EvidenceTypePtr type;
+    ASSERT_TRUE(manager_.GetEvidenceTypeById(type, before->type_id));
+    EXPECT_EQ(TypeRows()[before->type_id], type->type_name);
+    EvidenceCustomPtr custom;
+    ASSERT_TRUE(manager_.GetEvidenceCustomById(custom, 2));
+    EXPECT_EQ(Postgres().Query("SELECT name FROM evidence.evidence_option WHERE custom_id = 2 AND deleted = 0"),
+              (Rows{{custom->custom_options.at(0).option_name}}));
+  }
+}
+
+}  // namespace
