@@ -4,60 +4,26 @@
 
 #include <atomic>
 #include <barrier>
-#include <mutex>
 #include <thread>
 
 #include "OrvBase/Error.h"
 #include "impl/Evidence/EvidenceManager.h"
-#include "support/StoreStub.h"
 #include "unit/plugin/ScriptedPlatform.h"
 
 namespace {
 
 using Evidence::EvidenceTypePtr;
 
-/// Ten fixed types; every write succeeds.
-class TenTypes final : public evidence_test::StoreStub {
- public:
-  std::int32_t QueryEvidenceTypeSeqID() override { return ++last_id_; }
-  bool ReadAllEvidenceTypes(std::list<EvidenceTypePtr>& types) override {
-    for (std::int32_t id = 0; id < 10; ++id) {
-      types.push_back(std::make_shared<Evidence::_tag_EvidenceType_>(
-          Evidence::_tag_EvidenceType_{id, id < 6 ? "" : "own" + std::to_string(id)}));
-    }
-    return true;
-  }
-  bool InsertEvidenceTypes(const std::list<EvidenceTypePtr>&) override { return true; }
-  bool UpdateEvidenceTypes(const std::list<EvidenceTypePtr>&) override { return true; }
-  bool DeleteEvidenceTypes(const Evidence::IdList&) override { return true; }
-  bool DeleteEvidenceTypeInEvidence(const Evidence::IdVector&) override { return true; }
-  bool ReadAllEvidenceCustoms(std::list<Evidence::EvidenceCustomPtr>&) override { return true; }
-  bool ReadAllCustomOptions(std::list<Evidence::EvidenceCustomPtr>&) override { return true; }
-
- private:
-  std::atomic<std::int32_t> last_id_ = 1000;
-};
-
-/// Takes increments from any thread.
-class CountingApi final : public kelp::ISystemAndLogAPI {
- public:
-  std::atomic<int> increments = 0;
-  bool AddIncreResouce(int, std::uint64_t, int) override {
-    ++increments;
-    return true;
-  }
-  int WriteOperatorLog(const std::string&, int, std::int64_t, const std::string&, int, const std::string&, int,
-                       int) override {
-    return 0;
-  }
-};
-
 TEST(ManagerConcurrencyTest, StartStopAndCallsFromManyThreads) {
   scripted::Platform platform;
   platform::SetLogThreshold(6);
-  const auto api = std::make_shared<CountingApi>();
-  platform.adapter->system_and_log = api;
-  Evidence::CEvidenceManager manager(std::make_shared<TenTypes>());
+  int last_key = 1000;
+  platform.db->answer = [&last_key](const std::string& sql) -> std::vector<scripted::Row> {
+    if (sql.starts_with("SELECT NEXTVAL")) return {{{"nextval", std::to_string(++last_key)}}};
+    if (sql.find("FROM evidence.evidence_type") == std::string::npos) return {};
+    return {{{"ID", "1"}}, {{"ID", "5"}}, {{"ID", "6"}, {"name", "own6"}}, {{"ID", "9"}, {"name", "own9"}}};
+  };
+  Evidence::CEvidenceManager manager;
 
   constexpr int kCallers = 6;
   constexpr int kRounds = 30;
@@ -109,7 +75,7 @@ TEST(ManagerConcurrencyTest, StartStopAndCallsFromManyThreads) {
     ended = true;
   }
   EXPECT_EQ(wrong, 0);
-  EXPECT_GT(api->increments, 0);
+  EXPECT_FALSE(platform.system_and_log->increments.empty());
 }
 
 }  // namespace
