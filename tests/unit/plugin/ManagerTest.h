@@ -41,6 +41,11 @@ inline std::string Short(std::string sql) {
   return sql;
 }
 
+/// A reply of the file manager: it refuses one file.
+constexpr char kOneRefused[] =
+    R"({"ResponseStatus":{"ErrorModule":0,"ErrorCode":0,"Data":{"LinkFileErrorList":{"x":1},)"
+    R"("LinkFileError":[{"ID":60,"Name":"n","Error":{"ErrorModule":31,"ErrorCode":4}}]}}})";
+
 /// A manager on its store over a scripted database and file manager.
 class ManagerTest : public ::testing::Test {
  protected:
@@ -57,13 +62,16 @@ class ManagerTest : public ::testing::Test {
     ASSERT_TRUE(manager_.Initialize());
     (void)Did(true);
   }
-  /// What was done since the last call: the calls in order, the manager's lines of failure, and how it ended.
+  /// What was done since the last call, reads aside, the manager's last line of failure, and how it ended.
   std::string Did(bool ok) {
     auto texts = std::exchange(platform_.calls, {});
+    std::erase_if(texts, [](const auto& text) { return text.starts_with("read") || text.starts_with("count"); });
+    std::string told;
     for (const auto& line : platform_.sink->Texts(5, "casefile.s.evidence")) {
-      if (line.starts_with("[Evidence::CEvidenceManager::"))
-        texts.push_back("!" + line.substr(line.find(']') + 1, line.rfind('[') - line.find(']') - 1));
+      const auto begin = line.find(']') + 1;
+      if (line.starts_with("[Evidence::CEvidenceManager::")) told = "!" + line.substr(begin, line.rfind('[') - begin);
     }
+    if (!told.empty()) texts.push_back(told);
     for (const auto& change : std::exchange(platform_.system_and_log->increments, {}))
       texts.push_back("incre " + change);
     platform_.sink->Clear();
