@@ -8,6 +8,7 @@
 #include <mutex>
 #include <optional>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -24,8 +25,21 @@ using Calls = std::vector<std::string>;
 
 using Row = std::map<std::string, std::string>;
 
+inline std::string ValueOf(const Row& row, const std::string& name) {
+  const auto found = row.find(name);
+  return found == row.end() ? std::string() : found->second;
+}
+
 struct Noting {
   explicit Noting(Calls& all) : calls(all) {}
+  /// Notes a call as its words with blanks between; always true.
+  template <class... Words>
+  bool Note(const Words&... words) {
+    std::ostringstream text;
+    ((text << (text.tellp() > 0 ? " " : "") << words), ...);
+    calls.push_back(text.str());
+    return true;
+  }
   Calls& calls;
 };
 
@@ -39,9 +53,7 @@ class ResultSet final : public kelp::IDBResultSet {
     return text.empty() ? 0 : std::stoi(text);
   }
   std::string GetString(const std::string& column) const override {
-    if (IsEof()) return {};
-    const auto found = rows_[at_].find(column);
-    return found == rows_[at_].end() ? std::string() : found->second;
+    return IsEof() ? std::string() : ValueOf(rows_[at_], column);
   }
   int GetIntByIndex(int) const override { return IsEof() ? 0 : std::stoi(rows_[at_].begin()->second); }
 
@@ -63,10 +75,9 @@ struct Database final : kelp::IDBManager, Noting {
   std::vector<std::string> sent;  ///< every text, in order
 
   bool Initialize(const std::string& id, int config, int log, bool now) override {
-    calls.push_back("db init " + id + " " + std::to_string(config) + " " + std::to_string(log) + (now ? " now" : ""));
-    return initialize;
+    return Note("db init", id, config, log, now ? "now" : "later") && initialize;
   }
-  void UnInitialize(const std::string& id) override { calls.push_back("db uninit " + id); }
+  void UnInitialize(const std::string& id) override { Note("db uninit", id); }
   bool ExecuteNoQuery(const std::string& id, int connection_class, const std::string& sql) override {
     return Send(id, connection_class, sql).has_value();
   }
@@ -98,17 +109,12 @@ struct Database final : kelp::IDBManager, Noting {
 struct Threads final : kelp::IThreadManager, Noting {
   using Noting::Noting;
   std::set<std::string> refused;
-  bool CreateMessageLoop(const std::string& key) override {
-    calls.push_back("loop " + key);
-    return !refused.contains(key);
-  }
-  void DestroyMessageLoop(const std::string& key) override { calls.push_back("end loop " + key); }
+  bool CreateMessageLoop(const std::string& key) override { return Note("loop", key) && !refused.contains(key); }
+  void DestroyMessageLoop(const std::string& key) override { Note("end loop", key); }
   bool CreateMultiMessageLoop(const std::string& key, int queues, int threads, int priority) override {
-    calls.push_back("multi loop " + key + " " + std::to_string(queues) + " " + std::to_string(threads) + " " +
-                    std::to_string(priority));
-    return !refused.contains(key);
+    return Note("multi loop", key, queues, threads, priority) && !refused.contains(key);
   }
-  void DestroyMultiMessageLoop(const std::string& key) override { calls.push_back("end multi loop " + key); }
+  void DestroyMultiMessageLoop(const std::string& key) override { Note("end multi loop", key); }
 };
 
 struct Language final : kelp::IMultiLanguageMgr, Noting {
@@ -116,16 +122,14 @@ struct Language final : kelp::IMultiLanguageMgr, Noting {
   bool load = true;
   std::map<std::string, std::string> texts;  ///< by "module/language/section/key"
   bool Load(const std::string& module, const std::string& directory) override {
-    calls.push_back("language load " + module + " " + directory);
-    return load;
+    return Note("language load", module, directory) && load;
   }
   void SetLanguage(const std::string& module, const std::string& language) override {
-    calls.push_back("language set " + module + " " + language);
+    Note("language set", module, language);
   }
   std::string GetString(const std::string& module, const std::string& key, const std::string& language,
                         const std::string& section) override {
-    const auto found = texts.find(module + "/" + language + "/" + section + "/" + key);
-    return found == texts.end() ? std::string() : found->second;
+    return ValueOf(texts, module + "/" + language + "/" + section + "/" + key);
   }
 };
 
@@ -146,13 +150,13 @@ struct Bus final : kelp::IMsgBus, Noting {
   }
   bool RegisterUrlWithCapability(const std::string& url, int method, int mode, const kelp::UrlCallback& callback,
                                  const std::string& capability) override {
-    if (registrations.empty()) calls.push_back("routes");
+    if (registrations.empty()) Note("routes");
     registrations.push_back({url, method, mode, capability});
     callbacks[url] = callback;
     return true;
   }
   bool UnRegisterUrl(const std::string& url) override {
-    if (removed.empty()) calls.push_back("end routes");
+    if (removed.empty()) Note("end routes");
     removed.push_back(url);
     return true;
   }
@@ -203,12 +207,10 @@ struct Comm final : plugin_comm::IPluginCommManager, Noting {
   using Noting::Noting;
   std::set<std::string> refused;
   bool PublishApi(const std::string& id, const std::string& path, const plugin_comm::ApiCallback&) override {
-    calls.push_back("publish " + id + " " + path);
-    return !refused.contains(path);
+    return Note("publish", id, path) && !refused.contains(path);
   }
   bool RecoverApi(const std::string& id, const std::string& path) override {
-    calls.push_back("recover " + id + " " + path);
-    return !refused.contains(path);
+    return Note("recover", id, path) && !refused.contains(path);
   }
   /// Replies to a request; as if nobody published the path until it is set.
   plugin_comm::ApiCallback answer;
