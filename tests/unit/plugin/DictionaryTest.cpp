@@ -105,7 +105,7 @@ const Change kChanges[] = {
     {"adds, changes, deletes", kType, "6:a|7:b|8:c", "6:a|7:B|-1:c",
      "delete type 8; | no type of (8); | log 306013 c | name type 7 'B'; | log 306012 B | key type | add type (100, "
      "'c', NOW, 0); | log 306011 c | incre 13001 8 2 | incre 13001 7 1 | incre 13001 100 0 | ok | now:  6:a 7:B 100:c"},
-    {"nothing new", kType, "0:|1:|6:a", "0:|1:Theft|6:a", "ok | now:  0: 1:Theft 6:a"},
+    {"nothing new", kType, "0:|1:|6:a", "0:|1:|6:a", "ok | now:  0: 1:Theft 6:a"},
     {"deletes all under the names shown", kType, "1:|6:a", "",
      "delete type 1;delete type 6; | no type of (1,6); | log 306013 Theft a | !delete evidence type in evidence "
      "failed. | incre 13001 1 2 | incre 13001 6 2 | ok | now: ",

@@ -227,7 +227,10 @@ TEST_F(EvidenceRulesTest, ChecksOfCreationInTheirOrder) {
     EXPECT_EQ(Added(evidence), expected);
     mend();
   }
-  EXPECT_FALSE(manager_.IsLabelCountExceeded(evidence->id, {"17"}));
+  manager_.DeleteFromMap(1);
+  auto others = SplitLabels(labels_ + "new");
+  others.remove("17");
+  EXPECT_TRUE(manager_.IsLabelCountExceeded(-1, others)) << "the label of the new evidence counts";
 }
 
 TEST_F(EvidenceRulesTest, ChecksOfAChangeInTheirOrder) {
