@@ -104,7 +104,7 @@ TEST_P(DictionaryChange, EndsAsTold) {
 const Change kChanges[] = {
     {"adds, changes, deletes", kType, "6:a|7:b|8:c", "6:a|7:B|-1:c",
      "delete type 8; | no type of (8); | log 306013 c | name type 7 'B'; | log 306012 B | key type | add type (100, "
-     "'c', NOW, 0); | log 306011 c | incre 13001 8 2 | incre 13001 7 1 | incre 13001 100 0 | ok | now:  6:a 7:B 100:c"},
+     "'c'); | log 306011 c | incre 13001 8 2 | incre 13001 7 1 | incre 13001 100 0 | ok | now:  6:a 7:B 100:c"},
     {"nothing new", kType, "0:|1:|6:a", "0:|1:|6:a", "ok | now:  0: 1:Theft 6:a"},
     {"deletes all under the names shown", kType, "1:|6:a", "",
      "delete type 1;delete type 6; | no type of (1,6); | log 306013 Theft a | !delete evidence type in evidence "
@@ -116,18 +116,16 @@ const Change kChanges[] = {
     {"may not add", kType, "6:a", "6:A|-1:n", "name type 6 'A'; | log 306012 A | incre 13001 6 1 | 0-10 | now:  6:A",
      "1423"},
     {"refuses one by one", kType, "6:a|7:b|8:c", "6:b|7:a|8:c|9:x|-1:|-1:\t|-1:\a|-1:\xff|-1:n|-1:n|-1:O'B",
-     "log 306012 b a x | key type | key type | key type | add type (100, '\t', NOW, 0);add type (101, 'n', NOW, 0);add "
-     "type (102, 'O''B', NOW, 0); | log 306011  \t \a \xFF n n O'B | !The evidence type name repeat, "
-     "evidence-type-name[n]. | incre 13001 100 0 | incre 13001 101 0 | incre 13001 102 0 | ok | refused: 6 b 0-9808 | "
-     "7 a 0-9808 | 9 x 0-9809 | -1  0-2 | -1 \a 0-2 | -1 \xFF 0-2 | -1 n 0-9808 | now:  6:a 7:b 8:c 100:\t 101:n "
-     "102:O'B"},
+     "log 306012 b a x | key type | key type | key type | add type (100, '\t');add type (101, 'n');add type (102, "
+     "'O''B'); | log 306011  \t \a \xFF n n O'B | !The evidence type name repeat, evidence-type-name[n]. | incre 13001 "
+     "100 0 | incre 13001 101 0 | incre 13001 102 0 | ok | refused: 6 b 0-9808 | 7 a 0-9808 | 9 x 0-9809 | -1  0-2 | "
+     "-1 \a 0-2 | -1 \xFF 0-2 | -1 n 0-9808 | now:  6:a 7:b 8:c 100:\t 101:n 102:O'B"},
     {"writes a repeated entry once, as it ends", kType, "6:a|7:b", "6:x|7:y|6:z|7:x",
      "name type 6 'z';name type 7 'y'; | log 306012 x y z x | !The evidence type name repeat, evidence-type-name[x]. | "
      "incre 13001 6 1 | incre 13001 7 1 | ok | refused: 7 x 0-9808 | now:  6:z 7:y"},
     {"a failed step stops no other", kType, "6:a|7:b", "6:A|-1:n|-1:m",
-     "delete type 7; | name type 6 'A'; | key type | key type | add type (100, 'n', NOW, 0);add type (101, 'm', NOW, "
-     "0); | !Insert evidences types failed. | 0-15 | refused: 7 b 0-15 | 6 A 0-15 | -1 n 0-15 | -1 m 0-15 | now:  6:a "
-     "7:b",
+     "delete type 7; | name type 6 'A'; | key type | key type | add type (100, 'n');add type (101, 'm'); | !Insert "
+     "evidences types failed. | 0-15 | refused: 7 b 0-15 | 6 A 0-15 | -1 n 0-15 | -1 m 0-15 | now:  6:a 7:b",
      "delete type|name type|add type"},
     {"no key", kType, "", "-1:n",
      "key type | log 306011 n | !Get Last Seq ID Failed. | ok | refused: -1 n 0-15 | now: ", "key"},
@@ -142,20 +140,19 @@ const Change kChanges[] = {
 
     {"adds, changes, deletes", kCustom, "6:a|7:b:0:1=x|8:c", "6:a|7:B:0:1=x|-1:c:0:-1=o|-1:text:1|-1:d",
      "delete custom 8; | delete option custom_id = 8; | delete custom_info custom_id = 8; | log 306016 c | name custom "
-     "7 'B', types = 0 ; | name option 1 'x'; | log 306015 B | key custom | key custom | key custom | add custom (100, "
-     "'c',0,NOW,0);add custom (101, 'text',1,NOW,0);add custom (102, 'd',0,NOW,0); | key option | add option (103, "
-     "'o',100,0); | log 306014 c text d | incre 13005 8 2 | incre 13005 7 1 | incre 13005 100 0 | incre 13005 101 0 | "
-     "incre 13005 102 0 | ok | now:  6:a 7:B,1=x 100:c,103=o 101:text 102:d"},
+     "7 'B', 0; | name option 1 'x'; | log 306015 B | key custom | key custom | key custom | add custom (100, "
+     "'c',0);add custom (101, 'text',1);add custom (102, 'd',0); | key option | add option (103, 'o',100,0); | log "
+     "306014 c text d | incre 13005 8 2 | incre 13005 7 1 | incre 13005 100 0 | incre 13005 101 0 | incre 13005 102 0 "
+     "| ok | now:  6:a 7:B,1=x 100:c,103=o 101:text 102:d"},
     {"nothing new", kCustom, "2:|6:a:0:1=x,2=y|7:t:1", "2:|6:a:0:2=y,1=x|7:t:1:-1=o",
      "ok | now:  2:Scene 6:a,1=x,2=y 7:t"},
     {"built-ins keep their shown name", kCustom, "1::1|2:|3:Own", "1::1|2::0:-1=s|3:Own|-1:Scene",
-     "name custom 2 '', types = 0 ; | key option | add option (100, 's',2,0); | log 306015  | log 306014 Scene | !The "
-     "evidence custom exists, evidence-custom-name[Scene]. | incre 13005 2 1 | ok | refused: -1 Scene 0-120013 | now:  "
-     "1: 2:Scene,100=s 3:Own"},
+     "name custom 2 '', 0; | key option | add option (100, 's',2,0); | log 306015  | log 306014 Scene | !The evidence "
+     "custom exists, evidence-custom-name[Scene]. | incre 13005 2 1 | ok | refused: -1 Scene 0-120013 | now:  1: "
+     "2:Scene,100=s 3:Own"},
     {"built-ins without a language", kCustom, "1::1|2:|3:", "1::1|2::0:-1=s|3::0:-1=o",
-     "name custom 2 '', types = 0 ;name custom 3 '', types = 0 ; | key option | add option (100, 's',2,0); | key "
-     "option | add option (101, 'o',3,0); | log 306015   | incre 13005 2 1 | incre 13005 3 1 | ok | now:  1: 2:,100=s "
-     "3:,101=o",
+     "name custom 2 '', 0;name custom 3 '', 0; | key option | add option (100, 's',2,0); | key option | add option "
+     "(101, 'o',3,0); | log 306015   | incre 13005 2 1 | incre 13005 3 1 | ok | now:  1: 2:,100=s 3:,101=o",
      "language"},
     {"may not delete", kCustom, "6:a|7:b", "6:A|-1:n", "0-10 | now:  6:a 7:b", "1429"},
     {"may not change", kCustom, "6:a|7:b", "6:a|-1:n",
@@ -163,52 +160,41 @@ const Change kChanges[] = {
      "7 2 | 0-10 | now:  6:a",
      "1428"},
     {"may not add", kCustom, "6:a", "6:A|-1:n",
-     "name custom 6 'A', types = 0 ; | log 306015 A | incre 13005 6 1 | 0-10 | now:  6:A", "1427"},
+     "name custom 6 'A', 0; | log 306015 A | incre 13005 6 1 | 0-10 | now:  6:A", "1427"},
     {"the sixth refuses the batch", kCustom, "6:a|7:b|8:c", "6:a|7:b|8:c|-1:d|-1:e|-1:f",
      "!The number of evidence custom exceeds the limit. | 0-120012 | now:  6:a 7:b 8:c"},
     {"refuses new ones one by one", kCustom, "6:taken", "6:taken|-1:taken|-1:|-1:twin|-1:twin",
-     "key custom | add custom (100, 'twin',0,NOW,0); | log 306014 taken  twin twin | !The evidence custom name repeat, "
+     "key custom | add custom (100, 'twin',0); | log 306014 taken  twin twin | !The evidence custom name repeat, "
      "evidence-custom-name[twin]. | incre 13005 100 0 | ok | refused: -1 taken 0-120013 | -1  0-2 | -1 twin 0-120013 | "
      "now:  6:taken 100:twin"},
     {"refuses changes one by one", kCustom, "6:a|7:b|8:c", "6:b|7:new|8:new|99:a|98:\a",
-     "name custom 7 'new', types = 0 ; | log 306015 b new new a \a | !Input param error. | incre 13005 7 1 | ok | "
-     "refused: 6 b 0-120013 | 8 new 0-120013 | 99 a 0-120010 | 98 \a 0-2 | now:  6:a 7:new 8:c"},
+     "name custom 7 'new', 0; | log 306015 b new new a \a | !Input param error. | incre 13005 7 1 | ok | refused: 6 b "
+     "0-120013 | 8 new 0-120013 | 99 a 0-120010 | 98 \a 0-2 | now:  6:a 7:new 8:c"},
     {"options are added, renamed, dropped or ignored", kCustom, "6:a:0:1=x,2=y,3=z|7:b:0:4=p",
      "6:a:0:-1=n,1=X,4=of 7,3=z|7:b:1",
-     "name custom 6 'a', types = 0 ;name custom 7 'b', types = 1 ; | key option | name option 1 'X';name option 3 'z'; "
-     "| delete option 2; | add option (100, 'n',6,0); | delete option 4; | log 306015 a b | incre 13005 6 1 | incre "
-     "13005 7 1 | ok | now:  6:a,100=n,1=X,3=z 7:b"},
+     "name custom 6 'a', 0;name custom 7 'b', 1; | key option | name option 1 'X';name option 3 'z'; | delete option "
+     "2; | add option (100, 'n',6,0); | delete option 4; | log 306015 a b | incre 13005 6 1 | incre 13005 7 1 | ok | "
+     "now:  6:a,100=n,1=X,3=z 7:b"},
     {"an option told twice stands as told last", kCustom, "6:a:0:1=x", "6:a:0:1=y,1=z",
-     "name custom 6 'a', types = 0 ; | name option 1 'z'; | log 306015 a | incre 13005 6 1 | ok | now:  6:a,1=z"},
+     "name custom 6 'a', 0; | name option 1 'z'; | log 306015 a | incre 13005 6 1 | ok | now:  6:a,1=z"},
     {"a failed renaming ends the batch", kCustom, "6:a:0:1=x,2=y|7:b:0:3=z", "6:A:0:1=X,-1=n|7:B:0:3=z",
-     "name custom 6 'A', types = 0 ;name custom 7 'B', types = 0 ; | key option | name option 1 'X'; | !Update custom "
-     "option failed. | 0-15 | refused: 6 A 0-15 | now:  6:a,1=x,2=y 7:b,3=z",
+     "name custom 6 'A', 0;name custom 7 'B', 0; | key option | name option 1 'X'; | !Update custom option failed. | "
+     "0-15 | refused: 6 A 0-15 | now:  6:a,1=x,2=y 7:b,3=z",
      "name option"},
     {"a failed drop ends it", kCustom, "6:a:0:1=x,2=y", "6:A:0:1=X,-1=n",
-     "name custom 6 'A', types = 0 ; | key option | name option 1 'X'; | delete option 2; | !Delete custom option "
-     "failed. | 0-15 | refused: 6 A 0-15 | now:  6:a,1=x,2=y",
+     "name custom 6 'A', 0; | key option | name option 1 'X'; | delete option 2; | !Delete custom option failed. | "
+     "0-15 | refused: 6 A 0-15 | now:  6:a,1=x,2=y",
      "delete option"},
-    {"a failed addition ends it", kCustom, "6:a:0:1=x,2=y", "6:A:0:1=X,-1=n",
-     "name custom 6 'A', types = 0 ; | key option | name option 1 'X'; | delete option 2; | add option (100, 'n',6,0); "
-     "| !Insert custom option failed. | 0-15 | refused: 6 A 0-15 | now:  6:a,1=x,2=y",
-     "add option"},
     {"an option without a key is not stored", kCustom, "6:a:0:1=x", "6:a:0:1=x,-1=n",
-     "name custom 6 'a', types = 0 ; | key option | !Get Last Seq ID Failed. | 0-15 | refused: 6 a 0-15 | now:  "
-     "6:a,1=x",
+     "name custom 6 'a', 0; | key option | !Get Last Seq ID Failed. | 0-15 | refused: 6 a 0-15 | now:  6:a,1=x",
      "key option"},
     {"a failed step stops no other", kCustom, "6:a|8:c", "6:A|-1:n:0:-1=o|-1:m",
-     "delete custom 8; | name custom 6 'A', types = 0 ; | key custom | key custom | add custom (100, 'n',0,NOW,0);add "
-     "custom (101, 'm',0,NOW,0); | key option | add option (102, 'o',100,0); | !Insert evidences custom failed. | 0-15 "
-     "| refused: 8 c 0-15 | 6 A 0-15 | 100 n 0-15 | 101 m 0-15 | now:  6:a 8:c",
+     "delete custom 8; | name custom 6 'A', 0; | key custom | key custom | add custom (100, 'n',0);add custom (101, "
+     "'m',0); | key option | add option (102, 'o',100,0); | !Insert evidences custom failed. | 0-15 | refused: 8 c "
+     "0-15 | 6 A 0-15 | 100 n 0-15 | 101 m 0-15 | now:  6:a 8:c",
      "delete custom|name custom|add custom"},
-    {"no key", kCustom, "", "-1:n",
-     "key custom | log 306014 n | !Get Last Seq ID Failed. | ok | refused: -1 n 0-15 | now: ", "key"},
-    {"a part of the dictionary: all are changes", kCustom, "6:a|7:b", "6:a|-1:n",
-     "name custom 6 'a', types = 0 ; | log 306015 a n | !Input param error. | incre 13005 6 1 | ok | refused: -1 n 0-2 "
-     "| now:  6:a 7:b",
-     "", false},
     {"new options are not stored", kCustom, "6:a", "6:a|-1:n:0:-1=o",
-     "key custom | add custom (100, 'n',0,NOW,0); | key option | add option (101, 'o',100,0); | !Insert custom option "
+     "key custom | add custom (100, 'n',0); | key option | add option (101, 'o',100,0); | !Insert custom option "
      "failed. | 0-15 | refused: 100 n 0-15 | now:  6:a",
      "add option"},
     {"options are not cleared", kCustom, "6:a", "",

@@ -95,6 +95,8 @@ TEST_F(EvidenceFilesTest, TakingFilesOff) {
             "unlink 51 of 5 | delete file 51 AND evidence_id = 5; | !Update evidences files failed. | 0-15");
   platform_.comm->answer = nullptr;
   EXPECT_EQ(Did(manager_.UpdateEvidenceFiles(failures, {File(51, "a")}, 5)), "!Delete evidences files failed. | 0-1");
+  platform_.comm->serve_empty = true;
+  EXPECT_EQ(Did(manager_.APILinkFile(failures, {1}, 5, 0)), "!EncodeLinkFileReq failed,null rsp. | 0-1");
 }
 
 TEST_F(EvidenceFilesTest, ASecondWriterWaitsForTheFileManagerAndReadersDoNot) {
@@ -164,21 +166,6 @@ TEST_F(EvidenceFilesTest, RepliesOfTheFileManager) {
     platform_.calls.clear();
     EXPECT_EQ(Did(linked) + " " + ErrorTexts(failures), expected) << reply;
   }
-}
-
-TEST_F(EvidenceFilesTest, WithoutAReplyTheCallFails) {
-  /// Something that is no JSON text.
-  class OtherData final : public plugin_comm::IPluginCommData {};
-  std::list<ErrorPtr> failures;
-  platform_.comm->answer = [](const auto&, const auto&, auto& reply) { reply = std::make_shared<OtherData>(); };
-  EXPECT_EQ(Did(manager_.APILinkFile(failures, {1}, 5, CEvidenceManager::kLinkFiles)),
-            "!EncodeLinkFileReq failed,null rsp. | 0-1");
-  platform_.comm->answer = nullptr;
-  EXPECT_EQ(Did(manager_.APILinkFile(failures, {1}, 5, CEvidenceManager::kLinkFiles)),
-            "!EncodeLinkFileReq failed,do request failed. | 0-1");
-  platform_.comm->serve_empty = true;
-  EXPECT_EQ(Did(manager_.APILinkFile(failures, {1}, 5, CEvidenceManager::kLinkFiles)),
-            "!EncodeLinkFileReq failed,null rsp. | 0-1");
 }
 
 }  // namespace

@@ -78,13 +78,10 @@ TEST_F(EvidenceRulesTest, OutsideTheRunningTimeNothingReachesTheStore) {
   operation_record record;
   page_info page;
   std::list<EvidenceTypePtr> types;
-  EvidencePtr evidence;
   const std::function<bool()> calls[] = {[&] { return manager_.AddEvidence(nullptr) != 0; },
                                          [&] { return manager_.UpdateEvidence(nullptr, record); },
-                                         [&] { return manager_.GetEvidenceByID(evidence, 1); },
                                          [&] { return manager_.DelEvidences({1}); },
                                          [&] { return manager_.InsertEvidenceFiles(errors, {}); },
-                                         [&] { return manager_.UpdateEvidenceFiles(errors, {}, 1); },
                                          [&] { return manager_.GetEvidenceTypes(types, page, nullptr); },
                                          [&] { return manager_.SetEvidenceTypes(errors, {}, "", nullptr, true); },
                                          [&] { return manager_.SetEvidenceCustoms(errors, {}, "", nullptr, true); },

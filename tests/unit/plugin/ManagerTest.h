@@ -15,7 +15,7 @@ using namespace Evidence;
 using scripted::Row;
 using Texts = std::vector<std::string>;
 
-/// The beginning of a statement in few words: "read evidence 5", "add type (100, 'new', NOW, 0);".
+/// The beginning of a statement in few words: "read evidence 5", "add type (100, 'new');".
 inline std::string Short(std::string sql) {
   static const std::pair<std::regex, const char*> words[] = {
       {std::regex(R"(SELECT NEXTVAL\('evidence\.(?:evidence_)?(\w+)_id_seq'\))"), "key $1"},
@@ -32,6 +32,7 @@ inline std::string Short(std::string sql) {
        "change evidence $3 $1 status $2"},
       {std::regex(R"(UPDATE (\w+) SET name = (.*?)(, update_time = NOW)? WHERE (\d+))"), "name $1 $4 $2"},
       {std::regex(R"(INSERT INTO (\w+) \([^)]*\) ?VALUES)"), "add $1"},
+      {std::regex(R"((, )types = (\d) (?=;)|, ?NOW, ?0(?=\)))"), "$1$2"},
       {std::regex(R"((add operation_log) \(.*, (-?\d+)\);)"), "$1 by client $2"},
       {std::regex(R"(add evidence \((\d+).*)"), "add evidence $1"},
       {std::regex(R"(add file \((\d+).*?\);)"), "add file $1;"}};
