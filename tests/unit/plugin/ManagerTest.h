@@ -90,10 +90,8 @@ class ManagerTest : public ::testing::Test {
   }
   static std::string ErrorTexts(const std::list<ErrorPtr>& errors) {
     Texts texts;
-    for (const auto& error : errors) {
-      texts.push_back(std::to_string(error->id) + " " + error->name + " " + std::to_string(error->main_code) + "-" +
-                      std::to_string(error->sub_code));
-    }
+    for (const auto& e : errors)
+      texts.push_back(scripted::Words(e->id, e->name, e->main_code) + "-" + std::to_string(e->sub_code));
     return Joined(texts);
   }
   static int LastCode() { return Orv::Base::Error::GetLastError().SubCode(); }

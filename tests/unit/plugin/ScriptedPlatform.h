@@ -30,14 +30,20 @@ inline std::string ValueOf(const Row& row, const std::string& name) {
   return found == row.end() ? std::string() : found->second;
 }
 
+/// The parts as texts with blanks between.
+template <class... Parts>
+std::string Words(const Parts&... parts) {
+  std::ostringstream text;
+  ((text << (text.tellp() > 0 ? " " : "") << parts), ...);
+  return text.str();
+}
+
 struct Noting {
   explicit Noting(Calls& all) : calls(all) {}
-  /// Notes a call as its words with blanks between; always true.
-  template <class... Words>
-  bool Note(const Words&... words) {
-    std::ostringstream text;
-    ((text << (text.tellp() > 0 ? " " : "") << words), ...);
-    calls.push_back(text.str());
+  /// Notes a call; always true.
+  template <class... Parts>
+  bool Note(const Parts&... parts) {
+    calls.push_back(Words(parts...));
     return true;
   }
   Calls& calls;
@@ -176,13 +182,12 @@ struct SystemAndLog final : kelp::ISystemAndLogAPI {
   std::vector<std::string> failures;    ///< "session type id name main-sub"
   bool AddIncreResouce(int type, std::uint64_t id, int method) override {
     const std::lock_guard lock(mutex_);
-    increments.push_back(std::to_string(type) + " " + std::to_string(id) + " " + std::to_string(method));
+    increments.push_back(Words(type, id, method));
     return accept;
   }
   int WriteOperatorLog(const std::string& session, int log_type, std::int64_t object_id, const std::string& name, int,
                        const std::string&, int main_code, int sub_code) override {
-    failures.push_back(session + " " + std::to_string(log_type) + " " + std::to_string(object_id) + " " + name + " " +
-                       std::to_string(main_code) + "-" + std::to_string(sub_code));
+    failures.push_back(Words(session, log_type, object_id, name, main_code) + "-" + std::to_string(sub_code));
     return log_result;
   }
 
@@ -244,7 +249,7 @@ struct PlatformLog final : platform::ILogBackend {
   std::function<bool(const std::string& name)> accept = [](const std::string&) { return true; };
   std::vector<std::string> lines;  ///< "session type name"
   bool WriteLog(const std::string& session, const TarnPlatform::Log::COperationLogStruct& record) override {
-    lines.push_back(session + " " + std::to_string(record.GetVallog_type()) + " " + record.GetValelement_name());
+    lines.push_back(Words(session, record.GetVallog_type(), record.GetValelement_name()));
     return accept(record.GetValelement_name());
   }
 };
