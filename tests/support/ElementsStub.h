@@ -37,13 +37,10 @@ class ElementsStub final : public kelp::IElementApi, public kelp::IDeviceApi {
   }
 
  private:
-  class Device final : public kelp::IDeviceObject {
-   public:
-    explicit Device(std::int32_t protocol) : protocol_(protocol) {}
-    std::int32_t GetProtocolType() override { return protocol_; }
-
-   private:
-    const std::int32_t protocol_;
+  struct Device final : kelp::IDeviceObject {
+    explicit Device(std::int32_t its_protocol) : protocol(its_protocol) {}
+    std::int32_t GetProtocolType() override { return protocol; }
+    const std::int32_t protocol;
   };
 
   std::map<std::int32_t, kelp::SElementBaseInfo> elements_;

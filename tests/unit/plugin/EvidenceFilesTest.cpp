@@ -1,164 +1,172 @@
-// The files of an evidence: batches of additions and removals.
+// The files of an evidence: batches of additions and removals, and what the file manager is asked and answers.
 
 #include <future>
 
-#include "unit/plugin/EvidencesInMemory.h"
+#include "unit/plugin/ManagerTest.h"
 
 namespace {
 
-using namespace Evidence;
-using evidence_test::ErrorTexts;
-using evidence_test::FileRow;
-using evidence_test::Texts;
+using namespace evidence_test;
+using plugin_comm::CPluginCommData;
 
-class EvidenceFilesTest : public evidence_test::EvidenceManagerFixture {
+class EvidenceFilesTest : public ManagerTest {
  protected:
   void SetUp() override {
-    store_->rows[5].id = 5;
-    store_->files[5] = {FileRow(51, "a", 5), FileRow(52, "b", 5)};
-    FileManagerReplies(kDone);
+    rows_["read evidence 5"] = {{{"ID", "5"}}};
+    const Row a{{"ID", "51"}};
+    const Row b{{"ID", "52"}};
+    rows_["read file evidence_id = 5 AND file_name = 'a'"] = {a};
+    rows_["read file evidence_id = 5 AND file_name = 'b'"] = {b};
+    rows_["read file evidence_id = 5"] = {a, b};
     Start();
   }
   static EvidenceFilePtr File(std::int32_t id, const std::string& name, bool take_off = false,
                               std::int32_t evidence_id = 5) {
-    auto file = std::make_shared<_tag_EvidenceFile_>(FileRow(id, name, evidence_id));
+    auto file = std::make_shared<_tag_EvidenceFile_>();
+    file->id = id;
+    file->file_name = name;
+    file->evidence_id = evidence_id;
     file->delete_flag = take_off ? 1 : 0;
     return file;
   }
-  bool Insert(const std::list<EvidenceFilePtr>& files) {
-    Forget();
-    failures_.clear();
-    return manager_.InsertEvidenceFiles(failures_, files);
+  /// What a batch wrote and asked, and the files refused.
+  std::string Inserted(const std::list<EvidenceFilePtr>& files) {
+    std::list<ErrorPtr> failures;
+    const std::string done = Did(manager_.InsertEvidenceFiles(failures, files));
+    return done + (failures.empty() ? "" : " | refused: " + ErrorTexts(failures));
   }
-  /// The writes of the last call.
-  Texts Writes() {
-    auto calls = store_->TakeCalls();
-    std::erase_if(calls, [](const auto& call) {
-      return call.starts_with("read") || call.starts_with("values") || call.starts_with("file");
-    });
-    return calls;
-  }
-  static std::string Request(const std::string& ids, int evidence, bool link) {
-    return R"({"Request":{"LinkType":0,"ID":)" + std::to_string(evidence) + R"(,"FileIDs":")" + ids +
-           R"(","OperationType":)" + (link ? "1" : "0") + "}}";
-  }
-
-  std::list<ErrorPtr> failures_;
 };
 
 TEST_F(EvidenceFilesTest, ABatchIsSortedIntoAdditionsAndRemovals) {
   // New; taken off; taken off but not there, which adds; one of the name but another id, dropped; there already.
-  EXPECT_TRUE(
-      Insert({File(60, "new"), File(51, "a", true), File(61, "gone", true), File(62, "b", true), File(52, "b")}));
-  EXPECT_EQ(Links(), (Texts{Request("60,61,52", 5, true), Request("51", 5, false)}));
-  EXPECT_EQ(Writes(), (Texts{"insert files 60 61 52", "delete files 51"}));
-  EXPECT_TRUE(Logged("evidences files repeated."));
-
-  EXPECT_TRUE(Insert({File(51, "a", true), File(52, "b", true)}));
-  EXPECT_EQ(Links(), (Texts{Request("51,52", 5, false)}));
-  EXPECT_TRUE(Insert({File(62, "b", true)}));
-  EXPECT_EQ(Links(), Texts{});
-
-  EXPECT_TRUE(Insert({File(-1, "without a key"), File(63, "with one")}));
-  EXPECT_EQ(Writes(), (Texts{"insert files 100 63"}));
+  EXPECT_EQ(
+      Inserted({File(60, "new"), File(51, "a", true), File(61, "gone", true), File(62, "b", true), File(52, "b")}),
+      "link 60,61,52 of 5 | add file 60;add file 61;add file 52; | unlink 51 of 5 | delete file 51; | !evidences files "
+      "repeated. | ok");
+  EXPECT_EQ(Inserted({File(62, "b", true)}), "ok");
+  EXPECT_EQ(Inserted({File(-1, "without a key"), File(63, "with one")}),
+            "key file | link 100,63 of 5 | add file 100;add file 63; | ok");
+  EXPECT_EQ(Inserted({}), "!Input param error. | 0-2");
+  EXPECT_EQ(Inserted({File(1, "x", false, 9)}), "!The evidence not exists, evidence-id[9]. | 0-9804");
 }
 
 TEST_F(EvidenceFilesTest, TheLimitCountsRemovalsToo) {
-  store_->file_count = 120;
-  std::list<EvidenceFilePtr> files;
-  for (int n = 0; n < 8; ++n)
-    files.push_back(File(100 + n, "f" + std::to_string(n), true));
-  EXPECT_TRUE(Insert(files));
-  files.push_back(File(108, "f8", true));
-  EXPECT_FALSE(Insert(files));
-  EXPECT_EQ(LastCode(), 9807);
-  EXPECT_EQ(Links(), Texts{});
+  rows_["count file evidence_id = 5"] = {{{"count", "126"}}};
+  const std::list<EvidenceFilePtr> files{File(51, "a", true), File(52, "b", true)};
+  EXPECT_EQ(Inserted(files), "unlink 51,52 of 5 | delete file 51;delete file 52; | ok");
+  rows_["count file evidence_id = 5"] = {{{"count", "127"}}};
+  EXPECT_EQ(Inserted(files), "!The number of evidence associated files exceeds the limit, evidence-id[5]. | 0-9807");
 }
 
 TEST_F(EvidenceFilesTest, RefusedFilesStandInTheListAndTheOthersGoOn) {
-  EXPECT_FALSE(Insert({File(60, "new"), File(61, "other", false, -1), File(62, "nowhere", false, 9), File(63, "x")}));
-  EXPECT_EQ(ErrorTexts(failures_), (Texts{"61  77-77", "62  0-9804"}));
-  EXPECT_EQ(LastCode(), 9999);
-  EXPECT_EQ(Writes(), (Texts{"insert files 60 63"}));
-
+  // The first file's evidence decides about the batch, the last one's is told to the file manager.
+  EXPECT_EQ(Inserted({File(60, "new"), File(61, "other", false, -1), File(64, std::string(1, '\0')), File(63, "x"),
+                      File(62, "nowhere", false, 9)}),
+            "link 60,63 of 9 | add file 60;add file 63; | !The evidence not exists, evidence-id[9]. | 0-9999 | "
+            "refused: 61  77-77 | 64  0-2 | 62  0-9804");
+  failing_ = {"key file"};
+  EXPECT_EQ(Inserted({File(-1, "x"), File(60, "y")}),
+            "key file | link 60 of 5 | add file 60; | 0-9999 | refused: -1 x 0-15");
   // The file manager's refusals end the batch before the store, and removals with it.
-  FileManagerReplies(R"({"ResponseStatus":{"ErrorModule":0,"ErrorCode":0,"Data":{"LinkFileErrorList":{"x":1},)"
-                     R"("LinkFileError":[{"ID":60,"Name":"n","Error":{"ErrorModule":31,"ErrorCode":4}}]}}})");
-  EXPECT_FALSE(Insert({File(60, "new"), File(51, "a", true)}));
-  EXPECT_EQ(ErrorTexts(failures_), (Texts{"60 n 31-4"}));
-  EXPECT_EQ(Writes(), Texts{});
-  EXPECT_TRUE(Logged("Insert evidences files failed."));
+  reply_ = kOneRefused;
+  EXPECT_EQ(Inserted({File(60, "new"), File(51, "a", true)}),
+            "link 60 of 5 | !Insert evidences files failed. | 77-77 | refused: 60 n 31-4");
 }
 
 TEST_F(EvidenceFilesTest, FailuresOfTheStore) {
-  EXPECT_FALSE(Insert({}));
-  EXPECT_EQ(LastCode(), 2);
-  EXPECT_FALSE(Insert({File(1, "x", false, 9)}));
-  EXPECT_EQ(LastCode(), 9804);
-  store_->failing = {"file count"};
-  EXPECT_FALSE(Insert({File(1, "x")}));
-  EXPECT_TRUE(Logged("Get Evidence file count failed, evidence-id[5]."));
-  store_->failing = {"file key"};
-  EXPECT_FALSE(Insert({File(-1, "x"), File(60, "y")}));
-  EXPECT_EQ(LastCode(), 9999);
-  EXPECT_EQ(Writes(), (Texts{"insert files 60"}));
-  // The last writing decides.
-  store_->failing = {"insert files"};
-  EXPECT_FALSE(Insert({File(60, "y")}));
-  EXPECT_EQ(LastCode(), 15);
-  EXPECT_TRUE(Insert({File(60, "y"), File(51, "a", true)}));
-  store_->failing = {"delete files"};
-  EXPECT_FALSE(Insert({File(51, "a", true)}));
-  EXPECT_TRUE(Logged("Update evidences files failed."));
+  failing_ = {"count file"};
+  EXPECT_EQ(Inserted({File(1, "x")}), "!Get Evidence file count failed, evidence-id[5]. | 0-15");
+  failing_ = {"add file"};
+  EXPECT_EQ(Inserted({File(60, "y")}), "link 60 of 5 | add file 60; | !Insert evidences files failed. | 0-15");
+  EXPECT_EQ(Inserted({File(60, "y"), File(51, "a", true)}),
+            "link 60 of 5 | add file 60; | unlink 51 of 5 | delete file 51; | !Insert evidences files failed. | ok")
+      << "the last writing decides";
+  failing_ = {"delete file"};
+  EXPECT_EQ(Inserted({File(51, "a", true)}),
+            "unlink 51 of 5 | delete file 51; | !Update evidences files failed. | 0-15");
 }
 
 TEST_F(EvidenceFilesTest, TakingFilesOff) {
-  EXPECT_TRUE(manager_.UpdateEvidenceFiles(failures_, {File(51, "a"), nullptr, File(52, "b")}, 5));
-  EXPECT_EQ(Links(), (Texts{Request("51,52", 5, false)}));
-  EXPECT_EQ(Writes(), (Texts{"take off 51 52 of 5"}));
-  EXPECT_FALSE(manager_.UpdateEvidenceFiles(failures_, {}, 5));
-  EXPECT_EQ(LastCode(), 2);
-  store_->failing = {"take off"};
-  EXPECT_FALSE(manager_.UpdateEvidenceFiles(failures_, {File(51, "a")}, 5));
-  EXPECT_EQ(LastCode(), 15);
+  std::list<ErrorPtr> failures;
+  EXPECT_EQ(Did(manager_.UpdateEvidenceFiles(failures, {File(51, "a"), nullptr, File(52, "b")}, 5)),
+            "unlink 51,52 of 5 | delete file 51 AND evidence_id = 5;delete file 52 AND evidence_id = 5; | ok");
+  EXPECT_EQ(Did(manager_.UpdateEvidenceFiles(failures, {}, 5)), "!Input param error. | 0-2");
+  failing_ = {"delete file"};
+  EXPECT_EQ(Did(manager_.UpdateEvidenceFiles(failures, {File(51, "a")}, 5)),
+            "unlink 51 of 5 | delete file 51 AND evidence_id = 5; | !Update evidences files failed. | 0-15");
   platform_.comm->answer = nullptr;
-  EXPECT_FALSE(manager_.UpdateEvidenceFiles(failures_, {File(51, "a")}, 5));
-  EXPECT_EQ(LastCode(), 1);
+  EXPECT_EQ(Did(manager_.UpdateEvidenceFiles(failures, {File(51, "a")}, 5)), "!Delete evidences files failed. | 0-1");
+  platform_.comm->serve_empty = true;
+  EXPECT_EQ(Did(manager_.APILinkFile(failures, {1}, 5, 0)), "!EncodeLinkFileReq failed,null rsp. | 0-1");
 }
 
 TEST_F(EvidenceFilesTest, ASecondWriterWaitsForTheFileManagerAndReadersDoNot) {
-  std::promise<void> asked;
-  std::promise<void> reply;
-  auto go_on = reply.get_future().share();
-  std::atomic<int> requests = 0;
-  platform_.comm->answer = [&](const auto&, const auto&, auto& out) {
-    if (requests++ == 0) {
-      asked.set_value();
-      go_on.wait();
-    }
-    out = std::make_shared<plugin_comm::CPluginCommData>(kDone, nullptr, 0);
+  for (const bool adds_first : {true, false}) {
+    std::promise<void> asked;
+    std::promise<void> reply;
+    std::atomic<int> requests = 0;
+    platform_.comm->answer = [&](const auto&, const auto&, auto& out) {
+      if (requests++ == 0) {
+        asked.set_value();
+        reply.get_future().wait();
+      }
+      out = std::make_shared<CPluginCommData>(reply_, nullptr, 0);
+    };
+    const auto write = [this](bool adds) {
+      std::list<ErrorPtr> failures;
+      return adds ? manager_.InsertEvidenceFiles(failures, {File(60, "x")})
+                  : manager_.UpdateEvidenceFiles(failures, {File(51, "a")}, 5);
+    };
+    auto first = std::async(std::launch::async, write, adds_first);
+    asked.get_future().wait();
+    auto second = std::async(std::launch::async, write, !adds_first);
+    // Readers finish while both wait; the second has asked nothing.
+    std::list<EvidenceFilePtr> files;
+    EXPECT_TRUE(manager_.QueryEvidenceFiles(files, 5, "", ""));
+    EXPECT_EQ(files.size(), 2u);
+    EXPECT_NE(second.wait_for(std::chrono::milliseconds(50)), std::future_status::ready);
+    EXPECT_EQ(requests, 1);
+    reply.set_value();
+    EXPECT_TRUE(first.get() && second.get());
+    EXPECT_EQ(requests, 2);
+  }
+}
+
+TEST_F(EvidenceFilesTest, RequestsTellTheOperationTheOtherWayRound) {
+  std::list<ErrorPtr> failures;
+  EXPECT_TRUE(manager_.APILinkFile(failures, {1000000001, 2}, 5, CEvidenceManager::kLinkFiles));
+  EXPECT_TRUE(manager_.APILinkFile(failures, {}, -1, CEvidenceManager::kUnlinkFiles));
+  const std::string head = R"(/API/FileManager/V1/LinkFile> {"Request":{"LinkType":0,"ID":)";
+  EXPECT_EQ(platform_.comm->requests, (Texts{head + R"(5,"FileIDs":"1000000001,2","OperationType":1}})",
+                                             head + R"(-1,"FileIDs":"","OperationType":0}})"}));
+}
+
+TEST_F(EvidenceFilesTest, RepliesOfTheFileManager) {
+  const auto done = [](const std::string& data) {
+    return R"({"ResponseStatus":{"ErrorModule":0,"ErrorCode":0,"Data":)" + data + "}}";
   };
-  auto first = std::async(std::launch::async, [this] {
+  const std::pair<std::string, const char*> cases[] = {
+      {R"({"ResponseStatus":{"ErrorCode":0}})", "ok "},
+      {done(R"({"LinkFileErrorList":[]})"), "ok "},
+      {done(R"({"LinkFileErrorList":[{},{}],"LinkFileError":[)"
+            R"({"ID":1,"Name":"a.mp4","Error":{"ErrorModule":3,"ErrorCode":4}},{"ID":2,"Error":{"ErrorCode":9}}]})"),
+       "77-77 1 a.mp4 3-4 | 2  -1-9"},
+      // The count is that of one list, the entries are those of the other.
+      {done(R"({"LinkFileErrorList":[{"ID":1,"Name":"n"},{}]})"), "77-77 -1  -1--1 | -1  -1--1"},
+      {done(R"({"LinkFileError":[{"ID":1,"Name":"n"}]})"), "ok "},
+      {"not JSON", "!Data Parse failed, data invalid! | 0-2 "},
+      {"", "!Data Parse failed, data invalid! | 0-2 "},
+      {"{}", "!API return failed: [-1--1]! | -1--1 "},
+      {R"({"ResponseStatus":{"ErrorModule":0}})", "!API return failed: [0--1]! | 0--1 "},
+      {R"({"ResponseStatus":{"ErrorModule":41,"ErrorCode":3,"Data":{"LinkFileErrorList":[{}]}}})",
+       "!API return failed: [41-3]! | 41-3 "}};
+  for (const auto& [reply, expected] : cases) {
+    reply_ = reply;
     std::list<ErrorPtr> failures;
-    return manager_.InsertEvidenceFiles(failures, {File(60, "x")});
-  });
-  asked.get_future().wait();
-  auto second = std::async(std::launch::async, [this] {
-    std::list<ErrorPtr> failures;
-    return manager_.UpdateEvidenceFiles(failures, {File(51, "a")}, 5);
-  });
-  // Readers finish while both wait; the second has asked nothing.
-  std::list<EvidenceFilePtr> files;
-  EXPECT_TRUE(manager_.QueryEvidenceFiles(files, 5, "", ""));
-  EXPECT_EQ(files.size(), 2u);
-  std::map<std::int32_t, std::list<EvidenceFilePtr>> by_evidence;
-  EXPECT_TRUE(manager_.QueryEvidenceFiles(by_evidence, {}));
-  EXPECT_NE(second.wait_for(std::chrono::milliseconds(50)), std::future_status::ready);
-  EXPECT_EQ(requests, 1);
-  reply.set_value();
-  EXPECT_TRUE(first.get());
-  EXPECT_TRUE(second.get());
-  EXPECT_EQ(requests, 2);
+    const bool linked = manager_.APILinkFile(failures, {1}, 5, CEvidenceManager::kLinkFiles);
+    platform_.calls.clear();
+    EXPECT_EQ(Did(linked) + " " + ErrorTexts(failures), expected) << reply;
+  }
 }
 
 }  // namespace

@@ -1,433 +1,429 @@
-// The rules under which evidences are created and changed.
+// The rules under which evidences are created, changed, read and deleted, down to the statements.
 
-#include "unit/plugin/EvidencesInMemory.h"
+#include "support/AuthenticationStub.h"
+#include "unit/plugin/ManagerTest.h"
 
 namespace {
 
-using namespace Evidence;
-using evidence_test::Texts;
+using namespace evidence_test;
 
-constexpr std::uint32_t kNotAdded = 0xFFFFFFFF;
-
-class EvidenceRulesTest : public evidence_test::EvidenceManagerFixture {
+class EvidenceRulesTest : public ManagerTest {
  protected:
-  static EvidencePtr Valid() {
+  static EvidencePtr Valid(std::int32_t id = -1) {
     auto evidence = std::make_shared<_tag_Evidence_>();
+    evidence->id = id;
     evidence->guid = "G";
     evidence->name = "n";
+    evidence->evidence_type.type_id = 0;
     return evidence;
   }
-  static EvidencePtr ByWifi(const std::string& cameras) {
-    auto evidence = Valid();
-    evidence->add_mode = evidence->upload_mode = 2;
-    evidence->releated_camera_ids = cameras;
-    evidence->record_begin_time = evidence->record_end_time = "t";
-    return evidence;
+  static void RecordByWifi(_tag_Evidence_& evidence) {
+    evidence.add_mode = evidence.upload_mode = 2;
+    evidence.releated_camera_ids = evidence.record_begin_time = evidence.record_end_time = "1";
   }
-  /// A change item as "type before_id/before_mod after_id/after_mod".
-  static Texts Items(const operation_record& record) {
-    Texts texts;
-    for (const auto& item : record.change_items) {
-      texts.push_back(std::to_string(item.mod_type) + " " + std::to_string(item.before_id) + "/" + item.before_mod +
-                      " " + std::to_string(item.after_id) + "/" + item.after_mod);
-    }
-    return texts;
+  /// The table has a row `id`, "n" with this guid, with fields of its own.
+  void Stands(std::int32_t id, const std::string& guid, const Row& fields = {}) {
+    Row row = {{"ID", std::to_string(id)}, {"guid", guid}, {"name", "n"}, {"evidence_status", "1"}};
+    row.insert(fields.begin(), fields.end());
+    rows_["read evidence " + std::to_string(id)] = rows_["read evidence guid = '" + guid + "'"] = {row};
   }
-  /// 100000 labels, all of evidence 1.
-  void FillLabels() {
-    std::string labels;
-    for (int n = 0; n < 100'000; ++n)
-      labels += std::to_string(n) + "|";
-    manager_.AddLabelsToMap(1, labels);
-  }
-  std::uint32_t Add(const EvidencePtr& evidence) {
-    Forget();
-    return manager_.AddEvidence(evidence);
-  }
-};
-
-TEST_F(EvidenceRulesTest, EntryTestsGiveZeroInTheirOrder) {
-  CEvidenceManager without_store(nullptr);
-  EXPECT_EQ(without_store.AddEvidence(nullptr), 0u);
-  EXPECT_EQ(LastCode(), 9820);
-  Start();
-  EXPECT_EQ(Add(nullptr), 0u);
-  EXPECT_EQ(LastCode(), 2);
-  EXPECT_EQ(store_->TakeCalls(), Texts{});
-}
-
-TEST_F(EvidenceRulesTest, FieldsAtTheirLimits) {
-  Start();
-  const std::string two_bytes = "\xC3\xA4";
-  const auto repeated = [](const std::string& text, int count) {
+  static std::string Repeated(const std::string& text, int count) {
     std::string all;
     for (int n = 0; n < count; ++n)
       all += text;
     return all;
-  };
-  struct Case {
-    const char* name;
-    std::function<void(_tag_Evidence_&)> change;
-    bool accepted;
-  };
-  const Case cases[] = {
-      {"guid of 64 characters", [&](auto& e) { e.guid = repeated(two_bytes, 64); }, true},
-      {"guid of 65", [&](auto& e) { e.guid = repeated("x", 65); }, false},
-      {"no guid", [](auto& e) { e.guid.clear(); }, false},
-      {"name of 64 characters", [&](auto& e) { e.name = repeated(two_bytes, 64); }, true},
-      {"name of 65", [&](auto& e) { e.name = repeated(two_bytes, 65); }, false},
-      {"no name", [](auto& e) { e.name.clear(); }, true},
-      {"description of 20000", [&](auto& e) { e.evidence_desc = repeated(two_bytes, 20'000); }, true},
-      {"description of 20001", [&](auto& e) { e.evidence_desc = repeated("x", 20'001); }, false},
-      {"control character in the guid", [](auto& e) { e.guid = "a\x01"; }, false},
-      {"control character in the name", [](auto& e) { e.name = "a\x7F"; }, false},
-      {"broken text in the description", [](auto& e) { e.evidence_desc = "\xFF"; }, false},
-      {"status 0", [](auto& e) { e.evidence_status = 0; }, true},
-      {"status 2", [](auto& e) { e.evidence_status = 2; }, false},
-      {"status -1", [](auto& e) { e.evidence_status = -1; }, false},
-  };
-  for (const auto& [name, change, accepted] : cases) {
-    store_->rows.clear();
-    const auto evidence = Valid();
-    change(*evidence);
-    EXPECT_EQ(Add(evidence) != kNotAdded, accepted) << name;
-    if (!accepted) {
-      EXPECT_EQ(LastCode(), 2) << name;
+  }
+  /// 100000 labels, all of evidence 1.
+  void FillLabels() {
+    for (int n = 0; n < 100'000; ++n)
+      labels_ += std::to_string(n) + "|";
+    manager_.AddLabelsToMap(1, labels_);
+  }
+  /// What a creation does, and the id that it gives.
+  std::string Added(const EvidencePtr& evidence) {
+    const auto id = manager_.AddEvidence(evidence);
+    return Did(IsEvidenceId(id)) + " " + std::to_string(static_cast<std::int32_t>(id));
+  }
+  /// What a change does, and its items as "type before_id/before_mod after_id/after_mod".
+  std::string Changed(const EvidencePtr& evidence) {
+    operation_record record;
+    const std::string done = Did(manager_.UpdateEvidence(evidence, record));
+    return done + ItemTexts(record);
+  }
+  static std::string ItemTexts(const operation_record& record) {
+    std::string texts;
+    for (const auto& item : record.change_items) {
+      texts += ", " + std::to_string(item.mod_type) + " " + std::to_string(item.before_id) + "/" + item.before_mod +
+               " " + std::to_string(item.after_id) + "/" + item.after_mod;
     }
-    EXPECT_EQ(Logged("Input param error."), !accepted) << name;
+    return texts;
+  }
+  /// Cameras as "id/device/element", then values as "attribute=option:name".
+  static std::string Text(const _tag_Evidence_& evidence) {
+    std::string text;
+    for (const auto& camera : evidence.camera_infos)
+      text += std::to_string(camera.camera_id) + "/" + camera.device_name + "/" + camera.element_name;
+    for (const auto& value : evidence.evidence_customs) {
+      for (const auto& [id, name] : value.custom_options)
+        text += " " + std::to_string(value.custom_id) + "=" + std::to_string(id) + ":" + name;
+    }
+    return text;
+  }
 
-    Forget();
-    store_->rows[5] = *Valid();
-    store_->rows[5].id = 5;
-    evidence->id = 5;
+  std::string labels_;
+};
+
+TEST_F(EvidenceRulesTest, OutsideTheRunningTimeNothingReachesTheStore) {
+  std::list<ErrorPtr> errors;
+  operation_record record;
+  page_info page;
+  std::list<EvidenceTypePtr> types;
+  const std::function<bool()> calls[] = {[&] { return manager_.AddEvidence(nullptr) != 0; },
+                                         [&] { return manager_.UpdateEvidence(nullptr, record); },
+                                         [&] { return manager_.DelEvidences({1}); },
+                                         [&] { return manager_.InsertEvidenceFiles(errors, {}); },
+                                         [&] { return manager_.GetEvidenceTypes(types, page, nullptr); },
+                                         [&] { return manager_.SetEvidenceTypes(errors, {}, "", nullptr, true); },
+                                         [&] { return manager_.SetEvidenceCustoms(errors, {}, "", nullptr, true); },
+                                         [&] { return manager_.WriteEvidenceLog({}, "ended"); }};
+  const auto refused = [&] {
+    for (const auto& call : calls)
+      EXPECT_EQ(Did(call()), "0-9820");
+  };
+  refused();
+  failing_ = {"read option"};
+  rows_["read custom"] = {{{"ID", "6"}}};
+  EXPECT_EQ(Did(manager_.Initialize()),
+            "multi loop casefile.s.upload_mobile_task 1 25 1 | !Get all evidence custom options failed. | 0-15");
+  refused();
+  failing_.clear();
+  Start();
+  EXPECT_EQ(Did(calls[0]()), "0-2");
+  EXPECT_EQ(Did(manager_.Finalize()), "end multi loop casefile.s.upload_mobile_task | ok");
+  refused();
+  EXPECT_FALSE(CEvidenceManager(nullptr).Initialize());
+  EXPECT_EQ(LastCode(), 1);
+}
+
+TEST_F(EvidenceRulesTest, FieldsAtTheirLimits) {
+  Start();
+  Stands(5, "old");
+  const auto values = [](std::size_t count, const std::string& text) {
+    return std::vector<tag_EvidenceCustom_>(count, {8, "x", {{1, text}}, 0, -1});
+  };
+  const std::string umlaut = "\xC3\xA4";
+  const std::tuple<const char*, bool, std::function<void(_tag_Evidence_&)>> cases[] = {
+      {"guid of 64 characters", true, [&](auto& e) { e.guid = Repeated(umlaut, 64); }},
+      {"guid of 65", false, [&](auto& e) { e.guid = Repeated("x", 65); }},
+      {"no guid", false, [](auto& e) { e.guid.clear(); }},
+      {"name of 65", false, [&](auto& e) { e.name = Repeated(umlaut, 65); }},
+      {"no name", true, [](auto& e) { e.name.clear(); }},
+      {"description of 20000", true, [&](auto& e) { e.evidence_desc = Repeated(umlaut, 20'000); }},
+      {"description of 20001", false, [&](auto& e) { e.evidence_desc = Repeated("x", 20'001); }},
+      {"control character in the guid", false, [](auto& e) { e.guid = "a\x01"; }},
+      {"control character in the name", false, [](auto& e) { e.name = "a\x7F"; }},
+      {"broken text in the description", false, [](auto& e) { e.evidence_desc = "\xFF"; }},
+      {"status 0", true, [](auto& e) { e.evidence_status = 0; }},
+      {"status 2", false, [](auto& e) { e.evidence_status = 2; }},
+      {"status -1", false, [](auto& e) { e.evidence_status = -1; }},
+      {"5000 values", true, [&](auto& e) { e.evidence_customs = values(5'000, "v"); }},
+      {"5001 values", false, [&](auto& e) { e.evidence_customs = values(5'001, "v"); }},
+      {"NUL in a value", false, [&](auto& e) { e.evidence_customs = values(1, std::string(1, '\0')); }}};
+  for (const auto& [name, accepted, change] : cases) {
+    const auto evidence = Valid(5);
+    change(*evidence);
     operation_record record;
     EXPECT_EQ(manager_.UpdateEvidence(evidence, record), accepted) << "changed: " << name;
+    EXPECT_EQ(IsEvidenceId(manager_.AddEvidence(evidence)), accepted) << name;
+    EXPECT_TRUE(accepted || LastCode() == 2) << name;
+  }
+  std::list<EvidenceErrInfoPtr> results;
+  std::vector<operation_record> records;
+  for (const std::size_t count : {10'000, 10'001}) {
+    const bool accepted = count == 10'000;
+    EXPECT_EQ(manager_.DelEvidences(IdList(count, 3)), accepted);
+    EXPECT_EQ(manager_.UpdateEvidences(results, std::list<EvidencePtr>(count, Valid(5)), records), accepted);
+    EXPECT_TRUE(accepted || LastCode() == 2);
   }
 }
 
-TEST_F(EvidenceRulesTest, CameraFieldsMustBeThere) {
-  const auto with = [](auto change) {
-    auto evidence = ByWifi("1");
+TEST_F(EvidenceRulesTest, FieldsOfRecordingAreThereAndBounded) {
+  Start();
+  platform_.elements->Add(1, 10);
+  const std::pair<int, std::function<void(_tag_Evidence_&)>> cases[] = {
+      {0, [](auto&) {}},
+      {2, [](auto& e) { e.releated_camera_ids.clear(); }},
+      {2, [](auto& e) { e.record_begin_time.clear(); }},
+      {2, [](auto& e) { e.record_end_time.clear(); }},
+      {2, [](auto& e) { e.upload_mode = 3; }},
+      {2, [](auto& e) { e.upload_mode = 1, e.upload_begin_time = "b"; }},
+      {0, [](auto& e) { e.upload_mode = 1, e.upload_begin_time = "b", e.upload_end_time = "e"; }},
+      {2, [](auto& e) { e.releated_camera_ids = "1" + std::string(10'001, ','); }},
+      {120005, [](auto& e) { e.label = Repeated("a|", 100'001); }}};
+  for (const auto& [code, change] : cases) {
+    const auto evidence = Valid();
+    RecordByWifi(*evidence);
     change(*evidence);
-    return CEvidenceManager::CheckEvidenceAddMode(evidence);
-  };
-  EXPECT_FALSE(CEvidenceManager::CheckEvidenceAddMode(nullptr));
-  EXPECT_TRUE(with([](auto&) {}));
-  EXPECT_TRUE(with([](auto& e) { e = _tag_Evidence_(); }));
-  EXPECT_FALSE(with([](auto& e) { e.releated_camera_ids.clear(); }));
-  EXPECT_FALSE(with([](auto& e) { e.record_begin_time.clear(); }));
-  EXPECT_FALSE(with([](auto& e) { e.record_end_time.clear(); }));
-  EXPECT_FALSE(with([](auto& e) { e.upload_mode = 3; }));
-  EXPECT_FALSE(with([](auto& e) { e.upload_mode = 1; }));
-  EXPECT_FALSE(with([](auto& e) { e.upload_mode = 1, e.upload_begin_time = "b"; }));
-  EXPECT_TRUE(with([](auto& e) { e.upload_mode = 1, e.upload_begin_time = "b", e.upload_end_time = "e"; }));
+    EXPECT_EQ(IsEvidenceId(manager_.AddEvidence(evidence)) ? 0 : LastCode(), code) << &change - &cases[0].second;
+  }
 }
 
 TEST_F(EvidenceRulesTest, RulesOnTheDevicesOfCameras) {
   auto& elements = *platform_.elements;
-  elements.Add(1, 10);
-  elements.Add(2, 10);
-  elements.Add(3, 11);
-  elements.Add(4, -1);
+  for (const auto& [camera, device] : {std::pair{1, 10}, {2, 10}, {3, 11}, {4, -1}})
+    elements.Add(camera, device);
   elements.Add(5, 12, 1, kelp::kRoamlinkProtocol);
   elements.Add(6, 13, kelp::kMobileDevice, kelp::kRoamlinkProtocol);
   elements.Add(7, 14, 1, kelp::kRoamlinkProtocol);
   elements.Disconnect(14);
-  struct Case {
-    const char* cameras;
-    bool roamlink;
-    bool same_device;
-    const char* line;
-  };
-  const Case cases[] = {
-      {"", false, false, ""},
-      {"1,,2", false, true, ""},
-      {" 1,2x", false, true, ""},
-      {"1,3", false, false, "Not all element_id in same device, device_id : -1, current element_device_id : 11["},
-      {"4", false, false, "GetElementInfo device invalid, device_id : -1, current element_device_id : -1["},
-      {"4,1,2", false, true, "GetElementInfo device invalid, device_id : -1, current element_device_id : -1["},
-      {"1,99", false, false, "GetElementInfo device invalid, element_id : 99["},
-      {"99,1", false, true, "GetElementInfo device invalid, element_id : 99["},
-      {"zero", false, false, "GetElementInfo device invalid, element_id : 0["},
-      {"99,5", true, true, "GetElementInfo device invalid, element_id : 99["},
-      {"6", false, true, ""},
-      {"7", false, true, "GetDeviceObject device failed, device : 14["},
-      {"7,5,1", true, false, "GetDeviceObject device failed, device : 14["},
-  };
-  for (const auto& [cameras, roamlink, same_device, line] : cases) {
-    Forget();
+  const std::tuple<const char*, bool, bool> cases[] = {
+      {"", false, false},     {" 1,,2x", false, true}, {"1,3", false, false}, {"4", false, false},
+      {"4,1,2", false, true}, {"1,99", false, false},  {"99,5", true, true},  {"6", false, true},
+      {"7", false, true},     {"7,5,1", true, false}};
+  for (const auto& [cameras, roamlink, same_device] : cases) {
     EXPECT_EQ(CEvidenceManager::HasRoamlinkCamera(cameras), roamlink) << cameras;
     EXPECT_EQ(CEvidenceManager::IsCamerasInSameDevice(cameras), same_device) << cameras;
-    const auto lines = platform_.sink->Texts(5, "casefile.s.taskcenter");
-    EXPECT_EQ(std::ranges::any_of(lines, [&](const auto& text) { return text.find(line) != std::string::npos; }),
-              !lines.empty())
-        << cameras;
-    EXPECT_EQ(lines.empty(), std::string(line).empty()) << cameras;
   }
 }
 
 // Each fault stands before those below it: with all of them from one on, that one is told.
 TEST_F(EvidenceRulesTest, ChecksOfCreationInTheirOrder) {
   Start();
-  platform_.elements->Add(1, 10);
-  platform_.elements->Add(2, 11);
-  platform_.elements->Add(5, 12, 1, kelp::kRoamlinkProtocol);
+  for (const auto& [camera, protocol] : {std::pair{1, 1}, {2, 1}, {5, kelp::kRoamlinkProtocol}})
+    platform_.elements->Add(camera, 10 + camera, 1, protocol);
   FillLabels();
-  store_->rows[7] = *Valid();
-  store_->count = 100'000;
-  store_->failing = {"count", "insert", "insert values"};
-  const auto evidence = ByWifi("1,2,5");
+  Stands(7, "G");
+  rows_["count evidence"] = {{{"count", "100000"}}};
+  failing_ = {"count evidence", "add evidence", "add custom_info"};
+  const auto evidence = Valid();
+  RecordByWifi(*evidence);
   evidence->label = "one more";
-  evidence->evidence_customs.resize(1);
+  evidence->evidence_customs = {{8, "", {{1, ""}}, 0, -1}};
   evidence->record_end_time.clear();
-
-  struct Step {
-    const char* name;
-    int code;
-    const char* line;
-    std::function<void()> mend;
-    Texts calls;
-  };
-  const Step steps[] = {
-      {"fields", 2, "Input param error.", [&] { evidence->record_end_time = "t"; }, {}},
-      {"protocol",
-       120003,
-       "Has Roamlink device camera, except mobilesurveillance , cameras : 1,2,5.",
-       [&] { evidence->releated_camera_ids = "1,2"; },
-       {}},
-      {"one device",
-       120002,
-       "WIFI upload not in same device, cameras : 1,2.",
-       [&] { evidence->releated_camera_ids = "1,1"; },
-       {}},
-      {"guid", 9805, "The evidence already exists, evidence-guid[G].", [&] { store_->rows.clear(); }, {"guid G"}},
-      {"count not read",
-       15,
-       "Get Evidence count failed.",
-       [&] { store_->failing.erase("count"); },
-       {"guid G", "count"}},
-      {"count",
-       120004,
-       "The number of evidences exceeds the limit, count : 100000.",
-       [&] { store_->count = 99'999; },
-       {"guid G", "count"}},
-      {"labels",
-       120005,
-       "The number of labels exceeds the limit, labels_in : one more.",
-       [&] { evidence->label = "17"; },
-       {"guid G", "count"}},
-      {"insert",
-       15,
-       "Insert Evidence failed.",
-       [&] { store_->failing.erase("insert"); },
-       {"guid G", "count", "key", "insert 100"}},
-      {"values",
-       15,
-       "Insert Evidence custom info failed.",
-       [&] { store_->failing.clear(); },
-       {"guid G", "count", "key", "insert 101", "insert values 101"}},
-  };
-  for (const auto& [name, code, line, mend, calls] : steps) {
-    EXPECT_EQ(Add(evidence), kNotAdded) << name;
-    EXPECT_EQ(LastCode(), code) << name;
-    EXPECT_TRUE(Logged(line)) << name;
-    EXPECT_EQ(store_->TakeCalls(), calls) << name;
+  evidence->releated_camera_ids = "1,2,5";
+  const std::pair<const char*, std::function<void()>> steps[] = {
+      {"!Input param error. | 0-2 -1", [&] { evidence->record_end_time = "t"; }},
+      {"!Has Roamlink device camera, except mobilesurveillance , cameras : 1,2,5. | 0-120003 -1",
+       [&] { evidence->releated_camera_ids = "1,2"; }},
+      {"!WIFI upload not in same device, cameras : 1,2. | 0-120002 -1",
+       [&] { evidence->upload_mode = 1, evidence->upload_begin_time = evidence->upload_end_time = "t"; }},
+      {"!The evidence already exists, evidence-guid[G]. | 0-9805 -1", [&] { rows_.erase("read evidence guid = 'G'"); }},
+      {"!Get Evidence count failed. | 0-15 -1", [&] { failing_.erase("count evidence"); }},
+      {"!The number of evidences exceeds the limit, count : 100000. | 0-120004 -1",
+       [&] { rows_["count evidence"].front()["count"] = "99999"; }},
+      {"!The number of labels exceeds the limit, labels_in : one more. | 0-120005 -1", [&] { evidence->label = "17"; }},
+      {"key evidence | add evidence 100 | !Insert Evidence failed. | 0-15 -1", [&] { failing_.erase("add evidence"); }},
+      {"key evidence | add evidence 101 | key custom_info | add custom_info (102, 101,8, 1, '',0); | !Insert Evidence "
+       "custom info failed. | 0-15 -1",
+       [&] { failing_.clear(); }},
+      // A look-up of the guid that fails counts as free, and there may be no values.
+      {"key evidence | add evidence 103 | key custom_info | add custom_info (104, 103,8, 1, '',0); | ok 103",
+       [&] { failing_ = {"read evidence"}, evidence->evidence_customs.clear(); }},
+      {"key evidence | add evidence 105 | ok 105", [] {}}};
+  for (const auto& [expected, mend] : steps) {
+    EXPECT_EQ(Added(evidence), expected);
     mend();
   }
-  EXPECT_EQ(Add(evidence), 102u);
-  EXPECT_EQ(evidence->id, 102);
-  // A lookup of the guid that fails counts as free, and the values of an evidence without any are not written.
-  store_->failing = {"guid G"};
-  evidence->evidence_customs.clear();
-  EXPECT_EQ(Add(evidence), 103u);
-  EXPECT_EQ(store_->TakeCalls(), (Texts{"guid G", "count", "key", "insert 103"}));
-}
-
-TEST_F(EvidenceRulesTest, ChangesAreListedFieldByField) {
-  store_->types = {{1, "theft"}, {2, "fire"}};
-  Start();
-  auto& row = store_->rows[5] = *Valid();
-  row.id = 5;
-  row.evidence_type.type_id = 1;
-  row.label = "old";
-  const auto wanted = std::make_shared<_tag_Evidence_>(row);
-  operation_record unchanged;
-  EXPECT_TRUE(manager_.UpdateEvidence(wanted, unchanged));
-  EXPECT_EQ(Items(unchanged), Texts{});
-  EXPECT_EQ(store_->TakeCalls(), (Texts{"read 5", "values 5", "guid G", "update 5", "update values 5"}));
-
-  wanted->guid = "H", wanted->name = "m", wanted->label = "new", wanted->evidence_desc = "d", wanted->cad_id = "c";
-  wanted->evidence_begin_time = "b", wanted->evidence_end_time = "e", wanted->evidence_status = 0;
-  wanted->evidence_type.type_id = 2, wanted->scene.scene_id = 9999, wanted->outcome.outcome_id = 3;
-  operation_record all;
-  EXPECT_TRUE(manager_.UpdateEvidence(wanted, all));
-  EXPECT_EQ(Items(all), (Texts{"7 -1/old -1/new", "6 -1/ -1/d", "1 -1/n -1/m", "10 -1/ -1/c", "14 -1/G -1/H",
-                               "11 -1/ -1/b", "12 -1/ -1/e", "5 1/ 0/", "2 1/theft 2/fire"}));
-  EXPECT_EQ(store_->rows[5].scene.scene_id, 9999);
-
-  Forget();
-  wanted->evidence_type.type_id = 77;
-  store_->rows[5].evidence_type.type_id = 66;
-  operation_record unknown_types;
-  EXPECT_TRUE(manager_.UpdateEvidence(wanted, unknown_types));
-  EXPECT_EQ(Items(unknown_types), (Texts{"2 66/ 77/"}));
-  EXPECT_TRUE(Logged("Get before evidence type failed, evidence-type-id[66].", 4));
-}
-
-TEST_F(EvidenceRulesTest, ChangedValuesOfAttributes) {
-  store_->customs = {{8, "colour", {{1, "red"}, {2, "blue"}}, 0, -1}};
-  store_->options[8] = store_->customs[0].custom_options;
-  Start();
-  const auto value = [](std::int32_t id, std::int32_t option, const std::string& text, const std::string& name = "x") {
-    return tag_EvidenceCustom_{id, name, {{option, text}}, 0, -1};
-  };
-  struct Case {
-    const char* name;
-    std::vector<tag_EvidenceCustom_> before;
-    std::vector<tag_EvidenceCustom_> after;
-    Texts items;
-  };
-  const Case cases[] = {
-      {"another option, named by the cache", {value(8, 1, "")}, {value(8, 2, "")}, {"13 -1/red -1/blue"}},
-      {"the same option", {value(8, 1, "")}, {value(8, 1, "")}, {}},
-      {"a text of its own comes first", {value(8, 1, "")}, {value(8, 2, "own")}, {"13 -1/red -1/own"}},
-      {"a new value", {}, {value(8, 2, "")}, {"13 -1/ -1/blue"}},
-      {"a new value of an unknown option", {}, {value(8, 3, "")}, {}},
-      {"a nameless one counts as standing when anything stands", {value(9, -1, "t")}, {value(8, 2, "", "")}, {}},
-      {"each standing row of the attribute",
-       {value(8, 1, ""), value(8, 2, "")},
-       {value(8, 1, "")},
-       {"13 -1/blue -1/red"}},
-      {"no option chosen", {value(8, 1, "")}, {{8, "x", {}, 0, -1}}, {}},
-      {"left out", {value(8, 1, "")}, {}, {}},
-  };
-  for (const auto& [name, before, after, items] : cases) {
-    store_->rows[5] = *Valid();
-    store_->rows[5].id = 5;
-    store_->values[5] = before;
-    for (auto& stored : store_->values[5])
-      stored.custom_name.clear();
-    const auto wanted = std::make_shared<_tag_Evidence_>(store_->rows[5]);
-    wanted->evidence_customs = after;
-    operation_record record;
-    EXPECT_TRUE(manager_.UpdateEvidence(wanted, record)) << name;
-    EXPECT_EQ(Items(record), items) << name;
-  }
-}
-
-// One small body must not make a history of gigabytes: each new value is compared with all that stand.
-TEST_F(EvidenceRulesTest, WhatOneRequestMayAskForIsBounded) {
-  Start();
-  const auto values = [](int count, const std::string& text) {
-    return std::vector<tag_EvidenceCustom_>(static_cast<std::size_t>(count), {8, "x", {{1, text}}, 0, -1});
-  };
-  store_->rows[5] = *Valid();
-  store_->rows[5].id = 5;
-  store_->values[5] = values(5'000, "old");
-  const auto wanted = std::make_shared<_tag_Evidence_>(store_->rows[5]);
-  wanted->evidence_customs = values(5'000, "new");
-  wanted->name = "changed";
-  operation_record record;
-  EXPECT_FALSE(manager_.UpdateEvidence(wanted, record));
-  EXPECT_EQ(LastCode(), 2);
-  EXPECT_EQ(Items(record), (Texts{"1 -1/n -1/changed"}));
-  EXPECT_EQ(store_->TakeCalls(), (Texts{"read 5", "values 5", "options 8"}));
-
-  const std::pair<int, std::function<void(_tag_Evidence_&)>> too_much[] = {
-      {2, [&](auto& e) { e.evidence_customs = values(5'001, ""); }},
-      {2, [&](auto& e) { e.evidence_customs = values(1, std::string(1, '\0')); }},
-      {2, [](auto& e) { e.releated_camera_ids = std::string(10'001, ','); }},
-      {120005, [](auto& e) {
-         for (int n = 0; n <= 100'000; ++n)
-           e.label += "a|";
-       }}};
-  for (const auto& [code, grow] : too_much) {
-    const auto evidence = Valid();
-    evidence->guid = "H";
-    grow(*evidence);
-    EXPECT_EQ(Add(evidence), kNotAdded);
-    EXPECT_EQ(LastCode(), code);
-  }
-  std::list<EvidenceErrInfoPtr> results;
-  std::vector<operation_record> records;
-  EXPECT_FALSE(manager_.UpdateEvidences(results, std::list<EvidencePtr>(10'001, Valid()), records));
-  EXPECT_EQ(LastCode(), 2);
+  manager_.DeleteFromMap(1);
+  auto others = SplitLabels(labels_ + "new");
+  others.remove("17");
+  EXPECT_TRUE(manager_.IsLabelCountExceeded(-1, others)) << "the label of the new evidence counts";
 }
 
 TEST_F(EvidenceRulesTest, ChecksOfAChangeInTheirOrder) {
   Start();
   FillLabels();
-  store_->rows[6] = *Valid();
-  store_->rows[6].id = 6;
-  store_->failing = {"update", "update values"};
-  const auto wanted = Valid();
-  wanted->id = 5;
-  wanted->name = "changed";
+  Stands(6, "G");
+  failing_ = {"change evidence", "delete custom_info"};
+  const auto wanted = Valid(5);
   wanted->label = "one more";
-  struct Step {
-    const char* name;
-    int code;
-    const char* line;
-    std::function<void()> mend;
-    std::size_t items;
-  };
-  const Step steps[] = {
-      {"not there", 9804, "The evidence not exists, evidence-id[5].",
-       [&] {
-         store_->rows[5] = *Valid();
-         store_->rows[5].id = 5;
-         store_->rows[5].guid = "old";
-       },
-       0},
-      {"guid of another", 9805, "The evidence already exists, evidence-guid[G].", [&] { store_->rows.erase(6); }, 3},
-      {"labels", 120005, "The number of labels exceeds the limit, labels_in : one more.", [&] { wanted->label = "17"; },
-       3},
-      {"update", 15, "Insert Evidence failed.", [&] { store_->failing.erase("update"); }, 3},
-      {"values", 15, "Insert Evidence custom info failed.", [&] { store_->failing.clear(); }, 3},
-  };
-  for (const auto& [name, code, line, mend, items] : steps) {
-    Forget();
-    operation_record record;
-    EXPECT_FALSE(manager_.UpdateEvidence(wanted, record)) << name;
-    EXPECT_EQ(LastCode(), code) << name;
-    EXPECT_TRUE(Logged(line)) << name;
-    EXPECT_EQ(record.change_items.size(), items) << name;
+  wanted->evidence_status = 2;
+  const std::pair<const char*, std::function<void()>> steps[] = {
+      {"!Input param error, guid[G], name[n], desc[], status[2]. | 0-2", [&] { wanted->evidence_status = 1; }},
+      {"!The evidence not exists, evidence-id[5]. | 0-9804", [&] { Stands(5, "old"); }},
+      {"!The evidence already exists, evidence-guid[G]. | 0-9805, 7 -1/ -1/one more, 14 -1/old -1/G",
+       [&] { Stands(5, "G"); }},
+      {"!The number of labels exceeds the limit, labels_in : one more. | 0-120005, 7 -1/ -1/one more",
+       [&] { wanted->label = "17"; }},
+      {"change evidence 5 'G' status 1; | !Insert Evidence failed. | 0-15, 7 -1/ -1/17",
+       [&] { failing_.erase("change evidence"); }},
+      {"change evidence 5 'G' status 1; | delete custom_info evidence_id = 5; | !Insert Evidence custom info failed. | "
+       "0-15, 7 -1/ -1/17",
+       [&] { failing_.clear(); }},
+      {"change evidence 5 'G' status 1; | delete custom_info evidence_id = 5; | ok, 7 -1/ -1/17", [] {}}};
+  for (const auto& [expected, mend] : steps) {
+    EXPECT_EQ(Changed(wanted), expected);
     mend();
   }
-  operation_record record;
-  EXPECT_TRUE(manager_.UpdateEvidence(wanted, record));
+}
+
+TEST_F(EvidenceRulesTest, ChangesAreListedFieldByField) {
+  rows_["read type"] = {{{"ID", "1"}, {"name", "theft"}}, {{"ID", "2"}, {"name", "fire"}}};
+  Start();
+  Stands(5, "G", {{"evidence_type_id", "1"}, {"label", "old"}});
+  const auto wanted = Valid(5);
+  wanted->guid = "H", wanted->name = "m", wanted->label = "new", wanted->evidence_desc = "d", wanted->cad_id = "c";
+  wanted->evidence_begin_time = "b", wanted->evidence_end_time = "e", wanted->evidence_status = 0;
+  wanted->evidence_type.type_id = 2, wanted->scene.scene_id = 9999, wanted->outcome.outcome_id = 3;
+  EXPECT_EQ(Changed(wanted),
+            "change evidence 5 'H' status 0; | delete custom_info evidence_id = 5; | ok, 7 -1/old -1/new, 6 -1/ -1/d, "
+            "1 -1/n -1/m, 10 -1/ -1/c, 14 -1/G -1/H, 11 -1/ -1/b, 12 -1/ -1/e, 5 1/ 0/, 2 1/theft 2/fire");
+  Stands(5, "G", {{"evidence_type_id", "66"}});
+  EXPECT_EQ(Changed(Valid(5)), "change evidence 5 'G' status 1; | delete custom_info evidence_id = 5; | ok, 2 66/ 0/")
+      << "types that are not there";
+}
+
+TEST_F(EvidenceRulesTest, ChangedValuesOfAttributes) {
+  rows_["read custom"] = {{{"ID", "8"}, {"name", "colour"}}};
+  rows_["read option custom_id = 8"] = {{{"ID", "1"}, {"name", "red"}}, {{"ID", "2"}, {"name", "blue"}}};
+  Start();
+  Stands(5, "G");
+  /// Standing and wanted values as "attribute=option:text of its own"; what is listed.
+  const std::tuple<const char*, const char*, const char*> cases[] = {
+      {"8=1:", "8=2:", ", 13 -1/red -1/blue"},
+      {"8=1:", "8=1:", ""},
+      {"8=1:", "8=2:own", ", 13 -1/red -1/own"},
+      {"", "8=2:", ", 13 -1/ -1/blue"},
+      {"", "8=3:", ""},
+      {"9=-1:t", "8=2:", ""},  // the names are unknown, and so the same
+      {"8=1:|8=2:", "8=1:", ", 13 -1/blue -1/red"},
+      {"8=1:", "", ""}};
+  const auto parsed = [](const std::string& texts) {
+    std::vector<tag_EvidenceCustom_> values;
+    for (const auto& text : SplitText(texts, '|')) {
+      const auto option = text.substr(2);
+      values.push_back(
+          {ExtractDecimal(text), "", {{ExtractDecimal(option), option.substr(option.find(':') + 1)}}, 0, -1});
+    }
+    return values;
+  };
+  for (const auto& [before, after, items] : cases) {
+    auto& stored = rows_["read custom_info evidence_id = 5"] = {};
+    for (const auto& value : parsed(before)) {
+      const auto& [id, text] = value.custom_options.front();
+      stored.push_back(
+          {{"custom_id", std::to_string(value.custom_id)}, {"option_id", std::to_string(id)}, {"option_text", text}});
+    }
+    const auto wanted = Valid(5);
+    wanted->evidence_customs = parsed(after);
+    const std::string changed = Changed(wanted);
+    EXPECT_EQ(changed.substr(changed.find("ok") + 2), items) << before << " " << after;
+  }
+  // One small body must not make a history of gigabytes: each new value is compared with all that stand.
+  rows_["read custom_info evidence_id = 5"] =
+      std::vector<Row>(5'000, {{"custom_id", "8"}, {"option_id", "1"}, {"option_text", "old"}});
+  const auto wanted = Valid(5);
+  wanted->evidence_customs.resize(5'000, {8, "x", {{1, "new"}}, 0, -1});
+  EXPECT_EQ(Changed(wanted), "!Input param error. | 0-2");
 }
 
 TEST_F(EvidenceRulesTest, AStatusBatchTellsOfEachEvidence) {
   Start();
-  for (const std::int32_t id : {1, 2, 3}) {
-    auto& row = store_->rows[id] = *Valid();
-    row.id = id;
-    row.guid = "G" + std::to_string(id);
-  }
-  store_->failing = {"update 3"};
+  for (const std::int32_t id : {1, 2, 3})
+    Stands(id, "G" + std::to_string(id));
+  failing_ = {"change evidence 3"};
   std::list<EvidencePtr> batch;
-  for (const auto& [id, status] : {std::pair{1, 0}, {2, 1}, {3, 0}, {4, 0}, {-1, 0}, {1, 2}}) {
-    auto& evidence = batch.emplace_back(std::make_shared<_tag_Evidence_>());
-    evidence->id = id;
-    evidence->evidence_status = status;
-  }
+  for (const auto& [id, status] : {std::pair{1, 0}, {2, 1}, {3, 0}, {4, 0}, {-1, 0}, {1, 2}})
+    batch.emplace_back(Valid(id))->evidence_status = status;
   std::list<EvidenceErrInfoPtr> results;
   std::vector<operation_record> records;
-  EXPECT_FALSE(manager_.UpdateEvidences(results, batch, records));
-  Texts rows;
+  EXPECT_EQ(Did(manager_.UpdateEvidences(results, batch, records)),
+            "change evidence 1 'G1' status 0; | change evidence 3 'G3' status 0; | !Input param error. | 0-2");
+  std::string rows;
   for (const auto& row : results)
-    rows.push_back(std::to_string(row->id) + row->guid + row->name + " " + std::to_string(row->sub_code));
-  EXPECT_EQ(rows, (Texts{"1G1n 0", "2G2n 0", "3G3n 15", "4 9804", "-1 2", "1 2"}));
-  ASSERT_EQ(records.size(), 2u);
-  EXPECT_EQ(records[0].evidence_id, 1);
-  EXPECT_EQ(records[1].evidence_id, 3);
-  EXPECT_EQ(Items(records[1]), (Texts{"5 1/ 0/"}));
-  EXPECT_EQ(store_->rows[1].evidence_status, 0);
+    rows += std::to_string(row->id) + row->guid + row->name + " " + std::to_string(row->sub_code) + ", ";
+  for (const auto& record : records)
+    rows += std::to_string(record.evidence_id) + ItemTexts(record) + "; ";
+  EXPECT_EQ(rows, "1G1n 0, 2G2n 0, 3G3n 15, 4 9804, -1 2, 1 2, 1, 5 1/ 0/; 3, 5 1/ 0/; ");
+}
 
-  results.clear();
-  EXPECT_TRUE(manager_.UpdateEvidences(results, {}, records));
-  EXPECT_TRUE(results.empty());
+TEST_F(EvidenceRulesTest, OneEvidenceIsNamedFromTheTableAndAListFromTheCache) {
+  rows_["read custom"] = {{{"ID", "8"}, {"name", "colour"}}};
+  rows_["read option custom_id = 8"] = {{{"ID", "1"}, {"name", "cached red"}}};
+  platform_.elements->Add(11, 10);
+  platform_.elements->Add(12, -1);
+  Start();
+  Stands(2, "G2", {{"releated_camera_ids", "11,99,12"}});
+  rows_["read option custom_id = 8"] = {{{"ID", "1"}, {"name", "stored red"}}};
+  rows_["read custom_info evidence_id = 2"] = rows_["read custom_info evidence_id IN (1,2)"] = {
+      {{"evidence_id", "2"}, {"custom_id", "8"}, {"option_id", "1"}},
+      {{"evidence_id", "2"}, {"custom_id", "9"}, {"option_id", "-1"}, {"option_text", "text"}}};
+  const auto read = [this](std::int32_t id) {
+    EvidencePtr evidence;
+    const std::string done = Did(manager_.GetEvidenceByID(evidence, id));
+    return done + (evidence ? " " + Text(*evidence) : "");
+  };
+  EXPECT_EQ(read(2),
+            "!GetPyIDByEleID not find element ele_id = 99 | ok 11/device 10/camera 11 8=1:stored red 9=-1:text");
+  failing_ = {"read option custom_id = 8"};
+  EXPECT_EQ(read(2), "!get custom option failed, evidence-id[2]. | ok 11/device 10/camera 11 8=1: 9=-1:text");
+  failing_ = {"read custom_info evidence_id = 2"};
+  EXPECT_EQ(read(2), "!The evidence not exists, evidence-id[2]. | 0-9804") << "nobody may take it for whole";
+  EXPECT_EQ(read(-1), "!Input param error. | 0-2");
+  EvidencePtr evidence;
+  EXPECT_EQ(Did(manager_.GetEvidenceByGuid(evidence, "")), "!Input param error. | 0-2");
+  EXPECT_EQ(Did(manager_.GetEvidenceByGuid(evidence, "free")), "0-9804");
+
+  rows_["read evidence ID in (1,2)"] = {{{"ID", "1"}}, {{"ID", "2"}}};
+  std::list<EvidencePtr> evidences;
+  page_info page{0, 1, 1};
+  bool has_more = false;
+  const auto filter = std::make_shared<_tag_EvidenceFilterInfo_>();
+  EXPECT_EQ(Did(manager_.QueryEvidences(evidences, page, has_more, nullptr, {1, 2})), "0-1");
+  EXPECT_EQ(Did(manager_.QueryEvidences(evidences, page, has_more, filter, {1, 2})),
+            "!get evidence custom name failed, evidence-id[2]. | ok");
+  EXPECT_EQ(Text(*evidences.back()), " 8=1:cached red 9=-1:text");
+  failing_ = {"read evidence"};
+  EXPECT_EQ(Did(manager_.QueryEvidences(evidences, page, has_more, filter, {})), "!Query evidences failed. | 0-15");
+  EXPECT_EQ(Did(manager_.GetEvidenceByIDs(evidences, {1})), "!GetEvidenceByID failed. | 0-9804");
+}
+
+TEST_F(EvidenceRulesTest, EachUnlinkNamesTheFilesOfTheEvidencesBeforeToo) {
+  Start();
+  for (const char* id : {"1", "2", "-1"})
+    rows_["read file evidence_id = " + std::string(id)] = {{{"ID", "5" + std::string(id).substr(0, 1)}}};
+  manager_.UpdateLabelMap(2, {"own"});
+  FillLabels();
+  EXPECT_EQ(
+      Did(manager_.DelEvidences({1, 2})),
+      "delete evidence 1;delete evidence 2; | delete custom_info evidence_id = 1;delete custom_info evidence_id = 2; | "
+      "unlink 51 of 1 | delete file evidence_id = 1; | unlink 51,51,52 of 2 | delete file evidence_id = 2; | ok");
+  EXPECT_FALSE(manager_.IsLabelCountExceeded(-1, {"new"})) << "its labels are free again";
+  EXPECT_EQ(Did(manager_.DelEvidences({3, 3, -1, 3})),
+            "delete evidence 3;delete evidence -1; | delete custom_info evidence_id = 3;delete custom_info evidence_id "
+            "= -1; | ok")
+      << "each once; the files under -1 belong to nobody";
+  // A refused call leaves the files of the rest as they were; the evidences are gone already.
+  reply_ = R"({"ResponseStatus":{"ErrorModule":31,"ErrorCode":7}})";
+  EXPECT_EQ(Did(manager_.DelEvidences({1, 2})),
+            "delete evidence 1;delete evidence 2; | delete custom_info evidence_id = 1;delete custom_info evidence_id "
+            "= 2; | unlink 51 of 1 | !Delete evidences files failed. | 31-7");
+  reply_ = kOneRefused;
+  EXPECT_EQ(Did(manager_.DelEvidences({1})),
+            "delete evidence 1; | delete custom_info evidence_id = 1; | unlink 51 of 1 | !Delete evidences files "
+            "failed. | 0-9999");
+}
+
+/// Somebody could be found under each name, the empty one too.
+class Sessions final : public evidence_test::AuthenticationStub {
+ public:
+  std::shared_ptr<TarnPlatform::Authentication::CUserSession> FindSession(const std::string& session) override {
+    if (session == "ended") return nullptr;
+    return std::make_shared<TarnPlatform::Authentication::CUserSession>(7, "alice", "10.0.0.7", 4);
+  }
+};
+
+TEST_F(EvidenceRulesTest, AHistoryCarriesTheClientTypeOfItsSession) {
+  const platform::ScopedBackend<platform::IAuthenticationBackend> sessions(std::make_shared<Sessions>());
+  Start();
+  const std::vector<operation_record> records(1);
+  EXPECT_EQ(Did(manager_.WriteEvidenceLog(records, "web")), "key operation_log | add operation_log by client 4 | ok");
+  EXPECT_EQ(Did(manager_.WriteEvidenceLog(records, "")), "key operation_log | add operation_log by client -1 | ok")
+      << "a caller inside the system";
+  EXPECT_EQ(Did(manager_.WriteEvidenceLog(records, "ended")), "0-200");
+  failing_ = {"add operation_log"};
+  EXPECT_EQ(Did(manager_.WriteEvidenceLog(records, "")),
+            "key operation_log | add operation_log by client -1 | !WriteEvidenceLog failed. | 0-15");
 }
 
 }  // namespace

@@ -4,60 +4,28 @@
 
 #include <atomic>
 #include <barrier>
-#include <mutex>
 #include <thread>
 
 #include "OrvBase/Error.h"
 #include "impl/Evidence/EvidenceManager.h"
-#include "support/StoreStub.h"
 #include "unit/plugin/ScriptedPlatform.h"
 
 namespace {
 
-using Evidence::EvidenceTypePtr;
-
-/// Ten fixed types; every write succeeds.
-class TenTypes final : public evidence_test::StoreStub {
- public:
-  std::int32_t QueryEvidenceTypeSeqID() override { return ++last_id_; }
-  bool ReadAllEvidenceTypes(std::list<EvidenceTypePtr>& types) override {
-    for (std::int32_t id = 0; id < 10; ++id) {
-      types.push_back(std::make_shared<Evidence::_tag_EvidenceType_>(
-          Evidence::_tag_EvidenceType_{id, id < 6 ? "" : "own" + std::to_string(id)}));
-    }
-    return true;
-  }
-  bool InsertEvidenceTypes(const std::list<EvidenceTypePtr>&) override { return true; }
-  bool UpdateEvidenceTypes(const std::list<EvidenceTypePtr>&) override { return true; }
-  bool DeleteEvidenceTypes(const Evidence::IdList&) override { return true; }
-  bool DeleteEvidenceTypeInEvidence(const Evidence::IdVector&) override { return true; }
-  bool ReadAllEvidenceCustoms(std::list<Evidence::EvidenceCustomPtr>&) override { return true; }
-  bool ReadAllCustomOptions(std::list<Evidence::EvidenceCustomPtr>&) override { return true; }
-
- private:
-  std::atomic<std::int32_t> last_id_ = 1000;
-};
-
-/// Takes increments from any thread.
-class CountingApi final : public kelp::ISystemAndLogAPI {
- public:
-  std::atomic<int> increments = 0;
-  bool AddIncreResouce(int, std::uint64_t, int) override {
-    ++increments;
-    return true;
-  }
-  int WriteOperatorLog(const std::string&, int, std::int64_t, const std::string&, int, const std::string&, int,
-                       int) override {
-    return 0;
-  }
-};
+using namespace Evidence;
 
 TEST(ManagerConcurrencyTest, StartStopAndCallsFromManyThreads) {
   scripted::Platform platform;
   platform::SetLogThreshold(6);
-  const auto api = std::make_shared<CountingApi>();
-  platform.adapter->system_and_log = api;
-  Evidence::CEvidenceManager manager(std::make_shared<TenTypes>());
+  int last_key = 1000;
+  std::vector<scripted::Row> rows;
+  for (int id = 0; id < 100; ++id)
+    rows.push_back({{"ID", std::to_string(id)}, {"name", id < 6 ? "" : "own" + std::to_string(id)}});
+  platform.db->answer = [&](const std::string& sql) {
+    if (sql.starts_with("SELECT NEXTVAL")) return std::vector<scripted::Row>{{{"nextval", std::to_string(++last_key)}}};
+    return sql.find("FROM evidence.evidence_type") == std::string::npos ? std::vector<scripted::Row>() : rows;
+  };
+  CEvidenceManager manager;
 
   constexpr int kCallers = 6;
   constexpr int kRounds = 30;
@@ -72,8 +40,8 @@ TEST(ManagerConcurrencyTest, StartStopAndCallsFromManyThreads) {
         together.arrive_and_wait();
         for (int round = 0; !ended; ++round) {
           std::list<EvidenceTypePtr> types;
-          Evidence::page_info page;
-          std::list<Evidence::ErrorPtr> errors;
+          page_info page;
+          std::list<ErrorPtr> errors;
           const bool ok = manager.GetEvidenceTypes(types, page, nullptr);
           if (ok) ++served;
           if (!ok && Orv::Base::Error::GetLastError() != Orv::Base::Error::ErrorCode(0, 9820)) ++wrong;
@@ -81,16 +49,15 @@ TEST(ManagerConcurrencyTest, StartStopAndCallsFromManyThreads) {
             if (type->type_id < 0 || (type->type_id > 5 && type->type_name.empty())) ++wrong;
           }
           const std::string name = "t" + std::to_string(n) + "r" + std::to_string(round % 7);
-          const std::list<EvidenceTypePtr> change{
-              std::make_shared<Evidence::_tag_EvidenceType_>(Evidence::_tag_EvidenceType_{round % 10, name})};
-          (void)manager.SetEvidenceTypes(errors, change, "session", nullptr, false);
+          const auto entry = [](std::int32_t id, const std::string& text) {
+            return std::make_shared<_tag_EvidenceType_>(_tag_EvidenceType_{id, text});
+          };
+          (void)manager.SetEvidenceTypes(errors, {entry(round % 10, name)}, "session", nullptr, false);
           (void)manager.GetDataByKey(round % 2, round % 7);
-          const std::list<EvidenceTypePtr> added{
-              std::make_shared<Evidence::_tag_EvidenceType_>(Evidence::_tag_EvidenceType_{-1, name + "new"})};
-          (void)manager.InsertEvidenceTypes(errors, added);
+          const auto added = entry(-1, name + "new");
+          (void)manager.InsertEvidenceTypes(errors, {added});
           // Its own entry only, so that the dictionary stays full.
-          if (added.front()->type_id != -1)
-            (void)manager.DeleteEvidenceTypes(errors, {added.front()->type_id}, nullptr);
+          if (added->type_id != -1) (void)manager.DeleteEvidenceTypes(errors, {added->type_id}, nullptr);
           manager.AddLabelsToMap(n, name + "|common");
           (void)manager.IsLabelCountExceeded(n, {name, "other"});
           if (round % 5 == 0) manager.DeleteFromMap(n);
@@ -99,17 +66,15 @@ TEST(ManagerConcurrencyTest, StartStopAndCallsFromManyThreads) {
     }
     together.arrive_and_wait();
     for (int round = 0; round < kRounds; ++round) {
-      const bool started = manager.Initialize();
-      EXPECT_TRUE(started);
-      const int before = served;
-      while (started && served == before)
+      EXPECT_TRUE(manager.Initialize());
+      for (const int before = served; served == before;)
         std::this_thread::yield();
       EXPECT_TRUE(manager.Finalize());
     }
     ended = true;
   }
   EXPECT_EQ(wrong, 0);
-  EXPECT_GT(api->increments, 0);
+  EXPECT_FALSE(platform.system_and_log->increments.empty());
 }
 
 }  // namespace

@@ -5,8 +5,10 @@
 #include <list>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -23,6 +25,30 @@ using Calls = std::vector<std::string>;
 
 using Row = std::map<std::string, std::string>;
 
+inline std::string ValueOf(const Row& row, const std::string& name) {
+  const auto found = row.find(name);
+  return found == row.end() ? std::string() : found->second;
+}
+
+/// The parts as texts with blanks between.
+template <class... Parts>
+std::string Words(const Parts&... parts) {
+  std::ostringstream text;
+  ((text << (text.tellp() > 0 ? " " : "") << parts), ...);
+  return text.str();
+}
+
+struct Noting {
+  explicit Noting(Calls& all) : calls(all) {}
+  /// Notes a call; always true.
+  template <class... Parts>
+  bool Note(const Parts&... parts) {
+    calls.push_back(Words(parts...));
+    return true;
+  }
+  Calls& calls;
+};
+
 class ResultSet final : public kelp::IDBResultSet {
  public:
   explicit ResultSet(std::vector<Row> rows) : rows_(std::move(rows)) {}
@@ -33,9 +59,7 @@ class ResultSet final : public kelp::IDBResultSet {
     return text.empty() ? 0 : std::stoi(text);
   }
   std::string GetString(const std::string& column) const override {
-    if (IsEof()) return {};
-    const auto found = rows_[at_].find(column);
-    return found == rows_[at_].end() ? std::string() : found->second;
+    return IsEof() ? std::string() : ValueOf(rows_[at_], column);
   }
   int GetIntByIndex(int) const override { return IsEof() ? 0 : std::stoi(rows_[at_].begin()->second); }
 
@@ -44,27 +68,22 @@ class ResultSet final : public kelp::IDBResultSet {
   std::size_t at_ = 0;
 };
 
-/// Answers statements from `answer`; nothing is a failure.
-class Database final : public kelp::IDBManager {
- public:
-  explicit Database(Calls& calls) : calls_(calls) {}
-
+/// Answers statements from `answer`, one at a time; nothing is a failure.
+struct Database final : kelp::IDBManager, Noting {
+  using Noting::Noting;
   bool initialize = true;
   bool null_cursor = false;
   /// Rows of a query, or of a statement (then only whether it succeeds counts).
   std::function<std::optional<std::vector<Row>>(const std::string&)> answer = [](const std::string&) {
     return std::vector<Row>();
   };
-  /// Calls of ExecuteNoQueryList.
-  int lists = 0;
-  /// Every text that was sent, in order.
-  std::vector<std::string> sent;
+  int lists = 0;                  ///< calls of ExecuteNoQueryList
+  std::vector<std::string> sent;  ///< every text, in order
 
   bool Initialize(const std::string& id, int config, int log, bool now) override {
-    calls_.push_back("db init " + id + " " + std::to_string(config) + " " + std::to_string(log) + (now ? " now" : ""));
-    return initialize;
+    return Note("db init", id, config, log, now ? "now" : "later") && initialize;
   }
-  void UnInitialize(const std::string& id) override { calls_.push_back("db uninit " + id); }
+  void UnInitialize(const std::string& id) override { Note("db uninit", id); }
   bool ExecuteNoQuery(const std::string& id, int connection_class, const std::string& sql) override {
     return Send(id, connection_class, sql).has_value();
   }
@@ -85,53 +104,39 @@ class Database final : public kelp::IDBManager {
  private:
   std::optional<std::vector<Row>> Send(const std::string& id, int connection_class, const std::string& sql) {
     if (id != "casefile.s" || connection_class != kConfigClass) return std::nullopt;
+    const std::lock_guard lock(mutex_);
     sent.push_back(sql);
     return answer(sql);
   }
 
-  Calls& calls_;
+  std::mutex mutex_;
 };
 
-class Threads final : public kelp::IThreadManager {
- public:
-  explicit Threads(Calls& calls) : calls_(calls) {}
+struct Threads final : kelp::IThreadManager, Noting {
+  using Noting::Noting;
   std::set<std::string> refused;
-  bool CreateMessageLoop(const std::string& key) override {
-    calls_.push_back("loop " + key);
-    return !refused.contains(key);
-  }
-  void DestroyMessageLoop(const std::string& key) override { calls_.push_back("end loop " + key); }
+  bool CreateMessageLoop(const std::string& key) override { return Note("loop", key) && !refused.contains(key); }
+  void DestroyMessageLoop(const std::string& key) override { Note("end loop", key); }
   bool CreateMultiMessageLoop(const std::string& key, int queues, int threads, int priority) override {
-    calls_.push_back("multi loop " + key + " " + std::to_string(queues) + " " + std::to_string(threads) + " " +
-                     std::to_string(priority));
-    return !refused.contains(key);
+    return Note("multi loop", key, queues, threads, priority) && !refused.contains(key);
   }
-  void DestroyMultiMessageLoop(const std::string& key) override { calls_.push_back("end multi loop " + key); }
-
- private:
-  Calls& calls_;
+  void DestroyMultiMessageLoop(const std::string& key) override { Note("end multi loop", key); }
 };
 
-class Language final : public kelp::IMultiLanguageMgr {
- public:
-  explicit Language(Calls& calls) : calls_(calls) {}
+struct Language final : kelp::IMultiLanguageMgr, Noting {
+  using Noting::Noting;
   bool load = true;
   std::map<std::string, std::string> texts;  ///< by "module/language/section/key"
   bool Load(const std::string& module, const std::string& directory) override {
-    calls_.push_back("language load " + module + " " + directory);
-    return load;
+    return Note("language load", module, directory) && load;
   }
   void SetLanguage(const std::string& module, const std::string& language) override {
-    calls_.push_back("language set " + module + " " + language);
+    Note("language set", module, language);
   }
   std::string GetString(const std::string& module, const std::string& key, const std::string& language,
                         const std::string& section) override {
-    const auto found = texts.find(module + "/" + language + "/" + section + "/" + key);
-    return found == texts.end() ? std::string() : found->second;
+    return ValueOf(texts, module + "/" + language + "/" + section + "/" + key);
   }
-
- private:
-  Calls& calls_;
 };
 
 struct Registration {
@@ -141,61 +146,56 @@ struct Registration {
   std::string capability;
 };
 
-class Bus final : public kelp::IMsgBus {
- public:
-  explicit Bus(Calls& calls) : calls_(calls) {}
+struct Bus final : kelp::IMsgBus, Noting {
+  using Noting::Noting;
   std::vector<Registration> registrations;
   std::vector<std::string> removed;
   std::map<std::string, kelp::UrlCallback> callbacks;
-
   bool RegisterUrl(const std::string& url, int method, int mode, const kelp::UrlCallback& callback) override {
     return RegisterUrlWithCapability(url, method, mode, callback, std::string());
   }
   bool RegisterUrlWithCapability(const std::string& url, int method, int mode, const kelp::UrlCallback& callback,
                                  const std::string& capability) override {
-    if (registrations.empty()) calls_.push_back("routes");
+    if (registrations.empty()) Note("routes");
     registrations.push_back({url, method, mode, capability});
     callbacks[url] = callback;
     return true;
   }
   bool UnRegisterUrl(const std::string& url) override {
-    if (removed.empty()) calls_.push_back("end routes");
+    if (removed.empty()) Note("end routes");
     removed.push_back(url);
     return true;
   }
-
- private:
-  Calls& calls_;
 };
 
-class Permissions final : public kelp::IClientPermissionApi {
- public:
+struct Permissions final : kelp::IClientPermissionApi {
   std::set<int> denied;     ///< to web clients
   std::set<int> denied_cs;  ///< to CS clients
   bool HaveWebClientPermission(const std::string&, int code) override { return !denied.contains(code); }
   bool HaveCSClientPermission(const std::string&, int code) override { return !denied_cs.contains(code); }
 };
 
-class SystemAndLog final : public kelp::ISystemAndLogAPI {
- public:
+struct SystemAndLog final : kelp::ISystemAndLogAPI {
   bool accept = true;
   int log_result = 0;
-  std::vector<std::string> increments;  ///< "type id method"
+  std::vector<std::string> increments;  ///< "type id method"; those of several threads all come
   std::vector<std::string> failures;    ///< "session type id name main-sub"
   bool AddIncreResouce(int type, std::uint64_t id, int method) override {
-    increments.push_back(std::to_string(type) + " " + std::to_string(id) + " " + std::to_string(method));
+    const std::lock_guard lock(mutex_);
+    increments.push_back(Words(type, id, method));
     return accept;
   }
   int WriteOperatorLog(const std::string& session, int log_type, std::int64_t object_id, const std::string& name, int,
                        const std::string&, int main_code, int sub_code) override {
-    failures.push_back(session + " " + std::to_string(log_type) + " " + std::to_string(object_id) + " " + name + " " +
-                       std::to_string(main_code) + "-" + std::to_string(sub_code));
+    failures.push_back(Words(session, log_type, object_id, name, main_code) + "-" + std::to_string(sub_code));
     return log_result;
   }
+
+ private:
+  std::mutex mutex_;
 };
 
-class Adapter final : public kelp::IPlatformAdapterInterface {
- public:
+struct Adapter final : kelp::IPlatformAdapterInterface {
   std::shared_ptr<kelp::IMsgBus> bus;
   std::shared_ptr<kelp::IClientPermissionApi> permissions;
   std::shared_ptr<kelp::IElementApi> elements;
@@ -208,17 +208,14 @@ class Adapter final : public kelp::IPlatformAdapterInterface {
   std::shared_ptr<kelp::ISystemAndLogAPI> GetSystemAndLogApi(bool) override { return system_and_log; }
 };
 
-class Comm final : public plugin_comm::IPluginCommManager {
- public:
-  explicit Comm(Calls& calls) : calls_(calls) {}
+struct Comm final : plugin_comm::IPluginCommManager, Noting {
+  using Noting::Noting;
   std::set<std::string> refused;
   bool PublishApi(const std::string& id, const std::string& path, const plugin_comm::ApiCallback&) override {
-    calls_.push_back("publish " + id + " " + path);
-    return !refused.contains(path);
+    return Note("publish", id, path) && !refused.contains(path);
   }
   bool RecoverApi(const std::string& id, const std::string& path) override {
-    calls_.push_back("recover " + id + " " + path);
-    return !refused.contains(path);
+    return Note("recover", id, path) && !refused.contains(path);
   }
   /// Replies to a request; as if nobody published the path until it is set.
   plugin_comm::ApiCallback answer;
@@ -234,13 +231,9 @@ class Comm final : public plugin_comm::IPluginCommManager {
     if (answer) answer(path, request, response);
     return response || serve_empty;
   }
-
- private:
-  Calls& calls_;
 };
 
-class Increments final : public platform::IIncreResourceBackend {
- public:
+struct Increments final : platform::IIncreResourceBackend {
   using Change = TarnPlatform::IncreResource::CIncreResourceStructInterface;
   bool readable = true;
   std::vector<std::shared_ptr<Change>> changes;
@@ -252,24 +245,22 @@ class Increments final : public platform::IIncreResourceBackend {
   }
 };
 
-class PlatformLog final : public platform::ILogBackend {
- public:
+struct PlatformLog final : platform::ILogBackend {
   std::function<bool(const std::string& name)> accept = [](const std::string&) { return true; };
   std::vector<std::string> lines;  ///< "session type name"
   bool WriteLog(const std::string& session, const TarnPlatform::Log::COperationLogStruct& record) override {
-    lines.push_back(session + " " + std::to_string(record.GetVallog_type()) + " " + record.GetValelement_name());
+    lines.push_back(Words(session, record.GetVallog_type(), record.GetValelement_name()));
     return accept(record.GetValelement_name());
   }
 };
 
-class System final : public platform::ISystemBackend {
- public:
+struct System final : platform::ISystemBackend {
   std::optional<int> standard = 1;
   std::string directory = "/nowhere/";
   std::string aes_key = "0123456789abcdef";
   std::string SystemGuid() override { return "SYSTEM-GUID"; }
   bool ServerStandards(int& out) override {
-    if (standard) out = *standard;
+    out = standard.value_or(out);
     return standard.has_value();
   }
   std::string ExecutableDirectory() override { return directory; }
@@ -279,7 +270,14 @@ class System final : public platform::ISystemBackend {
 /// Installs the whole platform for the life of an object.
 class Platform {
  public:
-  Platform() { platform::SetLogThreshold(1); }
+  Platform() {
+    platform::SetLogThreshold(1);
+    adapter->bus = bus;
+    adapter->permissions = permissions;
+    adapter->elements = elements;
+    adapter->devices = elements;
+    adapter->system_and_log = system_and_log;
+  }
   ~Platform() { platform::SetLogThreshold(3); }
   Platform(const Platform&) = delete;
   Platform& operator=(const Platform&) = delete;
@@ -293,23 +291,13 @@ class Platform {
   std::shared_ptr<Permissions> permissions = std::make_shared<Permissions>();
   std::shared_ptr<SystemAndLog> system_and_log = std::make_shared<SystemAndLog>();
   std::shared_ptr<evidence_test::ElementsStub> elements = std::make_shared<evidence_test::ElementsStub>();
-  std::shared_ptr<Adapter> adapter = MakeAdapter();
+  std::shared_ptr<Adapter> adapter = std::make_shared<Adapter>();
   std::shared_ptr<Comm> comm = std::make_shared<Comm>(calls);
   std::shared_ptr<Increments> increments = std::make_shared<Increments>();
   std::shared_ptr<PlatformLog> log = std::make_shared<PlatformLog>();
   std::shared_ptr<System> system = std::make_shared<System>();
 
  private:
-  std::shared_ptr<Adapter> MakeAdapter() {
-    auto made = std::make_shared<Adapter>();
-    made->bus = bus;
-    made->permissions = permissions;
-    made->elements = elements;
-    made->devices = elements;
-    made->system_and_log = system_and_log;
-    return made;
-  }
-
   platform::ScopedBackend<platform::ILogSink> sink_{sink};
   platform::ScopedBackend<kelp::IDBManager> db_{db};
   platform::ScopedBackend<kelp::IThreadManager> threads_{threads};
