@@ -8,36 +8,29 @@
 #include <string>
 
 #include "http/HostProcess.h"
+#include "http/HttpClient.h"
 
 namespace evidence_test {
 
-/// The test's side of the echo plugin's /Gate: shows when a request is inside a plugin, and holds it there. One
-/// request at a time.
+/// A request that stands inside a plugin, at test_show's /Gate, until it is let through.
 class Gate {
  public:
-  Gate() {
+  Gate(int port, const std::string& session) : request_(port) {
     if (mkfifo(Pipe("entered").c_str(), 0600) != 0 || mkfifo(Pipe("leave").c_str(), 0600) != 0)
       throw std::runtime_error("no named pipes in " + folder_.path());
+    request_.Send(RequestText("POST", "/Gate", session, folder_.path()));
+    // Returns once the request has opened its end.
+    close(open(Pipe("entered").c_str(), O_RDONLY | O_CLOEXEC));
   }
 
-  /// The body of the request that shall wait here.
-  const std::string& body() const { return folder_.path(); }
-
-  /// Waits until the request is inside.
-  void AwaitEntered() const {
-    const int pipe = open(Pipe("entered").c_str(), O_RDONLY | O_CLOEXEC);
-    char byte = 0;
-    if (read(pipe, &byte, 1) != 1) throw std::runtime_error("nobody entered the gate");
-    close(pipe);
-  }
-
-  /// Lets the request inside go on.
   void Open() const { close(open(Pipe("leave").c_str(), O_WRONLY | O_CLOEXEC)); }
+  HttpReply Reply() const { return request_.ReadReply(); }
 
  private:
   std::string Pipe(const std::string& name) const { return folder_.path() + "/" + name; }
 
-  ScratchFolder folder_;
+  const ScratchFolder folder_;
+  const HttpConnection request_;
 };
 
 }  // namespace evidence_test

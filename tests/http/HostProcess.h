@@ -2,8 +2,8 @@
 
 #include <sys/types.h>
 
+#include <csignal>
 #include <map>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -33,14 +33,14 @@ class ScratchFolder {
   std::string path_;
 };
 
-/// The evidence host as a process, with a data folder and any free port of its own. Killed at the end when
-/// it still runs.
+/// Keys and values of the settings file; listen, data and database are filled when they are not there, database
+/// with Postgres().AppConnection().
+using SettingsMap = std::map<std::string, std::string>;
+
+/// The evidence host as a process, with a data folder and any free port of its own, and this object as its service
+/// manager. Killed at the end when it still runs.
 class HostProcess {
  public:
-  /// Keys and values of the settings file; listen, data and database are filled when they are not there, database
-  /// with Postgres().AppConnection().
-  using SettingsMap = std::map<std::string, std::string>;
-
   /// Starts the host; with `arguments` it runs that command. Does not wait. `executable` is the built one when empty.
   explicit HostProcess(SettingsMap settings, const std::vector<std::string>& arguments = {},
                        const std::string& input = "", const std::string& executable = "");
@@ -53,34 +53,45 @@ class HostProcess {
   int WaitUntilListening();
   int port() const { return port_; }
 
+  /// What it tells its service manager next; "" when it ends, or says nothing for 60 s.
+  std::string NextMessage() const;
+
   void Signal(int signal) const;
-  /// Waits for the end; 60 s, then the process is killed and the code is -1.
+  /// Waits for the end; after 60 s the process is killed.
   Finished Wait();
-  /// SIGTERM, and Wait.
-  Finished Stop();
+  /// Signal, and Wait.
+  Finished Stop(int signal = SIGTERM);
 
   /// What the log file holds now; whole once the process has ended.
   std::string Log() const { return folder_.Read("data/evidence-host.log"); }
 
  private:
-  bool ReadOutput(int timeout_ms);
-
   ScratchFolder folder_;
+  int messages_ = -1;
   pid_t pid_ = -1;
-  int output_ = -1;
-  std::string out_;
+  /// Readable when the process has ended.
+  int end_ = -1;
   int port_ = 0;
 };
 
 /// Runs a command of the host to its end.
 Finished RunHost(const std::vector<std::string>& arguments, const std::string& input = "",
-                 const HostProcess::SettingsMap& settings = {});
+                 const SettingsMap& settings = {});
 
-/// The session id of a login; throws std::runtime_error when it is refused.
-std::string Login(int port, const std::string& name, const std::string& password);
-
-/// Adds the super user "tester" to Postgres() unless he is there; his password is kTesterPassword.
+/// Adds a user to Postgres() unless he is there; the password is kPassword. Throws std::runtime_error.
+void EnsureUser(const std::string& name, const std::vector<std::string>& options = {});
+/// The super user "tester".
 void EnsureTester();
-inline constexpr char kTesterPassword[] = "correct horse";
+inline constexpr char kPassword[] = "correct horse";
+
+struct OpenedSession {
+  std::string id;
+  std::string key;
+};
+/// Throws std::runtime_error when the login is refused.
+OpenedSession Login(int port, const std::string& name = "tester");
+
+/// The body of a login.
+std::string LoginText(const std::string& name, const std::string& password);
 
 }  // namespace evidence_test

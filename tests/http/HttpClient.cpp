@@ -1,23 +1,18 @@
 #include "http/HttpClient.h"
 
 #include <arpa/inet.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
 
-#include <array>
-#include <cctype>
-#include <sstream>
+#include <cerrno>
 #include <stdexcept>
 
 namespace evidence_test {
 namespace {
 
-constexpr timeval kPatience{30, 0};
-
-/// -1 when refused.
-int Connect(int port) {
+std::FILE* Connect(int port) {
+  constexpr timeval kPatience{30, 0};
   const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &kPatience, sizeof(kPatience));
   setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &kPatience, sizeof(kPatience));
@@ -25,89 +20,48 @@ int Connect(int port) {
   address.sin_family = AF_INET;
   address.sin_port = htons(static_cast<in_port_t>(port));
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  if (connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0) return fd;
+  if (connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0) return fdopen(fd, "r");
   close(fd);
-  return -1;
+  throw std::runtime_error("no connection to port " + std::to_string(port));
 }
 
-std::string Lower(std::string text) {
-  for (char& letter : text)
-    letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
-  return text;
-}
-
-std::string RequestHead(const std::string& method, const std::string& path, const std::string& session) {
-  std::string head = method + " " + path + " HTTP/1.1\r\nHost: test\r\n";
-  if (!session.empty()) head += "Authorization: Bearer " + session + "\r\n";
-  return head;
-}
-
-HttpReply ParseHead(const std::string& head) {
-  HttpReply reply;
-  std::istringstream lines(head);
-  std::string version;
-  lines >> version >> reply.status;
-  std::string line;
-  std::getline(lines, line);
-  while (std::getline(lines, line)) {
-    const auto colon = line.find(": ");
-    if (colon == std::string::npos) continue;
-    if (line.ends_with('\r')) line.pop_back();
-    reply.headers[Lower(line.substr(0, colon))] = line.substr(colon + 2);
-  }
-  return reply;
+/// One line without its end; false at the end of the stream.
+bool ReadLine(std::FILE* input, std::string& line) {
+  line.clear();
+  int letter = 0;
+  while ((letter = std::fgetc(input)) != EOF && letter != '\n')
+    line += static_cast<char>(letter);
+  if (std::ferror(input) != 0 && errno == EAGAIN) throw std::runtime_error("no answer in time");
+  if (line.ends_with('\r')) line.pop_back();
+  return letter != EOF;
 }
 
 }  // namespace
 
-HttpConnection::HttpConnection(int port) : fd_(Connect(port)) {
-  if (fd_ < 0) throw std::runtime_error("no connection to port " + std::to_string(port));
-}
+HttpConnection::HttpConnection(int port) : input_(Connect(port)) {}
 
-HttpConnection::~HttpConnection() { close(fd_); }
-
-bool HttpConnection::Accepts(int port) {
-  const int fd = Connect(port);
-  if (fd >= 0) close(fd);
-  return fd >= 0;
-}
-
-void HttpConnection::Send(std::string_view bytes) {
+void HttpConnection::Send(std::string_view bytes) const {
   while (!bytes.empty()) {
-    const auto sent = send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    const auto sent = send(fd(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
     if (sent <= 0) return;
     bytes.remove_prefix(static_cast<std::size_t>(sent));
   }
 }
 
-bool HttpConnection::Receive() {
-  std::array<char, 65536> buffer;
-  const auto count = recv(fd_, buffer.data(), buffer.size(), 0);
-  if (count > 0) received_.append(buffer.data(), static_cast<std::size_t>(count));
-  return count > 0;
+HttpReply HttpConnection::ReadReply() const {
+  HttpReply reply;
+  std::string line;
+  if (!ReadLine(input_, line)) return reply;
+  reply.status = std::stoi(line.substr(line.find(' ')));
+  while (ReadLine(input_, line) && !line.empty())
+    reply.headers[line.substr(0, line.find(": "))] = line.substr(line.find(": ") + 2);
+  if (reply.headers.contains("Content-Length")) reply.body.resize(std::stoul(reply.headers["Content-Length"]));
+  return std::fread(reply.body.data(), 1, reply.body.size(), input_) == reply.body.size() ? reply : HttpReply();
 }
 
-HttpReply HttpConnection::ReadReply(bool with_body) {
-  std::size_t end = 0;
-  while ((end = received_.find("\r\n\r\n")) == std::string::npos) {
-    if (!Receive()) return {};
-  }
-  auto reply = ParseHead(received_.substr(0, end + 2));
-  received_.erase(0, end + 4);
-  if (!with_body) return reply;
-  const std::size_t length = reply.headers.contains("content-length") ? std::stoul(reply.headers["content-length"]) : 0;
-  while (received_.size() < length) {
-    if (!Receive()) return {};
-  }
-  reply.body = received_.substr(0, length);
-  received_.erase(0, length);
-  return reply;
-}
-
-bool HttpConnection::IsClosedByServer() {
-  char byte = 0;
-  const auto count = recv(fd_, &byte, 1, 0);
-  return received_.empty() && (count == 0 || (count < 0 && errno == ECONNRESET));
+std::string RequestHead(const std::string& method, const std::string& path, const std::string& session) {
+  const auto login = session.empty() ? "" : "Authorization: Bearer " + session + "\r\n";
+  return method + " " + path + " HTTP/1.1\r\nHost: test\r\n" + login;
 }
 
 std::string RequestText(const std::string& method, const std::string& path, const std::string& session,
@@ -116,17 +70,9 @@ std::string RequestText(const std::string& method, const std::string& path, cons
   return RequestHead(method, path, session) + length + "\r\n" + body;
 }
 
-std::string ChunkedRequestText(const std::string& method, const std::string& path, const std::string& session,
-                               const std::string& body) {
-  std::ostringstream size;
-  size << std::hex << body.size();
-  return RequestHead(method, path, session) + "Transfer-Encoding: chunked\r\n\r\n" + size.str() + "\r\n" + body +
-         "\r\n0\r\n\r\n";
-}
-
 HttpReply Ask(int port, const std::string& method, const std::string& path, const std::string& session,
               const std::string& body) {
-  HttpConnection connection(port);
+  const HttpConnection connection(port);
   connection.Send(RequestText(method, path, session, body));
   return connection.ReadReply();
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <chrono>
+#include <cstdio>
 #include <map>
 #include <string>
 #include <string_view>
@@ -10,45 +10,34 @@ namespace evidence_test {
 struct HttpReply {
   /// 0 when the server closed the connection without an answer.
   int status = 0;
-  /// Names in lower case.
   std::map<std::string, std::string> headers;
   std::string body;
 };
 
-/// One connection to 127.0.0.1 over a plain socket, so that requests of any form can be sent. Waits at most 30 s.
+/// One connection to 127.0.0.1 over a plain socket, so that requests of any form can be sent. Throws
+/// std::runtime_error when it is refused, and when an answer takes more than 30 s.
 class HttpConnection {
  public:
-  /// Throws std::runtime_error when it is refused.
   explicit HttpConnection(int port);
-  ~HttpConnection();
+  ~HttpConnection() { std::fclose(input_); }
   HttpConnection(const HttpConnection&) = delete;
   HttpConnection& operator=(const HttpConnection&) = delete;
 
-  /// False when `port` refuses connections.
-  static bool Accepts(int port);
-
   /// A server that has closed already is no failure: the reply tells.
-  void Send(std::string_view bytes);
-  /// An answer to HEAD tells a length but has no body.
-  HttpReply ReadReply(bool with_body = true);
-  /// Waits until the server closes; false when it sends something first or does not close in time.
-  bool IsClosedByServer();
-  int fd() const { return fd_; }
+  void Send(std::string_view bytes) const;
+  [[nodiscard]] HttpReply ReadReply() const;
+  [[nodiscard]] int fd() const { return fileno(input_); }
 
  private:
-  bool Receive();
-
-  int fd_;
-  std::string received_;
+  std::FILE* const input_;
 };
 
-/// The text of a request with a Content-Length; without one for an empty body. No session for an empty `session`.
+/// The first lines of a request; no session for an empty `session`.
+std::string RequestHead(const std::string& method, const std::string& path, const std::string& session);
+
+/// A whole request with a Content-Length; without one for an empty body.
 std::string RequestText(const std::string& method, const std::string& path, const std::string& session,
                         const std::string& body = "");
-
-/// `body` as one chunk and the end.
-std::string ChunkedRequestText(const std::string& method, const std::string& path, const std::string& session,
-                               const std::string& body);
 
 /// One request on a connection of its own.
 HttpReply Ask(int port, const std::string& method, const std::string& path, const std::string& session,

@@ -15,7 +15,7 @@ class Installation {
     const auto built = fs::path(EVIDENCE_HOST).parent_path();
     fs::copy_file(EVIDENCE_HOST, Host());
     for (const char* const name :
-         {"libplatform.so", "file_manager.s.so", "casefile.s.so", "test_comm.s.so", "database"})
+         {"libplatform.so", "file_manager.s.so", "casefile.s.so", "test_show.s.so", "database"})
       fs::create_symlink(built / name, fs::path(folder_.path()) / name);
     fs::copy(built / "META_INFO", fs::path(folder_.path()) / "META_INFO", fs::copy_options::recursive);
   }

@@ -1,0 +1,270 @@
+// The plugins in the real host: what clients and other plugins are answered, and what stands in the tables then.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+#include <regex>
+
+#include "http/HttpClient.h"
+#include "http/Installation.h"
+#include "http/OpensslCommand.h"
+#include "support/Eventually.h"
+#include "support/ThrowawayPostgres.h"
+
+namespace evidence_test {
+namespace {
+
+using testing::HasSubstr;
+
+const std::string kV1 = "/TRELL/Halyard/Evidence/V1/Evidence";
+const std::string kV2 = "/TRELL/Halyard/Evidence/V2/Evidence";
+const std::string kLinkApi = "/API/FileManager/V1/LinkFile";
+
+std::string Answer(int code, const std::string& data = {}, int module = 0) {
+  return R"({"ResponseStatus":{"ErrorModule":)" + std::to_string(module) + R"(,"ErrorCode":)" + std::to_string(code) +
+         (data.empty() ? "" : R"(,"Data":)" + data) + "}}";
+}
+
+class PluginTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    EnsureTester();
+    EnsureUser("clara", {"--cs", "41,44", "--control", "43", "--web", "1423,1424,1427,1428"});
+    Postgres().Query(
+        "DELETE FROM evidence.evidence; DELETE FROM evidence.evidence_file; DELETE FROM evidence.operation_log;"
+        "DELETE FROM filemanager.link; DELETE FROM platform.operation_log;"
+        "DELETE FROM evidence.evidence_type WHERE id > 5; UPDATE evidence.evidence_type SET name = '', deleted = 0;"
+        "ALTER SEQUENCE evidence.evidence_id_seq RESTART; ALTER SEQUENCE evidence.evidence_file_id_seq RESTART;"
+        "ALTER SEQUENCE evidence.evidence_type_id_seq RESTART");
+    Start("clara");
+  }
+  void TearDown() override { Stop(); }
+
+  void Start(const std::string& user) {
+    host_ = std::make_unique<HostProcess>(SettingsMap{{"plugins", "file_manager.s.so, casefile.s.so, test_show.s.so"}},
+                                          std::vector<std::string>(), "", installation_.Host());
+    host_->WaitUntilListening();
+    session_ = Login(host_->port(), user);
+  }
+  /// What it logged.
+  std::string Stop() {
+    EXPECT_EQ(host_->Stop().exit_code, 0);
+    return host_->Log();
+  }
+
+  /// The answer with its times made equal; the status instead of an empty one.
+  std::string Call(const std::string& method, const std::string& path, const std::string& body = {}) const {
+    const auto reply = Ask(host_->port(), method, path, session_.id, body);
+    if (reply.body.empty()) return std::to_string(reply.status);
+    return std::regex_replace(reply.body, std::regex(R"("\d{4}-\d\d-\d\dT[\d:]{8}[+-][\d:]{5}")"), R"("T")");
+  }
+  std::string Link(const std::string& file_ids) const {
+    return Call("POST", kLinkApi,
+                R"({"Request":{"LinkType":0,"ID":5,"FileIDs":")" + file_ids + R"(","OperationType":1}})");
+  }
+  std::string ChangeType() const { return Call("PUT", kV1 + "/Type/1", R"({"EvidenceType":{"Name":"Burglary"}})"); }
+  /// The part of a deletion's body that names clara and her password.
+  std::string Confirmation(const std::string& password) const {
+    return R"("UserList":{"User":[{"UserName":"clara","Password":")" + Openssl("-A", password, session_.key) +
+           R"("}]})";
+  }
+
+  /// The texts that `sql` gives, in one line each.
+  static std::string Lines(const std::string& sql) {
+    std::string lines;
+    for (const auto& row : Postgres().Query(sql))
+      lines += row[0] + "\n";
+    return lines;
+  }
+  static std::string Evidences() {
+    return Lines(
+        "SELECT concat_ws(' ', id, guid, name, evidence_type_id, evidence_status, label, cad_id, deleted) "
+        "FROM evidence.evidence ORDER BY id");
+  }
+  static std::string Files() {
+    return Lines(
+        "SELECT concat_ws(' ', f.evidence_id, f.id, f.file_name, f.deleted, l.linked) FROM evidence.evidence_file f "
+        "JOIN filemanager.link l ON (l.file_id, l.evidence_id) = (f.id, f.evidence_id) ORDER BY f.evidence_id, f.id");
+  }
+  /// "type user name/description code" of the platform's log, "evidence type mod_type user|files|before|after" of the
+  /// histories.
+  static std::string Log() {
+    return Lines(
+        "SELECT concat_ws(' ', log_type, user_name, object_name || '/' || description, nullif(sub_code, 0)) "
+        "FROM platform.operation_log ORDER BY id");
+  }
+  static std::string History() {
+    return Lines(
+        "SELECT concat_ws(' ', evidence_id, operation_type, mod_type, user_name || '@' || user_ip) || '|' || "
+        "concat_ws('|', file_name, before_mod, after_mod) FROM evidence.operation_log ORDER BY id");
+  }
+
+  const Installation installation_;
+  std::unique_ptr<HostProcess> host_;
+  OpenedSession session_;
+};
+
+TEST_F(PluginTest, TheLifeOfAnEvidence) {
+  const std::string clara = R"("Creator":{"ID":)" +
+                            Postgres().Value("SELECT id FROM platform.users WHERE name = 'clara'") +
+                            R"(,"Name":"clara"},)";
+  const std::string beta = R"({"ID":1,"Guid":"b","Name":"Beta case","EvidenceType":{"ID":1,"Name":"Theft"},)"
+                           R"("Desc":"by the gate","Status":1,)" +
+                           clara;
+  const std::string two = R"("EvidenceList":{"Evidence":[{"EvidenceID":9},{"EvidenceID":2},{"EvidenceID":1}]})";
+  const struct {
+    const char* method;
+    std::string path;
+    std::string body;
+    std::string answer;
+  } kCalls[] = {
+      {"POST", kV1,
+       R"({"Evidence":{"Guid":"b","Name":"Beta case","Status":1,"EvidenceType":{"ID":1},"Desc":"by the gate",)"
+       R"("Label":"x|y","CADID":"C7"}})",
+       Answer(0, R"({"Evidence":)" + beta + R"("CreateTime":""}})")},
+      {"POST", kV1, R"({"Evidence":{"Guid":"b","Name":"Beta case","Status":1}})", Answer(9805, "{}")},
+      {"POST", kV1, R"({"Evidence":{"Guid":"a","Status":1}})",
+       Answer(0, R"({"Evidence":{"ID":2,"Guid":"a","Name":"","EvidenceType":{"ID":4294967295,"Name":""},"Desc":"",)"
+                 R"("Status":1,)" +
+                     clara + R"("CreateTime":""}})")},
+      {"GET", kV1, R"({"EvidenceQueryReq":{"PageIndex":1,"PageSize":1,"Filter":{"Keyword":"CASE"}}})",
+       Answer(0, R"({"EvidenceList":{"Evidence":[)" + beta +
+                     R"("CreateTime":"T","Label":"x|y","EvidenceBeginTime":"","EvidenceEndTime":"","CADID":"C7",)"
+                     R"("EvidenceCustomList":{}}]},"Completeness":1,"PageIndex":1,"PageSize":1,"TotalNum":1})")},
+      {"PUT", kV1 + "/1",
+       R"({"Evidence":{"ID":3,"Guid":"b","Name":"O'Brien","EvidenceType":{"ID":2},"Status":1,"Label":"y"}})",
+       Answer(0)},
+      {"PUT", kV1, R"({"EvidenceList":{"Evidence":[{"ID":1,"Status":0},{"ID":9,"Status":0}]}})",
+       Answer(99999, R"({"EvidenceErrorList":{"EvidenceError":[{"Evidence":{"ID":1,"Guid":"b","Name":"O'Brien"},)"
+                     R"("Error":{"ErrorModule":0,"ErrorCode":0}},{"Evidence":{"ID":9,"Guid":"","Name":""},)"
+                     R"("Error":{"ErrorModule":0,"ErrorCode":9804}}]}})")},
+      {"POST", kV1 + "/1/Files", R"({"FileList":{"File":[{"ID":11,"FileName":"a"},{"ID":12,"FileName":"b"}]}})",
+       Answer(0, R"({"FileErrorList":{}})")},
+      {"POST", kV1 + "/1/Files", R"({"FileList":{"File":[{"ID":11,"FileName":"a","Delete":1}]}})",
+       Answer(0, R"({"FileErrorList":{}})")},
+      {"POST", kV2 + "/Files/BatchLinks",
+       R"({"Request":{)" + two + R"(,"FileList":{"File":[{"FileID":21,"FileName":"x"}]}}})",
+       R"({"ResponseStatus":{"ErrorModule":0,"ErrorCode":9999,"CascadingErrorInfo":"","Data":{"EvidenceErrorList":)"
+       R"([{"EvidenceError":{"EvidenceID":9,"EvidenceName":"","ErrorList":[{"FileID":21,"ErrorCode":9804,)"
+       R"("ErrorModule":0}]}}]}}})"},
+      {"PUT", kV2 + "/Files/BatchLinks",
+       R"({"Request":{"EvidenceList":{"Evidence":[{"EvidenceID":2}]},"FileList":{"File":[{"FileID":21,)"
+       R"("FileName":"x"}]}}})",
+       Answer(0)},
+      {"POST", kV2 + "/OperationLog",
+       R"({"OperationLog":[{"EvidenceID":1,"UserName":"Gate","UserIP":"10.0.0.4","OperationType":5}]})",
+       R"({"ResponseStatus":{"ErrorModule":0,"ErrorCode":0,"CascadingErrorInfo":""}})"},
+      {"DELETE", kV1 + "/2", "{}", Answer(2, R"({"EvidenceDeleteRsp":{}})")},
+      {"DELETE", kV1, R"({"EvidenceDeleteReq":{"IDs":"1,2",)" + Confirmation("guessed") + "}}",
+       Answer(201, R"({"EvidenceDeleteRsp":{"RemainTimes":4,"RemainType":1,"Username":"clara"}})")},
+      {"DELETE", kV1 + "/1", R"({"EvidenceDeleteReq":{)" + Confirmation(kPassword) + "}}",
+       Answer(0, R"({"EvidenceDeleteRsp":{}})")},
+      {"GET", kV1 + "/1", "{}", Answer(9804, "{}")},
+  };
+  for (const auto& [method, path, body, answer] : kCalls)
+    EXPECT_EQ(Call(method, path, body), answer) << method << " " << path << " " << body;
+  EXPECT_EQ(Evidences(), "1 b O'Brien 2 0 y  1\n2 a  -1 1   0\n");
+  EXPECT_EQ(Files(), "1 11 a 1 f\n1 12 b 1 f\n1 21 x 1 f\n2 21 x 0 t\n");
+  EXPECT_EQ(Log(),
+            "306017 clara Beta case/\n306017 clara /\n306020 clara /\n306018 clara O'Brien/\n306018 clara O'Brien/\n"
+            "306018 clara /\n306018 clara O'Brien/\n306021 clara a;b/O'Brien\n306018 clara O'Brien/\n"
+            "306022 clara a/O'Brien\n306018 clara O'Brien/\n306021 clara x/O'Brien\n306018 clara /\n"
+            "306021 clara x/\n306018 clara O'Brien/\n306022 clara x/O'Brien\n306019 clara / 2\n"
+            "306019 clara O'Brien/\n");
+  EXPECT_EQ(History(),
+            "1 1 -1 clara@127.0.0.1|||\n2 1 -1 clara@127.0.0.1|||\n1 2 7 clara@127.0.0.1||-1:x|y|-1:y\n"
+            "1 2 6 clara@127.0.0.1||-1:by the gate|-1:\n1 2 1 clara@127.0.0.1||-1:Beta case|-1:O'Brien\n"
+            "1 2 10 clara@127.0.0.1||-1:C7|-1:\n1 2 2 clara@127.0.0.1||1:Theft|2:Robbery\n"
+            "1 2 5 clara@127.0.0.1||1:|0:\n1 4 -1 clara@127.0.0.1|a|b||\n1 7 -1 clara@127.0.0.1|a||\n"
+            "1 4 -1 clara@127.0.0.1|x||\n2 4 -1 clara@127.0.0.1|x||\n1 7 -1 clara@127.0.0.1|x||\n"
+            "1 5 -1 Gate@10.0.0.4|||\n2 3 -1 clara@127.0.0.1|||\n1 3 -1 clara@127.0.0.1|||\n"
+            "2 3 -1 clara@127.0.0.1|||\n1 3 -1 clara@127.0.0.1|||\n");
+  EXPECT_THAT(host_->Log(), testing::Not(HasSubstr(kPassword)));
+}
+
+TEST_F(PluginTest, AnotherPluginCreatesEvidencesAndListsTypes) {
+  EXPECT_EQ(Call("POST", "/API/Evidence/V1/Evidence",
+                 R"({"Request":{"Evidence":[{"Guid":"g1","Name":"zebra","Status":0,"File":{"Name":"z.mp4"}},)"
+                 R"({"Guid":"g2","Name":"ant","Status":1,"File":[{"Name":"b.mp4"},{"Name":"a.mp4"}]}]}})"),
+            R"({"BinarySize":-1,"Response":{"ErrorModule":0,"ErrorCode":0,"CascadingErrorInfo":"","Data":{"Evidence":[)"
+            R"({"ID":1,"Name":"zebra","File":[{"ID":1000000001,"Name":"z.mp4"}]},{"ID":2,"Name":"ant","File":)"
+            R"([{"ID":1000000002,"Name":"b.mp4"},{"ID":1000000003,"Name":"a.mp4"}]}]}}})");
+  EXPECT_EQ(Evidences(), "1 g1 zebra -1 0   0\n2 g2 ant -1 1   0\n");
+  EXPECT_EQ(Files(), "1 1000000001 z.mp4 0 t\n2 1000000002 b.mp4 0 t\n2 1000000003 a.mp4 0 t\n");
+  EXPECT_EQ(Log(), "306017  zebra/\n306021  z.mp4/zebra\n306017  ant/\n306021  b.mp4;a.mp4/ant\n");
+  EXPECT_EQ(History(), "1 1 -1 @|||\n1 4 -1 @|z.mp4||\n2 1 -1 @|||\n2 4 -1 @|b.mp4|a.mp4||\n");
+  EXPECT_EQ(Call("POST", "/API/Evidence/V1/Evidence/Type", R"({"Request":{"SearchCriteria":{"EvidenceTypeIDs":[1]}}})"),
+            R"({"BinarySize":"","Response":{"ErrorModule":0,"ErrorCode":0,"CascadingErrorInfo":"","Data":)"
+            R"({"EvidenceTypeList":{"EvidenceType":[{"ID":1,"Name":"Theft"}]},"PageIndex":-1,"PageSize":-1,)"
+            R"("TotalNum":1}}})");
+}
+
+TEST_F(PluginTest, DictionariesChangeByTheRightsOfTheUserAndOutliveARestart) {
+  const auto types = [this](const std::string& more) {
+    return Call("PUT", kV1 + "/Type",
+                R"({"EvidenceTypeList":{"EvidenceType":[{"ID":0},{"ID":1},{"ID":2},{"ID":3},{"ID":4})" + more + "]}}");
+  };
+  const auto custom = [this](const std::string& more) {
+    return Call("PUT", kV1 + "/Custom",
+                R"({"EvidenceCustomList":{"EvidenceCustom":[{"ID":1,"CustomType":1},{"ID":2,"CustomType":0},)"
+                R"({"ID":3,"CustomType":0})" +
+                    more + "]}}");
+  };
+  EXPECT_EQ(types(R"(,{"ID":5},{"Name":"Arson"})"), Answer(0, R"({"EvidenceTypeErrorList":{}})"));
+  EXPECT_EQ(custom(R"(,{"Name":"plate","CustomType":1})"), Answer(0));
+  EXPECT_THAT(types(""), HasSubstr(R"("ErrorCode":10,)")) << "entries left out are deletions";
+  EXPECT_EQ(custom(""), Answer(10));
+  EXPECT_EQ(Call("DELETE", kV1 + "/Type/5"), "204") << "no permission, no body";
+  EXPECT_EQ(ChangeType(), Answer(0));
+  EXPECT_EQ(Call("GET", kV1 + "/Custom",
+                 R"({"CustomQueryReq":{"ClientResourceVersion":)" +
+                     Postgres().Value("SELECT max(version) FROM platform.incre_resource") + "}}"),
+            "204")
+      << "nothing newer";
+  Stop();
+  Start("tester");
+  EXPECT_EQ(Call("DELETE", kV1 + "/Type/5"), Answer(0));
+  EXPECT_EQ(
+      Call("GET", kV1 + "/Type", R"({"EvidenceTypeQueryReq":{"PageIndex":2,"PageSize":4}})"),
+      Answer(0, R"({"TotalNum":6,"PageIndex":2,"PageSize":4,)"
+                R"("EvidenceTypeList":{"EvidenceType":[{"ID":4,"Name":"Missing person"},{"ID":6,"Name":"Arson"}]}})"));
+}
+
+TEST_F(PluginTest, ADatabaseThatComesBackIsUsedAgain) {
+  Postgres().Stop();
+  EXPECT_EQ(ChangeType(), Answer(15));
+  EXPECT_THAT(Call("GET", kV1 + "/Type", "{}"), HasSubstr("Theft")) << "reads are served from memory";
+  EXPECT_EQ(Link("1"), Answer(2, "", 31));
+  Postgres().Start();
+  EXPECT_EQ(ChangeType(), Answer(0));
+  EXPECT_EQ(Link("1"), Answer(0));
+}
+
+TEST_F(PluginTest, TheFileManagerIsStartedFirstWithItsSettings) {
+  Stop();
+  installation_.WriteSettings(R"({"RefusedFileIDs":[2,4]})");
+  Start("tester");
+  EXPECT_THAT(Link("1,4"), HasSubstr(R"("LinkFileErrorList":[{"ID":4}])"));
+  EXPECT_EQ(Lines("SELECT file_id FROM filemanager.link"), "1\n");
+  EXPECT_TRUE(std::regex_search(Stop(), std::regex("file_manager.s.so started[^]*casefile.s.so started[^]*"
+                                                   "casefile.s.so stopped[^]*file_manager.s.so stopped")));
+  installation_.WriteSettings(R"({"RefusedFileIDs":["all"]})");
+  HostProcess host(SettingsMap(), {}, "", installation_.Host());
+  EXPECT_THAT(host.Wait().err, HasSubstr("file_manager.s.so refused: Init gave false"));
+  EXPECT_THAT(host.Log(), HasSubstr("FileManager.json: entry 1 of RefusedFileIDs is no file id"));
+  installation_.WriteSettings("{}");
+  Start("tester");
+}
+
+TEST(ExportTest, PluginsShowTheirTwoEntryPointsOnly) {
+  for (const std::string file : {PLUGIN_FILE, FILE_MANAGER_FILE}) {
+    const auto command =
+        "test \"$(echo $(nm -D --defined-only --format=just-symbols '" + file + "'))\" = 'Init UnInit'";
+    EXPECT_EQ(std::system(command.c_str()), 0) << file;
+  }
+}
+
+}  // namespace
+}  // namespace evidence_test
