@@ -1,15 +1,17 @@
 #include "http/HostProcess.h"
 
-#include <fcntl.h>
+#include <arpa/inet.h>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -18,13 +20,10 @@
 #include <stdexcept>
 #include <utility>
 
-#include "http/HttpClient.h"
 #include "support/ThrowawayPostgres.h"
 
 namespace evidence_test {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr int kPatienceMs = 60'000;
 
@@ -38,30 +37,54 @@ int OpenServiceManager(const std::string& path) {
   return fd;
 }
 
-/// The child ends with this process.
-pid_t Spawn(std::vector<std::string> arguments, const std::array<std::string, 3>& files) {
-  std::vector<char*> pointers;
-  for (auto& argument : arguments)
-    pointers.push_back(argument.data());
-  pointers.push_back(nullptr);
+/// Starts a program over the files stdin, stdout and stderr of `folder`; it ends with this process.
+pid_t Spawn(std::vector<std::string> line, const std::string& folder) {
+  line.insert(line.begin(), {"sh", "-c", "exec \"$@\" <stdin >stdout 2>stderr", "sh"});
+  std::vector<char*> words;
+  for (auto& word : line)
+    words.push_back(word.data());
+  words.push_back(nullptr);
   const pid_t child = fork();
   if (child != 0) return child;
   prctl(PR_SET_PDEATHSIG, SIGKILL);
-  for (int descriptor = 0; descriptor < 3; ++descriptor)
-    dup2(open(files[static_cast<std::size_t>(descriptor)].c_str(), O_RDWR | O_CREAT, 0600), descriptor);
-  execv(pointers[0], pointers.data());
+  if (chdir(folder.c_str()) == 0) execv("/bin/sh", words.data());
   _exit(127);
+}
+
+std::FILE* Connect(int port) {
+  constexpr timeval kPatience{30, 0};
+  const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &kPatience, sizeof(kPatience));
+  setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &kPatience, sizeof(kPatience));
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<in_port_t>(port));
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  if (connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0) return fdopen(fd, "r");
+  close(fd);
+  throw std::runtime_error("no connection to port " + std::to_string(port));
+}
+
+/// One line without its end; false at the end of the stream.
+bool ReadLine(std::FILE* input, std::string& line) {
+  line.clear();
+  int letter = 0;
+  while ((letter = std::fgetc(input)) != EOF && letter != '\n')
+    line += static_cast<char>(letter);
+  if (std::ferror(input) != 0 && errno == EAGAIN) throw std::runtime_error("no answer in time");
+  if (line.ends_with('\r')) line.pop_back();
+  return letter != EOF;
 }
 
 }  // namespace
 
-ScratchFolder::ScratchFolder() : path_((fs::temp_directory_path() / "evidence-host-XXXXXX").string()) {
+ScratchFolder::ScratchFolder() : path_((std::filesystem::temp_directory_path() / "evidence-host-XXXXXX").string()) {
   if (!mkdtemp(path_.data())) throw std::runtime_error("no temporary folder " + path_);
 }
 
 ScratchFolder::~ScratchFolder() {
   std::error_code ignored;
-  fs::remove_all(path_, ignored);
+  std::filesystem::remove_all(path_, ignored);
 }
 
 std::string ScratchFolder::Write(const std::string& name, const std::string& text) const {
@@ -84,10 +107,11 @@ HostProcess::HostProcess(SettingsMap settings, const std::vector<std::string>& a
   std::string text;
   for (const auto& [key, value] : settings)
     text.append(key).append(" = ").append(value).append("\n");
+  folder_.Write("stdin", input);
   std::vector<std::string> line = {executable.empty() ? EVIDENCE_HOST : executable, "--config",
                                    folder_.Write("host.conf", text)};
   line.insert(line.end(), arguments.begin(), arguments.end());
-  pid_ = Spawn(line, {folder_.Write("stdin", input), folder_.path() + "/stdout", folder_.path() + "/stderr"});
+  pid_ = Spawn(line, folder_.path());
   end_ = static_cast<int>(syscall(SYS_pidfd_open, pid_, 0));
 }
 
@@ -131,8 +155,8 @@ Finished HostProcess::Stop(int signal) {
   return Wait();
 }
 
-Finished RunHost(const std::vector<std::string>& arguments, const std::string& input, const SettingsMap& settings) {
-  return HostProcess(settings, arguments, input).Wait();
+Finished RunHost(const std::vector<std::string>& arguments, const std::string& input) {
+  return HostProcess({}, arguments, input).Wait();
 }
 
 void EnsureUser(const std::string& name, const std::vector<std::string>& options) {
@@ -142,7 +166,53 @@ void EnsureUser(const std::string& name, const std::vector<std::string>& options
   if (added.exit_code != 0 && added.err.find("already") == std::string::npos) throw std::runtime_error(added.err);
 }
 
-void EnsureTester() { EnsureUser("tester", {"--super"}); }
+std::string Openssl(const std::string& options, const std::string& input, const std::string& key) {
+  const ScratchFolder folder;
+  const auto command = "cd " + folder.path() + "; SESSION_KEY='" + key + "' openssl enc -aes-256-cbc -pbkdf2 -a " +
+                       options + " -pass env:SESSION_KEY -in in -out out";
+  folder.Write("in", input);
+  if (std::system(command.c_str()) != 0) throw std::runtime_error(command);
+  return folder.Read("out");
+}
+
+HttpConnection::HttpConnection(int port) : input_(Connect(port)) {}
+
+void HttpConnection::Send(std::string_view bytes) const {
+  while (!bytes.empty()) {
+    const auto sent = send(fd(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    if (sent <= 0) return;
+    bytes.remove_prefix(static_cast<std::size_t>(sent));
+  }
+}
+
+HttpReply HttpConnection::ReadReply() const {
+  HttpReply reply;
+  std::string line;
+  if (!ReadLine(input_, line)) return reply;
+  reply.status = std::stoi(line.substr(line.find(' ')));
+  while (ReadLine(input_, line) && !line.empty())
+    reply.headers[line.substr(0, line.find(": "))] = line.substr(line.find(": ") + 2);
+  if (reply.headers.contains("Content-Length")) reply.body.resize(std::stoul(reply.headers["Content-Length"]));
+  return std::fread(reply.body.data(), 1, reply.body.size(), input_) == reply.body.size() ? reply : HttpReply();
+}
+
+std::string RequestHead(const std::string& method, const std::string& path, const std::string& session) {
+  const auto login = session.empty() ? "" : "Authorization: Bearer " + session + "\r\n";
+  return method + " " + path + " HTTP/1.1\r\nHost: test\r\n" + login;
+}
+
+std::string RequestText(const std::string& method, const std::string& path, const std::string& session,
+                        const std::string& body) {
+  const auto length = body.empty() ? "" : "Content-Length: " + std::to_string(body.size()) + "\r\n";
+  return RequestHead(method, path, session) + length + "\r\n" + body;
+}
+
+HttpReply Ask(int port, const std::string& method, const std::string& path, const std::string& session,
+              const std::string& body) {
+  const HttpConnection connection(port);
+  connection.Send(RequestText(method, path, session, body));
+  return connection.ReadReply();
+}
 
 std::string LoginText(const std::string& name, const std::string& password) {
   return R"({"UserName":")" + name + R"(","Password":")" + password + R"("})";

@@ -4,14 +4,13 @@
 #include <yaml-cpp/yaml.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <regex>
 #include <set>
 
-#include "http/HttpClient.h"
-#include "http/Installation.h"
-#include "http/OpensslCommand.h"
+#include "http/HostProcess.h"
 #include "support/ThrowawayPostgres.h"
 #include "usrservice/Routes.h"
 
@@ -83,8 +82,17 @@ class OpenApiAnswersTest : public testing::Test {
   void SetUp() override {
     EnsureUser("clara", {"--web", "1423,1424,1425,1427,1428,1429", "--cs", "41,44", "--control", "43"});
     EnsureUser("guest");
-    installation_.WriteSettings(R"({"RefusedFileIDs":[13]})");
+    // The built program in a folder of its own, with a file manager that refuses a file.
+    namespace fs = std::filesystem;
+    const auto built = fs::path(EVIDENCE_HOST).parent_path();
+    fs::copy_file(EVIDENCE_HOST, Host());
+    fs::copy(built / "META_INFO", folder_.path() + "/META_INFO", fs::copy_options::recursive);
+    for (const char* const name : {"libplatform.so", "file_manager.s.so", "casefile.s.so", "database"})
+      fs::create_symlink(built / name, folder_.path() + "/" + name);
+    folder_.Write("META_INFO/filemanager.s/runtime_script/FileManager.json", R"({"RefusedFileIDs":[13]})");
   }
+
+  std::string Host() const { return folder_.path() + "/evidence-host"; }
 
   void StartAnew() {
     host_.reset();
@@ -95,7 +103,7 @@ class OpenApiAnswersTest : public testing::Test {
         "DELETE FROM evidence.operation_log; DELETE FROM filemanager.link;"
         "ALTER SEQUENCE evidence.evidence_type_id_seq RESTART; ALTER SEQUENCE evidence.evidence_custom_id_seq RESTART;"
         "ALTER SEQUENCE evidence.evidence_option_id_seq RESTART; ALTER SEQUENCE evidence.evidence_id_seq RESTART");
-    host_ = std::make_unique<HostProcess>(SettingsMap(), std::vector<std::string>(), "", installation_.Host());
+    host_ = std::make_unique<HostProcess>(SettingsMap(), std::vector<std::string>(), "", Host());
     session_ = Login(host_->WaitUntilListening(), "clara");
     const std::tuple<const char*, const char*, const char*> calls[] = {
         {"PUT", "/Custom",
@@ -185,7 +193,7 @@ class OpenApiAnswersTest : public testing::Test {
     }
   }
 
-  const Installation installation_;
+  const ScratchFolder folder_;
   std::unique_ptr<HostProcess> host_;
   OpenedSession session_;
   /// Each key and list that the schemas name, and whether an answer had it.

@@ -9,7 +9,6 @@
 #include "OrvBase/Log.h"
 #include "TarnPlatform/Authentication.h"
 #include "TarnPlatform/Common.h"
-#include "plugin_comm/PluginCommManager.h"
 
 namespace {
 
@@ -67,15 +66,6 @@ std::string Camera(const SHttpRequest& request) {
 
 std::string Throw(const SHttpRequest&) { throw std::runtime_error("thrown on purpose"); }
 
-/// What the plugin behind `api` answers to the body.
-std::string Forward(const char* api, const SHttpRequest& request) {
-  std::shared_ptr<plugin_comm::IPluginCommData> reply;
-  const auto data = std::make_shared<plugin_comm::CPluginCommData>(request.request_body, nullptr, 0);
-  const bool answered = plugin_comm::IPluginCommManager::Instance()->Request(reply, api, data, "");
-  const auto text = std::dynamic_pointer_cast<plugin_comm::CPluginCommData>(reply);
-  return answered && text ? text->JsonTxt() : "no reply";
-}
-
 }  // namespace
 
 extern "C" PLATFORM_API bool Init() {
@@ -86,16 +76,11 @@ extern "C" PLATFORM_API bool Init() {
       response.response_body = show(request);
     });
   };
-  bool done = serve("/Echo", kelp::kMethodPut, Echo) && serve("/Echo/ID/Sub/ID", kelp::kMethodGet, Echo) &&
-              serve("/Gate", kelp::kMethodPost, Gate) && serve("/WhoAmI", kelp::kMethodGet, WhoAmI) &&
-              serve("/KeyText", kelp::kMethodGet, KeyText) && serve("/Camera/ID", kelp::kMethodGet, Camera) &&
-              serve("/Throw", kelp::kMethodGet, Throw) &&
-              serve("/Nothing", kelp::kMethodGet, [](const SHttpRequest&) { return std::string(); });
-  for (const char* const api :
-       {"/API/FileManager/V1/LinkFile", "/API/Evidence/V1/Evidence", "/API/Evidence/V1/Evidence/Type"}) {
-    done = done && serve(api, kelp::kMethodPost, [api](const SHttpRequest& request) { return Forward(api, request); });
-  }
-  return done;
+  return serve("/Echo", kelp::kMethodPut, Echo) && serve("/Echo/ID/Sub/ID", kelp::kMethodGet, Echo) &&
+         serve("/Gate", kelp::kMethodPost, Gate) && serve("/WhoAmI", kelp::kMethodGet, WhoAmI) &&
+         serve("/KeyText", kelp::kMethodGet, KeyText) && serve("/Camera/ID", kelp::kMethodGet, Camera) &&
+         serve("/Throw", kelp::kMethodGet, Throw) &&
+         serve("/Nothing", kelp::kMethodGet, [](const SHttpRequest&) { return std::string(); });
 }
 
 extern "C" PLATFORM_API bool UnInit() {
