@@ -43,6 +43,7 @@ class HttpFrontTest : public testing::Test {
                                                       {"header_limit", "16384"},
                                                       {"user_tries", "100"},
                                                       {"client_freeze", "off"},
+                                                      {"client_tries", "1"},
                                                       {"read_timeout_s", "1"}});
     session_ = Login(host_->WaitUntilListening()).id;
   }
@@ -166,8 +167,6 @@ TEST_F(HttpFrontTest, PluginsSeeTheUserBehindTheSession) {
   Postgres().Query("UPDATE platform.users SET enabled = false WHERE name = 'clerk'");
   EXPECT_EQ(Answers(PostLogin(LoginText("clerk", kPassword))), kWrongLogin);
 }
-
-using testing::StartsWith;
 
 constexpr char kShow[] = "test_show.s.so";
 
@@ -301,7 +300,7 @@ TEST(FirstStartTest, SetsTheDatabaseUpAndMakesSysopOnce) {
       << out;
   const std::string password = found[1];
   EXPECT_THAT(first.Log(), Not(HasSubstr(password)));
-  EXPECT_THAT(HostProcess(settings, {"setup"}).Wait().out, StartsWith("schema version "));
+  EXPECT_THAT(HostProcess(settings, {"setup"}).Wait().out, testing::StartsWith("schema version "));
   HostProcess second(settings);
   EXPECT_EQ(Ask(second.WaitUntilListening(), "POST", "/login", "", LoginText("sysop", password)).status, 200);
   EXPECT_THAT(second.Stop().out, Not(HasSubstr("password")));

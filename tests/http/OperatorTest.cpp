@@ -8,10 +8,8 @@
 #include <mutex>
 #include <set>
 
-#include "CameraDirectory.h"
 #include "CameraFile.h"
 #include "KeyFile.h"
-#include "RealBackends.h"
 #include "Settings.h"
 #include "http/HostProcess.h"
 #include "support/Eventually.h"
@@ -228,21 +226,6 @@ TEST(CameraTest, ARunningHostTakesUpEachListAsAWhole) {
             "device\t1\ttype 5\tprotocol 6\tO'Neil's \\ 100%s\n"
             "element\t7\tdevice -\te\nelement\t21\tdevice -\tHall\n");
   EXPECT_EQ(host.Stop().exit_code, 0);
-}
-
-TEST(CameraTest, WhatIsInMemoryOutlivesTheDatabasesAbsence) {
-  const auto manager = platform::MakePostgresDBManager({.connection = Postgres().AppConnection()});
-  const platform::ScopedBackend<kelp::IDBManager> installed(manager);
-  ASSERT_TRUE(manager->Initialize(platform::kPlatformDbId, 1, 1, true));
-  ASSERT_EQ(host::ReplaceCameras({{{1, 5, 6, "bus"}}, {{7, "door", 1}}}), "");
-  host::CameraDirectory directory;
-  ASSERT_TRUE(directory.Refresh());
-  manager->UnInitialize(platform::kPlatformDbId);
-  EXPECT_FALSE(directory.Refresh());
-  kelp::SElementBaseInfo camera;
-  EXPECT_TRUE(directory.GetElementInfo(camera, 7, 0));
-  EXPECT_TRUE(directory.GetDeviceObject(1, 5));
-  EXPECT_FALSE(directory.GetDeviceObject(1, 6)) << "of another type";
 }
 
 }  // namespace
