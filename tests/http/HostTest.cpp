@@ -177,15 +177,19 @@ bool Accepts(int port) try {
   return false;
 }
 
-/// A host with one request that stands inside a plugin, at test_show's /Gate, until it is met at "leave".
+/// A host with one request that stands inside a plugin, at test_show's /Gate.
 struct BusyHost {
   explicit BusyHost(const SettingsMap& settings) : host(settings) {
     for (const char* const pipe : {"/entered", "/leave"})
       EXPECT_EQ(mkfifo((folder.path() + pipe).c_str(), 0600), 0);
     request.Send(RequestText("POST", "/Gate", session, folder.path()));
-    Meet("/entered", O_RDONLY);
+    close(open((folder.path() + "/entered").c_str(), O_RDONLY | O_CLOEXEC));
   }
-  void Meet(const char* pipe, int mode) const { close(open((folder.path() + pipe).c_str(), mode | O_CLOEXEC)); }
+  /// Lets the request go on.
+  void Open() const {
+    const auto leave = folder.path() + "/leave";
+    EXPECT_TRUE(Eventually([&] { return close(open(leave.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC)) == 0; }));
+  }
 
   const ScratchFolder folder;
   HostProcess host;
@@ -214,7 +218,7 @@ TEST_F(LifeCycleTest, AStopAnswersWhatIsInFlightAndServesNothingMore) {
   EXPECT_EQ(late.headers["Connection"], "close");
   EXPECT_THAT(busy.host.Log(), Not(HasSubstr("UnInit called")));
 
-  busy.Meet("/leave", O_WRONLY);
+  busy.Open();
   EXPECT_EQ(busy.request.ReadReply().body, "through");
   EXPECT_EQ(busy.host.Wait().exit_code, 0);
   EXPECT_THAT(busy.host.Log(), HasSubstr("UnInit called"));
@@ -241,7 +245,7 @@ TEST_F(LifeCycleTest, AFullQueueIsAnswered503) {
   EXPECT_EQ((first_refused ? first : second).ReadReply().status, 503);
   EXPECT_EQ(Ask(busy.port, "GET", "/live", "").status, 200);
   EXPECT_EQ(Ask(busy.port, "GET", "/ready", "").status, 503);
-  busy.Meet("/leave", O_WRONLY);
+  busy.Open();
   EXPECT_EQ((first_refused ? second : first).ReadReply().body, "4 []");
   EXPECT_EQ(busy.host.Stop(SIGINT).exit_code, 0);
 }
