@@ -225,9 +225,9 @@ TEST_F(LifeCycleTest, AStopAnswersWhatIsInFlightAndServesNothingMore) {
 }
 
 TEST_F(LifeCycleTest, ARequestThatDoesNotEndHoldsTheStopForABoundedTime) {
-  BusyHost busy({{"plugins", kShow}, {"drain_timeout_s", "1"}});
+  BusyHost busy({{"plugins", kShow}, {"drain_timeout_s", "3"}, {"read_timeout_s", "1"}});
   busy.host.Signal(SIGTERM);
-  EXPECT_EQ(busy.request.ReadReply().status, 503);
+  EXPECT_EQ(busy.request.ReadReply().status, 503) << "its time to arrive does not run while it is worked on";
   EXPECT_EQ(busy.host.Wait().exit_code, 1);
   EXPECT_THAT(busy.host.Log(), Not(HasSubstr("UnInit called"))) << "a request is still inside the plugin";
 }
@@ -262,7 +262,7 @@ TEST_F(LifeCycleTest, PluginsThatDoNotStartStopTheStartOrAreLeftOut) {
     EXPECT_EQ(finished.out, "");
     all += std::string(file) + ",";
   }
-  HostProcess host(SettingsMap{{"plugins", all + "test_show.s.so"}, {"plugin_failure", "continue"}});
+  HostProcess host(SettingsMap{{"plugins", "test_show.s.so," + all}, {"plugin_failure", "continue"}});
   const int port = host.WaitUntilListening();
   const auto session = Login(port).id;
   EXPECT_EQ(Ask(port, "GET", "/Echo", session).status, 200);
