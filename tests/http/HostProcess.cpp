@@ -27,7 +27,7 @@ namespace {
 
 constexpr int kPatienceMs = 60'000;
 
-/// The socket that programs started from now on tell their state.
+/// The socket that programs tell their state while the environment names it.
 int OpenServiceManager(const std::string& path) {
   sockaddr_un address{AF_UNIX, {}};
   path.copy(address.sun_path, sizeof(address.sun_path) - 1);
@@ -112,6 +112,7 @@ HostProcess::HostProcess(SettingsMap settings, const std::vector<std::string>& a
                                    folder_.Write("host.conf", text)};
   line.insert(line.end(), arguments.begin(), arguments.end());
   pid_ = Spawn(line, folder_.path());
+  unsetenv("NOTIFY_SOCKET");
   end_ = static_cast<int>(syscall(SYS_pidfd_open, pid_, 0));
 }
 

@@ -73,6 +73,7 @@ TEST(UserCommandTest, AddsListsAndChangesUsers) {
       {{"add", "Town\\Erik", "--super"}, "town\\\\erik password: [0-9a-f]{24}\n"},
       {{"add", "TOWN\\erik"}, "evidence-host: there is a user town\\\\erik already\n"},
       {{"permissions", "TOWN\\Erik", "--control", "44"}, ""},
+      {{"add", ""}, "evidence-host: a user name has [^\n]*\n"},
       {{"add", "empty", "--password-stdin"}, "evidence-host: a password has [^\n]*\n"},
       {{"list"},
        "(.|\n)*O'Neil\tuser\tenabled\tweb -\tcs 1\tcontrol -\n.*\ttown\\\\erik\tsuper\tenabled\tweb -\tcs -\tcontrol "
