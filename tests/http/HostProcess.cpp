@@ -1,71 +1,95 @@
 #include "http/HostProcess.h"
 
-#include <fcntl.h>
+#include <arpa/inet.h>
 #include <poll.h>
-#include <signal.h>
-#include <spawn.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <sys/time.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
-#include <chrono>
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
-#include "KelpUtils/RapidJsonProto.h"
-#include "http/HttpClient.h"
 #include "support/ThrowawayPostgres.h"
 
 namespace evidence_test {
 namespace {
 
-namespace fs = std::filesystem;
-
 constexpr int kPatienceMs = 60'000;
-constexpr char kListening[] = "evidence-host listening on ";
 
-pid_t Spawn(std::vector<std::string> arguments, const std::string& input, int output, const std::string& errors) {
-  std::vector<char*> pointers;
-  for (auto& argument : arguments)
-    pointers.push_back(argument.data());
-  pointers.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, input.c_str(), O_RDONLY, 0);
-  posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
-  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  pid_t child = -1;
-  const int fault = posix_spawn(&child, pointers[0], &actions, nullptr, pointers.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  if (fault != 0) throw std::runtime_error("no process for " + arguments[0]);
-  return child;
+/// The socket that programs tell their state while the environment names it.
+int OpenServiceManager(const std::string& path) {
+  sockaddr_un address{AF_UNIX, {}};
+  path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+  const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  if (bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0) throw std::runtime_error(path);
+  setenv("NOTIFY_SOCKET", path.c_str(), 1);
+  return fd;
 }
 
-std::string SettingsText(const HostProcess::SettingsMap& settings) {
-  std::string text;
-  for (const auto& [key, value] : settings)
-    text.append(key).append(" = ").append(value).append("\n");
-  return text;
+/// Starts a program over the files stdin, stdout and stderr of `folder`; it ends with this process.
+pid_t Spawn(std::vector<std::string> line, const std::string& folder) {
+  line.insert(line.begin(), {"sh", "-c", "exec \"$@\" <stdin >stdout 2>stderr", "sh"});
+  std::vector<char*> words;
+  for (auto& word : line)
+    words.push_back(word.data());
+  words.push_back(nullptr);
+  const pid_t child = fork();
+  if (child != 0) return child;
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  if (chdir(folder.c_str()) == 0) execv("/bin/sh", words.data());
+  _exit(127);
+}
+
+std::FILE* Connect(int port) {
+  constexpr timeval kPatience{30, 0};
+  const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &kPatience, sizeof(kPatience));
+  setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &kPatience, sizeof(kPatience));
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<in_port_t>(port));
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  if (connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0) return fdopen(fd, "r");
+  close(fd);
+  throw std::runtime_error("no connection to port " + std::to_string(port));
+}
+
+/// One line without its end; false at the end of the stream.
+bool ReadLine(std::FILE* input, std::string& line) {
+  line.clear();
+  int letter = 0;
+  while ((letter = std::fgetc(input)) != EOF && letter != '\n')
+    line += static_cast<char>(letter);
+  if (std::ferror(input) != 0 && errno == EAGAIN) throw std::runtime_error("no answer in time");
+  if (line.ends_with('\r')) line.pop_back();
+  return letter != EOF;
 }
 
 }  // namespace
 
-ScratchFolder::ScratchFolder() : path_((fs::temp_directory_path() / "evidence-host-XXXXXX").string()) {
+ScratchFolder::ScratchFolder() : path_((std::filesystem::temp_directory_path() / "evidence-host-XXXXXX").string()) {
   if (!mkdtemp(path_.data())) throw std::runtime_error("no temporary folder " + path_);
 }
 
 ScratchFolder::~ScratchFolder() {
   std::error_code ignored;
-  fs::remove_all(path_, ignored);
+  std::filesystem::remove_all(path_, ignored);
 }
 
 std::string ScratchFolder::Write(const std::string& name, const std::string& text) const {
-  const auto file = path_ + "/" + name;
-  std::ofstream(file, std::ios::binary) << text;
-  return file;
+  std::ofstream(path_ + "/" + name, std::ios::binary) << text;
+  return path_ + "/" + name;
 }
 
 std::string ScratchFolder::Read(const std::string& name) const {
@@ -75,83 +99,132 @@ std::string ScratchFolder::Read(const std::string& name) const {
 }
 
 HostProcess::HostProcess(SettingsMap settings, const std::vector<std::string>& arguments, const std::string& input,
-                         const std::string& executable) {
+                         const std::string& executable)
+    : messages_(OpenServiceManager(folder_.path() + "/messages")) {
   settings.try_emplace("listen", "127.0.0.1:0");
   settings.try_emplace("data", folder_.path() + "/data");
-  if (!settings.contains("database")) settings["database"] = Postgres().AppConnection();
+  settings.try_emplace("database", Postgres().AppConnection());
+  std::string text;
+  for (const auto& [key, value] : settings)
+    text.append(key).append(" = ").append(value).append("\n");
+  folder_.Write("stdin", input);
   std::vector<std::string> line = {executable.empty() ? EVIDENCE_HOST : executable, "--config",
-                                   folder_.Write("host.conf", SettingsText(settings))};
+                                   folder_.Write("host.conf", text)};
   line.insert(line.end(), arguments.begin(), arguments.end());
-  std::array<int, 2> pipe_ends{};
-  if (pipe2(pipe_ends.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
-  output_ = pipe_ends[0];
-  pid_ = Spawn(line, folder_.Write("stdin", input), pipe_ends[1], folder_.path() + "/stderr");
-  close(pipe_ends[1]);
+  pid_ = Spawn(line, folder_.path());
+  unsetenv("NOTIFY_SOCKET");
+  end_ = static_cast<int>(syscall(SYS_pidfd_open, pid_, 0));
 }
 
 HostProcess::~HostProcess() {
-  if (pid_ > 0) {
-    Signal(SIGKILL);
-    waitpid(pid_, nullptr, 0);
-  }
-  close(output_);
+  Stop(SIGKILL);
+  close(end_);
+  close(messages_);
 }
 
-bool HostProcess::ReadOutput(int timeout_ms) {
-  pollfd descriptor{output_, POLLIN, 0};
-  if (poll(&descriptor, 1, timeout_ms) <= 0) return false;
-  std::array<char, 4096> buffer;
-  const auto count = read(output_, buffer.data(), buffer.size());
-  if (count > 0) out_.append(buffer.data(), static_cast<std::size_t>(count));
-  return count > 0;
+std::string HostProcess::NextMessage() const {
+  std::array<pollfd, 2> either{{{messages_, POLLIN, 0}, {end_, POLLIN, 0}}};
+  if (poll(either.data(), either.size(), kPatienceMs) <= 0 || either[0].revents == 0) return {};
+  std::array<char, 512> text{};
+  return {text.data(), static_cast<std::size_t>(recv(messages_, text.data(), text.size(), 0))};
 }
 
 int HostProcess::WaitUntilListening() {
-  for (;;) {
-    const auto at = out_.find(kListening);
-    if (at != std::string::npos && out_.find('\n', at) != std::string::npos) {
-      port_ = std::stoi(out_.substr(out_.find_last_of(':', out_.find('\n', at)) + 1));
-      return port_;
-    }
-    if (!ReadOutput(kPatienceMs)) throw std::runtime_error("the host does not listen: " + Wait().err);
+  const auto message = NextMessage();
+  if (!message.starts_with("READY=1\nSTATUS=listening on ")) {
+    throw std::runtime_error("the host does not listen: " + message + Stop().err);
   }
+  port_ = std::stoi(message.substr(message.rfind(':') + 1));
+  return port_;
 }
 
-void HostProcess::Signal(int signal) const { kill(pid_, signal); }
+// To -1 the signal would go to every process there is.
+void HostProcess::Signal(int signal) const {
+  if (pid_ > 0) kill(pid_, signal);
+}
 
 Finished HostProcess::Wait() {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kPatienceMs);
-  while (ReadOutput(kPatienceMs) && std::chrono::steady_clock::now() < end) {
-  }
-  // A process that closed its output ends at once; one that did not is stuck.
-  pollfd descriptor{output_, POLLIN, 0};
-  if (poll(&descriptor, 1, 0) == 0) Signal(SIGKILL);
-  int status = 0;
-  waitpid(std::exchange(pid_, -1), &status, 0);
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out_, folder_.Read("stderr")};
+  pollfd end{end_, POLLIN, 0};
+  if (poll(&end, 1, kPatienceMs) <= 0) Signal(SIGKILL);
+  int status = -1;
+  if (pid_ > 0) waitpid(std::exchange(pid_, -1), &status, 0);
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, folder_.Read("stdout"), folder_.Read("stderr")};
 }
 
-Finished HostProcess::Stop() {
-  Signal(SIGTERM);
+Finished HostProcess::Stop(int signal) {
+  Signal(signal);
   return Wait();
 }
 
-Finished RunHost(const std::vector<std::string>& arguments, const std::string& input,
-                 const HostProcess::SettingsMap& settings) {
-  return HostProcess(settings, arguments, input).Wait();
+Finished RunHost(const std::vector<std::string>& arguments, const std::string& input) {
+  return HostProcess({}, arguments, input).Wait();
 }
 
-std::string Login(int port, const std::string& name, const std::string& password) {
-  const auto reply =
-      Ask(port, "POST", "/login", "", R"({"UserName":")" + name + R"(","Password":")" + password + R"("})");
-  kelp::CRapidJsonProto answer;
-  if (reply.status != 200 || !answer.set_str(reply.body)) throw std::runtime_error("login: " + reply.body);
-  return answer.get_v("/SessionID", "");
-}
-
-void EnsureTester() {
-  const auto added = RunHost({"user", "add", "tester", "--super", "--password-stdin"}, kTesterPassword);
+void EnsureUser(const std::string& name, const std::vector<std::string>& options) {
+  std::vector<std::string> arguments{"user", "add", name, "--password-stdin"};
+  arguments.insert(arguments.end(), options.begin(), options.end());
+  const auto added = RunHost(arguments, kPassword);
   if (added.exit_code != 0 && added.err.find("already") == std::string::npos) throw std::runtime_error(added.err);
+}
+
+std::string Openssl(const std::string& options, const std::string& input, const std::string& key) {
+  const ScratchFolder folder;
+  const auto command = "cd " + folder.path() + "; SESSION_KEY='" + key + "' openssl enc -aes-256-cbc -pbkdf2 -a " +
+                       options + " -pass env:SESSION_KEY -in in -out out";
+  folder.Write("in", input);
+  if (std::system(command.c_str()) != 0) throw std::runtime_error(command);
+  return folder.Read("out");
+}
+
+HttpConnection::HttpConnection(int port) : input_(Connect(port)) {}
+
+void HttpConnection::Send(std::string_view bytes) const {
+  while (!bytes.empty()) {
+    const auto sent = send(fd(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    if (sent <= 0) return;
+    bytes.remove_prefix(static_cast<std::size_t>(sent));
+  }
+}
+
+HttpReply HttpConnection::ReadReply() const {
+  HttpReply reply;
+  std::string line;
+  if (!ReadLine(input_, line)) return reply;
+  reply.status = std::stoi(line.substr(line.find(' ')));
+  while (ReadLine(input_, line) && !line.empty())
+    reply.headers[line.substr(0, line.find(": "))] = line.substr(line.find(": ") + 2);
+  if (reply.headers.contains("Content-Length")) reply.body.resize(std::stoul(reply.headers["Content-Length"]));
+  return std::fread(reply.body.data(), 1, reply.body.size(), input_) == reply.body.size() ? reply : HttpReply();
+}
+
+std::string RequestHead(const std::string& method, const std::string& path, const std::string& session) {
+  const auto login = session.empty() ? "" : "Authorization: Bearer " + session + "\r\n";
+  return method + " " + path + " HTTP/1.1\r\nHost: test\r\n" + login;
+}
+
+std::string RequestText(const std::string& method, const std::string& path, const std::string& session,
+                        const std::string& body) {
+  const auto length = body.empty() ? "" : "Content-Length: " + std::to_string(body.size()) + "\r\n";
+  return RequestHead(method, path, session) + length + "\r\n" + body;
+}
+
+HttpReply Ask(int port, const std::string& method, const std::string& path, const std::string& session,
+              const std::string& body) {
+  const HttpConnection connection(port);
+  connection.Send(RequestText(method, path, session, body));
+  return connection.ReadReply();
+}
+
+std::string LoginText(const std::string& name, const std::string& password) {
+  return R"({"UserName":")" + name + R"(","Password":")" + password + R"("})";
+}
+
+OpenedSession Login(int port, const std::string& name) {
+  const auto body = Ask(port, "POST", "/login", "", LoginText(name, kPassword)).body;
+  std::smatch found;
+  const std::regex form(R"re(\{"SessionID":"([0-9a-f]{64})","SessionKey":"([0-9a-f]{64})"\})re");
+  if (!std::regex_match(body, found, form)) throw std::runtime_error("login: " + body);
+  return {found[1], found[2]};
 }
 
 }  // namespace evidence_test

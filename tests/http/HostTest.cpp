@@ -1,0 +1,314 @@
+// The host as a program: what it answers to requests of any form, how it starts and how it stops.
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <memory>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <stdexcept>
+
+#include "http/HostProcess.h"
+#include "support/Eventually.h"
+#include "support/ThrowawayPostgres.h"
+
+namespace evidence_test {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr std::size_t kBodyLimit = 100'000;
+const std::string kNoSession = R"(401 {"Error":"no session"})";
+const std::string kNoPath = R"(404 {"Error":"no such path"})";
+const std::string kTooLarge = R"(413 {"Error":"body too large"})";
+const std::string kAmbiguous = R"(400 {"Error":"ambiguous body length"})";
+const std::string kNoMethod = R"(405 {"Error":"method not allowed"})";
+const std::string kLongHeader = R"(431 {"Error":"header too large"})";
+const std::string kWrongLogin = R"(401 {"Error":"wrong user name or password"})";
+
+/// One host with the showing plugin for all tests here.
+class HttpFrontTest : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    EnsureTester();
+    host_ = std::make_unique<HostProcess>(SettingsMap{{"plugins", "test_show.s.so"},
+                                                      {"body_limit", std::to_string(kBodyLimit)},
+                                                      {"header_limit", "16384"},
+                                                      {"user_tries", "100"},
+                                                      {"client_freeze", "off"},
+                                                      {"client_tries", "1"},
+                                                      {"read_timeout_s", "1"}});
+    session_ = Login(host_->WaitUntilListening()).id;
+  }
+  static void TearDownTestSuite() {
+    EXPECT_EQ(host_->Stop().exit_code, 0);
+    host_.reset();
+  }
+
+  /// What comes back on a connection of its own: "status allow body" of each answer, and "closed".
+  static std::string Answers(const std::string& sent, int count = 1) {
+    const HttpConnection connection(host_->port());
+    connection.Send(sent);
+    std::string text;
+    for (int number = 0; number < count; ++number) {
+      auto reply = connection.ReadReply();
+      const auto allow = reply.headers["Allow"];
+      text += number == 0 ? "" : ", ";
+      text += reply.status == 0 ? "closed" : std::to_string(reply.status) + " " + allow + reply.body;
+    }
+    return text;
+  }
+  static std::string Get(const std::string& path) { return RequestText("GET", path, session_); }
+  static std::string Put(const std::string& rest) { return RequestHead("PUT", "/Echo", session_) + rest; }
+  static std::string PostLogin(const std::string& body) { return RequestText("POST", "/login", "", body); }
+  static std::string Chunks(const std::string& body) {
+    std::ostringstream text;
+    text << "Transfer-Encoding: chunked\r\n\r\n" << std::hex << body.size() << "\r\n" << body << "\r\n0\r\n\r\n";
+    return text.str();
+  }
+  static std::string WithHeaderOf(std::size_t size) {
+    const auto start = RequestHead("GET", "/live", "") + "X-Filler: ";
+    return start + std::string(size - start.size() - 4, 'x') + "\r\n\r\n";
+  }
+
+  inline static std::unique_ptr<HostProcess> host_;
+  inline static std::string session_;
+};
+
+TEST_F(HttpFrontTest, EachRequestHasItsAnswer) {
+  const std::string four = "405 PUT, POST, DELETE, GET" + kNoMethod.substr(4);
+  const std::string over(kBodyLimit + 1, 'x');
+  const struct {
+    std::string sent;
+    std::string answers;
+    int count = 1;
+  } kCases[] = {
+      {RequestText("GET", "/live", ""), R"(200 {"Status":"live"})"},
+      {RequestText("GET", "/ready", ""), R"(200 {"Status":"ready"})"},
+      {Get("/Unknown"), kNoPath},
+      {Get("/Ech%6F"), kNoPath},
+      {Get("/Echo%00"), kNoPath},
+      {Get("http://test/Echo"), kNoPath},
+      {Get("/Echo?a=b"), "200 4 []"},
+      {Get("/Echo/17/Sub/2147483647"), "200 4 17 2147483647 []"},
+      {Get("/Echo/17/Sub/2147483648"), kNoPath},
+      {Get("/Nothing"), "204 "},
+      {Get("/Throw") + Get("/Echo"), R"(500 {"Error":"internal error"}, 200 4 [])", 2},
+      {RequestText("PATCH", "/Echo", session_), four},
+      {RequestText("get", "/Echo", session_), four},
+      {RequestText("GET", "/login", session_), "405 POST" + kNoMethod.substr(4)},
+      // Lengths: at most the limit, told once; what is refused never becomes the next request.
+      {Put("Content-Length: 100001\r\n\r\n"), kTooLarge},
+      {Put(Chunks(over)) + Get("/Echo"), kTooLarge + ", 200 4 []", 2},
+      {RequestText("PUT", "/Unknown", session_, Get("/live")) + Get("/Echo"), kNoPath + ", 200 4 []", 2},
+      {Put("Content-Length: 3\r\nContent-Length: 4\r\n\r\nabcd"), kAmbiguous + ", closed", 2},
+      {Put("content-length: 3\r\n" + Chunks("a")), kAmbiguous + ", closed", 2},
+      {Put("Content-Length: 10\r\n\r\nnot whole"), "closed"},
+      {WithHeaderOf(16'000), R"(200 {"Status":"live"})"},
+      {WithHeaderOf(17'000), kLongHeader},
+      // A refused login does not tell why.
+      {PostLogin(LoginText("tester", "mistyped")), kWrongLogin},
+      {PostLogin(LoginText("tester", "")), kWrongLogin},
+      {PostLogin(LoginText("Tester", kPassword)), kWrongLogin},
+      {PostLogin(LoginText("nobody", kPassword)), kWrongLogin},
+      {PostLogin(LoginText("nobody' OR name = 'tester", kPassword)), kWrongLogin},
+      {PostLogin(LoginText("tester", std::string(kPassword) + "\\u0000tail")), kWrongLogin},
+      {PostLogin("{}"), kWrongLogin},
+      {PostLogin("no json"), R"(400 {"Error":"no JSON"})"},
+      {PostLogin(std::string(20'000, ' ')), kTooLarge},
+  };
+  for (const auto& [sent, answers, count] : kCases)
+    EXPECT_EQ(Answers(sent, count), answers) << sent.substr(0, 300);
+  const auto log = host_->Log();
+  EXPECT_THAT(log, HasSubstr("login refused"));
+  EXPECT_THAT(log, Not(HasSubstr(kPassword)));
+  EXPECT_THAT(log, Not(HasSubstr("mistyped")));
+}
+
+TEST_F(HttpFrontTest, WithoutASessionEveryPathLooksTheSame) {
+  for (const auto& header : {std::string("X: y"), std::string("Authorization: Bearer garbage"),
+                             "Authorization: Bearer " + std::string(64, 'a'), "Authorization: Bearer " + session_ + "a",
+                             std::string("Authorization: Bearer "), std::string("Authorization:"),
+                             "Authorization: Basic " + session_, "Cookie: " + session_}) {
+    for (const char* const path : {"/Echo", "/Unknown", "/Echo/1/Sub/2", "/"})
+      EXPECT_EQ(Answers(RequestHead("GET", path, "") + header + "\r\n\r\n"), kNoSession) << header << path;
+  }
+}
+
+TEST_F(HttpFrontTest, BodiesReachThePluginInEveryForm) {
+  const char* const methods[] = {"PUT", "POST", "DELETE", "GET"};
+  for (int code = 1; code <= 4; ++code) {
+    for (const auto& body : {std::string("{}"), std::string("a\0b", 3), std::string(kBodyLimit, 'x')}) {
+      const auto head = RequestHead(methods[code - 1], "/Echo", session_);
+      const auto sized = "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+      const auto answer = "200 " + std::to_string(code) + " [" + body + "]";
+      EXPECT_EQ(Answers(head + sized + head + Chunks(body), 2), answer + ", " + answer) << head;
+    }
+  }
+}
+
+TEST_F(HttpFrontTest, PluginsSeeTheUserBehindTheSession) {
+  const auto who = [](const OpenedSession& session) { return Ask(host_->port(), "GET", "/WhoAmI", session.id).body; };
+  EnsureUser("clerk", {"--web", "1,3", "--cs", "2"});
+  const auto super = Login(host_->port());
+  const auto before = Login(host_->port(), "clerk");
+  EXPECT_EQ((std::set{super.id, super.key, before.id, before.key}).size(), 4U);
+  ASSERT_EQ(RunHost({"user", "permissions", "clerk", "--web", "2"}).exit_code, 0);
+  EXPECT_EQ(who(super), "tester 127.0.0.1 super web1 cs1 web2 cs2 web3 cs3");
+  EXPECT_EQ(who(before), "clerk 127.0.0.1 web1 cs2 web3");
+  EXPECT_EQ(who(Login(host_->port(), "clerk")), "clerk 127.0.0.1 web2");
+  Postgres().Query("UPDATE platform.users SET enabled = false WHERE name = 'clerk'");
+  EXPECT_EQ(Answers(PostLogin(LoginText("clerk", kPassword))), kWrongLogin);
+}
+
+constexpr char kShow[] = "test_show.s.so";
+
+bool Accepts(int port) try {
+  const HttpConnection probe(port);
+  return true;
+} catch (const std::runtime_error&) {
+  return false;
+}
+
+/// A host with one request that stands inside a plugin, at test_show's /Gate.
+struct BusyHost {
+  explicit BusyHost(const SettingsMap& settings) : host(settings) {
+    for (const char* const pipe : {"/entered", "/leave"})
+      EXPECT_EQ(mkfifo((folder.path() + pipe).c_str(), 0600), 0);
+    request.Send(RequestText("POST", "/Gate", session, folder.path()));
+    close(open((folder.path() + "/entered").c_str(), O_RDONLY | O_CLOEXEC));
+  }
+  /// Lets the request go on.
+  void Open() const {
+    const auto leave = folder.path() + "/leave";
+    EXPECT_TRUE(Eventually([&] { return close(open(leave.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC)) == 0; }));
+  }
+
+  const ScratchFolder folder;
+  HostProcess host;
+  const int port = host.WaitUntilListening();
+  const std::string session = Login(port).id;
+  const HttpConnection request{port};
+};
+
+class LifeCycleTest : public testing::Test {
+ protected:
+  static void SetUpTestSuite() { EnsureTester(); }
+};
+
+TEST_F(LifeCycleTest, AStopAnswersWhatIsInFlightAndServesNothingMore) {
+  BusyHost busy({{"plugins", kShow}, {"drain_timeout_s", "45"}});
+  const HttpConnection idle(busy.port);
+  idle.Send(RequestText("GET", "/Echo", busy.session));
+  ASSERT_EQ(idle.ReadReply().status, 200);
+
+  busy.host.Signal(SIGTERM);
+  EXPECT_EQ(busy.host.NextMessage(), "STOPPING=1\nEXTEND_TIMEOUT_USEC=75000000");
+  ASSERT_TRUE(Eventually([&] { return !Accepts(busy.port); }));
+  idle.Send(RequestText("GET", "/Echo", busy.session));
+  auto late = idle.ReadReply();
+  EXPECT_EQ(late.status, 503);
+  EXPECT_EQ(late.headers["Connection"], "close");
+  EXPECT_THAT(busy.host.Log(), Not(HasSubstr("UnInit called")));
+
+  busy.Open();
+  EXPECT_EQ(busy.request.ReadReply().body, "through");
+  EXPECT_EQ(busy.host.Wait().exit_code, 0);
+  EXPECT_THAT(busy.host.Log(), HasSubstr("UnInit called"));
+}
+
+TEST_F(LifeCycleTest, ARequestThatDoesNotEndHoldsTheStopForABoundedTime) {
+  BusyHost busy({{"plugins", kShow}, {"drain_timeout_s", "3"}, {"read_timeout_s", "1"}});
+  busy.host.Signal(SIGTERM);
+  EXPECT_EQ(busy.request.ReadReply().status, 503) << "its time to arrive does not run while it is worked on";
+  EXPECT_EQ(busy.host.Wait().exit_code, 1);
+  EXPECT_THAT(busy.host.Log(), Not(HasSubstr("UnInit called"))) << "a request is still inside the plugin";
+}
+
+TEST_F(LifeCycleTest, AFullQueueIsAnswered503) {
+  BusyHost busy({{"plugins", kShow}, {"workers", "1"}, {"queue", "1"}});
+  // One of the two waits in the queue, whichever comes first; the other finds it full.
+  const HttpConnection first(busy.port);
+  const HttpConnection second(busy.port);
+  first.Send(RequestText("GET", "/Echo", busy.session));
+  second.Send(RequestText("GET", "/Echo", busy.session));
+  pollfd answered[2] = {{first.fd(), POLLIN, 0}, {second.fd(), POLLIN, 0}};
+  ASSERT_EQ(poll(answered, 2, 30'000), 1);
+  const bool first_refused = answered[0].revents != 0;
+  EXPECT_EQ((first_refused ? first : second).ReadReply().status, 503);
+  EXPECT_EQ(Ask(busy.port, "GET", "/live", "").status, 200);
+  EXPECT_EQ(Ask(busy.port, "GET", "/ready", "").status, 503);
+  busy.Open();
+  EXPECT_EQ((first_refused ? second : first).ReadReply().body, "4 []");
+  EXPECT_EQ(busy.host.Stop(SIGINT).exit_code, 0);
+}
+
+TEST_F(LifeCycleTest, PluginsThatDoNotStartStopTheStartOrAreLeftOut) {
+  std::string all;
+  for (const auto& [file, reason] :
+       {std::pair{"test_no_init.s.so", "exports no Init"}, std::pair{"test_init_false.s.so", "Init gave false"},
+        std::pair{"test_init_throws.s.so", "Init threw: out of luck"}, std::pair{"absent.s.so", "No such file"}}) {
+    const auto finished = HostProcess(SettingsMap{{"plugins", "test_show.s.so, " + std::string(file)}}).Wait();
+    EXPECT_EQ(finished.exit_code, 1);
+    EXPECT_THAT(finished.err,
+                testing::MatchesRegex("evidence-host: plugin /[^\n]*" + std::string(reason) + "[^\n]*\n"));
+    EXPECT_EQ(finished.out, "");
+    all += std::string(file) + ",";
+  }
+  HostProcess host(SettingsMap{{"plugins", "test_show.s.so," + all}, {"plugin_failure", "continue"}});
+  const int port = host.WaitUntilListening();
+  const auto session = Login(port).id;
+  EXPECT_EQ(Ask(port, "GET", "/Echo", session).status, 200);
+  EXPECT_EQ(Ask(port, "GET", "/Leftover", session).status, 404);
+  EXPECT_EQ(Ask(port, "GET", "/ready", "").status, 503);
+  const auto finished = host.Stop();
+  EXPECT_EQ(finished.exit_code, 0);
+  EXPECT_EQ(std::ranges::count(finished.err, '\n'), 4);
+  EXPECT_THAT(host.Log(), testing::ContainsRegex("broken UnInit called(.|\n)*broken UnInit called"));
+}
+
+TEST_F(LifeCycleTest, WhatKeepsTheHostFromStartingIsNamed) {
+  HostProcess first(SettingsMap{{"plugins", ""}});
+  const auto address = "127.0.0.1:" + std::to_string(first.WaitUntilListening());
+  const std::pair<SettingsMap, std::string> cases[] = {
+      {{{"listen", address}}, "cannot listen on " + address + ": Address already in use"},
+      {{{"database", "host=/nowhere dbname=evidence"}}, "the database cannot be reached"},
+      {{{"database", Postgres().ConnectionTo("postgres", "postgres")}}, "run evidence-host setup"},
+  };
+  for (const auto& [settings, fault] : cases) {
+    const auto finished = HostProcess(settings).Wait();
+    EXPECT_EQ(finished.exit_code, 1);
+    EXPECT_THAT(finished.err, HasSubstr(fault));
+  }
+  EXPECT_EQ(first.Stop(SIGHUP).exit_code, 0);
+}
+
+TEST(FirstStartTest, SetsTheDatabaseUpAndMakesSysopOnce) {
+  const ThrowawayPostgres postgres;
+  const SettingsMap settings{
+      {"plugins", ""}, {"database", postgres.AppConnection()}, {"setup_database", postgres.OwnerConnection()}};
+  HostProcess first(settings);
+  first.WaitUntilListening();
+  const auto out = first.Stop().out;
+  std::smatch found;
+  ASSERT_TRUE(std::regex_match(out, found,
+                               std::regex("sysop password: ([0-9a-f]{24})\n"
+                                          "evidence-host listening on http://127.0.0.1:\\d+\n")))
+      << out;
+  const std::string password = found[1];
+  EXPECT_THAT(first.Log(), Not(HasSubstr(password)));
+  EXPECT_THAT(HostProcess(settings, {"setup"}).Wait().out, testing::StartsWith("schema version "));
+  HostProcess second(settings);
+  EXPECT_EQ(Ask(second.WaitUntilListening(), "POST", "/login", "", LoginText("sysop", password)).status, 200);
+  EXPECT_THAT(second.Stop().out, Not(HasSubstr("password")));
+}
+
+}  // namespace
+}  // namespace evidence_test

@@ -1,0 +1,233 @@
+// What an operator gives the host: settings, users, the key file, cameras.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <mutex>
+#include <set>
+
+#include "CameraFile.h"
+#include "KeyFile.h"
+#include "Settings.h"
+#include "http/HostProcess.h"
+#include "support/Eventually.h"
+#include "support/ThrowawayPostgres.h"
+
+namespace evidence_test {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+using testing::Not;
+
+TEST(SettingsTest, EveryFaultIsNamedWithItsLine) {
+  const ScratchFolder folder;
+  const std::pair<std::string, std::string> lines[] = {
+      {"# comment", ""},
+      {"listen = nowhere", "listen is no address and port, as 127.0.0.1:8080 or [::1]:8080"},
+      {"worker = 3", "unknown key worker"},
+      {"workers = three", "workers is no whole number"},
+      {"queue = 0", "queue must lie between 1 and 100000"},
+      {"data = a", ""},
+      {"data = b", "repeated key data"},
+      {"plugin_failure = explode", "plugin_failure must be stop or continue"},
+      {"client_freeze = yes", "client_freeze must be on or off"},
+      {"just words", "not of the form key = value"},
+      {"log_file = \xff\xfe", "not UTF-8, or a control character"},
+      {"body_limit = 99999999999999999999", "body_limit must lie between 1024 and 1073741824"},
+      {"tls_key = k", "tls_certificate and tls_key go together"},
+  };
+  std::string text;
+  std::string faults;
+  for (std::size_t line = 0; line < std::size(lines); ++line) {
+    const auto& [content, fault] = lines[line];
+    text += content + "\n";
+    if (!fault.empty()) faults += folder.path() + "/bad.conf:" + std::to_string(line + 1) + ": " + fault + "\n";
+  }
+  const auto bad = RunHost({"--config", folder.Write("bad.conf", text), "--check-config"});
+  EXPECT_EQ(bad.exit_code, 1);
+  EXPECT_EQ(bad.err, faults);
+  EXPECT_EQ(RunHost({"--config", folder.path(), "--check-config"}).err, folder.path() + ":0: cannot be read\n");
+  const auto good = folder.Write("good.conf", RunHost({"--print-config"}).out);
+  EXPECT_EQ(RunHost({"--config", good, "--check-config"}).exit_code, 0) << "refuses what it prints";
+
+  auto settings = host::DefaultSettings();
+  EXPECT_THAT(host::ReadSettings(settings, "database = password=a#b # a comment\nplugins = a, b,,\n", "f"),
+              testing::IsEmpty());
+  EXPECT_EQ(settings.database, "password=a#b");
+  EXPECT_THAT(settings.PluginFiles(), testing::ElementsAre("a", "b"));
+}
+
+TEST(UserCommandTest, AddsListsAndChangesUsers) {
+  const struct {
+    std::vector<std::string> arguments;
+    std::string printed;
+  } kCases[] = {
+      {{"add", "O'Neil", "--web", "7,5", "--control", "9"}, "O'Neil password: [0-9a-f]{24}\n"},
+      {{"add", "O'Neil"}, "evidence-host: there is a user O'Neil already\n"},
+      {{"list"}, "(.|\n)*\tO'Neil\tuser\tenabled\tweb 5,7\tcs -\tcontrol 9\n"},
+      {{"permissions", "O'Neil", "--cs", "1"}, ""},
+      {{"permissions", "nobody"}, "evidence-host: there is no user nobody\n"},
+      {{"add", "Town\\Erik", "--super"}, "town\\\\erik password: [0-9a-f]{24}\n"},
+      {{"add", "TOWN\\erik"}, "evidence-host: there is a user town\\\\erik already\n"},
+      {{"permissions", "TOWN\\Erik", "--control", "44"}, ""},
+      {{"add", ""}, "evidence-host: a user name has [^\n]*\n"},
+      {{"add", "empty", "--password-stdin"}, "evidence-host: a password has [^\n]*\n"},
+      {{"list"},
+       "(.|\n)*O'Neil\tuser\tenabled\tweb -\tcs 1\tcontrol -\n.*\ttown\\\\erik\tsuper\tenabled\tweb -\tcs -\tcontrol "
+       "44\n"},
+  };
+  for (auto [arguments, printed] : kCases) {
+    arguments.insert(arguments.begin(), "user");
+    const auto finished = RunHost(arguments);
+    EXPECT_THAT(finished.out + finished.err, testing::MatchesRegex(printed));
+    EXPECT_EQ(finished.exit_code, finished.err.empty() ? 0 : 1);
+  }
+}
+
+class KeyFileTest : public testing::Test {
+ protected:
+  mode_t Mode() const { return static_cast<mode_t>(fs::status(file_).permissions()); }
+
+  const ScratchFolder folder_;
+  const std::string file_ = folder_.path() + "/aes.key";
+};
+
+TEST_F(KeyFileTest, WholeKeysInPrivateFilesAreTakenAndNothingIsReplaced) {
+  const std::string key16 = "0123456789abcdef";
+  const std::string no_key = "aes.key: no key of 16, 24 or 32";
+  const std::string open = "its mode must be 0600";
+  const struct {
+    std::string text;
+    std::string fault;
+    mode_t mode = 0600;
+  } kCases[] = {
+      {key16, ""},
+      {key16 + "\n", "", 0400},
+      {key16 + key16 + "\n", ""},
+      {"", no_key},
+      {key16.substr(1) + "\n", no_key},
+      {key16 + "\n\n", no_key},
+      {"0123456789 bcdef", no_key},
+      {std::string("0123456789\0bcdef", 16), no_key},
+      {key16 + key16 + "k", no_key},
+      {key16, open, 0604},
+      {key16, open, 0640},
+  };
+  for (const auto& [text, fault, mode] : kCases) {
+    fs::remove(file_);
+    chmod(folder_.Write("aes.key", text).c_str(), mode);
+    std::string key = "old";
+    const auto found = host::OpenKeyFile(file_, key);
+    EXPECT_EQ(found.empty(), fault.empty()) << text;
+    EXPECT_THAT(found, HasSubstr(fault));
+    EXPECT_EQ(key, !fault.empty() ? "old" : text.substr(0, text.find('\n')));
+    EXPECT_EQ(folder_.Read("aes.key"), text);
+    EXPECT_EQ(Mode(), mode);
+  }
+  std::string key;
+  fs::remove(file_);
+  ASSERT_EQ(mkfifo(file_.c_str(), 0600), 0);
+  EXPECT_THAT(host::OpenKeyFile(file_, key), HasSubstr("no regular file"));
+}
+
+TEST_F(KeyFileTest, ThoseWhoMakeItAtTheSameTimeAgree) {
+  for (int round = 0; round < 20; ++round) {
+    fs::remove(file_);
+    std::mutex mutex;
+    std::set<std::string> keys;
+    OnManyThreads([&] {
+      std::string key;
+      const auto fault = host::OpenKeyFile(file_, key);
+      const std::lock_guard lock(mutex);
+      keys.insert(fault + key);
+    });
+    EXPECT_EQ(keys, std::set{folder_.Read("aes.key")});
+    EXPECT_EQ(Mode(), 0600U);
+  }
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder_.path()), {}), 1) << "a temporary file was left";
+}
+
+TEST_F(KeyFileTest, TheHostHandsItsKeyToPluginsOnly) {
+  EnsureTester();
+  const SettingsMap settings{{"plugins", "test_show.s.so"}, {"data", folder_.path()}};
+  HostProcess host(settings);
+  const auto session = Login(host.WaitUntilListening()).id;
+  const auto key = folder_.Read("aes.key");
+  EXPECT_EQ(Ask(host.port(), "GET", "/KeyText", session).body, key);
+  EXPECT_EQ(host.Stop().exit_code, 0);
+  EXPECT_THAT(folder_.Read("evidence-host.log"), Not(HasSubstr(key)));
+  chmod(file_.c_str(), 0644);
+  EXPECT_THAT(HostProcess(settings).Wait().err, HasSubstr("evidence-host: " + file_ + ": open to others"));
+}
+
+std::string Device(const std::string& members) { return R"({"Devices":[{)" + members + R"(}],"Elements":[]})"; }
+std::string Element(const std::string& members) {
+  return R"({"Devices":[{"ID":1,"Type":5,"Protocol":6,"Name":"O'Neil's \\ 100%s"}],"Elements":[{"ID":7,"Name":"e"},{)" +
+         members + "}]}";
+}
+
+TEST(CameraFileTest, NamesThePlaceAndTheFault) {
+  const std::string no_json = ": is no JSON, not UTF-8, or nested too deep";
+  const std::string range = ": Elements, entry 2: ID must lie between 1 and 2147483647";
+  const std::string name = ": Elements, entry 2: Name must have 1 to 256 characters and no control character";
+  const std::pair<std::string, std::string> cases[] = {
+      {"{\"Devices\":[],\n\n\"Elements\":[}", ":3" + no_json},
+      {std::string(1 << 20, '['), ":1" + no_json},
+      {std::string(host::kMaxCameraFile + 1, ' '), ": has more than 33554432 bytes"},
+      {R"({"Devices":[],"Elements":[],"Devices":[]})", ": Devices and Elements, each once, are the only keys"},
+      {Device(R"("ID":1,"Type":1,"Name":"d")"), ": Devices, entry 1: Protocol is missing"},
+      {Device(R"("ID":1,"Type":"1")"), ": Devices, entry 1: Type is no whole number"},
+      {Element(R"("ID":0,"Name":"e")"), range},
+      {Element(R"("ID":18446744073709551615,"Name":"e")"), range},
+      {Element(R"("ID":8,"Name":"a\u0000b")"), name},
+      {Element(R"("ID":8,"Name":")" + std::string(257, 'x') + "\""), name},
+      {Element(R"("ID":8,"Name":"e","DeviceId":1)"), ": Elements, entry 2: has an unknown key"},
+      {Element(R"("ID":7,"Name":"e")"), ": Elements, entry 2: ID 7 is repeated"},
+      {Element(R"("ID":8,"Name":"e","DeviceID":2)"), ": Elements, entry 2: there is no device 2"},
+  };
+  const ScratchFolder folder;
+  for (const auto& [text, fault] : cases) {
+    host::CameraList list;
+    const auto file = folder.Write("cameras.json", text);
+    EXPECT_EQ(host::ReadCameraFile(file, list), file + fault) << text.substr(0, 100);
+    EXPECT_TRUE(list.devices.empty() && list.elements.empty()) << text.substr(0, 100);
+  }
+}
+
+TEST(CameraTest, ARunningHostTakesUpEachListAsAWhole) {
+  EnsureTester();
+  const ScratchFolder folder;
+  const auto load = [](const std::string& file) {
+    const auto finished = RunHost({"cameras", "load", file});
+    return finished.out + finished.err;
+  };
+  EXPECT_EQ(load(CAMERA_SAMPLE), "3 devices, 5 elements\n");
+  HostProcess host(SettingsMap{{"plugins", "test_show.s.so"}});
+  const auto session = Login(host.WaitUntilListening()).id;
+  const auto camera = [&](int id) { return Ask(host.port(), "GET", "/Camera/" + std::to_string(id), session).body; };
+  EXPECT_EQ(camera(21), "Front door on 2 Bus 12 of protocol 3");
+  EXPECT_EQ(camera(41), "Camera under repair on -1");
+
+  std::string many = R"("ID":2147483647,"DeviceID":1,"Name":"last")";
+  for (int id = 1000; id < 3000; ++id)
+    many += "},{\"ID\":" + std::to_string(id) + R"(,"Name":"camera","DeviceID":1)";
+  EXPECT_EQ(load(folder.Write("many.json", Element(many))), "1 devices, 2002 elements\n");
+  const std::string last = "last on 1 O'Neil's \\ 100%s of protocol 6";
+  EXPECT_TRUE(Eventually([&] { return camera(2147483647) == last; }));
+  EXPECT_EQ(camera(2999), "camera" + last.substr(4));
+  EXPECT_EQ(camera(21), "no such camera");
+  const auto bad = folder.Write("bad.json", R"({"Devices":[],"Elements":[{}]})");
+  EXPECT_EQ(load(bad), "evidence-host: " + bad + ": Elements, entry 1: ID is missing\n");
+  EXPECT_EQ(load(folder.Write("few.json", Element(R"("ID":21,"Name":"Hall")"))), "1 devices, 2 elements\n");
+  EXPECT_TRUE(Eventually([&] { return camera(21) == "Hall on -1"; }));
+  EXPECT_EQ(RunHost({"cameras", "list"}).out,
+            "device\t1\ttype 5\tprotocol 6\tO'Neil's \\ 100%s\n"
+            "element\t7\tdevice -\te\nelement\t21\tdevice -\tHall\n");
+  EXPECT_EQ(host.Stop().exit_code, 0);
+}
+
+}  // namespace
+}  // namespace evidence_test

@@ -1,0 +1,406 @@
+// Logins, the password checks that plugins call, and what stands behind both.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <atomic>
+#include <map>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Accounts.h"
+#include "Authentication.h"
+#include "FailedTries.h"
+#include "RealBackends.h"
+#include "SealedText.h"
+#include "Users.h"
+#include "http/HostProcess.h"
+#include "support/ThrowawayPostgres.h"
+
+namespace evidence_test {
+namespace {
+
+using namespace TarnPlatform::Authentication;
+using host::ClientKind;
+using host::FailedTries;
+using host::LoginTries;
+using std::chrono::minutes;
+
+constexpr int kUserTries = 3;
+constexpr int kClientTries = 4;
+constexpr minutes kFreeze{30};
+constexpr char kClient[] = "10.0.0.7";
+
+class PasswordTest : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    EnsureUser("anna");
+    EnsureUser("town\\bert");
+    EnsureUser("chief", {"--super"});
+    EnsureUser("dismissed");
+    Postgres().Query("UPDATE platform.users SET enabled = name <> 'dismissed'");
+    for (const std::string name : {"anna", "town\\bert", "chief", "dismissed"})
+      ids_[name] = std::stoi(Postgres().Value("SELECT id FROM platform.users WHERE name = '" + name + "'"));
+  }
+
+  void SetUp() override { ASSERT_TRUE(manager_->Initialize(platform::kPlatformDbId, 4, 4, true)); }
+
+  struct Request {
+    std::string name = "anna";
+    std::string password = kPassword;
+    int account_type = kLocalAccount;
+    int encryption = kPlainPassword;
+    std::string session = {};
+    std::string client = kClient;
+  };
+
+  /// "<code> <user>", with " true" when the check gave that; "none" without a response.
+  std::string Check(const Request& what) const {
+    const auto request = std::make_shared<CLoginRequest>();
+    request->SetValUserName(what.name);
+    request->SetValPassword(what.password);
+    request->SetValLoginAccountType(what.account_type);
+    request->SetValEncryptionType(what.encryption);
+    request->SetValSessionIdSecurity(what.session.empty() ? session_.id : what.session);
+    request->SetValClientAddress(what.client);
+    auto response = std::make_shared<CLoginResponse>(999, 999);
+    const bool ok = CheckPassword(response, request);
+    if (!response) return ok ? "none true" : "none";
+    const int id = response->GetValUserID();
+    const auto user = std::ranges::find(ids_, id, &std::pair<const std::string, int>::second);
+    return std::to_string(response->GetValErrCode()) + " " + (user == ids_.end() ? std::to_string(id) : user->first) +
+           (ok ? " true" : "");
+  }
+  std::string Sealed(const std::string& plain) const { return Openssl("-A", plain, session_.key); }
+
+  inline static std::map<std::string, int> ids_;
+
+  FailedTries::Clock::time_point now_{};
+  const std::shared_ptr<kelp::IDBManager> manager_ =
+      platform::MakePostgresDBManager({.connection = Postgres().AppConnection()});
+  const platform::ScopedBackend<kelp::IDBManager> installed_manager_{manager_};
+  const std::shared_ptr<host::Sessions> sessions_ = std::make_shared<host::Sessions>(minutes(30), 10);
+  const host::Sessions::Opened session_ = sessions_->Open({1, "anna", false, {}}, kClient);
+  const std::shared_ptr<LoginTries> tries_ = std::make_shared<LoginTries>(
+      FailedTries::Rules{kUserTries, kFreeze}, FailedTries::Rules{kClientTries, kFreeze}, [this] { return now_; });
+  const platform::ScopedBackend<platform::IAuthenticationBackend> installed_{
+      host::MakeAuthentication(sessions_, tries_)};
+};
+
+TEST_F(PasswordTest, EachCheckHasItsAnswerAndWrongPasswordsCountAgainstTheName) {
+  const struct {
+    Request request;
+    std::string answer;
+    int counted = 0;
+  } kCases[] = {
+      {{}, "0 anna true"},
+      {{"chief"}, "0 chief true"},
+      {{"town\\bert", kPassword, kDomainAccount}, "0 town\\bert true"},
+      {{"anna", Sealed(kPassword), 0, kSessionEncrypted}, "0 anna true"},
+      {{"anna", Sealed("wrong"), 0, kSessionEncrypted}, "201 anna", 1},
+      {{"anna", Sealed(kPassword), 0, kSessionEncrypted, "unknown"}, "213 -1"},
+      {{"anna", kPassword, 0, kSessionEncrypted}, "213 -1"},
+      {{"anna", kPassword, 0, 1}, "213 -1"},
+      {{"anna", kPassword, 0, -1}, "213 -1"},
+      {{"anna", "wrong", kDomainAccount}, "214 -1"},
+      {{"town\\bert", "wrong", kLocalAccount}, "214 -1"},
+      {{"town\\bert", "wrong", 1}, "214 -1"},
+      {{"dismissed"}, "210 dismissed"},
+      {{"dismissed", "wrong"}, "201 dismissed", 1},
+      {{"anna", "wrong"}, "201 anna", 1},
+      {{"anna", ""}, "201 anna", 1},
+      {{"Anna"}, "201 -1", 1},
+      {{"nobody"}, "201 -1", 1},
+      {{""}, "201 -1", 1},
+      {{std::string(100'000, 'x')}, "201 -1", 1},
+      {{"anna' OR 'a'='a"}, "201 -1", 1},
+  };
+  for (const auto& [request, answer, counted] : kCases) {
+    EXPECT_EQ(Check(request), answer) << request.name.substr(0, 40);
+    EXPECT_EQ(GetUserFreezeSurplusCount(-1, request.name), kUserTries - counted) << request.name.substr(0, 40);
+    now_ += kFreeze;
+  }
+  EXPECT_EQ(GetClientFreezeSurplusCount(kClient), kClientTries) << "counted by the caller, not here";
+  manager_->UnInitialize(platform::kPlatformDbId);
+  EXPECT_EQ(Check({"anna", "wrong"}), "none");
+  EXPECT_EQ(GetUserFreezeSurplusCount(-1, "anna"), kUserTries);
+}
+
+TEST_F(PasswordTest, UsersAndClientsFreezeAtTheirLimitsAndTimeLiftsIt) {
+  for (int i = 0; i < kUserTries - 1; ++i)
+    EXPECT_EQ(Check({"anna", "wrong"}), "201 anna");
+  EXPECT_EQ(Check({}), "0 anna true") << "clears the count";
+  for (int i = 0; i < kUserTries; ++i)
+    EXPECT_EQ(Check({"anna", "wrong"}), "201 anna");
+  EXPECT_TRUE(IsUserFreeze(ids_.at("anna"), "anna"));
+  EXPECT_EQ(Check({}), "206 -1");
+  EXPECT_EQ(Check({"anna", "not sealed", 0, kSessionEncrypted}), "206 -1") << "before the password is looked at";
+  EXPECT_EQ(Check({"chief"}), "0 chief true");
+
+  for (int i = 0; i < kClientTries; ++i) {
+    EXPECT_FALSE(IsClientFreeze(kClient));
+    AddLoginFailCount(kClient);
+  }
+  EXPECT_TRUE(IsClientFreeze(kClient));
+  EXPECT_EQ(Check({}), "262 -1") << "the client's before the user's";
+  EXPECT_EQ(Check({.client = "10.0.0.8"}), "206 -1");
+  now_ += kFreeze;
+  EXPECT_EQ(Check({}), "0 anna true");
+}
+
+TEST_F(PasswordTest, ChecksAtOnceTryNoMorePasswordsThanTheLimit) {
+  std::atomic<int> tried = 0;
+  OnManyThreads([&] { tried += Check({"anna", "wrong"}) == "201 anna" ? 1 : 0; });
+  EXPECT_EQ(tried, kUserTries);
+}
+
+TEST_F(PasswordTest, ControlPermissionsAreReadAtEachCall) {
+  const auto held = [](const std::string& sql, const std::set<std::pair<ClientKind, int>>& annas) {
+    Postgres().Query("UPDATE platform.users SET enabled = " + sql);
+    EXPECT_EQ(host::SetPermissions("anna", annas), "");
+    std::string names;
+    for (const auto& [name, id] : ids_)
+      names += HaveControlClientPermission(43, id) ? name + " " : "";
+    return names;
+  };
+  EXPECT_EQ(held("true", {{ClientKind::kWeb, 43}, {ClientKind::kCs, 43}, {ClientKind::kControl, 44}}), "chief ");
+  EXPECT_EQ(held("true", {{ClientKind::kControl, 43}}), "anna chief ");
+  EXPECT_FALSE(HaveControlClientPermission(43, -1));
+  EXPECT_EQ(held("false", {{ClientKind::kControl, 43}}), "");
+  EXPECT_EQ(held("name <> 'chief'", {{ClientKind::kControl, 43}}), "anna ");
+  EXPECT_EQ(held("true", {}), "chief ");
+  manager_->UnInitialize(platform::kPlatformDbId);
+  EXPECT_FALSE(HaveControlClientPermission(43, ids_.at("chief")));
+}
+
+TEST_F(PasswordTest, AccountsAreRememberedForALifetimeAndFailuresNever) {
+  host::Accounts accounts([this] { return now_; });
+  const auto ask = [&accounts](int id) {
+    auto user = std::make_shared<CUserInfo>(-7, "left from before", -7);
+    const auto code = std::to_string(accounts.Query(user, id));
+    return user ? code + " " + user->GetValUserName() + " " + std::to_string(user->GetValUserType()) : code;
+  };
+  EXPECT_EQ(ask(ids_.at("chief")), "0 chief 1");
+  EXPECT_EQ(ask(ids_.at("dismissed")), "0 dismissed 2") << "what he made keeps its name";
+  EXPECT_EQ(ask(ids_.at("town\\bert")), "0 town\\bert 3");
+  EXPECT_EQ(ask(9001), "202");
+  Postgres().Query("INSERT INTO platform.users (id, name, password_hash) VALUES (9001, 'new', '')");
+  now_ += host::Accounts::kLifetime - std::chrono::milliseconds(1);
+  EXPECT_EQ(ask(9001), "202");
+  now_ += std::chrono::milliseconds(1);
+  EXPECT_EQ(ask(9001), "0 new 2");
+  Postgres().Query("UPDATE platform.users SET name = 'renamed' WHERE id = 9001");
+  for (int id = 100'000; id < 100'000 + static_cast<int>(host::Accounts::kLimit); ++id)
+    ASSERT_EQ(ask(id), "202");
+  EXPECT_EQ(ask(9001), "0 renamed 2") << "many ids push it out";
+  manager_->UnInitialize(platform::kPlatformDbId);
+  EXPECT_EQ(ask(9001), "0 renamed 2");
+  EXPECT_EQ(ask(ids_.at("anna")), "15");
+  ASSERT_TRUE(manager_->Initialize(platform::kPlatformDbId, 1, 1, true));
+  EXPECT_EQ(ask(ids_.at("anna")), "0 anna 2");
+}
+
+TEST(LoginTest, FreezesTheUserFirstThenTheClient) {
+  EnsureTester();
+  EnsureUser("second");
+  HostProcess host(SettingsMap{{"plugins", "test_show.s.so"}, {"user_tries", "2"}, {"client_tries", "4"}});
+  const auto session = Login(host.WaitUntilListening()).id;
+  const std::tuple<const char*, const char*, int> tries[] = {
+      {"tester", "wrong", 401},   {"tester", kPassword, 200},  // the user's count starts anew
+      {"tester", "wrong", 401},   {"tester", "wrong", 401},   {"tester", kPassword, 429},  // neither tried nor counted
+      {"second", kPassword, 200},  // and leaves the client's count
+      {"nobody", "wrong", 401},    // the client's fourth
+      {"second", kPassword, 429},
+  };
+  for (const auto& [name, password, status] : tries)
+    EXPECT_EQ(Ask(host.port(), "POST", "/login", "", LoginText(name, password)).status, status) << name << password;
+  EXPECT_EQ(Ask(host.port(), "GET", "/Echo", session).status, 200) << "who is logged in already stays so";
+  EXPECT_EQ(host.Stop().exit_code, 0);
+}
+
+TEST(LoginTest, LoginsAtOnceTryNoMorePasswordsThanTheLimit) {
+  HostProcess host(SettingsMap{{"plugins", ""}, {"user_tries", "100"}, {"client_tries", "3"}, {"login_workers", "16"}});
+  const int port = host.WaitUntilListening();
+  std::atomic<int> number = 0;
+  std::atomic<int> tried = 0;
+  OnManyThreads([&] {
+    const auto name = "guessed" + std::to_string(++number);
+    const int status = Ask(port, "POST", "/login", "", LoginText(name, "wrong")).status;
+    EXPECT_TRUE(status == 401 || status == 429) << status;
+    tried += status == 401 ? 1 : 0;
+  });
+  EXPECT_EQ(tried, 3);
+}
+
+/// Three tries, and four keys.
+class FailedTriesTest : public testing::Test {
+ protected:
+  void CountTimes(const std::string& key, int times) {
+    for (int i = 0; i < times; ++i)
+      tries_.CountFailed(key);
+  }
+
+  FailedTries::Clock::time_point now_{};
+  FailedTries tries_{{3, kFreeze, true, 4}, [this] { return now_; }};
+};
+
+TEST_F(FailedTriesTest, TheTryAtTheLimitFreezesItsKeyForAFixedTime) {
+  for (const int left : {3, 2, 1}) {
+    EXPECT_FALSE(tries_.IsFrozen("a"));
+    EXPECT_EQ(tries_.Left("a"), left);
+    tries_.Begin("a")->Failed();
+  }
+  EXPECT_FALSE(tries_.Begin("a"));
+  EXPECT_TRUE(tries_.Begin("A"));
+  now_ += kFreeze - minutes(1);
+  tries_.CountFailed("a");
+  EXPECT_TRUE(tries_.IsFrozen("a"));
+  EXPECT_EQ(tries_.Left("a"), 0);
+  now_ += minutes(1);
+  EXPECT_EQ(tries_.Left("a"), 3) << "the count starts anew";
+
+  tries_.CountFailed("a");
+  now_ += kFreeze - minutes(1);
+  tries_.CountFailed("a");
+  now_ += kFreeze - minutes(1);
+  EXPECT_EQ(tries_.Left("a"), 1);
+  now_ += minutes(1);
+  EXPECT_EQ(tries_.Left("a"), 3) << "short of a freeze, forgotten after the last failed try";
+}
+
+TEST_F(FailedTriesTest, ARightTryForgetsAndAnUntriedOneChangesNothing) {
+  tries_.CountFailed("a");
+  tries_.Begin("a").reset();
+  EXPECT_EQ(tries_.Left("a"), 2);
+  tries_.Begin("a")->Succeeded();
+  EXPECT_EQ(tries_.Left("a"), 3);
+  auto late = tries_.Begin("a");
+  CountTimes("a", 3);
+  late->Succeeded();
+  EXPECT_TRUE(tries_.IsFrozen("a")) << "time alone lifts a freeze";
+}
+
+TEST_F(FailedTriesTest, ManyKeysGiveUpCountsBeforeFreezes) {
+  const std::string long_key(1 << 20, 'x');
+  CountTimes(long_key, 3);
+  auto held = tries_.Begin("held");
+  for (int i = 0; i < 1000; ++i)
+    CountTimes("name" + std::to_string(i), 1);
+  EXPECT_TRUE(tries_.IsFrozen(long_key));
+  EXPECT_FALSE(tries_.IsFrozen(long_key + "y"));
+  EXPECT_EQ(tries_.Left("name998"), 2);
+  EXPECT_EQ(tries_.Left("name997"), 3) << "more keys than allowed are kept";
+  held->Failed();
+  EXPECT_EQ(tries_.Left("held"), 2);
+  for (const char* const key : {"held", "name999", "name998"})
+    CountTimes(key, 3);
+  CountTimes("new", 1);
+  EXPECT_FALSE(tries_.IsFrozen(long_key)) << "with freezes alone, the one that lifts next gives way";
+  EXPECT_TRUE(tries_.IsFrozen("held"));
+  EXPECT_EQ(tries_.Left("new"), 2);
+}
+
+TEST_F(FailedTriesTest, WrongTriesAtOnceNeverPassTheLimitAndRightOnesOnlyWait) {
+  std::atomic<int> tried = 0;
+  OnManyThreads([&] {
+    while (auto leave = tries_.Begin("wrong")) {
+      ++tried;
+      std::this_thread::yield();
+      leave->Failed();
+    }
+  });
+  EXPECT_EQ(tried, 3);
+
+  FailedTries one({1, kFreeze});
+  std::atomic<int> passed = 0;
+  OnManyThreads([&] {
+    for (int i = 0; i < 50; ++i) {
+      auto leave = one.Begin("right");
+      if (!leave) continue;
+      ++passed;
+      leave->Succeeded();
+    }
+  });
+  EXPECT_EQ(passed, 50 * kThreads);
+}
+
+constexpr char kKey[] = "00112233445566778899aabbccddeeff00112233445566778899aabbccddeeff";
+const std::string kRefused = "refused";
+
+std::string Open(const std::string& sealed, const std::string& key = kKey) {
+  std::string plain = "left from before";
+  if (host::OpenSealedText(plain, sealed, key)) return plain;
+  return plain.empty() ? kRefused : "refused, and left " + plain;
+}
+
+TEST(SealedTextTest, TheCommandAndTheHostOpenEachOthersTexts) {
+  // Around the size of a block, beyond ASCII, with a NUL, the longest.
+  for (const auto& plain :
+       {std::string(), std::string("fifteen letters"), std::string("sixteen letters."), std::string("пароль'$\"\\"),
+        std::string("a\0b", 3), std::string(host::kMaxSealedPlain, 'x')}) {
+    EXPECT_EQ(Open(Openssl("-A", plain, kKey)), plain);
+    EXPECT_EQ(Open(Openssl("", plain, kKey)), plain) << "in lines of 64";
+    std::string sealed = "left from before";
+    std::string again;
+    ASSERT_TRUE(host::SealText(sealed, plain, kKey));
+    ASSERT_TRUE(host::SealText(again, plain, kKey));
+    EXPECT_EQ(Openssl("-d -A", sealed, kKey), plain);
+    EXPECT_NE(again, sealed) << "no salt of its own";
+  }
+  const std::string over(host::kMaxSealedPlain + 1, 'x');
+  std::string sealed = "left from before";
+  EXPECT_FALSE(host::SealText(sealed, over, kKey));
+  EXPECT_EQ(sealed, "");
+  EXPECT_EQ(Open(Openssl("-A", over, kKey)), kRefused);
+}
+
+TEST(SealedTextTest, OtherTextsAreRefused) {
+  const std::string plain = "correct horse battery staple";
+  const auto sealed = Openssl("-A", plain, kKey);
+  // Whole blocks of a wrong text open by chance now and then, but never to this one.
+  EXPECT_NE(Open(sealed, std::string(64, '0')), plain);
+  EXPECT_NE(Open(Openssl("-A -iter 9999", plain, kKey)), plain);
+  for (std::size_t length = 0; length < sealed.size(); ++length)
+    EXPECT_TRUE(length % 4 == 0 ? Open(sealed.substr(0, length)) != plain : Open(sealed.substr(0, length)) == kRefused);
+  std::vector<std::string> texts = {"A===",
+                                    "AA=A",
+                                    "U2FsdGVkX18AAAAAAAAAAA==",                  // no text behind the salt
+                                    "U2FsdGVkX18AAAAAAAAAAAAAAAAAAAAAAAAAAAAA",  // no whole block
+                                    Openssl("-A -S 0011223344556677", plain, kKey),
+                                    std::string(1 << 20, '\n'),
+                                    "U2FsdGVkX18" + std::string((1 << 20) + 1, 'A')};
+  for (const char bad : {'-', ' ', '\0', '=', '\x80'}) {
+    for (const std::size_t at : {std::size_t{0}, std::size_t{5}, sealed.size() / 2}) {
+      texts.push_back(sealed);
+      texts.back()[at] = bad;
+    }
+  }
+  for (const auto& text : texts)
+    EXPECT_EQ(Open(text), kRefused) << text.substr(0, 60);
+}
+
+TEST(SessionsTest, EndWhenIdleAndAtTheLimitTheLongestIdleGoes) {
+  host::Sessions::Clock::time_point now{};
+  host::Sessions sessions(minutes(30), 2, [&now] { return now; });
+  const auto first = sessions.Open({}, "").id;
+  now += minutes(1);
+  const auto second = sessions.Open({}, "").id;
+  now += minutes(1);
+  EXPECT_TRUE(sessions.Use(first));
+  const auto third = sessions.Open({}, "").id;
+  EXPECT_TRUE(sessions.Find(first));
+  EXPECT_FALSE(sessions.Find(second));
+  now += minutes(29);
+  EXPECT_TRUE(sessions.Use(third));
+  EXPECT_TRUE(sessions.Find(first)) << "finding does not put the end off";
+  now += minutes(1);
+  EXPECT_FALSE(sessions.Find(first));
+  EXPECT_FALSE(sessions.Use(first));
+  EXPECT_TRUE(sessions.Find(third));
+}
+
+}  // namespace
+}  // namespace evidence_test

@@ -1,0 +1,317 @@
+// The plugins in the real host: what clients and other plugins are answered, and what stands in the tables then.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <regex>
+#include <thread>
+
+#include "http/HostProcess.h"
+#include "support/Eventually.h"
+#include "support/ThrowawayPostgres.h"
+
+namespace evidence_test {
+namespace {
+
+using testing::HasSubstr;
+
+const std::string kV1 = "/TRELL/Halyard/Evidence/V1/Evidence";
+const std::string kV2 = "/TRELL/Halyard/Evidence/V2/Evidence";
+
+std::string Answer(int code, const std::string& data = {}) {
+  return R"({"ResponseStatus":{"ErrorModule":0,"ErrorCode":)" + std::to_string(code) +
+         (data.empty() ? "" : R"(,"Data":)" + data) + "}}";
+}
+
+class PluginTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    EnsureTester();
+    EnsureUser("clara", {"--cs", "41,44", "--control", "43", "--web", "1423,1424"});
+    Postgres().Query(
+        "DELETE FROM evidence.evidence; DELETE FROM evidence.evidence_file; DELETE FROM evidence.operation_log;"
+        "DELETE FROM filemanager.link; DELETE FROM platform.operation_log;"
+        "DELETE FROM evidence.evidence_type WHERE id > 5; UPDATE evidence.evidence_type SET name = '', deleted = 0;"
+        "ALTER SEQUENCE evidence.evidence_id_seq RESTART; ALTER SEQUENCE evidence.evidence_file_id_seq RESTART;"
+        "ALTER SEQUENCE evidence.evidence_type_id_seq RESTART");
+    Start("clara");
+  }
+  void TearDown() override { Stop(); }
+
+  void Start(const std::string& user) {
+    host_ = std::make_unique<HostProcess>(SettingsMap{{"plugins", "file_manager.s.so, casefile.s.so"}});
+    session_ = Login(host_->WaitUntilListening(), user);
+  }
+  /// What it logged.
+  std::string Stop() {
+    EXPECT_EQ(host_->Stop().exit_code, 0);
+    return host_->Log();
+  }
+
+  /// The answer with its times made equal; the status instead of an empty one.
+  std::string Call(const std::string& method, const std::string& path, const std::string& body = {}) const {
+    const auto reply = Ask(host_->port(), method, path, session_.id, body);
+    if (reply.body.empty()) return std::to_string(reply.status);
+    return std::regex_replace(reply.body, std::regex(R"("\d{4}-\d\d-\d\dT[\d:]{8}[+-][\d:]{5}")"), R"("T")");
+  }
+  std::string ChangeType() const { return Call("PUT", kV1 + "/Type/1", R"({"EvidenceType":{"Name":"Burglary"}})"); }
+  /// The part of a deletion's body that names clara and her password.
+  std::string Confirmation(const std::string& password) const {
+    return R"("UserList":{"User":[{"UserName":"clara","Password":")" + Openssl("-A", password, session_.key) +
+           R"("}]})";
+  }
+
+  /// Evidences, their files and links, the platform's log and the histories: a line each.
+  static std::string Tables() {
+    std::string lines;
+    for (const char* const sql :
+         {"SELECT concat_ws(' ', id, guid, name, evidence_type_id, evidence_status, label, cad_id, deleted) "
+          "FROM evidence.evidence ORDER BY id",
+          "SELECT concat_ws(' ', f.evidence_id, f.id, f.file_name, f.deleted, l.linked) FROM evidence.evidence_file f "
+          "JOIN filemanager.link l ON (l.file_id, l.evidence_id) = (f.id, f.evidence_id) ORDER BY f.evidence_id, f.id",
+          "SELECT concat_ws(' ', log_type, user_name, object_name || '/' || description, nullif(sub_code, 0)) "
+          "FROM platform.operation_log ORDER BY id",
+          "SELECT concat_ws(' ', evidence_id, operation_type, mod_type, user_name || '@' || user_ip) || '|' || "
+          "concat_ws('|', file_name, before_mod, after_mod) FROM evidence.operation_log ORDER BY id"}) {
+      for (const auto& row : Postgres().Query(sql))
+        lines += row[0] + "\n";
+    }
+    return lines;
+  }
+
+  std::unique_ptr<HostProcess> host_;
+  OpenedSession session_;
+};
+
+TEST_F(PluginTest, TheLifeOfAnEvidence) {
+  const std::string clara = R"("Creator":{"ID":)" +
+                            Postgres().Value("SELECT id FROM platform.users WHERE name = 'clara'") +
+                            R"(,"Name":"clara"},)";
+  const std::string beta = R"({"ID":1,"Guid":"b","Name":"Beta case","EvidenceType":{"ID":1,"Name":"Theft"},)"
+                           R"("Desc":"by the gate","Status":1,)" +
+                           clara;
+  const std::string two = R"("EvidenceList":{"Evidence":[{"EvidenceID":9},{"EvidenceID":2},{"EvidenceID":1}]})";
+  const struct {
+    const char* method;
+    std::string path;
+    std::string body;
+    std::string answer;
+  } kCalls[] = {
+      {"POST", kV1,
+       R"({"Evidence":{"Guid":"b","Name":"Beta case","Status":1,"EvidenceType":{"ID":1},"Desc":"by the gate",)"
+       R"("Label":"x|y","CADID":"C7"}})",
+       Answer(0, R"({"Evidence":)" + beta + R"("CreateTime":""}})")},
+      {"POST", kV1, R"({"Evidence":{"Guid":"b","Name":"Beta case","Status":1}})", Answer(9805, "{}")},
+      {"POST", kV1, R"({"Evidence":{"Guid":"a","Status":1}})",
+       Answer(0, R"({"Evidence":{"ID":2,"Guid":"a","Name":"","EvidenceType":{"ID":4294967295,"Name":""},"Desc":"",)"
+                 R"("Status":1,)" +
+                     clara + R"("CreateTime":""}})")},
+      {"GET", kV1, R"({"EvidenceQueryReq":{"PageIndex":1,"PageSize":1,"Filter":{"Keyword":"CASE"}}})",
+       Answer(0, R"({"EvidenceList":{"Evidence":[)" + beta +
+                     R"("CreateTime":"T","Label":"x|y","EvidenceBeginTime":"","EvidenceEndTime":"","CADID":"C7",)"
+                     R"("EvidenceCustomList":{}}]},"Completeness":1,"PageIndex":1,"PageSize":1,"TotalNum":1})")},
+      {"PUT", kV1 + "/1",
+       R"({"Evidence":{"ID":3,"Guid":"b","Name":"O'Brien","EvidenceType":{"ID":2},"Status":1,"Label":"y"}})",
+       Answer(0)},
+      {"PUT", kV1, R"({"EvidenceList":{"Evidence":[{"ID":1,"Status":0},{"ID":9,"Status":0}]}})",
+       Answer(99999, R"({"EvidenceErrorList":{"EvidenceError":[{"Evidence":{"ID":1,"Guid":"b","Name":"O'Brien"},)"
+                     R"("Error":{"ErrorModule":0,"ErrorCode":0}},{"Evidence":{"ID":9,"Guid":"","Name":""},)"
+                     R"("Error":{"ErrorModule":0,"ErrorCode":9804}}]}})")},
+      {"POST", kV1 + "/1/Files", R"({"FileList":{"File":[{"ID":11,"FileName":"a"},{"ID":12,"FileName":"b"}]}})",
+       Answer(0, R"({"FileErrorList":{}})")},
+      {"POST", kV1 + "/1/Files", R"({"FileList":{"File":[{"ID":11,"FileName":"a","Delete":1}]}})",
+       Answer(0, R"({"FileErrorList":{}})")},
+      {"POST", kV2 + "/Files/BatchLinks",
+       R"({"Request":{)" + two + R"(,"FileList":{"File":[{"FileID":21,"FileName":"x"}]}}})",
+       R"({"ResponseStatus":{"ErrorModule":0,"ErrorCode":9999,"CascadingErrorInfo":"","Data":{"EvidenceErrorList":)"
+       R"([{"EvidenceError":{"EvidenceID":9,"EvidenceName":"","ErrorList":[{"FileID":21,"ErrorCode":9804,)"
+       R"("ErrorModule":0}]}}]}}})"},
+      {"PUT", kV2 + "/Files/BatchLinks",
+       R"({"Request":{"EvidenceList":{"Evidence":[{"EvidenceID":2}]},"FileList":{"File":[{"FileID":21,)"
+       R"("FileName":"x"}]}}})",
+       Answer(0)},
+      {"POST", kV2 + "/OperationLog",
+       R"({"OperationLog":[{"EvidenceID":1,"UserName":"Gate","UserIP":"10.0.0.4","OperationType":5}]})",
+       R"({"ResponseStatus":{"ErrorModule":0,"ErrorCode":0,"CascadingErrorInfo":""}})"},
+      {"DELETE", kV1 + "/2", "{}", Answer(2, R"({"EvidenceDeleteRsp":{}})")},
+      {"DELETE", kV1, R"({"EvidenceDeleteReq":{"IDs":"1,2",)" + Confirmation("guessed") + "}}",
+       Answer(201, R"({"EvidenceDeleteRsp":{"RemainTimes":4,"RemainType":1,"Username":"clara"}})")},
+      {"DELETE", kV1 + "/1", R"({"EvidenceDeleteReq":{)" + Confirmation(kPassword) + "}}",
+       Answer(0, R"({"EvidenceDeleteRsp":{}})")},
+      {"GET", kV1 + "/1", "{}", Answer(9804, "{}")},
+  };
+  for (const auto& [method, path, body, answer] : kCalls)
+    EXPECT_EQ(Call(method, path, body), answer) << method << " " << path << " " << body;
+  EXPECT_EQ(Tables(),
+            "1 b O'Brien 2 0 y  1\n2 a  -1 1   0\n"
+            "1 11 a 1 f\n1 12 b 1 f\n1 21 x 1 f\n2 21 x 0 t\n"
+            "306017 clara Beta case/\n306017 clara /\n306020 clara /\n306018 clara O'Brien/\n306018 clara O'Brien/\n"
+            "306018 clara /\n306018 clara O'Brien/\n306021 clara a;b/O'Brien\n306018 clara O'Brien/\n"
+            "306022 clara a/O'Brien\n306018 clara O'Brien/\n306021 clara x/O'Brien\n306018 clara /\n"
+            "306021 clara x/\n306018 clara O'Brien/\n306022 clara x/O'Brien\n306019 clara / 2\n"
+            "306019 clara O'Brien/\n"
+            "1 1 -1 clara@127.0.0.1|||\n2 1 -1 clara@127.0.0.1|||\n1 2 7 clara@127.0.0.1||-1:x|y|-1:y\n"
+            "1 2 6 clara@127.0.0.1||-1:by the gate|-1:\n1 2 1 clara@127.0.0.1||-1:Beta case|-1:O'Brien\n"
+            "1 2 10 clara@127.0.0.1||-1:C7|-1:\n1 2 2 clara@127.0.0.1||1:Theft|2:Robbery\n"
+            "1 2 5 clara@127.0.0.1||1:|0:\n1 4 -1 clara@127.0.0.1|a|b||\n1 7 -1 clara@127.0.0.1|a||\n"
+            "1 4 -1 clara@127.0.0.1|x||\n2 4 -1 clara@127.0.0.1|x||\n1 7 -1 clara@127.0.0.1|x||\n"
+            "1 5 -1 Gate@10.0.0.4|||\n2 3 -1 clara@127.0.0.1|||\n1 3 -1 clara@127.0.0.1|||\n"
+            "2 3 -1 clara@127.0.0.1|||\n1 3 -1 clara@127.0.0.1|||\n");
+  EXPECT_THAT(host_->Log(), testing::Not(HasSubstr(kPassword)));
+}
+
+TEST_F(PluginTest, TypesChangeByTheRightsOfTheUserAndOutliveARestart) {
+  const auto types = [this](const std::string& more) {
+    return Call("PUT", kV1 + "/Type",
+                R"({"EvidenceTypeList":{"EvidenceType":[{"ID":0},{"ID":1},{"ID":2},{"ID":3},{"ID":4})" + more + "]}}");
+  };
+  EXPECT_EQ(types(R"(,{"ID":5},{"Name":"Arson"})"), Answer(0, R"({"EvidenceTypeErrorList":{}})"));
+  EXPECT_THAT(types(""), HasSubstr(R"("ErrorCode":10,)")) << "entries left out are deletions";
+  EXPECT_EQ(Call("DELETE", kV1 + "/Type/5"), "204") << "no permission, no body";
+  EXPECT_EQ(ChangeType(), Answer(0));
+  EXPECT_THAT(Stop(), testing::ContainsRegex("file_manager.s.so started(.|\n)*casefile.s.so started(.|\n)*"
+                                             "casefile.s.so stopped(.|\n)*file_manager.s.so stopped"));
+  Start("tester");
+  EXPECT_EQ(Call("DELETE", kV1 + "/Type/5"), Answer(0));
+  EXPECT_EQ(
+      Call("GET", kV1 + "/Type", R"({"EvidenceTypeQueryReq":{"PageIndex":2,"PageSize":4}})"),
+      Answer(0, R"({"TotalNum":6,"PageIndex":2,"PageSize":4,)"
+                R"("EvidenceTypeList":{"EvidenceType":[{"ID":4,"Name":"Missing person"},{"ID":6,"Name":"Arson"}]}})"));
+}
+
+TEST_F(PluginTest, ADatabaseThatComesBackIsUsedAgain) {
+  Postgres().Stop();
+  EXPECT_EQ(ChangeType(), Answer(15));
+  EXPECT_EQ(Ask(host_->port(), "GET", "/ready", "").status, 503);
+  EXPECT_EQ(Ask(host_->port(), "POST", "/login", "", LoginText("clara", "x")).status, 503);
+  EXPECT_THAT(Call("GET", kV1 + "/Type", "{}"), HasSubstr("Theft")) << "reads are served from memory";
+  Postgres().Start();
+  EXPECT_EQ(ChangeType(), Answer(0));
+  EXPECT_EQ(Ask(host_->port(), "GET", "/ready", "").status, 200);
+}
+
+TEST(ExportTest, PluginsShowTheirTwoEntryPointsOnly) {
+  for (const std::string file : {PLUGIN_FILE, FILE_MANAGER_FILE}) {
+    const auto command =
+        "test \"$(echo $(nm -D --defined-only --format=just-symbols '" + file + "'))\" = 'Init UnInit'";
+    EXPECT_EQ(std::system(command.c_str()), 0) << file;
+  }
+}
+
+class EvidenceLoadTest : public PluginTest {
+ protected:
+  /// All clients work for the whole time, and longer when `meanwhile` takes longer.
+  template <class Meanwhile>
+  void Run(const Meanwhile& meanwhile) {
+    const char* const seconds = std::getenv("EVIDENCE_LOAD_SECONDS");
+    const auto end =
+        std::chrono::steady_clock::now() + std::chrono::seconds(seconds == nullptr ? 3 : std::atoi(seconds));
+    std::atomic<bool> done = false;
+    std::vector<std::jthread> threads;
+    for (std::size_t number = 0; number < kClients; ++number) {
+      threads.emplace_back([&, name = "client" + std::to_string(number)] {
+        const HttpConnection connection(host_->port());
+        for (int n = 0; std::chrono::steady_clock::now() < end || !done; ++n)
+          LeadALife(connection, name + "-" + std::to_string(n) + "x");
+      });
+    }
+    meanwhile();
+    done = true;
+    threads.clear();
+    EXPECT_TRUE(wrong_.empty()) << wrong_.size() << ": " << wrong_.front();
+  }
+
+  /// Creates an evidence and does everything else with it.
+  void LeadALife(const HttpConnection& connection, const std::string& guid) {
+    const auto created =
+        Do(connection, "create", "POST", kV1, R"({"Evidence":{"Status":1,"Name":"n","Guid":")" + guid + "\"}}", guid);
+    std::smatch found;
+    if (!std::regex_search(created, found, std::regex(R"("Evidence":\{"ID":(\d+))"))) return;
+    const std::string id = found[1];
+    Do(connection, "read", "GET", kV1 + "/" + id, "{}", guid);
+    Do(connection, "search", "GET", kV1,
+       R"({"EvidenceQueryReq":{"PageIndex":1,"PageSize":2,"Filter":{"KeywordType":-1,"Keyword":")" + guid + "\"}}}",
+       guid);
+    Do(connection, "list", "GET", kV1, R"({"EvidenceQueryReq":{"PageIndex":1,"PageSize":20,"Filter":{"Status":-1}}})",
+       "client");
+    Do(connection, "status", "PUT", kV1, R"({"EvidenceList":{"Evidence":[{"ID":)" + id + R"(,"Status":0}]}})", guid);
+    Do(connection, "link", "POST", kV2 + "/Files/BatchLinks",
+       R"({"Request":{"EvidenceList":{"Evidence":[{"EvidenceID":)" + id +
+           R"(}]},"FileList":{"File":[{"FileID":1,"FileName":"a"},{"FileID":2,"FileName":"b"}]}}})",
+       "");
+    Do(connection, "history", "GET", kV2 + "/" + id + "/OperationLog", "", "a|b");
+  }
+
+  /// The answer, which must report success and hold `part`; with an unsteady database any pair will do.
+  std::string Do(const HttpConnection& connection, const std::string& operation, const std::string& method,
+                 const std::string& path, const std::string& body, const std::string& part) {
+    connection.Send(RequestText(method, path, session_.id, body));
+    const auto reply = connection.ReadReply();
+    const bool success = reply.body.find(R"("ErrorModule":0,"ErrorCode":0)") != std::string::npos;
+    // A create whose history cannot be written has no body.
+    const bool told =
+        reply.body.find("\"ErrorCode\":") != std::string::npos || (reply.status == 204 && operation == "create");
+    const bool right = unsteady_ ? told : success && reply.body.find(part) != std::string::npos;
+    const std::lock_guard lock(mutex_);
+    if (!right) wrong_.push_back(operation + " " + std::to_string(reply.status) + " " + reply.body);
+    if (!success) return {};
+    ++successes_[operation];
+    if (operation == "create") created_.push_back(part);
+    return reply.body;
+  }
+  std::size_t CountCreated() {
+    const std::lock_guard lock(mutex_);
+    return created_.size();
+  }
+
+  static constexpr std::size_t kClients = 64;
+  bool unsteady_ = false;
+  std::mutex mutex_;
+  // Under mutex_:
+  std::vector<std::string> created_;      ///< guids
+  std::map<std::string, int> successes_;  ///< by operation
+  std::vector<std::string> wrong_;        ///< answers that are none
+};
+
+TEST_F(EvidenceLoadTest, EveryAnswerIsRightAndNoRowIsLost) {
+  Run([] {});
+  const int created = successes_["create"];
+  const int changed = successes_["status"];
+  const int linked = successes_["link"];
+  const std::pair<std::string, int> counts[] = {
+      {"evidence.evidence", created},
+      {"evidence.evidence WHERE evidence_status = 0", changed},
+      {"evidence.evidence_file WHERE deleted = 0", 2 * linked},
+      {"filemanager.link WHERE linked", 2 * linked},
+      {"evidence.operation_log", created + changed + linked},
+      {"platform.operation_log WHERE log_type = 306017", created},
+      {"platform.operation_log WHERE log_type = 306018", changed + linked},
+      {"platform.operation_log WHERE log_type = 306020", successes_["search"] + successes_["list"]},
+      {"platform.operation_log WHERE log_type = 306021 AND object_name = 'a;b'", linked},
+  };
+  for (const auto& [rows, count] : counts)
+    EXPECT_EQ(Postgres().Value("SELECT count(*) FROM " + rows), std::to_string(count)) << rows;
+}
+
+TEST_F(EvidenceLoadTest, WhatWasAnsweredWithSuccessOutlivesTheDatabasesAbsence) {
+  unsteady_ = true;
+  Run([this] {
+    EXPECT_TRUE(Eventually([&] { return CountCreated() > kClients; }));
+    Postgres().Stop();
+    Postgres().Start();
+    const auto before = CountCreated();
+    EXPECT_TRUE(Eventually([&] { return CountCreated() > before + kClients; })) << "works again by itself";
+  });
+  for (const auto& row : Postgres().Query("SELECT guid FROM evidence.evidence"))
+    std::erase(created_, row[0]);
+  EXPECT_TRUE(created_.empty()) << created_.size() << " are lost";
+}
+
+}  // namespace
+}  // namespace evidence_test
