@@ -8,7 +8,7 @@ namespace {
 using Evidence::CTarnCommonFun;
 using Orv::Base::Error::GetLastError;
 using service_test::Accounts;
-using service_test::Fields;
+using scripted::Words;
 
 class AccessTest : public service_test::ServiceTest {
  protected:
@@ -25,7 +25,7 @@ class AccessTest : public service_test::ServiceTest {
     std::string name;
     accounts_->tried.clear();
     const bool confirmed = service_.CheckUsersDelEvidencePerm(remain, lock, name, users, "s");
-    std::string text = Fields(confirmed ? 0 : GetLastError().SubCode(), name, remain, lock);
+    std::string text = Words(confirmed ? 0 : GetLastError().SubCode(), name, remain, lock);
     for (const auto& tried : accounts_->tried)
       text += ", " + tried;
     return text;

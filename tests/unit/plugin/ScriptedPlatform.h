@@ -175,20 +175,18 @@ struct Permissions final : kelp::IClientPermissionApi {
   bool HaveCSClientPermission(const std::string&, int code) override { return !denied_cs.contains(code); }
 };
 
-struct SystemAndLog final : kelp::ISystemAndLogAPI {
+struct SystemAndLog final : kelp::ISystemAndLogAPI, Noting {
+  using Noting::Noting;
   bool accept = true;
-  int log_result = 0;
   std::vector<std::string> increments;  ///< "type id method"; those of several threads all come
-  std::vector<std::string> failures;    ///< "session type id name main-sub"
   bool AddIncreResouce(int type, std::uint64_t id, int method) override {
     const std::lock_guard lock(mutex_);
     increments.push_back(Words(type, id, method));
     return accept;
   }
-  int WriteOperatorLog(const std::string& session, int log_type, std::int64_t object_id, const std::string& name, int,
-                       const std::string&, int main_code, int sub_code) override {
-    failures.push_back(Words(session, log_type, object_id, name, main_code) + "-" + std::to_string(sub_code));
-    return log_result;
+  int WriteOperatorLog(const std::string&, int log_type, std::int64_t object_id, const std::string& name, int,
+                       const std::string&, int, int sub_code) override {
+    return Note("failed", log_type, object_id, name, sub_code) ? 0 : 1;
   }
 
  private:
@@ -245,12 +243,12 @@ struct Increments final : platform::IIncreResourceBackend {
   }
 };
 
-struct PlatformLog final : platform::ILogBackend {
-  std::function<bool(const std::string& name)> accept = [](const std::string&) { return true; };
-  std::vector<std::string> lines;  ///< "session type name"
-  bool WriteLog(const std::string& session, const TarnPlatform::Log::COperationLogStruct& record) override {
-    lines.push_back(Words(session, record.GetVallog_type(), record.GetValelement_name()));
-    return accept(record.GetValelement_name());
+/// Refuses names that begin with "refused".
+struct PlatformLog final : platform::ILogBackend, Noting {
+  using Noting::Noting;
+  bool WriteLog(const std::string&, const TarnPlatform::Log::COperationLogStruct& line) override {
+    return Note("log", line.GetVallog_type(), line.GetValelement_name() + "/" + line.GetValdescription()) &&
+           !line.GetValelement_name().starts_with("refused");
   }
 };
 
@@ -289,12 +287,12 @@ class Platform {
   std::shared_ptr<Language> language = std::make_shared<Language>(calls);
   std::shared_ptr<Bus> bus = std::make_shared<Bus>(calls);
   std::shared_ptr<Permissions> permissions = std::make_shared<Permissions>();
-  std::shared_ptr<SystemAndLog> system_and_log = std::make_shared<SystemAndLog>();
+  std::shared_ptr<SystemAndLog> system_and_log = std::make_shared<SystemAndLog>(calls);
   std::shared_ptr<evidence_test::ElementsStub> elements = std::make_shared<evidence_test::ElementsStub>();
   std::shared_ptr<Adapter> adapter = std::make_shared<Adapter>();
   std::shared_ptr<Comm> comm = std::make_shared<Comm>(calls);
   std::shared_ptr<Increments> increments = std::make_shared<Increments>();
-  std::shared_ptr<PlatformLog> log = std::make_shared<PlatformLog>();
+  std::shared_ptr<PlatformLog> log = std::make_shared<PlatformLog>(calls);
   std::shared_ptr<System> system = std::make_shared<System>();
 
  private:
