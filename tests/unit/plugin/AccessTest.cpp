@@ -7,8 +7,8 @@ namespace {
 
 using Evidence::CTarnCommonFun;
 using Orv::Base::Error::GetLastError;
-using service_test::Accounts;
 using scripted::Words;
+using service_test::Accounts;
 
 class AccessTest : public service_test::ServiceTest {
  protected:

@@ -4,31 +4,25 @@
 
 namespace {
 
+using Orv::Base::Error::ErrorCode;
+using Orv::Base::Error::GetLastError;
 using scripted::Calls;
 using scripted::Row;
 using scripted::Words;
 using Texts = std::vector<std::string>;
 
-/// The pieces of `text`, without blanks around them.
-Texts Split(const std::string& text, const std::string& separator) {
-  Texts pieces;
-  for (std::size_t begin = 0, end = 0; end != std::string::npos && !text.empty(); begin = end + separator.size()) {
-    end = text.find(separator, begin);
-    const std::string piece = text.substr(begin, end - begin);
-    const auto first = piece.find_first_not_of(' ');
-    pieces.push_back(first == std::string::npos ? "" : piece.substr(first, piece.find_last_not_of(' ') + 1 - first));
-  }
-  return pieces;
+/// The pieces of `text` between matches of `separator`.
+Texts Split(const std::string& text, const char* separator) {
+  const std::regex pattern(separator);
+  return {std::sregex_token_iterator(text.begin(), text.end(), pattern, -1), {}};
 }
 
 /// `element` with each of the ids of a comma list in the place of "%".
 std::string List(const std::string& ids, const std::string& element) {
+  static const std::regex place("%");
   std::string text;
-  for (const auto& id : Split(ids, ",")) {
-    text += (text.empty() ? "" : ",") + element;
-    for (auto at = text.find('%'); at != std::string::npos; at = text.find('%'))
-      text.replace(at, 1, id);
-  }
+  for (const auto& id : ids.empty() ? Texts() : Split(ids, ","))
+    text += (text.empty() ? "" : ",") + std::regex_replace(element, place, id);
   return text;
 }
 
@@ -60,7 +54,8 @@ std::string Body(const std::string& word) {
 /// The calls of a table's cell. "=link 1,2>7 Seven" is all that linking two files of the names "1" and "2" leaves.
 Calls CallsOf(const std::string& cell) {
   Calls calls;
-  for (const auto& call : Split(cell == "-" ? "" : cell, "; ")) {
+  if (cell.empty() || cell == "-") return calls;
+  for (const auto& call : Split(cell, "; ")) {
     std::smatch part;
     if (!std::regex_match(call, part, std::regex(R"(=((?:un)?link) (.*)>(\d+) (\w+)(?: (.*))?)"))) {
       calls.push_back(call);
@@ -140,8 +135,8 @@ PUT /Evidence/Files/BatchLinks | files 1 to 7,8 | 0     | - | links=1>7,1>8
 PUT /Evidence/Files/BatchLinks | files 1,2 to 9 | 0 | =unlink 1>7 Seven; =link 1>9 Nine; =link 2>9 Nine | links=1>7
 PUT /Evidence/Files/BatchLinks | files 1,2 | 0 | =unlink 1>7 Seven f1; =unlink 2>7 Seven f2 | links=1>7,2>-1,2>7
 PUT /Evidence/Files/BatchLinks | files 1 | 0 | =unlink 1>7 Seven f1 | links=1>7 | refused=history
-PUT /Evidence/Files/BatchLinks | files 1,2,3 to 7 | 15  | =link 1>7 Seven | refused=?links of 2
-PUT /Evidence/Files/BatchLinks | files 1,2      | 15    | - | refused=?links of 1
+PUT /Evidence/Files/BatchLinks | files 1,2,3 to 7 | 15  | =link 1>7 Seven | refused=links of 2
+PUT /Evidence/Files/BatchLinks | files 1,2      | 15    | - | refused=links of 1
 PUT /Evidence/Files/BatchLinks | files 1,2 to 7 | 0 | =link 1>7 Seven; =link 2>7 Seven | refused=history 4:7 [1
 PUT /Evidence/Files/BatchLinks | files 1 to 7,8 | 15    | =link 1>7 Seven | refused=history 4:7 [1 | links=1>-1
 PUT /Evidence/Files/BatchLinks | files 1,2 to 6 | 9999  | - | says=[{"FileID":1,"ErrorCode":9804,"ErrorModule":0},{"F
@@ -152,7 +147,7 @@ POST /Evidence/OperationLog | @operation_log_post | 0 | history 5:4 by camera@10
 POST /Evidence/OperationLog | {"OperationLog":[{}]} | 15 | history -1:-1 by @ | refused=history
 POST /Evidence/OperationLog | empty | 1
 POST /Evidence/OperationLog | {     | @operation_log_post | - | says=]Request param error. req-data:
-GET /Evidence/7/OperationLog | {    | 15 | - | refused=?history
+GET /Evidence/7/OperationLog | {    | 15 | - | refused=history
 )";
 
 constexpr char kWithoutUserInterface[] = R"(
@@ -174,25 +169,30 @@ class HandlerTest : public service_test::ServiceTest {
     service_.Init(user_interface_);
   }
 
-  /// The answer to "METHOD /path", which may hold one number where the route has an id.
-  std::string Send(const std::string& route, const std::string& body, const std::string& session = "s") {
-    const std::map<std::string, int> methods{{"PUT", 1}, {"POST", 2}, {"DELETE", 3}, {"GET", 4}};
-    std::string url = route.substr(route.find('/'));
-    kelp::SHttpRequest request{methods.at(Split(route, " ")[0]), session, {}, body};
-    if (std::smatch number; std::regex_search(url, number, std::regex("/([0-9]+)"))) {
-      request.url_ids = {std::stoi(number[1])};
-      url = std::string(number.prefix()) + "/ID" + std::string(number.suffix());
-    }
-    const std::string base = "/TRELL/Halyard/Evidence/";
-    const auto& callbacks = platform_.bus->callbacks;
+  /// The answer of a path, from its version on. Methods: 1 PUT, 2 POST, 3 DELETE, 4 GET.
+  std::string Call(const std::string& path, int method, const std::vector<std::int32_t>& ids = {},
+                   const std::string& body = {}, const std::string& session = {}) {
     kelp::SHttpResponse response;
-    callbacks.at(callbacks.contains(base + "V1" + url) ? base + "V1" + url : base + "V2" + url)(response, request);
+    platform_.bus->callbacks.at(kBase + path)(response, {method, session, ids, body});
     return response.response_body;
+  }
+
+  /// The answer to "METHOD /path", which may hold one number where the route has an id.
+  std::string Send(const std::string& route, const std::string& body, const std::string& session) {
+    const std::map<std::string, int> methods{{"PUT", 1}, {"POST", 2}, {"DELETE", 3}, {"GET", 4}};
+    std::string path = route.substr(route.find('/'));
+    std::vector<std::int32_t> ids;
+    if (std::smatch number; std::regex_search(path, number, std::regex("/([0-9]+)"))) {
+      ids = {std::stoi(number[1])};
+      path = std::string(number.prefix()) + "/ID" + std::string(number.suffix());
+    }
+    const bool first = platform_.bus->callbacks.contains(kBase + "V1" + path);
+    return Call((first ? "V1" : "V2") + path, methods.at(route.substr(0, route.find(' '))), ids, body, session);
   }
 
   void Play(const std::string& row) {
     SCOPED_TRACE(row.substr(0, 300));
-    auto cells = Split(row, " | ");
+    auto cells = Split(row, " +\\| +");
     cells.resize(std::max<std::size_t>(cells.size(), 4));
     std::map<std::string, std::string> set{{"session", "s"}, {"tries", "2"}};
     for (std::size_t i = 4; i < cells.size(); ++i)
@@ -225,6 +225,7 @@ class HandlerTest : public service_test::ServiceTest {
       if (!row.empty()) Play(row);
   }
 
+  const std::string kBase = "/TRELL/Halyard/Evidence/";
   std::string links_refused_;  ///< ids of files
 };
 
@@ -275,11 +276,8 @@ TEST_F(HandlerTest, RequestsForMoreThanOneCallDoesAreRefused) {
 
 TEST_F(HandlerTest, AHistoryShowsEachWriteAsOneItem) {
   const auto add = [this](const std::string& type, Row row) {
-    row.insert({{"evidence_id", "7"},
-                {"operation_type", type},
-                {"occur_local_time", "2026-01-02 03:04:05"},
-                {"client_type", "3"}});
-    row.insert({{"occur_time_offset", "60"}, {"user_name", "alice"}, {"user_ip", "10.0.0.7"}});
+    row.insert({{"operation_type", type}, {"occur_local_time", "2026-01-02 03:04:05"}, {"occur_time_offset", "60"}});
+    row.insert({{"evidence_id", "7"}, {"user_name", "alice"}, {"user_ip", "10.0.0.7"}, {"client_type", "3"}});
     tables_.Add("operation_log", row);
   };
   add("2", {{"mod_type", "2"}, {"before_mod", "6:before"}, {"after_mod", "7:after"}});
@@ -309,6 +307,66 @@ TEST_F(HandlerTest, NamesInThePlatformsLogAreJoinedUpToTheLimit) {
   EXPECT_FALSE(service_.WriteLog("s", 1, 2, Texts{"refused"}, {}, ""));
   EXPECT_TRUE(service_.WriteLog("s", 1, 2, Texts{"refused" + half + half, "b"}, {}, "")) << "one of two was written";
   EXPECT_TRUE(platform_.sink->Has(5, "session-id[s], log-type[1], object-id[2], object-name[refused].["));
+}
+
+TEST_F(HandlerTest, EveryPathIsRemovedAndTypesCarryTheCapability) {
+  std::set<std::string> urls;
+  for (const auto& [url, method, mode, capability] : platform_.bus->registrations) {
+    urls.insert(url);
+    EXPECT_EQ(capability, url.ends_with("/Evidence/Type") ? "s_basevideo_evidence_support" : "") << url;
+    const bool writes = method != 4 && url.find("/V2/") == std::string::npos && !url.ends_with("/Files");
+    EXPECT_EQ(mode, writes || url.ends_with("/GUID") ? 2 : 0) << url << " " << method;
+  }
+  EXPECT_EQ(platform_.bus->registrations.size(), 33U);
+  service_.UnInit();
+  std::ranges::sort(platform_.bus->removed);
+  EXPECT_EQ(platform_.bus->removed, Texts(urls.begin(), urls.end()));
+  EXPECT_EQ(Call("V1/Evidence/Type", 2), "") << "without a message object nothing is written";
+}
+
+TEST_F(HandlerTest, MethodsAndNumbersOfIdsAreChecked) {
+  const auto status = [](const char* code) {
+    return R"({"ResponseStatus":{"ErrorModule":0,"ErrorCode":)" + std::string(code) + "}}";
+  };
+  for (const auto& [path, rejected] : std::map<std::string, std::string>{{"V1/Evidence/Type", "23"},
+                                                                         {"V1/Evidence/Type/ID", "2"},
+                                                                         {"V1/Evidence/ID", "2"},
+                                                                         {"V1/Evidence/ID/Files", "134"},
+                                                                         {"V2/Evidence/GUID", "123"},
+                                                                         {"V2/Evidence/ID/OperationLog", "13"},
+                                                                         {"V2/Evidence/Files/BatchLinks", "34"}}) {
+    for (const char method : rejected)
+      EXPECT_EQ(Call(path, method - '0', {7}), status("8")) << path << " " << method;
+    for (const int other : {0, 5, -1, 2147483647})
+      EXPECT_EQ(Call(path, other, {7}), "") << path << " " << other;
+    const bool needs_id = path.starts_with("V1") && path.find("/ID") != std::string::npos;
+    for (int method = 1; needs_id && method <= 4; ++method) {
+      EXPECT_EQ(Call(path, method), status("2")) << path << " " << method;
+      EXPECT_EQ(Call(path, method, {7, 8}), status("2")) << path << " " << method;
+    }
+  }
+  EXPECT_EQ(Call("V2/Evidence/OperationLog", 4), status("2")) << "an id is needed on GET";
+  for (const int method : {2, 3, 0, 5}) {
+    EXPECT_EQ(Call("V1/Evidence/Custom", method), "") << "no answer, but a pair";
+    EXPECT_EQ(GetLastError(), ErrorCode(0, 6));
+  }
+}
+
+TEST_F(HandlerTest, RequestLinesSpareTheDeletion) {
+  for (const int method : {2, 3})
+    Call("V1/Evidence", method, {}, "{\"Password\":1}");
+  const std::string line = "Evidence_Evidence]Merhod : 2, request json [{\"Password\":1}], session : .[";
+  for (const auto& [level, tag, text] : platform_.sink->Lines())
+    EXPECT_EQ(text.find("Password") == std::string::npos, text.find(line) == std::string::npos) << text;
+  EXPECT_TRUE(platform_.sink->Has(3, line));
+}
+
+TEST_F(HandlerTest, FaultsGetAPair) {
+  platform_.db->answer = [](const auto&) -> std::optional<std::vector<Row>> { throw std::runtime_error("broken"); };
+  Play("GET /Evidence/7 | {} | 1 | - | says=]Unexpected exception: broken.[");
+  const auto orphan = std::make_shared<Evidence::CEvidenceUserInterface>(std::weak_ptr<Evidence::CEvidenceManager>());
+  service_.Init(orphan);
+  Play(R"(PUT /Evidence/Type | {} | 1 | - | says="Data":{"EvidenceTypeErrorList":{}}}})");
 }
 
 }  // namespace

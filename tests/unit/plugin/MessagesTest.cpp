@@ -101,11 +101,9 @@ TEST_F(MessagesTest, EvidencesAreAnsweredAsTheyWereSent) {
   EXPECT_EQ(platform_.calls, scripted::Calls{"files 11,-1"}) << "one query for all files";
   ExpectAnswer("evidence_id_get", pdu_.EncodeEvidenceIDGetRsp(response_, {}, changed, "FileList"));
   // Files that are not asked for or cannot be read are left out.
-  for (const char* const refused : {"", "files"}) {
+  for (const auto& [refused, field] : {std::pair("", "FileLists,filelist, FileList"), {"files", "FileList"}}) {
     tables_.refused = refused;
-    const std::string field = *refused == '\0' ? "FileLists,filelist, FileList" : "FileList";
     ExpectAnswer("evidence_get_plain", pdu_.EncodeEvidenceGetRsp(response_, {}, {}, false, {created, blank}, field));
-    tables_.refused.insert(0, *refused == '\0' ? "" : "?");
     ExpectAnswer("evidence_id_get_plain", pdu_.EncodeEvidenceIDGetRsp(response_, {}, changed, field));
   }
   ExpectAnswer("evidence_get_empty", pdu_.EncodeEvidenceGetRsp(response_, {0, 9820, {}}, {}, false, {}, "FileList"));

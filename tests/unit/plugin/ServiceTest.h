@@ -53,13 +53,9 @@ class Tables {
  public:
   explicit Tables(Calls& calls) : calls_(calls) {
     for (const auto& [id, name] : {std::pair("7", "Seven"), {"8", "Eight"}, {"9", "Nine"}, {"11", "Eleven"}})
-      Add("evidence", {{"ID", id},
-                       {"name", name},
-                       {"guid", "G" + std::string(id)},
-                       {"evidence_type_id", "-1"},
-                       {"scene_id", "-1"},
-                       {"outcome_id", "-1"},
-                       {"evidence_status", "1"}});
+      Add("evidence", {{"ID", id}, {"name", name}, {"guid", "G" + std::string(id)}, {"evidence_status", "1"}});
+    for (Row& row : rows["evidence"])
+      row.insert({{"evidence_type_id", "-1"}, {"scene_id", "-1"}, {"outcome_id", "-1"}});
     Add("evidence_type", {{"ID", "0"}, {"name", "Other"}});
     Add("evidence_type", {{"ID", "6"}, {"name", "Burglary"}});
     Add("evidence_type", {{"ID", "9"}, {"name", "Deleted type"}, {"deleted", "1"}});
@@ -95,8 +91,8 @@ class Tables {
         {std::regex(R"(evidence_file SET deleted = 1 WHERE id = (\d+) AND evidence_id = (\d+);)"), "unlink $1>$2"},
         {std::regex(R"(evidence_file SET deleted = 1 WHERE id = (\d+);)"), "unlink $1"},
         {std::regex(R"(evidence_type SET name = '(.*)', .*id = (\d+);)"), "type $2 $1"},
-        {std::regex(
-             R"(operation_log .*VALUES \(\d+, (-?\d+), '(.*?)', '(.*?)', (-?\d+), '(.*?)', .*, (-?\d+), '(.*?)', '(.*?)')"),
+        {std::regex(R"(operation_log .*VALUES \(\d+, (-?\d+), '(.*?)', '(.*?)', (-?\d+), '(.*?)', .*, )"
+                    R"((-?\d+), '(.*?)', '(.*?)')"),
          "history $4:$1 by $2@$3 [$6 $5:$7>$8]"},
         {std::regex(R"(FROM evidence\.operation_log)"), "?history"}};
     const std::string text = sql.substr(0, 2'000);
@@ -104,8 +100,9 @@ class Tables {
       for (std::sregex_iterator found(text.begin(), text.end(), statement), end; found != end; ++found) {
         static const std::regex usual(R"( by alice@10\.0\.0\.7| \[-1 :>\]|(\[)-1 |:>(?=\]))");
         const std::string call = std::regex_replace(found->format(words), usual, "$1");
-        if (!call.starts_with('?')) calls_.push_back(call);
-        if (!refused.empty() && call.starts_with(refused)) return std::nullopt;
+        const bool unnoted = call.starts_with('?');
+        if (!unnoted) calls_.push_back(call);
+        if (!refused.empty() && call.substr(unnoted).starts_with(refused)) return std::nullopt;
       }
     }
     return Rows(text);
