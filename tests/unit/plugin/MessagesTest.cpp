@@ -235,17 +235,10 @@ TEST_F(MessagesTest, SettingsAreAnsweredAsTheyWereSent) {
   EXPECT_EQ(Echo(false, Request("evidence_settings_put")), Answer("evidence_settings_get"));
   EXPECT_EQ(Echo(true, Request("ftp_settings_put"), "stranger"), "253");
   EXPECT_EQ(Echo(false, Request("evidence_settings_put"), "stranger"), "253");
-  EXPECT_EQ(Echo(false, "{}"), Answer("evidence_settings_none"));
-  for (const auto& [body, code] : {
-           std::pair{R"({"FTPSettings":{}})", "2"},
-           {R"({"FTPSettings":{"Enable":"2"}})", "2"},
-           {R"({"FTPSettings":{"Enable":1,"StorageInfo":{"Type":1}}})", "2"},
-           {R"({"FTPSettings":{"Enable":"0","FTPType":"9","StorageInfo":{"Type":1}}})", R"({"ResponseStatus":)"},
-           {R"({"FTPSettings":{"Enable":1,"FTPType":"9","StorageInfo":{"Type":0}}})", R"({"ResponseStatus":)"},
-       }) {
-    EXPECT_TRUE(Echo(true, body).starts_with(code)) << body;
-  }
+  EXPECT_EQ(Echo(true, R"({"FTPSettings":{"Enable":"2"}})"), "2");
+  EXPECT_EQ(Echo(true, R"({"FTPSettings":{"Enable":1,"StorageInfo":{"Type":1}}})"), "2");
   EXPECT_EQ(Echo(false, R"({"EvidenceSettings":{"Type":1,"FTPInfo":{"FTPType":1,"Password":""}}})"), "2");
+  EXPECT_EQ(Echo(false, "{}"), Answer("evidence_settings_none"));
 
   const auto secret = New(Evidence::_tag_FTPSettings_{true, 0, "", 0, "", "secret", "", 1, ""});
   for (const auto encode : {&Pdu::EncodeFTPSettingsGetRsp, &Pdu::EncodeEvidenceSettingsGetRsp}) {
