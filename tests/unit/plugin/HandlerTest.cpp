@@ -108,6 +108,7 @@ GET /Evidence    | {       | 2     | log 306020 /
 GET /Evidence/99 | {}      | 9804
 DELETE /Evidence/Type/6 | empty | - | - | denied on web=1425
 PUT /Evidence/Type/6 | {"EvidenceType":{"ID":5,"Name":"x"}} | 15 | type 6 x | refused=type | says={"ErrorModule":0,"ErrorCode":15}}
+PUT /Evidence/Type/6 | {"EvidenceType":{"Name":"Other"}} | 9808 | ...
 GET /Evidence/Custom | {       | 2
 )";
 

@@ -72,12 +72,10 @@ class ResultSet final : public kelp::IDBResultSet {
 struct Database final : kelp::IDBManager, Noting {
   using Noting::Noting;
   bool initialize = true;
-  bool null_cursor = false;
   /// Rows of a query, or of a statement (then only whether it succeeds counts).
   std::function<std::optional<std::vector<Row>>(const std::string&)> answer = [](const std::string&) {
     return std::vector<Row>();
   };
-  int lists = 0;                  ///< calls of ExecuteNoQueryList
   std::vector<std::string> sent;  ///< every text, in order
 
   bool Initialize(const std::string& id, int config, int log, bool now) override {
@@ -89,7 +87,6 @@ struct Database final : kelp::IDBManager, Noting {
   }
   /// Each text is sent by itself; the first that fails ends the list.
   bool ExecuteNoQueryList(const std::string& id, int connection_class, const std::list<std::string>& sqls) override {
-    ++lists;
     return std::ranges::all_of(sqls, [&](const auto& sql) { return Send(id, connection_class, sql).has_value(); });
   }
   bool ExecuteQuery(const std::string& id, int connection_class, const std::string& sql,
@@ -97,7 +94,7 @@ struct Database final : kelp::IDBManager, Noting {
     const auto rows = Send(id, connection_class, sql);
     if (!rows) return false;
     ResultSet cursor(*rows);
-    reader(null_cursor ? nullptr : &cursor);
+    reader(&cursor);
     return true;
   }
 
@@ -255,14 +252,13 @@ struct PlatformLog final : platform::ILogBackend, Noting {
 struct System final : platform::ISystemBackend {
   std::optional<int> standard = 1;
   std::string directory = "/nowhere/";
-  std::string aes_key = "0123456789abcdef";
   std::string SystemGuid() override { return "SYSTEM-GUID"; }
   bool ServerStandards(int& out) override {
     out = standard.value_or(out);
     return standard.has_value();
   }
   std::string ExecutableDirectory() override { return directory; }
-  std::string AESKey() override { return aes_key; }
+  std::string AESKey() override { return "0123456789abcdef"; }
 };
 
 /// Installs the whole platform for the life of an object.
