@@ -85,7 +85,8 @@ POST /Evidence   | new     | 15    | insert New | refused=insert
 POST /Evidence   | new     | 200   | - | session=
 POST /Evidence   | new     | -     | insert New; log 306017 New/; history 1:9 | refused=history
 PUT /Evidence | @evidence_put | @evidence_put | update 7; log 306018 Seven/; log 306018 /; history 2:7 [5 :1:>0:]
-PUT /Evidence | @evidence_put | 99999 | update 7; log 306018 Seven/; log 306018 /; history 2:7 [5 :1:>0:] | refused=history
+PUT /Evidence | @evidence_put | 99999 | update 7; log 306018 Seven/; log 306018 /; history 2:7 [5 :1:>0:] | )"
+                              R"(refused=history
 PUT /Evidence | @evidence_put | - | update 7; log 306018 Seven/; log 306018 / | session=
 PUT /Evidence | @evidence_put | 10 | - | denied=41
 PUT /Evidence    | {"EvidenceList":{"Evidence":[]}} | 2 | -
@@ -95,7 +96,8 @@ PUT /Evidence/7  | renamed | 0     | update 7; log 306018 7/; history 2:7 by @ [
 PUT /Evidence/7  | renamed | 15    | update 7; log 306018 7/; history 2:7 [1 :-1:Seven>-1:7] | refused=update
 PUT /Evidence/7  | renamed | 10    | log 306018 / | denied=41
 PUT /Evidence/7  | {       | 2     | log 306018 /
-DELETE /Evidence | delete 8,7 by right | 0 | read 8,7; delete 8; delete 7; log 306019 Seven;Eight/; history 3:8; history 3:7
+DELETE /Evidence | delete 8,7 by right | 0 | read 8,7; delete 8; delete 7; log 306019 Seven;Eight/; )"
+                              R"(history 3:8; history 3:7
 DELETE /Evidence | delete 7 by right | 15 | read 7; delete 7; failed 306019 -1 Seven 15; history 3:7 | refused=delete
 DELETE /Evidence | delete 8,7 by 201 | @evidence_delete | history 3:8; history 3:7 | tries=0
 DELETE /Evidence | delete  by right  | @evidence_delete_done | -
@@ -107,7 +109,8 @@ GET /Evidence    | {"EvidenceQueryReq":{"PageIndex":5,"Filter":{}}} | 2 | log 30
 GET /Evidence    | {       | 2     | log 306020 /
 GET /Evidence/99 | {}      | 9804
 DELETE /Evidence/Type/6 | empty | - | - | denied on web=1425
-PUT /Evidence/Type/6 | {"EvidenceType":{"ID":5,"Name":"x"}} | 15 | type 6 x | refused=type | says={"ErrorModule":0,"ErrorCode":15}}
+PUT /Evidence/Type/6 | {"EvidenceType":{"ID":5,"Name":"x"}} | 15 | type 6 x | refused=type | )"
+                              R"(says={"ErrorModule":0,"ErrorCode":15}}
 PUT /Evidence/Type/6 | {"EvidenceType":{"Name":"Other"}} | 9808 | ...
 GET /Evidence/Custom | {       | 2
 )";
@@ -140,7 +143,8 @@ PUT /Evidence/Files/BatchLinks | files 1,2 to 6 | 9999  | - | says=[{"FileID":1,
 )";
 
 constexpr char kHistories[] = R"(
-POST /Evidence/OperationLog | @operation_log_post | 0 | history 5:4 by camera@10.0.0.9 [2 a:-1:a>-1:]; history 5:4 by camera@10.0.0.9 [b]; history -1:-1 by @ [3 :-1:>-1:]
+POST /Evidence/OperationLog | @operation_log_post | 0 | history 5:4 by camera@10.0.0.9 [2 a:-1:a>-1:]; )"
+                              R"(history 5:4 by camera@10.0.0.9 [b]; history -1:-1 by @ [3 :-1:>-1:]
 POST /Evidence/OperationLog | {"OperationLog":[{}]} | 15 | history -1:-1 by @ | refused=history
 POST /Evidence/OperationLog | {     | @operation_log_post | - | says=]Request param error. req-data:
 GET /Evidence/7/OperationLog | {    | 15 | - | refused=history
