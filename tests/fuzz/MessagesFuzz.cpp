@@ -32,7 +32,7 @@ class Opener final : public evidence_test::AuthenticationStub {
 
 void Decode(Evidence::CEvidencePduJson& pdu, const std::string& body) {
   Orv::Base::Error::SetLastError({0, 0});
-  evidence_test::DecodeWithAll(pdu, body, [](bool taken, bool) {
+  evidence_test::DecodeWithAll(pdu, body, [](bool taken) {
     Expect(taken || Orv::Base::Error::GetLastError().SubCode() != 0, "a refusal has a pair");
     Orv::Base::Error::SetLastError({0, 0});
   });

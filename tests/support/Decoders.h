@@ -21,23 +21,21 @@ bool Decode(Evidence::CEvidencePduJson& pdu, bool (Evidence::CEvidencePduJson::*
   return std::apply([&](auto&... argument) { return (pdu.*decoder)(argument...); }, arguments);
 }
 
-/// Calls `visit` with the result of each decoder and whether it takes a body without any of its keys.
+/// Calls `visit` with the result of each decoder.
 template <class Visit>
 void DecodeWithAll(Evidence::CEvidencePduJson& pdu, const std::string& body, const Visit& visit) {
   using Pdu = Evidence::CEvidencePduJson;
-  const auto with = [&](bool takes_no_keys) {
-    return [&, takes_no_keys](auto... decoder) { (visit(Decode(pdu, decoder, body), takes_no_keys), ...); };
-  };
-  with(false)(&Pdu::DecodeEvidencePutReq, &Pdu::DecodeUnrelatedFilesGetReq, &Pdu::DecodeFTPSettingsPutReq);
-  with(true)(&Pdu::DecodeEvidenceTypeGetReq, &Pdu::DecodeEvidenceTypePutReq, &Pdu::DecodeEvidenceTypeIDPutReq,
-             &Pdu::DecodeEvidencePostReq, &Pdu::DecodeEvidenceIDPutReq, &Pdu::DecodeEvidenceGetReq,
-             &Pdu::DecodeEvidenceIDGetReq, &Pdu::DecodeEvidenceDeleteReq, &Pdu::DecodeEvidenceIDDeleteReq,
-             &Pdu::DecodeEvidenceIDFilesPostReq, &Pdu::DecodeUploadCancelReq, &Pdu::DecodeUploadStatusGetReq,
-             &Pdu::DecodeEvidenceFilesDeleteReq, &Pdu::DecodeModifyEvidenceFilesDigestPutReq,
-             &Pdu::DecodeEvidenceSceneGetReq, &Pdu::DecodeEvidenceScenePutReq, &Pdu::DecodeEvidenceSceneIDPutReq,
-             &Pdu::DecodeEvidenceOutcomeGetReq, &Pdu::DecodeEvidenceOutcomePutReq, &Pdu::DecodeEvidenceOutcomeIDPutReq,
-             &Pdu::DecodeEvidenceCustomGetReq, &Pdu::DecodeEvidenceCustomPutReq, &Pdu::DecodeEvidenceSettingsPutReq,
-             &Pdu::DecodeAPIEvidencePUTReq, &Pdu::DecodeAPIEvidenceTypePostReq, &Pdu::DecodeWriteEvidenceLogPostReq);
+  const auto decode = [&](auto... decoder) { (visit(Decode(pdu, decoder, body)), ...); };
+  decode(&Pdu::DecodeEvidencePutReq, &Pdu::DecodeUnrelatedFilesGetReq, &Pdu::DecodeFTPSettingsPutReq,
+         &Pdu::DecodeEvidenceTypeGetReq, &Pdu::DecodeEvidenceTypePutReq, &Pdu::DecodeEvidenceTypeIDPutReq,
+         &Pdu::DecodeEvidencePostReq, &Pdu::DecodeEvidenceIDPutReq, &Pdu::DecodeEvidenceGetReq,
+         &Pdu::DecodeEvidenceIDGetReq, &Pdu::DecodeEvidenceDeleteReq, &Pdu::DecodeEvidenceIDDeleteReq,
+         &Pdu::DecodeEvidenceIDFilesPostReq, &Pdu::DecodeUploadCancelReq, &Pdu::DecodeUploadStatusGetReq,
+         &Pdu::DecodeEvidenceFilesDeleteReq, &Pdu::DecodeModifyEvidenceFilesDigestPutReq,
+         &Pdu::DecodeEvidenceSceneGetReq, &Pdu::DecodeEvidenceScenePutReq, &Pdu::DecodeEvidenceSceneIDPutReq,
+         &Pdu::DecodeEvidenceOutcomeGetReq, &Pdu::DecodeEvidenceOutcomePutReq, &Pdu::DecodeEvidenceOutcomeIDPutReq,
+         &Pdu::DecodeEvidenceCustomGetReq, &Pdu::DecodeEvidenceCustomPutReq, &Pdu::DecodeEvidenceSettingsPutReq,
+         &Pdu::DecodeAPIEvidencePUTReq, &Pdu::DecodeAPIEvidenceTypePostReq, &Pdu::DecodeWriteEvidenceLogPostReq);
 }
 
 }  // namespace evidence_test

@@ -72,12 +72,10 @@ class ResultSet final : public kelp::IDBResultSet {
 struct Database final : kelp::IDBManager, Noting {
   using Noting::Noting;
   bool initialize = true;
-  bool null_cursor = false;
   /// Rows of a query, or of a statement (then only whether it succeeds counts).
   std::function<std::optional<std::vector<Row>>(const std::string&)> answer = [](const std::string&) {
     return std::vector<Row>();
   };
-  int lists = 0;                  ///< calls of ExecuteNoQueryList
   std::vector<std::string> sent;  ///< every text, in order
 
   bool Initialize(const std::string& id, int config, int log, bool now) override {
@@ -89,7 +87,6 @@ struct Database final : kelp::IDBManager, Noting {
   }
   /// Each text is sent by itself; the first that fails ends the list.
   bool ExecuteNoQueryList(const std::string& id, int connection_class, const std::list<std::string>& sqls) override {
-    ++lists;
     return std::ranges::all_of(sqls, [&](const auto& sql) { return Send(id, connection_class, sql).has_value(); });
   }
   bool ExecuteQuery(const std::string& id, int connection_class, const std::string& sql,
@@ -97,7 +94,7 @@ struct Database final : kelp::IDBManager, Noting {
     const auto rows = Send(id, connection_class, sql);
     if (!rows) return false;
     ResultSet cursor(*rows);
-    reader(null_cursor ? nullptr : &cursor);
+    reader(&cursor);
     return true;
   }
 
@@ -175,20 +172,18 @@ struct Permissions final : kelp::IClientPermissionApi {
   bool HaveCSClientPermission(const std::string&, int code) override { return !denied_cs.contains(code); }
 };
 
-struct SystemAndLog final : kelp::ISystemAndLogAPI {
+struct SystemAndLog final : kelp::ISystemAndLogAPI, Noting {
+  using Noting::Noting;
   bool accept = true;
-  int log_result = 0;
   std::vector<std::string> increments;  ///< "type id method"; those of several threads all come
-  std::vector<std::string> failures;    ///< "session type id name main-sub"
   bool AddIncreResouce(int type, std::uint64_t id, int method) override {
     const std::lock_guard lock(mutex_);
     increments.push_back(Words(type, id, method));
     return accept;
   }
-  int WriteOperatorLog(const std::string& session, int log_type, std::int64_t object_id, const std::string& name, int,
-                       const std::string&, int main_code, int sub_code) override {
-    failures.push_back(Words(session, log_type, object_id, name, main_code) + "-" + std::to_string(sub_code));
-    return log_result;
+  int WriteOperatorLog(const std::string&, int log_type, std::int64_t object_id, const std::string& name, int,
+                       const std::string&, int, int sub_code) override {
+    return Note("failed", log_type, object_id, name, sub_code) ? 0 : 1;
   }
 
  private:
@@ -245,26 +240,25 @@ struct Increments final : platform::IIncreResourceBackend {
   }
 };
 
-struct PlatformLog final : platform::ILogBackend {
-  std::function<bool(const std::string& name)> accept = [](const std::string&) { return true; };
-  std::vector<std::string> lines;  ///< "session type name"
-  bool WriteLog(const std::string& session, const TarnPlatform::Log::COperationLogStruct& record) override {
-    lines.push_back(Words(session, record.GetVallog_type(), record.GetValelement_name()));
-    return accept(record.GetValelement_name());
+/// Refuses names that begin with "refused".
+struct PlatformLog final : platform::ILogBackend, Noting {
+  using Noting::Noting;
+  bool WriteLog(const std::string&, const TarnPlatform::Log::COperationLogStruct& line) override {
+    return Note("log", line.GetVallog_type(), line.GetValelement_name() + "/" + line.GetValdescription()) &&
+           !line.GetValelement_name().starts_with("refused");
   }
 };
 
 struct System final : platform::ISystemBackend {
   std::optional<int> standard = 1;
   std::string directory = "/nowhere/";
-  std::string aes_key = "0123456789abcdef";
   std::string SystemGuid() override { return "SYSTEM-GUID"; }
   bool ServerStandards(int& out) override {
     out = standard.value_or(out);
     return standard.has_value();
   }
   std::string ExecutableDirectory() override { return directory; }
-  std::string AESKey() override { return aes_key; }
+  std::string AESKey() override { return "0123456789abcdef"; }
 };
 
 /// Installs the whole platform for the life of an object.
@@ -289,12 +283,12 @@ class Platform {
   std::shared_ptr<Language> language = std::make_shared<Language>(calls);
   std::shared_ptr<Bus> bus = std::make_shared<Bus>(calls);
   std::shared_ptr<Permissions> permissions = std::make_shared<Permissions>();
-  std::shared_ptr<SystemAndLog> system_and_log = std::make_shared<SystemAndLog>();
+  std::shared_ptr<SystemAndLog> system_and_log = std::make_shared<SystemAndLog>(calls);
   std::shared_ptr<evidence_test::ElementsStub> elements = std::make_shared<evidence_test::ElementsStub>();
   std::shared_ptr<Adapter> adapter = std::make_shared<Adapter>();
   std::shared_ptr<Comm> comm = std::make_shared<Comm>(calls);
   std::shared_ptr<Increments> increments = std::make_shared<Increments>();
-  std::shared_ptr<PlatformLog> log = std::make_shared<PlatformLog>();
+  std::shared_ptr<PlatformLog> log = std::make_shared<PlatformLog>(calls);
   std::shared_ptr<System> system = std::make_shared<System>();
 
  private:

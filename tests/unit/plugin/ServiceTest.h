@@ -6,23 +6,23 @@
 #include <map>
 #include <memory>
 #include <regex>
-#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "support/AuthenticationStub.h"
-#include "support/StoreStub.h"
 #include "unit/plugin/ScriptedPlatform.h"
 #include "usrservice/UsrServiceEvidence.h"
 #include "usrservice/UsrServiceEvidencePDU.h"
 
-/// What the tests of the request service share: a store and accounts that note what is asked of them, and bodies.
+/// What the tests of the request service share: tables and accounts that note what is asked of them, and bodies.
 namespace service_test {
 
 using namespace Evidence;
 using namespace TarnPlatform::Authentication;
 using scripted::Calls;
+using scripted::Row;
+using scripted::Words;
 
 /// The text of tests/bodies/<name>.json, without the line end that files have. Bodies of scenes serve for the other
 /// dictionaries with their `word` put in; the word of error entries is misspelt.
@@ -40,14 +40,6 @@ inline std::string Answer(const std::string& name, const std::string& word = "Sc
   return Body(name + ".answer", word);
 }
 
-/// The fields of a record as one text.
-template <class... Values>
-std::string Fields(const Values&... values) {
-  std::ostringstream text;
-  ((text << values << ' '), ...);
-  return text.str().substr(0, text.str().size() - 1);
-}
-
 template <class Record>
 std::shared_ptr<Record> New(Record record) {
   return std::make_shared<Record>(std::move(record));
@@ -56,115 +48,79 @@ inline ErrorPtr Refused(std::int32_t id, const std::string& name, int main_code,
   return New(_tag_Error_{id, name, main_code, sub_code});
 }
 
-/// Some evidences and the files linked to them. Calls that begin with `refused` fail.
-class Store final : public evidence_test::StoreStub {
+/// The plugin's tables as a database answers from them; each statement that counts is noted in few words.
+class Tables {
  public:
-  explicit Store(Calls& calls) : calls_(calls) {}
-  std::string refused;
-  const std::map<std::int32_t, std::string> names{{7, "Seven"}, {8, "Eight"}, {9, "Nine"}, {11, "Eleven"}};
-  std::set<std::pair<std::int32_t, std::int32_t>> links;  ///< file and evidence
-  std::map<std::string, operation_record> history;
+  explicit Tables(Calls& calls) : calls_(calls) {
+    for (const auto& [id, name] : {std::pair("7", "Seven"), {"8", "Eight"}, {"9", "Nine"}, {"11", "Eleven"}})
+      Add("evidence", {{"ID", id}, {"name", name}, {"guid", "G" + std::string(id)}, {"evidence_status", "1"}});
+    for (Row& row : rows["evidence"])
+      row.insert({{"evidence_type_id", "-1"}, {"scene_id", "-1"}, {"outcome_id", "-1"}});
+    Add("evidence_type", {{"ID", "0"}, {"name", "Other"}});
+    Add("evidence_type", {{"ID", "6"}, {"name", "Burglary"}});
+    Add("evidence_type", {{"ID", "9"}, {"name", "Deleted type"}, {"deleted", "1"}});
+  }
 
-  bool ReadAllEvidenceTypes(std::list<EvidenceTypePtr>& types) override {
-    types = {New(_tag_EvidenceType_{0, "Other"}), New(_tag_EvidenceType_{6, "Burglary"})};
-    return true;
-  }
-  bool ReadAllEvidenceCustoms(std::list<EvidenceCustomPtr>&) override { return true; }
-  bool ReadAllCustomOptions(std::list<EvidenceCustomPtr>&) override { return true; }
-  bool GetEvidenceCustomByID(std::list<EvidenceCustomPtr>&, std::int32_t) override { return true; }
-  bool GetEvidenceCustomInfo(std::map<std::int32_t, std::vector<tag_EvidenceCustom_>>&, const IdVector&) override {
-    return true;
-  }
-  bool UpdateEvidenceCustomInfo(const EvidencePtr&) override { return true; }
-  bool DeleteEvidenceCustomInfo(const IdList&) override { return true; }
-  bool QueryEvidenceTypeNameById(std::string& name, std::int32_t id) override {
-    return name = id == 9 ? "Deleted type" : "", true;
-  }
-  bool GetEvidencesCount(std::int32_t& count) override { return count = 2, true; }
-  bool GetEvidenceFilesCount(std::int32_t& count, std::int32_t) override { return count = 0, true; }
-  std::int32_t QueryEvidenceSeqID() override { return 9; }
+  std::string refused;  ///< how the calls begin that fail
+  std::map<std::string, std::vector<Row>> rows;
 
-  bool GetEvidenceByID(EvidencePtr& evidence, std::int32_t id) override {
-    if (!names.contains(id)) return Refuse();
-    evidence = std::make_shared<_tag_Evidence_>();
-    evidence->id = id;
-    evidence->guid = "G" + std::to_string(id);
-    evidence->name = names.at(id);
-    return true;
+  void Add(const std::string& table, Row row) {
+    row["id"] = row["ID"];
+    row.try_emplace("deleted", "0");
+    rows[table].push_back(std::move(row));
   }
-  bool GetEvidenceByIDs(std::list<EvidencePtr>& evidences, const IdList& ids) override {
-    for (const auto id : ids)
-      if (EvidencePtr evidence; GetEvidenceByID(evidence, id)) evidences.push_back(evidence);
-    return Note(With("read", ids));
+  /// Files "f<id>", each linked to an evidence: "1>7,2>8".
+  void Link(const std::string& links) {
+    static const std::regex link(R"((\d+)>(-?\d+))");
+    rows["evidence_file"].clear();
+    for (std::sregex_iterator found(links.begin(), links.end(), link), end; found != end; ++found)
+      Add("evidence_file", {{"ID", (*found)[1]}, {"evidence_id", (*found)[2]}, {"file_name", found->format("f$1")}});
   }
-  bool GetEvidenceByGuid(EvidencePtr&, const std::string&) override { return false; }
-  bool InsertEvidence(const EvidencePtr& evidence) override { return Note("insert", evidence->name); }
-  bool UpdateEvidence(const EvidencePtr& evidence) override { return Note("update", evidence->id); }
-  bool DeleteEvidences(const IdList& ids) override { return Note(With("delete", ids)); }
 
-  bool QueryEvidenceFiles(std::map<std::int32_t, std::list<EvidenceFilePtr>>& files, const IdVector& ids) override {
-    for (const auto id : ids)
-      AppendFiles(files[id], [id](std::int32_t, std::int32_t evidence) { return evidence == id; });
-    return Note(With("files", ids));
-  }
-  bool QueryEvidenceFiles(std::list<EvidenceFilePtr>& files, std::int32_t evidence_id, const std::string&,
-                          const std::string&) override {
-    AppendFiles(files, [&](std::int32_t, std::int32_t evidence) { return evidence == evidence_id; });
-    return refused != "files" || Refuse();
-  }
-  bool GetEvidenceFileByFileID(std::list<EvidenceFilePtr>& files, const IdVector& ids) override {
-    if (refused == "links of " + std::to_string(ids.front())) return Refuse();
-    AppendFiles(files, [&](std::int32_t file, std::int32_t) { return std::ranges::find(ids, file) != ids.end(); });
-    return true;
-  }
-  bool InsertEvidenceFiles(const std::list<EvidenceFilePtr>& files) override {
-    return Note("link", std::to_string(files.front()->id) + ">" + std::to_string(files.front()->evidence_id));
-  }
-  bool UpdateEvidenceFiles(const IdVector& ids, std::int32_t evidence_id) override {
-    return Note("unlink", std::to_string(ids.front()) + ">" + std::to_string(evidence_id));
-  }
-  bool DeleteEvidenceFiles(const IdList& ids) override { return Note(With("unlink", ids)); }
-  bool DeleteEvidenceFilesByEvidenceId(std::int32_t) override { return true; }
-
-  /// "history type:evidence", " by" whom unless it is alice, and "[type file:before>after]" for each item.
-  bool WriteEvidenceLog(const std::vector<operation_record>& records, std::int32_t) override {
-    std::string call = "history";
-    for (const auto& record : records) {
-      call += " " + std::to_string(record.operation_type) + ":" + std::to_string(record.evidence_id);
-      const std::string user = record.user_name + "@" + record.user_ip;
-      if (user != "alice@10.0.0.7") call += " by " + user;
-      for (const auto& item : record.change_items)
-        call += " [" + (item.mod_type == -1 ? "" : std::to_string(item.mod_type) + " ") + item.file_name + ":" +
-                item.before_mod + ">" + item.after_mod + "]";
+  std::optional<std::vector<Row>> Answer(const std::string& sql) {
+    // A call that begins with "?" can be refused, but is not noted.
+    static const std::pair<std::regex, const char*> calls[] = {
+        {std::regex(R"(SELECT ID, name FROM evidence\.evidence .*\((.*)\))"), "read $1"},
+        {std::regex(R"(INSERT INTO evidence\.evidence \(.*VALUES \(\d+, '.*?', '(.*?)')"), "insert $1"},
+        {std::regex(R"(UPDATE evidence\.evidence SET guid .*id = (-?\d+);)"), "update $1"},
+        {std::regex(R"(UPDATE evidence\.evidence SET deleted = 1 WHERE id = (\d+);)"), "delete $1"},
+        {std::regex(R"(SELECT id, evidence_id FROM .*\((.*)\))"), "files $1"},
+        {std::regex(R"(SELECT \* FROM evidence\.evidence_file )"), "?files"},
+        {std::regex(R"(file_name FROM evidence\.evidence_file .*\((.*)\))"), "?links of $1"},
+        {std::regex(R"(evidence_file \([^)]*\) VALUES \((\d+), [^)]*, (\d+), '[^)]*\);)"), "link $1>$2"},
+        {std::regex(R"(evidence_file SET deleted = 1 WHERE id = (\d+) AND evidence_id = (\d+);)"), "unlink $1>$2"},
+        {std::regex(R"(evidence_file SET deleted = 1 WHERE id = (\d+);)"), "unlink $1"},
+        {std::regex(R"(evidence_type SET name = '(.*)', .*id = (\d+);)"), "type $2 $1"},
+        {std::regex(R"(operation_log .*VALUES \(\d+, (-?\d+), '(.*?)', '(.*?)', (-?\d+), '(.*?)', .*, )"
+                    R"((-?\d+), '(.*?)', '(.*?)')"),
+         "history $4:$1 by $2@$3 [$6 $5:$7>$8]"},
+        {std::regex(R"(FROM evidence\.operation_log)"), "?history"}};
+    const std::string text = sql.substr(0, 2'000);
+    for (const auto& [statement, words] : calls) {
+      for (std::sregex_iterator found(text.begin(), text.end(), statement), end; found != end; ++found) {
+        static const std::regex usual(R"( by alice@10\.0\.0\.7| \[-1 :>\]|(\[)-1 |:>(?=\]))");
+        const std::string call = std::regex_replace(found->format(words), usual, "$1");
+        const bool unnoted = call.starts_with('?');
+        if (!unnoted) calls_.push_back(call);
+        if (!refused.empty() && call.substr(unnoted).starts_with(refused)) return std::nullopt;
+      }
     }
-    return Note(call);
-  }
-  bool GetEvidenceLog(std::map<std::string, operation_record>& records, IdList&, std::int32_t) override {
-    records = history;
-    return refused != "read history" || Refuse();
+    return Rows(text);
   }
 
  private:
-  template <class Wanted>
-  void AppendFiles(std::list<EvidenceFilePtr>& files, const Wanted& wanted) const {
-    for (const auto& [id, evidence_id] : links) {
-      if (!wanted(id, evidence_id)) continue;
-      files.push_back(std::make_shared<_tag_EvidenceFile_>());
-      files.back()->id = id;
-      files.back()->evidence_id = evidence_id;
-      files.back()->file_name = "f" + std::to_string(id);
-    }
-  }
-  template <class... Words>
-  bool Note(const Words&... words) {
-    calls_.push_back(Fields(words...));
-    return refused.empty() || !calls_.back().starts_with(refused) || Refuse();
-  }
-  template <class Ids>
-  static std::string With(std::string call, const Ids& ids) {
-    for (const auto id : ids)
-      call += " " + std::to_string(id);
-    return call;
+  [[nodiscard]] std::vector<Row> Rows(const std::string& sql) const {
+    static const std::regex query(
+        R"(SELECT (.*) FROM evidence\.(\w+) WHERE (?:deleted = 0 AND +)?(\w+) (?:=|in|IN) \(?([-\d,]+))");
+    std::vector<Row> found;
+    std::smatch part;
+    if (sql.starts_with("SELECT NEXTVAL")) return {{{"nextval", "9"}}};
+    if (!std::regex_search(sql, part, query) || !rows.contains(part[2])) return {};
+    const std::string column = part[3];
+    for (const Row& row : rows.at(part[2]))
+      if (("," + part[4].str() + ",").find("," + row.at(column) + ",") != std::string::npos) found.push_back(row);
+    if (part[1] == "count(*)") return {{{"count", std::to_string(found.size())}}};
+    return found;
   }
 
   Calls& calls_;
@@ -190,7 +146,7 @@ class Accounts final : public evidence_test::AuthenticationStub {
   bool IsSuperUser(const std::string&) override { return super_user; }
   bool CheckPassword(std::shared_ptr<CLoginResponse>& out, const CLoginRequest& request) override {
     tried.push_back(request.GetValUserName() + " " + std::to_string(request.GetValLoginAccountType()));
-    EXPECT_EQ(Fields(request.GetValEncryptionType(), request.GetValClientAddress(), request.GetValSessionIdSecurity()),
+    EXPECT_EQ(Words(request.GetValEncryptionType(), request.GetValClientAddress(), request.GetValSessionIdSecurity()),
               "2 " + address + " s");
     const std::string& password = request.GetValPassword();
     const bool right = password == "right" || password == "nobody";
@@ -205,7 +161,7 @@ class Accounts final : public evidence_test::AuthenticationStub {
     return frozen.starts_with("client") || (!frozen.empty() && frozen == tried.back());
   }
   bool IsUserFreeze(int id, const std::string& name) override {
-    EXPECT_EQ(Fields(id, name), "7 " + login_name);
+    EXPECT_EQ(Words(id, name), "7 " + login_name);
     return frozen.ends_with("user");
   }
   int ClientTriesLeft(const std::string& client) override { return client == address ? client_left : -9; }
@@ -230,6 +186,7 @@ class Accounts final : public evidence_test::AuthenticationStub {
 class ServiceTest : public ::testing::Test {
  protected:
   void SetUp() override {
+    platform_.db->answer = [this](const std::string& sql) { return tables_.Answer(sql); };
     ASSERT_TRUE(manager_->Initialize());
     Orv::Base::Error::SetLastError({});
   }
@@ -241,11 +198,10 @@ class ServiceTest : public ::testing::Test {
 
   std::string response_;
   scripted::Platform platform_;
-  Calls calls_;
+  Tables tables_{platform_.calls};
   const std::shared_ptr<Accounts> accounts_ = std::make_shared<Accounts>();
   const platform::ScopedBackend<platform::IAuthenticationBackend> accounts_slot_{accounts_};
-  const std::shared_ptr<Store> store_ = std::make_shared<Store>(calls_);
-  const std::shared_ptr<CEvidenceManager> manager_ = std::make_shared<CEvidenceManager>(store_);
+  const std::shared_ptr<CEvidenceManager> manager_ = std::make_shared<CEvidenceManager>();
   std::shared_ptr<CEvidenceUserInterface> user_interface_ = std::make_shared<CEvidenceUserInterface>(manager_);
   CEvidencePduJson pdu_{user_interface_};
   CUsrServiceEvidence service_;
