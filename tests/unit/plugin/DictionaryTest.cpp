@@ -170,6 +170,9 @@ const Change kChanges[] = {
     {"refuses changes one by one", kCustom, "6:a|7:b|8:c", "6:b|7:new|8:new|99:a|98:\a",
      "name custom 7 'new', 0; | log 306015 b new new a \a | !Input param error. | incre 13005 7 1 | ok | refused: 6 b "
      "0-120013 | 8 new 0-120013 | 99 a 0-120010 | 98 \a 0-2 | now:  6:a 7:new 8:c"},
+    {"a replaced entry keeps its name taken", kCustom, "7:a|8:b", "7:x|7:y|8:x",
+     "name custom 7 'y', 0; | log 306015 x y x | !The evidence custom name repeat, evidence-custom-name[x]. | incre "
+     "13005 7 1 | ok | refused: 8 x 0-120013 | now:  7:y 8:b"},
     {"options are added, renamed, dropped or ignored", kCustom, "6:a:0:1=x,2=y,3=z|7:b:0:4=p",
      "6:a:0:-1=n,1=X,4=of 7,3=z|7:b:1",
      "name custom 6 'a', 0;name custom 7 'b', 1; | key option | name option 1 'X';name option 3 'z'; | delete option "

@@ -351,14 +351,14 @@ TEST_F(EvidenceRulesTest, OneEvidenceIsNamedFromTheTableAndAListFromTheCache) {
   const auto read = [this](std::int32_t id) {
     EvidencePtr evidence;
     const std::string done = Did(manager_.GetEvidenceByID(evidence, id));
-    return done + (evidence ? " " + Text(*evidence) : "");
+    return done + (evidence ? " " + evidence->name + Text(*evidence) : "");
   };
   EXPECT_EQ(read(2),
-            "!GetPyIDByEleID not find element ele_id = 99 | ok 11/device 10/camera 11 8=1:stored red 9=-1:text");
+            "!GetPyIDByEleID not find element ele_id = 99 | ok n11/device 10/camera 11 8=1:stored red 9=-1:text");
   failing_ = {"read option custom_id = 8"};
-  EXPECT_EQ(read(2), "!get custom option failed, evidence-id[2]. | ok 11/device 10/camera 11 8=1: 9=-1:text");
+  EXPECT_EQ(read(2), "!get custom option failed, evidence-id[2]. | ok n11/device 10/camera 11 8=1: 9=-1:text");
   failing_ = {"read custom_info evidence_id = 2"};
-  EXPECT_EQ(read(2), "!The evidence not exists, evidence-id[2]. | 0-9804") << "nobody may take it for whole";
+  EXPECT_EQ(read(2), "!The evidence not exists, evidence-id[2]. | 0-9804 n") << "nobody may take it for whole";
   EXPECT_EQ(read(-1), "!Input param error. | 0-2");
   EvidencePtr evidence;
   EXPECT_EQ(Did(manager_.GetEvidenceByGuid(evidence, "")), "!Input param error. | 0-2");
@@ -384,10 +384,10 @@ TEST_F(EvidenceRulesTest, EachUnlinkNamesTheFilesOfTheEvidencesBeforeToo) {
     rows_["read file evidence_id = " + std::string(id)] = {{{"ID", "5" + std::string(id).substr(0, 1)}}};
   manager_.UpdateLabelMap(2, {"own"});
   FillLabels();
-  EXPECT_EQ(
-      Did(manager_.DelEvidences({1, 2})),
-      "delete evidence 1;delete evidence 2; | delete custom_info evidence_id = 1;delete custom_info evidence_id = 2; | "
-      "unlink 51 of 1 | delete file evidence_id = 1; | unlink 51,51,52 of 2 | delete file evidence_id = 2; | ok");
+  EXPECT_EQ(Did(manager_.DelEvidences({1, -5, 2})),
+            "delete evidence 1;delete evidence -5;delete evidence 2; | delete custom_info evidence_id = 1;delete "
+            "custom_info evidence_id = -5;delete custom_info evidence_id = 2; | "
+            "unlink 51 of 1 | delete file evidence_id = 1; | unlink 51,51,52 of 2 | delete file evidence_id = 2; | ok");
   EXPECT_FALSE(manager_.IsLabelCountExceeded(-1, {"new"})) << "its labels are free again";
   EXPECT_EQ(Did(manager_.DelEvidences({3, 3, -1, 3})),
             "delete evidence 3;delete evidence -1; | delete custom_info evidence_id = 3;delete custom_info evidence_id "
@@ -402,6 +402,23 @@ TEST_F(EvidenceRulesTest, EachUnlinkNamesTheFilesOfTheEvidencesBeforeToo) {
   EXPECT_EQ(Did(manager_.DelEvidences({1})),
             "delete evidence 1; | delete custom_info evidence_id = 1; | unlink 51 of 1 | !Delete evidences files "
             "failed. | 0-9999");
+}
+
+TEST_F(EvidenceRulesTest, ADeletionThatWouldNameTooManyFilesWritesNothing) {
+  Start();
+  IdList ids;
+  for (int id = 1; id <= 210; ++id) {
+    ids.push_back(id);
+    rows_["count file evidence_id = " + std::to_string(id)] = {{{"count", "128"}}};
+  }
+  EXPECT_EQ(Did(manager_.DelEvidences(ids)), "!Input param error. | 0-2");
+  rows_["count file evidence_id = 1"].clear();
+  EXPECT_TRUE(manager_.DelEvidences(ids)) << "so few files";
+  failing_ = {"count file"};
+  (void)Did(true);
+  EXPECT_EQ(Did(manager_.DelEvidences(ids)), "!Delete evidences failed. | 0-15");
+  ids.pop_back();
+  EXPECT_TRUE(manager_.DelEvidences(ids)) << "so few evidences need no count";
 }
 
 /// Somebody could be found under each name, the empty one too.
