@@ -76,8 +76,9 @@ TEST_F(DictionaryTest, TypesOfTheTableTheCacheTheChangesAndTheLogAgree) {
             "b; log 306012 alice 10.0.0.7 ';DROP TABLE x;--\\'\" %s%n$1; log 306012 alice 10.0.0.7 Fire; "
             "log 306013 alice 10.0.0.7 \xE4\xB8\xAD");
   const std::string own = R"({"ID":6,"Name":"';DROP TABLE x;--\\'\" %s%n$1")";
-  EXPECT_EQ(Get(kTypes, R"({"EvidenceTypeQueryReq":{"ClientResourceVersion":2}})"),
-            TypeList("3", own + R"(,"Method":1},{"ID":0,"Name":"Fire","Method":1},{"ID":7,"Method":2})"));
+  EXPECT_EQ(Get(kTypes, R"({"EvidenceTypeQueryReq":{"ClientResourceVersion":1}})"),
+            TypeList("3", own + R"(,"Method":1},{"ID":0,"Name":"Fire","Method":1},{"ID":7,"Method":2})"))
+      << "no addition of what is gone since";
   EXPECT_EQ(Get(kTypes, R"({"EvidenceTypeQueryReq":{"ClientResourceVersion":9}})"),
             Answer(0, R"({"TotalNum":0,"EvidenceTypeList":{}})"));
   EXPECT_EQ(Get(kTypes + "/7"), Answer(9809, "{}"));
