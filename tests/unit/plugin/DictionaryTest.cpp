@@ -181,10 +181,6 @@ const Change kChanges[] = {
      "'m',0); | key option | add option (102, 'o',100,0); | !Insert evidences custom failed. | 0-15 | refused: 8 c "
      "0-15 | 6 A 0-15 | 100 n 0-15 | 101 m 0-15 | now:  6:a 8:c",
      "delete custom|name custom|add custom"},
-    {"new options are not stored", kCustom, "6:a", "6:a|-1:n:0:-1=o",
-     "key custom | add custom (100, 'n',0); | key option | add option (101, 'o',100,0); | !Insert custom option "
-     "failed. | 0-15 | refused: 100 n 0-15 | now:  6:a",
-     "add option"},
     {"values stay of what is gone", kCustom, "2:|6:a", "",
      "delete custom 2;delete custom 6; | delete option custom_id = 2;delete option custom_id = 6; | delete custom_info "
      "custom_id = 2;delete custom_info custom_id = 6; | !Delete evidences custom options failed. | incre 13005 2 2 | "
@@ -302,8 +298,6 @@ TEST_F(DictionaryTest, ReadersKeepWhatTheyHave) {
   EXPECT_EQ(option.option_name, "as it was") << "the option belongs to another attribute";
   EXPECT_TRUE(manager_.GetCustomOptionById(option, 1, 7));
   EXPECT_EQ(option.option_name, "X");
-  EXPECT_FALSE(manager_.GetCustomOptionById(option, 2, 99));
-  EXPECT_EQ(LastCode(), 120010);
 }
 
 }  // namespace

@@ -47,15 +47,13 @@ TEST_F(EvidenceFilesTest, ABatchIsSortedIntoAdditionsAndRemovals) {
   EXPECT_EQ(Inserted({File(-1, "without a key"), File(63, "with one")}),
             "key file | link 100,63 of 5 | add file 100;add file 63; | ok");
   EXPECT_EQ(Inserted({}), "!Input param error. | 0-2");
-  EXPECT_EQ(Inserted({File(1, "x", false, 9)}), "!The evidence not exists, evidence-id[9]. | 0-9804");
-}
-
-TEST_F(EvidenceFilesTest, TheLimitCountsRemovalsToo) {
+  // Removals count as well.
+  const std::list<EvidenceFilePtr> both{File(51, "a", true), File(52, "b", true)};
   rows_["count file evidence_id = 5"] = {{{"count", "126"}}};
-  const std::list<EvidenceFilePtr> files{File(51, "a", true), File(52, "b", true)};
-  EXPECT_EQ(Inserted(files), "unlink 51,52 of 5 | delete file 51;delete file 52; | ok");
+  EXPECT_EQ(Inserted(both), "unlink 51,52 of 5 | delete file 51;delete file 52; | ok");
   rows_["count file evidence_id = 5"] = {{{"count", "127"}}};
-  EXPECT_EQ(Inserted(files), "!The number of evidence associated files exceeds the limit, evidence-id[5]. | 0-9807");
+  EXPECT_EQ(Inserted(both), "!The number of evidence associated files exceeds the limit, evidence-id[5]. | 0-9807");
+  EXPECT_EQ(Inserted({File(1, "x", false, 9)}), "!The evidence not exists, evidence-id[9]. | 0-9804");
 }
 
 TEST_F(EvidenceFilesTest, RefusedFilesStandInTheListAndTheOthersGoOn) {

