@@ -1,6 +1,5 @@
 // The rules of the two dictionaries, types and custom attributes, down to the statements.
 
-#include "impl/Evidence/CustomChanges.h"
 #include "unit/plugin/ManagerTest.h"
 
 namespace {
@@ -138,8 +137,11 @@ const Change kChanges[] = {
      "'c',0);add custom (101, 'text',1);add custom (102, 'd',0); | key option | add option (103, 'o',100,0); | log "
      "306014 c text d | incre 13005 8 2 | incre 13005 7 1 | incre 13005 100 0 | incre 13005 101 0 | incre 13005 102 0 "
      "| ok | now:  6:a 7:B,1=x 100:c,103=o 101:text 102:d"},
-    {"nothing new", kCustom, "2:|6:a:0:1=x,2=y|7:t:1", "2:|6:a:0:2=y,1=x|7:t:1:-1=o",
-     "ok | now:  2:Scene 6:a,1=x,2=y 7:t"},
+    {"writes only what differs", kCustom, "2::0:5=s|6:a:0:1=x,2=y|7:t:1|8:b:0:3=x|9:c:0:4=x,10=y",
+     "2::0:5=s|6:a:0:2=y,1=x|7:t:1:-1=o|8:b:2:3=x|9:c:0:4=x",
+     "name custom 8 'b', 2;name custom 9 'c', 0; | name option 3 'x'; | name option 4 'x'; | delete option 10; | log "
+     "306015 b "
+     "c | incre 13005 8 1 | incre 13005 9 1 | ok | now:  2:Scene,5=s 6:a,1=x,2=y 7:t 8:b,3=x 9:c,4=x"},
     {"built-ins keep the name they have in the reader's language", kCustom,
      "1::1|2:|3:", "1::1|2::0:-1=s|3::0:-1=o|-1:Scene",
      "name custom 2 '', 0;name custom 3 '', 0; | key option | add option (100, 's',2,0); | key option | add option "
@@ -197,10 +199,15 @@ TEST_F(DictionaryTest, NamesAndOptionsAtTheirLimits) {
     longest += "\xE4\xB8\xAD";
   for (int n = 0; n < 1000; ++n)
     options += "-1=o,";
+  std::string types;
+  for (int n = 0; n < 128; ++n)
+    types += "-1:" + std::to_string(n) + "|";
   const std::string nul(1, '\0');
   const std::tuple<Kind, std::string, bool, const char*> cases[] = {
       {kType, "-1:" + longest, true, "ok"},
       {kType, "-1:" + longest + "x", true, "0-2"},
+      {kType, types + "-1:n", true, "0-9810"},
+      {kType, types, true, "ok"},
       {kCustom, "6:" + longest + "x", false, "0-2"},
       {kCustom, "6:a:0:" + options + "-1=o", false, "0-120012"},
       {kCustom, "6:" + longest + ":0:" + options, false, "ok"},
@@ -214,18 +221,6 @@ TEST_F(DictionaryTest, NamesAndOptionsAtTheirLimits) {
     const auto at = done.find(" | now");
     EXPECT_EQ(done.substr(done.rfind(' ', at - 1) + 1, at - done.rfind(' ', at - 1) - 1), end) << wanted.substr(0, 99);
   }
-}
-
-TEST_F(DictionaryTest, TheHundredAndTwentyNinthTypeRefusesTheBatch) {
-  Start(kType, "6:a");
-  std::string types;
-  for (int n = 0; n < 127; ++n)
-    types += "-1:" + std::to_string(n) + "|";
-  std::list<ErrorPtr> errors;
-  EXPECT_EQ(Did(manager_.InsertEvidenceTypes(errors, Types(types + "-1:n"))),
-            "!The number of evidence type exceeds the limit. | 0-9810")
-      << "no key is drawn";
-  EXPECT_TRUE(manager_.InsertEvidenceTypes(errors, Types(types)));
 }
 
 TEST_F(DictionaryTest, WithoutASessionACallIsFromInsideAndWithoutTheApiNobodyMay) {
@@ -252,16 +247,6 @@ TEST_F(DictionaryTest, DeletesAllSomeOrNothing) {
             "delete custom 6; | delete option custom_id = 6; | delete custom_info custom_id = 6; | incre 13005 6 2 | "
             "ok,  0:zero")
       << "all but 0";
-}
-
-TEST_F(DictionaryTest, SameMeansEveryFieldThatCounts) {
-  const std::tuple<const char*, const char*, bool> cases[] = {
-      {"6:a:0:2=y,1=x", "6:a:0:1=x,2=y", true},  {"6:A:0:1=x", "6:a:0:1=x", false},
-      {"6:a:2:1=x", "6:a:0:1=x", false},         {"6:a:0:1=x", "6:a:0:1=x,2=y", false},
-      {"6:a:0:1=y,2=x", "6:a:0:1=x,2=y", false}, {"6:a:1:-1=n", "6:a:1:1=x,2=y", true},
-      {"2::0:1=x", "2:Scene:0:1=x", true},       {"6::0:1=x", "6:a:0:1=x", false}};
-  for (const auto& [incoming, cached, same] : cases)
-    EXPECT_EQ(IsSameCustom(*Customs(incoming).front(), *Customs(cached).front()), same) << incoming << " " << cached;
 }
 
 TEST_F(DictionaryTest, PagesAndFilters) {
