@@ -115,9 +115,8 @@ bool CEvidenceManager::LinkBatch(std::list<ErrorPtr>& failures, const IdVector& 
                                  std::int32_t operation) {
   std::list<ErrorPtr> refused;
   const bool linked = APILinkFile(refused, file_ids, evidence_id, operation);
-  if (refused.empty()) return linked;
   failures.splice(failures.end(), refused);
-  return Fail(kSomeFilesFailed);  // refusals of single files come without a pair, and a stale one may say anything
+  return linked;
 }
 
 bool CEvidenceManager::UpdateEvidenceFiles(std::list<ErrorPtr>& failures, const std::list<EvidenceFilePtr>& files,
