@@ -68,7 +68,7 @@ TEST_F(EvidenceFilesTest, RefusedFilesStandInTheListAndTheOthersGoOn) {
   // The file manager's refusals end the batch before the store, and removals with it.
   reply_ = kOneRefused;
   EXPECT_EQ(Inserted({File(60, "new"), File(51, "a", true)}),
-            "link 60 of 5 | !Insert evidences files failed. | 0-9999 | refused: 60 n 31-4");
+            "link 60 of 5 | !Insert evidences files failed. | 77-77 | refused: 60 n 31-4");
 }
 
 TEST_F(EvidenceFilesTest, FailuresOfTheStore) {
