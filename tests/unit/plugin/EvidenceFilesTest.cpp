@@ -91,6 +91,8 @@ TEST_F(EvidenceFilesTest, FailuresOfTheStore) {
             "unlink 51 of 5 | delete file 51 AND evidence_id = 5; | !Update evidences files failed. | 0-15");
   platform_.comm->answer = nullptr;
   EXPECT_EQ(take_off({File(51, "a")}), "!Delete evidences files failed. | 0-1");
+  platform_.comm->serve_empty = true;
+  EXPECT_EQ(take_off({File(51, "a")}), "!Delete evidences files failed. | 0-1");
 }
 
 TEST_F(EvidenceFilesTest, ASecondWriterWaitsForTheFileManagerAndReadersDoNot) {
