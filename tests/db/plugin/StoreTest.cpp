@@ -71,7 +71,6 @@ class StoreTest : public evidence_test::PluginTest {
     EXPECT_TRUE((store_.*name_of)(name, 8) && name == "O'Brien") << "names outlive their entries";
     EXPECT_TRUE((store_.*name_of)(name, 1000) && name.empty()) << "an unknown entry has none";
     SendsNothing(0, insert, std::list<Pointer>());
-    SendsNothing(0, remove, IdList());
   }
 
   /// Tells the error of a query, or the ids that it finds and "+" when more follow, the page's size and the total.
@@ -138,10 +137,6 @@ TEST_F(StoreTest, Evidences) {
       "4, '12''', 5, 6, '13''', 330, 'UTC', 'LOCAL', 330, 'UTC', 'LOCAL', 0, 'l', 7, 8, '15''', '16''', '17''', "
       "'18''', '19''', '20''', '21''','22''')",
       &Store::InsertEvidence, evidence);
-  const auto twin = Share(*evidence);
-  twin->id = 2;
-  twin->cad_id = std::string(2000, 'c');
-  EXPECT_FALSE(store_.InsertEvidence(twin)) << "one live evidence for each guid, however long its texts are";
   Sends(
       "UPDATE evidence.evidence SET guid = '10''', name = 'O'' \\'' \\n %s$1\n\xE4\xB8\xAD;--', evidence_type_id = 2, "
       "scene_id = 3, outcome_id = 4, evidence_desc = '12''', evidence_status = 5, update_time_offset = 330, "
@@ -181,12 +176,9 @@ TEST_F(StoreTest, Evidences) {
   Orv::Base::Error::SetLastError({0, 4711});
   EXPECT_FALSE(store_.GetEvidenceByID(read, 1) || store_.GetEvidenceByGuid(read, "10'"));
   EXPECT_EQ(GetLastError(), ErrorCode(0, 4711)) << "no row, no pair";
-  EXPECT_TRUE(store_.InsertEvidence(twin)) << "a deleted one does not count";
   evidence->id = 3;
-  evidence->guid = "3";
   evidence->label = std::string("a\0b", 3);
   EXPECT_FALSE(store_.InsertEvidence(evidence)) << "a text is never cut short unseen";
-  SendsNothing(0, &Store::GetEvidenceByIDs, list, IdList());
   SendsNothing(0, &Store::DeleteEvidenceTypeInEvidence, IdVector());
 }
 
@@ -322,31 +314,20 @@ TEST_F(StoreTest, Files) {
 TEST_F(StoreTest, UnrelatedFiles) {
   Postgres().Query(
       "INSERT INTO evidence.evidence_file (id, file_type, evidence_id, file_name, time_offset, begin_time, end_time) "
-      "VALUES (1, 1, -1, '50% off', 60, '2026-01-01 12:00', '2026-01-01 13:00'),"
-      "(2, 3, -1, '500', 0, '2026-01-02', '2026-01-02'), (3, 3, 7, '50%', 0, '2026-01-01', '2026-01-01')");
-  const auto filter = std::make_shared<_tag_EvidenceFilterInfo_>();
-  filter->page_index = 1;
-  filter->page_size = 10;
-  std::list<EvidenceFilePtr> files;
-  std::int32_t count = 0;
-  const auto newest = [&](const std::string& condition) {
-    files.clear();
-    const std::string text = "FROM evidence.evidence_file WHERE " + condition + "deleted = 0 ";
-    Sends("SELECT count(*) " + text + "\nSELECT * " + text + "ORDER BY begin_time DESC limit 10 offset 0;",
-          &Store::QueryUnRelatedEvidenceFiles, files, filter, count);
-    return (files.empty() ? "none" : std::to_string(files.front()->id)) + " of " + std::to_string(count);
-  };
-  filter->file_type = 8;
-  EXPECT_EQ(newest("evidence_id = -1  AND "), "2 of 2") << "any type without a list";
-  filter->assemble_types = "1, 2";
-  EXPECT_EQ(newest("evidence_id = -1  AND file_type IN (1, 2)  AND "), "1 of 1");
-  filter->file_type = 1;
-  filter->keyword = "50%";
+      "VALUES (1, 1, -1, '50% off', 60, '2026-01-01 12:00', '2026-01-01 13:00'), (2, 3, -1, '500', 0, '2026-01-01', "
+      "'2026-01-01 13:00'), (3, 3, 7, '50%', 0, '2026-01-01', '2026-01-01')");
+  const auto filter = Share(_tag_EvidenceFilterInfo_());
+  std::tie(filter->page_index, filter->page_size, filter->file_type, filter->keyword) = std::tuple(1, 10, 8, "50%");
   filter->create_start_time = "2026-01-01T00:00:00+05:30";
   filter->create_end_time = "2026-01-01T13:00:00+05:30";
-  EXPECT_EQ(newest(R"((file_name ilike '%50\%%' )  AND evidence_id = -1  AND file_type = 1  AND end_time <= )"
-                   "'2026-01-01 13:00:00' AND begin_time >= '2026-01-01 00:00:00'  AND "),
-            "1 of 1");
+  filter->assemble_types = "1, 3";
+  std::list<EvidenceFilePtr> files;
+  std::int32_t count = 0;
+  const std::string text =
+      R"(FROM evidence.evidence_file WHERE (file_name ilike '%50\%%' )  AND evidence_id = -1  AND file_type IN (1, 3)  )"
+      "AND end_time <= '2026-01-01 13:00:00' AND begin_time >= '2026-01-01 00:00:00'  AND deleted = 0 ";
+  Sends("SELECT count(*) " + text + "\nSELECT * " + text + "ORDER BY begin_time DESC limit 10 offset 0;",
+        &Store::QueryUnRelatedEvidenceFiles, files, filter, count);
   ASSERT_EQ(files.size(), 1U);
   EXPECT_EQ(files.front()->begin_time + files.front()->end_time, "2026-01-01T12:00:00+01:002026-01-01T13:00:00+01:00");
   std::swap(filter->create_start_time, filter->create_end_time);
@@ -382,8 +363,6 @@ TEST_F(StoreTest, FiltersOfEvidences) {
   sends(
       "(name ilike '%k%' OR evidence_desc ilike '%k%'  OR guid ilike '%k%' OR  label ilike '%k%'   OR  "
       "releated_camera_ids ilike '%k%'   )  AND ");
-  f.keyword_type = 2;
-  sends("");
   f.keyword = "50%";
   f.keyword_type = 1;
   sends(R"((name ilike '%50\%%' OR label ilike '%50\%%' )  AND )");
@@ -424,10 +403,8 @@ TEST_F(StoreTest, FiltersOfEvidences) {
   }
   std::tie(f.create_start_time, f.create_end_time) = std::tuple("2026-01-02 00:00:00", "2026-01-01 00:00:00");
   refused();
-  for (const std::int32_t status : {-2, 2}) {
-    f.status = status;
-    refused();
-  }
+  f.status = 2;
+  refused();
 }
 
 TEST_F(StoreTest, SortsAndPagesOfEvidences) {
@@ -451,7 +428,7 @@ TEST_F(StoreTest, SortsAndPagesOfEvidences) {
   };
   for (const Case& c : {Case{{0, 1, 2}, "1 2 + 2 of 3"}, Case{{0, 2, 2}, "3 1 of 3"}, Case{{0, 1, 3}, "1 2 3 3 of 3"},
                         Case{{0, 1, kMax}, "1 2 3 3 of 3"}, Case{{0, kMax, kMax}, "0 of 3"}, Case{{0, 0, 5}, "2"},
-                        Case{{0, -1, 5}, "2"}, Case{{0, 5, 0}, "2"}, Case{{0, 5, -1}, "2"}}) {
+                        Case{{0, 5, 0}, "2"}}) {
     EXPECT_EQ(Found(filter, c.page), c.found);
     EXPECT_EQ(Sent().empty(), c.found == "2");
   }
@@ -473,7 +450,6 @@ TEST_F(StoreTest, AHistoryIsWrittenInOneTransaction) {
             insert +
             "3, -1, '\xEF\xBF\xBD', '', 0, '', 'LOCAL', '330', '\xEF\xBF\xBD', '', '', -1, '', '', 3);\nCOMMIT",
         &Store::WriteEvidenceLog, std::vector{record, bare}, 3);
-  SendsNothing(0, &Store::WriteEvidenceLog, std::vector<operation_record>(), 3);
 }
 
 TEST_F(StoreTest, AHistoryIsFoldedByTypeTimeAndUser) {
@@ -514,7 +490,6 @@ TEST_F(StoreTest, SettingsKeepTheirPasswordEnciphered) {
   Sends(update, &Store::UpdateFTPSettings, settings);
   Sends("SELECT * FROM evidence.ftp_setting WHERE ID = 0 AND deleted = 0", &Store::GetFTPSettings, read);
   EXPECT_EQ(read->password, "secret");
-  Sends(update, &Store::UpdateFTPSettings, read);
   Postgres().Query("UPDATE evidence.ftp_setting SET enable = 1, password = 'AAAA'");
   EXPECT_FALSE(store_.GetFTPSettings(read));
   EXPECT_EQ(GetLastError(), ErrorCode(0, 253)) << "the password cannot be opened";
@@ -522,9 +497,6 @@ TEST_F(StoreTest, SettingsKeepTheirPasswordEnciphered) {
   EXPECT_EQ(read->storage_type, 1) << "of enabled settings, whatever the column says";
   const platform::ScopedBackend<platform::ISystemBackend> no_key(nullptr);
   SendsNothing(252, &Store::UpdateFTPSettings, settings);
-  SendsNothing(2, &Store::UpdateFTPSettings, nullptr);
-  settings->password = "";
-  EXPECT_TRUE(store_.UpdateFTPSettings(settings)) << "no password needs no key";
 }
 
 }  // namespace

@@ -47,15 +47,13 @@ TEST_F(EvidenceFilesTest, ABatchIsSortedIntoAdditionsAndRemovals) {
   EXPECT_EQ(Inserted({File(-1, "without a key"), File(63, "with one")}),
             "key file | link 100,63 of 5 | add file 100;add file 63; | ok");
   EXPECT_EQ(Inserted({}), "!Input param error. | 0-2");
-  EXPECT_EQ(Inserted({File(1, "x", false, 9)}), "!The evidence not exists, evidence-id[9]. | 0-9804");
-}
-
-TEST_F(EvidenceFilesTest, TheLimitCountsRemovalsToo) {
+  // Removals count as well.
+  const std::list<EvidenceFilePtr> both{File(51, "a", true), File(52, "b", true)};
   rows_["count file evidence_id = 5"] = {{{"count", "126"}}};
-  const std::list<EvidenceFilePtr> files{File(51, "a", true), File(52, "b", true)};
-  EXPECT_EQ(Inserted(files), "unlink 51,52 of 5 | delete file 51;delete file 52; | ok");
+  EXPECT_EQ(Inserted(both), "unlink 51,52 of 5 | delete file 51;delete file 52; | ok");
   rows_["count file evidence_id = 5"] = {{{"count", "127"}}};
-  EXPECT_EQ(Inserted(files), "!The number of evidence associated files exceeds the limit, evidence-id[5]. | 0-9807");
+  EXPECT_EQ(Inserted(both), "!The number of evidence associated files exceeds the limit, evidence-id[5]. | 0-9807");
+  EXPECT_EQ(Inserted({File(1, "x", false, 9)}), "!The evidence not exists, evidence-id[9]. | 0-9804");
 }
 
 TEST_F(EvidenceFilesTest, RefusedFilesStandInTheListAndTheOthersGoOn) {
@@ -74,6 +72,13 @@ TEST_F(EvidenceFilesTest, RefusedFilesStandInTheListAndTheOthersGoOn) {
 }
 
 TEST_F(EvidenceFilesTest, FailuresOfTheStore) {
+  const auto take_off = [this](const std::list<EvidenceFilePtr>& files) {
+    std::list<ErrorPtr> failures;
+    return Did(manager_.UpdateEvidenceFiles(failures, files, 5));
+  };
+  EXPECT_EQ(take_off({File(51, "a"), nullptr, File(52, "b")}),
+            "unlink 51,52 of 5 | delete file 51 AND evidence_id = 5;delete file 52 AND evidence_id = 5; | ok");
+  EXPECT_EQ(take_off({}), "!Input param error. | 0-2");
   failing_ = {"count file"};
   EXPECT_EQ(Inserted({File(1, "x")}), "!Get Evidence file count failed, evidence-id[5]. | 0-15");
   failing_ = {"add file"};
@@ -82,22 +87,12 @@ TEST_F(EvidenceFilesTest, FailuresOfTheStore) {
             "link 60 of 5 | add file 60; | unlink 51 of 5 | delete file 51; | !Insert evidences files failed. | ok")
       << "the last writing decides";
   failing_ = {"delete file"};
-  EXPECT_EQ(Inserted({File(51, "a", true)}),
-            "unlink 51 of 5 | delete file 51; | !Update evidences files failed. | 0-15");
-}
-
-TEST_F(EvidenceFilesTest, TakingFilesOff) {
-  std::list<ErrorPtr> failures;
-  EXPECT_EQ(Did(manager_.UpdateEvidenceFiles(failures, {File(51, "a"), nullptr, File(52, "b")}, 5)),
-            "unlink 51,52 of 5 | delete file 51 AND evidence_id = 5;delete file 52 AND evidence_id = 5; | ok");
-  EXPECT_EQ(Did(manager_.UpdateEvidenceFiles(failures, {}, 5)), "!Input param error. | 0-2");
-  failing_ = {"delete file"};
-  EXPECT_EQ(Did(manager_.UpdateEvidenceFiles(failures, {File(51, "a")}, 5)),
+  EXPECT_EQ(take_off({File(51, "a")}),
             "unlink 51 of 5 | delete file 51 AND evidence_id = 5; | !Update evidences files failed. | 0-15");
   platform_.comm->answer = nullptr;
-  EXPECT_EQ(Did(manager_.UpdateEvidenceFiles(failures, {File(51, "a")}, 5)), "!Delete evidences files failed. | 0-1");
+  EXPECT_EQ(take_off({File(51, "a")}), "!Delete evidences files failed. | 0-1");
   platform_.comm->serve_empty = true;
-  EXPECT_EQ(Did(manager_.APILinkFile(failures, {1}, 5, 0)), "!EncodeLinkFileReq failed,null rsp. | 0-1");
+  EXPECT_EQ(take_off({File(51, "a")}), "!Delete evidences files failed. | 0-1");
 }
 
 TEST_F(EvidenceFilesTest, ASecondWriterWaitsForTheFileManagerAndReadersDoNot) {
@@ -132,22 +127,13 @@ TEST_F(EvidenceFilesTest, ASecondWriterWaitsForTheFileManagerAndReadersDoNot) {
   }
 }
 
-TEST_F(EvidenceFilesTest, RequestsTellTheOperationTheOtherWayRound) {
-  std::list<ErrorPtr> failures;
-  EXPECT_TRUE(manager_.APILinkFile(failures, {1000000001, 2}, 5, CEvidenceManager::kLinkFiles));
-  EXPECT_TRUE(manager_.APILinkFile(failures, {}, -1, CEvidenceManager::kUnlinkFiles));
+TEST_F(EvidenceFilesTest, RequestsAndRepliesOfTheFileManager) {
   const std::string head = R"(/API/FileManager/V1/LinkFile> {"Request":{"LinkType":0,"ID":)";
-  EXPECT_EQ(platform_.comm->requests, (Texts{head + R"(5,"FileIDs":"1000000001,2","OperationType":1}})",
-                                             head + R"(-1,"FileIDs":"","OperationType":0}})"}));
-}
-
-TEST_F(EvidenceFilesTest, RepliesOfTheFileManager) {
   const auto done = [](const std::string& data) {
     return R"({"ResponseStatus":{"ErrorModule":0,"ErrorCode":0,"Data":)" + data + "}}";
   };
   const std::pair<std::string, const char*> cases[] = {
       {R"({"ResponseStatus":{"ErrorCode":0}})", "ok "},
-      {done(R"({"LinkFileErrorList":[]})"), "ok "},
       {done(R"({"LinkFileErrorList":[{},{}],"LinkFileError":[)"
             R"({"ID":1,"Name":"a.mp4","Error":{"ErrorModule":3,"ErrorCode":4}},{"ID":2,"Error":{"ErrorCode":9}}]})"),
        "77-77 1 a.mp4 3-4 | 2  -1-9"},
@@ -155,18 +141,20 @@ TEST_F(EvidenceFilesTest, RepliesOfTheFileManager) {
       {done(R"({"LinkFileErrorList":[{"ID":1,"Name":"n"},{}]})"), "77-77 -1  -1--1 | -1  -1--1"},
       {done(R"({"LinkFileError":[{"ID":1,"Name":"n"}]})"), "ok "},
       {"not JSON", "!Data Parse failed, data invalid! | 0-2 "},
-      {"", "!Data Parse failed, data invalid! | 0-2 "},
-      {"{}", "!API return failed: [-1--1]! | -1--1 "},
       {R"({"ResponseStatus":{"ErrorModule":0}})", "!API return failed: [0--1]! | 0--1 "},
       {R"({"ResponseStatus":{"ErrorModule":41,"ErrorCode":3,"Data":{"LinkFileErrorList":[{}]}}})",
        "!API return failed: [41-3]! | 41-3 "}};
   for (const auto& [reply, expected] : cases) {
     reply_ = reply;
     std::list<ErrorPtr> failures;
-    const bool linked = manager_.APILinkFile(failures, {1}, 5, CEvidenceManager::kLinkFiles);
+    const bool linked = manager_.APILinkFile(failures, {1000000001, 2}, 5, CEvidenceManager::kLinkFiles);
+    EXPECT_EQ(platform_.comm->requests.back(), head + R"(5,"FileIDs":"1000000001,2","OperationType":1}})");
     platform_.calls.clear();
     EXPECT_EQ(Did(linked) + " " + ErrorTexts(failures), expected) << reply;
   }
+  std::list<ErrorPtr> failures;
+  (void)manager_.APILinkFile(failures, {}, -1, CEvidenceManager::kUnlinkFiles);
+  EXPECT_EQ(platform_.comm->requests.back(), head + R"(-1,"FileIDs":"","OperationType":0}})");
 }
 
 }  // namespace
