@@ -167,6 +167,17 @@ void EnsureUser(const std::string& name, const std::vector<std::string>& options
   if (added.exit_code != 0 && added.err.find("already") == std::string::npos) throw std::runtime_error(added.err);
 }
 
+void EmptyEvidenceTables() {
+  Postgres().Query(
+      "DELETE FROM evidence.evidence; DELETE FROM evidence.evidence_file; DELETE FROM evidence.operation_log;"
+      "DELETE FROM evidence.evidence_option; DELETE FROM evidence.evidence_custom_info; DELETE FROM filemanager.link;"
+      "DELETE FROM evidence.evidence_custom WHERE id > 3; DELETE FROM evidence.evidence_type WHERE id > 5;"
+      "UPDATE evidence.evidence_type SET name = '', deleted = 0; DELETE FROM platform.operation_log;"
+      "ALTER SEQUENCE evidence.evidence_id_seq RESTART; ALTER SEQUENCE evidence.evidence_file_id_seq RESTART;"
+      "ALTER SEQUENCE evidence.evidence_type_id_seq RESTART; ALTER SEQUENCE evidence.evidence_custom_id_seq RESTART;"
+      "ALTER SEQUENCE evidence.evidence_option_id_seq RESTART");
+}
+
 std::string Openssl(const std::string& options, const std::string& input, const std::string& key) {
   const ScratchFolder folder;
   const auto command = "cd " + folder.path() + "; SESSION_KEY='" + key + "' openssl enc -aes-256-cbc -pbkdf2 -a " +

@@ -82,6 +82,9 @@ void EnsureUser(const std::string& name, const std::vector<std::string>& options
 /// The super user "tester".
 inline void EnsureTester() { EnsureUser("tester", {"--super"}); }
 
+/// Leaves the evidence plugin's and the file manager's tables as a new database has them.
+void EmptyEvidenceTables();
+
 /// What `openssl enc -aes-256-cbc -pbkdf2 -a <options>` makes of `input` under the password `key`.
 std::string Openssl(const std::string& options, const std::string& input, const std::string& key);
 

@@ -96,13 +96,7 @@ class OpenApiAnswersTest : public testing::Test {
 
   void StartAnew() {
     host_.reset();
-    Postgres().Query(
-        "DELETE FROM evidence.evidence_type WHERE id > 5; UPDATE evidence.evidence_type SET name = '', deleted = 0;"
-        "DELETE FROM evidence.evidence_custom WHERE id > 3; DELETE FROM evidence.evidence_option;"
-        "DELETE FROM evidence.evidence_custom_info; DELETE FROM evidence.evidence; DELETE FROM evidence.evidence_file;"
-        "DELETE FROM evidence.operation_log; DELETE FROM filemanager.link;"
-        "ALTER SEQUENCE evidence.evidence_type_id_seq RESTART; ALTER SEQUENCE evidence.evidence_custom_id_seq RESTART;"
-        "ALTER SEQUENCE evidence.evidence_option_id_seq RESTART; ALTER SEQUENCE evidence.evidence_id_seq RESTART");
+    EmptyEvidenceTables();
     host_ = std::make_unique<HostProcess>(SettingsMap(), std::vector<std::string>(), "", Host());
     session_ = Login(host_->WaitUntilListening(), "clara");
     const std::tuple<const char*, const char*, const char*> calls[] = {
