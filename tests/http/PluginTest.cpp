@@ -166,21 +166,24 @@ TEST_F(PluginTest, TheLifeOfAnEvidence) {
 }
 
 TEST_F(PluginTest, AnotherPluginCreatesEvidencesAndListsTypes) {
-  EXPECT_EQ(Call("POST", "/Api/Evidence",
-                 R"({"Request":{"Evidence":[{"Guid":"g1","Name":"zebra","Status":0,"File":{"Name":"z","Path":"p"}},)"
-                 R"({"Guid":"g2","Name":"ant","Status":1,"File":[{"Name":"b"},{"Name":"a"}]}]}})"),
-            R"({"BinarySize":-1,"Response":{"ErrorModule":0,"ErrorCode":0,"CascadingErrorInfo":"","Data":{"Evidence":[)"
-            R"({"ID":1,"Name":"zebra","File":[{"ID":1000000001,"Name":"z"}]},{"ID":2,"Name":"ant","File":)"
-            R"([{"ID":1000000002,"Name":"b"},{"ID":1000000003,"Name":"a"}]}]}}})");
+  EXPECT_EQ(
+      Call(
+          "POST", "/Api",
+          R"(/API/Evidence/V1/Evidence {"Request":{"Evidence":[{"Guid":"g1","Name":"zebra","Status":0,"File":{"Name":"z","Path":"p"}},)"
+          R"({"Guid":"g2","Name":"ant","Status":1,"File":[{"Name":"b"},{"Name":"a"}]}]}})"),
+      R"({"BinarySize":-1,"Response":{"ErrorModule":0,"ErrorCode":0,"CascadingErrorInfo":"","Data":{"Evidence":[)"
+      R"({"ID":1,"Name":"zebra","File":[{"ID":1000000001,"Name":"z"}]},{"ID":2,"Name":"ant","File":)"
+      R"([{"ID":1000000002,"Name":"b"},{"ID":1000000003,"Name":"a"}]}]}}})");
   EXPECT_EQ(Tables(),
             "1 g1 zebra -1 0   0\n2 g2 ant -1 1   0\n"
             "1 1000000001 z 0 t\n2 1000000002 b 0 t\n2 1000000003 a 0 t\n"
             "306017  zebra/\n306021  z/zebra\n306017  ant/\n306021  b;a/ant\n"
             "1 1 -1 @|||\n1 4 -1 @|z||\n2 1 -1 @|||\n2 4 -1 @|b|a||\n");
-  EXPECT_EQ(Call("POST", "/Api/Type", R"({"Request":{"SearchCriteria":{"EvidenceTypeIDs":[1]}}})"),
-            R"({"BinarySize":"","Response":{"ErrorModule":0,"ErrorCode":0,"CascadingErrorInfo":"","Data":)"
-            R"({"EvidenceTypeList":{"EvidenceType":[{"ID":1,"Name":"Theft"}]},"PageIndex":-1,"PageSize":-1,)"
-            R"("TotalNum":1}}})");
+  EXPECT_EQ(
+      Call("POST", "/Api", R"(/API/Evidence/V1/Evidence/Type {"Request":{"SearchCriteria":{"EvidenceTypeIDs":[1]}}})"),
+      R"({"BinarySize":"","Response":{"ErrorModule":0,"ErrorCode":0,"CascadingErrorInfo":"","Data":)"
+      R"({"EvidenceTypeList":{"EvidenceType":[{"ID":1,"Name":"Theft"}]},"PageIndex":-1,"PageSize":-1,)"
+      R"("TotalNum":1}}})");
 }
 
 TEST_F(PluginTest, ADatabaseThatComesBackIsUsedAgain) {
