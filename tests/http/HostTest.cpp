@@ -242,43 +242,36 @@ TEST_F(LifeCycleTest, AFullQueueIsAnswered503) {
   EXPECT_EQ(busy.host.Stop(SIGINT).exit_code, 0);
 }
 
-TEST_F(LifeCycleTest, PluginsThatDoNotStartStopTheStartOrAreLeftOut) {
-  std::string all;
-  for (const auto& [file, reason] :
-       {std::pair{"test_no_init.s.so", "exports no Init"}, std::pair{"test_init_false.s.so", "Init gave false"},
-        std::pair{"test_init_throws.s.so", "Init threw: out of luck"}, std::pair{"absent.s.so", "No such file"}}) {
-    const auto finished = HostProcess(SettingsMap{{"plugins", "test_show.s.so, " + std::string(file)}}).Wait();
-    EXPECT_EQ(finished.exit_code, 1);
-    EXPECT_THAT(finished.err,
-                testing::MatchesRegex("evidence-host: plugin /[^\n]*" + std::string(reason) + "[^\n]*\n"));
-    all += std::string(file) + ",";
-  }
-  HostProcess host(SettingsMap{{"plugins", "test_show.s.so," + all}, {"plugin_failure", "continue"}});
-  const int port = host.WaitUntilListening();
-  const auto session = Login(port).id;
-  EXPECT_EQ(Ask(port, "GET", "/Echo", session).status, 200);
-  EXPECT_EQ(Ask(port, "GET", "/Leftover", session).status, 404);
-  EXPECT_EQ(Ask(port, "GET", "/ready", "").status, 503);
-  const auto finished = host.Stop();
-  EXPECT_EQ(finished.exit_code, 0);
-  EXPECT_EQ(std::ranges::count(finished.err, '\n'), 4);
-  EXPECT_THAT(host.Log(), testing::ContainsRegex("broken UnInit called(.|\n)*broken UnInit called"));
-}
-
 TEST_F(LifeCycleTest, WhatKeepsTheHostFromStartingIsNamed) {
   HostProcess first(SettingsMap{{"plugins", ""}});
   const auto address = "127.0.0.1:" + std::to_string(first.WaitUntilListening());
   const std::pair<SettingsMap, std::string> cases[] = {
       {{{"listen", address}}, "cannot listen on " + address + ": Address already in use"},
-      {{{"database", "host=/nowhere dbname=evidence"}}, "the database cannot be reached"},
-      {{{"database", Postgres().ConnectionTo("postgres", "postgres")}}, "run evidence-host setup"},
+      {{{"database", "host=/nowhere dbname=evidence"}}, "the database cannot be reached[^\n]*"},
+      {{{"database", Postgres().ConnectionTo("postgres", "postgres")}}, "[^\n]*run evidence-host setup[^\n]*"},
+      {{{"plugins", "test_show.s.so, test_no_init.s.so"}}, "plugin /[^\n]*exports no Init"},
+      {{{"plugins", "test_init_false.s.so"}}, "plugin /[^\n]*Init gave false"},
+      {{{"plugins", "test_init_throws.s.so"}}, "plugin /[^\n]*Init threw: out of luck"},
+      {{{"plugins", "absent.s.so"}}, "plugin /[^\n]*No such file[^\n]*"},
   };
   for (const auto& [settings, fault] : cases) {
     const auto finished = HostProcess(settings).Wait();
     EXPECT_EQ(finished.exit_code, 1);
-    EXPECT_THAT(finished.err, HasSubstr(fault));
+    EXPECT_THAT(finished.err, testing::MatchesRegex("evidence-host: " + fault + "\n"));
   }
   EXPECT_EQ(first.Stop(SIGHUP).exit_code, 0);
+}
+
+TEST_F(LifeCycleTest, PluginsThatDoNotStartCanBeLeftOut) {
+  HostProcess host(SettingsMap{{"plugins", "test_show.s.so, test_init_false.s.so, test_init_throws.s.so, absent.s.so"},
+                               {"plugin_failure", "continue"}});
+  const int port = host.WaitUntilListening();
+  const auto session = Login(port).id;
+  EXPECT_EQ(Ask(port, "GET", "/Echo", session).status, 200);
+  EXPECT_EQ(Ask(port, "GET", "/Leftover", session).status, 404);
+  EXPECT_EQ(Ask(port, "GET", "/ready", "").status, 503);
+  EXPECT_EQ(host.Stop().exit_code, 0);
+  EXPECT_THAT(host.Log(), testing::ContainsRegex("broken UnInit called(.|\n)*broken UnInit called"));
 }
 
 TEST(FirstStartTest, SetsTheDatabaseUpAndMakesSysopOnce) {
@@ -288,12 +281,8 @@ TEST(FirstStartTest, SetsTheDatabaseUpAndMakesSysopOnce) {
   HostProcess first(settings);
   first.WaitUntilListening();
   const auto out = first.Stop().out;
-  std::smatch found;
-  ASSERT_TRUE(std::regex_match(out, found,
-                               std::regex("sysop password: ([0-9a-f]{24})\n"
-                                          "evidence-host listening on http://127.0.0.1:\\d+\n")))
-      << out;
-  const std::string password = found[1];
+  ASSERT_THAT(out, testing::MatchesRegex("sysop password: [0-9a-f]{24}\nevidence-host listening on http://.*\n"));
+  const auto password = out.substr(16, 24);
   EXPECT_THAT(first.Log(), Not(HasSubstr(password)));
   EXPECT_THAT(HostProcess(settings, {"setup"}).Wait().out, testing::StartsWith("schema version "));
   HostProcess second(settings);

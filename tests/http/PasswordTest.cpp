@@ -174,9 +174,8 @@ TEST_F(PasswordTest, AccountsAreRememberedForALifetimeAndFailuresNever) {
   EXPECT_EQ(ask(ids_.at("town\\bert")), "0 town\\bert 3");
   EXPECT_EQ(ask(9001), "202");
   Postgres().Query("INSERT INTO platform.users (id, name, password_hash) VALUES (9001, 'new', '')");
-  now_ += host::Accounts::kLifetime - std::chrono::milliseconds(1);
   EXPECT_EQ(ask(9001), "202");
-  now_ += std::chrono::milliseconds(1);
+  now_ += host::Accounts::kLifetime;
   EXPECT_EQ(ask(9001), "0 new 2");
   Postgres().Query("UPDATE platform.users SET name = 'renamed' WHERE id = 9001");
   for (int id = 100'000; id < 100'000 + static_cast<int>(host::Accounts::kLimit); ++id)
@@ -185,7 +184,7 @@ TEST_F(PasswordTest, AccountsAreRememberedForALifetimeAndFailuresNever) {
   manager_->UnInitialize(platform::kPlatformDbId);
   EXPECT_EQ(ask(ids_.at("anna")), "15");
   ASSERT_TRUE(manager_->Initialize(platform::kPlatformDbId, 1, 1, true));
-  EXPECT_EQ(ask(ids_.at("anna")), "0 anna 2");
+  EXPECT_EQ(ask(ids_.at("anna")), "0 anna 2") << "a failure was remembered";
 }
 
 TEST(LoginTest, FreezesTheUserFirstThenTheClient) {
