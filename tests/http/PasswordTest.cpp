@@ -329,14 +329,15 @@ TEST(SealedTextTest, OtherTextsAreRefused) {
   const auto sealed = Openssl("-A", plain, kKey);
   // Whole blocks of a wrong text open by chance now and then, but never to this one.
   EXPECT_NE(Open(Openssl("-A", plain, std::string(64, '0'))), plain);
-  std::vector<std::string> texts = {"AA=A",
+  std::vector<std::string> texts = {"A===",
+                                    "AA=A",
                                     "U2FsdGVkX18AAAAAAAAAAA==",                  // no text behind the salt
                                     "U2FsdGVkX18AAAAAAAAAAAAAAAAAAAAAAAAAAAAA",  // no whole block
                                     Openssl("-A -S 0011223344556677", plain, kKey),
                                     "U2FsdGVkX18" + std::string((1 << 20) + 1, 'A')};
   for (const char bad : {'-', ' ', '\0', '=', '\x80'}) {
-    texts.push_back(sealed);
-    texts.back()[sealed.size() / 2] = bad;
+    for (const std::size_t at : {std::size_t{5}, sealed.size() / 2})
+      texts.push_back(std::string(sealed).replace(at, 1, 1, bad));
   }
   for (std::size_t length = 0; length < sealed.size(); ++length) {
     EXPECT_NE(Open(sealed.substr(0, length)), plain);
