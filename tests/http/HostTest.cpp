@@ -6,10 +6,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <memory>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -154,6 +152,7 @@ TEST_F(HttpFrontTest, PluginsSeeTheUserBehindTheSession) {
   EXPECT_EQ(who(Login(host_->port(), "clerk")), "clerk 127.0.0.1 web2");
   Postgres().Query("UPDATE platform.users SET enabled = false WHERE name = 'clerk'");
   EXPECT_EQ(Answers(PostLogin(LoginText("clerk", kPassword))), kWrongLogin);
+  EXPECT_THAT(RunHost({"user", "list"}).out, HasSubstr("\tclerk\tuser\tdisabled\tweb 2\t"));
 }
 
 constexpr char kShow[] = "test_show.s.so";
