@@ -1,17 +1,15 @@
 #include "http/HostProcess.h"
 
-#include <arpa/inet.h>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
-#include <sys/time.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
-#include <cerrno>
+#include <boost/asio/ip/tcp.hpp>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -25,6 +23,9 @@
 namespace evidence_test {
 namespace {
 
+using boost::asio::ip::tcp;
+
+constexpr std::chrono::seconds kPatience{30};
 constexpr int kPatienceMs = 60'000;
 
 /// The socket that programs tell their state while the environment names it.
@@ -49,31 +50,6 @@ pid_t Spawn(std::vector<std::string> line, const std::string& folder) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (chdir(folder.c_str()) == 0) execv("/bin/sh", words.data());
   _exit(127);
-}
-
-std::FILE* Connect(int port) {
-  constexpr timeval kPatience{30, 0};
-  const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &kPatience, sizeof(kPatience));
-  setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &kPatience, sizeof(kPatience));
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(static_cast<in_port_t>(port));
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  if (connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0) return fdopen(fd, "r");
-  close(fd);
-  throw std::runtime_error("no connection to port " + std::to_string(port));
-}
-
-/// One line without its end; false at the end of the stream.
-bool ReadLine(std::FILE* input, std::string& line) {
-  line.clear();
-  int letter = 0;
-  while ((letter = std::fgetc(input)) != EOF && letter != '\n')
-    line += static_cast<char>(letter);
-  if (std::ferror(input) != 0 && errno == EAGAIN) throw std::runtime_error("no answer in time");
-  if (line.ends_with('\r')) line.pop_back();
-  return letter != EOF;
 }
 
 }  // namespace
@@ -167,6 +143,17 @@ void EnsureUser(const std::string& name, const std::vector<std::string>& options
   if (added.exit_code != 0 && added.err.find("already") == std::string::npos) throw std::runtime_error(added.err);
 }
 
+void EmptyEvidenceTables() {
+  Postgres().Query(
+      "DELETE FROM evidence.evidence; DELETE FROM evidence.evidence_file; DELETE FROM evidence.operation_log;"
+      "DELETE FROM evidence.evidence_option; DELETE FROM evidence.evidence_custom_info; DELETE FROM filemanager.link;"
+      "DELETE FROM evidence.evidence_custom WHERE id > 3; DELETE FROM evidence.evidence_type WHERE id > 5;"
+      "UPDATE evidence.evidence_type SET name = '', deleted = 0; DELETE FROM platform.operation_log;"
+      "ALTER SEQUENCE evidence.evidence_id_seq RESTART; ALTER SEQUENCE evidence.evidence_file_id_seq RESTART;"
+      "ALTER SEQUENCE evidence.evidence_type_id_seq RESTART; ALTER SEQUENCE evidence.evidence_custom_id_seq RESTART;"
+      "ALTER SEQUENCE evidence.evidence_option_id_seq RESTART");
+}
+
 std::string Openssl(const std::string& options, const std::string& input, const std::string& key) {
   const ScratchFolder folder;
   const auto command = "cd " + folder.path() + "; SESSION_KEY='" + key + "' openssl enc -aes-256-cbc -pbkdf2 -a " +
@@ -176,25 +163,32 @@ std::string Openssl(const std::string& options, const std::string& input, const 
   return folder.Read("out");
 }
 
-HttpConnection::HttpConnection(int port) : input_(Connect(port)) {}
+HttpConnection::HttpConnection(int port) : stream_(std::make_unique<tcp::iostream>("127.0.0.1", std::to_string(port))) {
+  if (!*stream_) throw std::runtime_error("no connection to port " + std::to_string(port));
+}
 
 void HttpConnection::Send(std::string_view bytes) const {
-  while (!bytes.empty()) {
-    const auto sent = send(fd(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
-    if (sent <= 0) return;
-    bytes.remove_prefix(static_cast<std::size_t>(sent));
-  }
+  static_cast<tcp::iostream&>(*stream_).expires_after(kPatience);
+  *stream_ << bytes << std::flush;
 }
 
 HttpReply HttpConnection::ReadReply() const {
+  auto& stream = static_cast<tcp::iostream&>(*stream_);
+  stream.clear();
+  stream.expires_after(kPatience);
   HttpReply reply;
+  std::string version;
   std::string line;
-  if (!ReadLine(input_, line)) return reply;
-  reply.status = std::stoi(line.substr(line.find(' ')));
-  while (ReadLine(input_, line) && !line.empty())
-    reply.headers[line.substr(0, line.find(": "))] = line.substr(line.find(": ") + 2);
+  stream >> version >> reply.status;
+  std::getline(stream, line);
+  while (std::getline(stream, line) && line != "\r")
+    reply.headers[line.substr(0, line.find(": "))] =
+        line.substr(line.find(": ") + 2, line.size() - line.find(": ") - 3);
   if (reply.headers.contains("Content-Length")) reply.body.resize(std::stoul(reply.headers["Content-Length"]));
-  return std::fread(reply.body.data(), 1, reply.body.size(), input_) == reply.body.size() ? reply : HttpReply();
+  if (stream.read(reply.body.data(), static_cast<std::streamsize>(reply.body.size()))) return reply;
+  if (stream.error() == boost::asio::error::operation_aborted || stream.error() == boost::asio::error::timed_out)
+    throw std::runtime_error("no answer in time");
+  return {};
 }
 
 std::string RequestHead(const std::string& method, const std::string& path, const std::string& session) {

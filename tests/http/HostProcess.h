@@ -3,8 +3,9 @@
 #include <sys/types.h>
 
 #include <csignal>
-#include <cstdio>
+#include <iosfwd>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -82,6 +83,9 @@ void EnsureUser(const std::string& name, const std::vector<std::string>& options
 /// The super user "tester".
 inline void EnsureTester() { EnsureUser("tester", {"--super"}); }
 
+/// Leaves the evidence plugin's and the file manager's tables as a new database has them.
+void EmptyEvidenceTables();
+
 /// What `openssl enc -aes-256-cbc -pbkdf2 -a <options>` makes of `input` under the password `key`.
 std::string Openssl(const std::string& options, const std::string& input, const std::string& key);
 
@@ -97,17 +101,13 @@ struct HttpReply {
 class HttpConnection {
  public:
   explicit HttpConnection(int port);
-  ~HttpConnection() { std::fclose(input_); }
-  HttpConnection(const HttpConnection&) = delete;
-  HttpConnection& operator=(const HttpConnection&) = delete;
 
   /// A server that has closed already is no failure: the reply tells.
   void Send(std::string_view bytes) const;
   [[nodiscard]] HttpReply ReadReply() const;
-  [[nodiscard]] int fd() const { return fileno(input_); }
 
  private:
-  std::FILE* const input_;
+  std::unique_ptr<std::iostream> stream_;
 };
 
 /// The first lines of a request; no session for an empty `session`.

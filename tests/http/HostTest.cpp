@@ -3,13 +3,11 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <atomic>
 #include <memory>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -30,7 +28,6 @@ const std::string kNoPath = R"(404 {"Error":"no such path"})";
 const std::string kTooLarge = R"(413 {"Error":"body too large"})";
 const std::string kAmbiguous = R"(400 {"Error":"ambiguous body length"})";
 const std::string kNoMethod = R"(405 {"Error":"method not allowed"})";
-const std::string kLongHeader = R"(431 {"Error":"header too large"})";
 const std::string kWrongLogin = R"(401 {"Error":"wrong user name or password"})";
 
 /// One host with the showing plugin for all tests here.
@@ -84,7 +81,8 @@ class HttpFrontTest : public testing::Test {
 
 TEST_F(HttpFrontTest, EachRequestHasItsAnswer) {
   const std::string four = "405 PUT, POST, DELETE, GET" + kNoMethod.substr(4);
-  const std::string over(kBodyLimit + 1, 'x');
+  const std::string full(kBodyLimit, 'x');
+  const std::string nul("a\0b", 3);
   const struct {
     std::string sent;
     std::string answers;
@@ -94,7 +92,6 @@ TEST_F(HttpFrontTest, EachRequestHasItsAnswer) {
       {RequestText("GET", "/ready", ""), R"(200 {"Status":"ready"})"},
       {Get("/Unknown"), kNoPath},
       {Get("/Ech%6F"), kNoPath},
-      {Get("/Echo%00"), kNoPath},
       {Get("http://test/Echo"), kNoPath},
       {Get("/Echo?a=b"), "200 4 []"},
       {Get("/Echo/17/Sub/2147483647"), "200 4 17 2147483647 []"},
@@ -104,23 +101,24 @@ TEST_F(HttpFrontTest, EachRequestHasItsAnswer) {
       {RequestText("PATCH", "/Echo", session_), four},
       {RequestText("get", "/Echo", session_), four},
       {RequestText("GET", "/login", session_), "405 POST" + kNoMethod.substr(4)},
+      {RequestText("DELETE", "/Echo", session_, nul), "200 3 [" + nul + "]"},
+      {Put(Chunks(full)) + RequestText("GET", "/Echo", session_, full), "200 1 [" + full + "], 200 4 [" + full + "]",
+       2},
       // Lengths: at most the limit, told once; what is refused never becomes the next request.
       {Put("Content-Length: 100001\r\n\r\n"), kTooLarge},
-      {Put(Chunks(over)) + Get("/Echo"), kTooLarge + ", 200 4 []", 2},
+      {Put(Chunks(full + "x")) + Get("/Echo"), kTooLarge + ", 200 4 []", 2},
       {RequestText("PUT", "/Unknown", session_, Get("/live")) + Get("/Echo"), kNoPath + ", 200 4 []", 2},
       {Put("Content-Length: 3\r\nContent-Length: 4\r\n\r\nabcd"), kAmbiguous + ", closed", 2},
       {Put("content-length: 3\r\n" + Chunks("a")), kAmbiguous + ", closed", 2},
       {Put("Content-Length: 10\r\n\r\nnot whole"), "closed"},
       {WithHeaderOf(16'000), R"(200 {"Status":"live"})"},
-      {WithHeaderOf(17'000), kLongHeader},
+      {WithHeaderOf(17'000), R"(431 {"Error":"header too large"})"},
       // A refused login does not tell why.
       {PostLogin(LoginText("tester", "mistyped")), kWrongLogin},
-      {PostLogin(LoginText("tester", "")), kWrongLogin},
       {PostLogin(LoginText("Tester", kPassword)), kWrongLogin},
       {PostLogin(LoginText("nobody", kPassword)), kWrongLogin},
       {PostLogin(LoginText("nobody' OR name = 'tester", kPassword)), kWrongLogin},
       {PostLogin(LoginText("tester", std::string(kPassword) + "\\u0000tail")), kWrongLogin},
-      {PostLogin("{}"), kWrongLogin},
       {PostLogin("no json"), R"(400 {"Error":"no JSON"})"},
       {PostLogin(std::string(20'000, ' ')), kTooLarge},
   };
@@ -142,18 +140,6 @@ TEST_F(HttpFrontTest, WithoutASessionEveryPathLooksTheSame) {
   }
 }
 
-TEST_F(HttpFrontTest, BodiesReachThePluginInEveryForm) {
-  const char* const methods[] = {"PUT", "POST", "DELETE", "GET"};
-  for (int code = 1; code <= 4; ++code) {
-    for (const auto& body : {std::string("{}"), std::string("a\0b", 3), std::string(kBodyLimit, 'x')}) {
-      const auto head = RequestHead(methods[code - 1], "/Echo", session_);
-      const auto sized = "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
-      const auto answer = "200 " + std::to_string(code) + " [" + body + "]";
-      EXPECT_EQ(Answers(head + sized + head + Chunks(body), 2), answer + ", " + answer) << head;
-    }
-  }
-}
-
 TEST_F(HttpFrontTest, PluginsSeeTheUserBehindTheSession) {
   const auto who = [](const OpenedSession& session) { return Ask(host_->port(), "GET", "/WhoAmI", session.id).body; };
   EnsureUser("clerk", {"--web", "1,3", "--cs", "2"});
@@ -166,6 +152,7 @@ TEST_F(HttpFrontTest, PluginsSeeTheUserBehindTheSession) {
   EXPECT_EQ(who(Login(host_->port(), "clerk")), "clerk 127.0.0.1 web2");
   Postgres().Query("UPDATE platform.users SET enabled = false WHERE name = 'clerk'");
   EXPECT_EQ(Answers(PostLogin(LoginText("clerk", kPassword))), kWrongLogin);
+  EXPECT_THAT(RunHost({"user", "list"}).out, HasSubstr("\tclerk\tuser\tdisabled\tweb 2\t"));
 }
 
 constexpr char kShow[] = "test_show.s.so";
@@ -234,44 +221,16 @@ TEST_F(LifeCycleTest, ARequestThatDoesNotEndHoldsTheStopForABoundedTime) {
 
 TEST_F(LifeCycleTest, AFullQueueIsAnswered503) {
   BusyHost busy({{"plugins", kShow}, {"workers", "1"}, {"queue", "1"}});
-  // One of the two waits in the queue, whichever comes first; the other finds it full.
-  const HttpConnection first(busy.port);
-  const HttpConnection second(busy.port);
-  first.Send(RequestText("GET", "/Echo", busy.session));
-  second.Send(RequestText("GET", "/Echo", busy.session));
-  pollfd answered[2] = {{first.fd(), POLLIN, 0}, {second.fd(), POLLIN, 0}};
-  ASSERT_EQ(poll(answered, 2, 30'000), 1);
-  const bool first_refused = answered[0].revents != 0;
-  EXPECT_EQ((first_refused ? first : second).ReadReply().status, 503);
-  EXPECT_EQ(Ask(busy.port, "GET", "/live", "").status, 200);
-  EXPECT_EQ(Ask(busy.port, "GET", "/ready", "").status, 503);
-  busy.Open();
-  EXPECT_EQ((first_refused ? second : first).ReadReply().body, "4 []");
+  std::atomic<int> refused = 0;
+  OnManyThreads([&] {
+    if (Ask(busy.port, "GET", "/Echo", busy.session).status != 503 || ++refused < kThreads - 1) return;
+    // One waits in the queue, and the plugin is still held.
+    EXPECT_EQ(Ask(busy.port, "GET", "/live", "").status, 200);
+    EXPECT_EQ(Ask(busy.port, "GET", "/ready", "").status, 503);
+    busy.Open();
+  });
+  EXPECT_EQ(refused, kThreads - 1);
   EXPECT_EQ(busy.host.Stop(SIGINT).exit_code, 0);
-}
-
-TEST_F(LifeCycleTest, PluginsThatDoNotStartStopTheStartOrAreLeftOut) {
-  std::string all;
-  for (const auto& [file, reason] :
-       {std::pair{"test_no_init.s.so", "exports no Init"}, std::pair{"test_init_false.s.so", "Init gave false"},
-        std::pair{"test_init_throws.s.so", "Init threw: out of luck"}, std::pair{"absent.s.so", "No such file"}}) {
-    const auto finished = HostProcess(SettingsMap{{"plugins", "test_show.s.so, " + std::string(file)}}).Wait();
-    EXPECT_EQ(finished.exit_code, 1);
-    EXPECT_THAT(finished.err,
-                testing::MatchesRegex("evidence-host: plugin /[^\n]*" + std::string(reason) + "[^\n]*\n"));
-    EXPECT_EQ(finished.out, "");
-    all += std::string(file) + ",";
-  }
-  HostProcess host(SettingsMap{{"plugins", "test_show.s.so," + all}, {"plugin_failure", "continue"}});
-  const int port = host.WaitUntilListening();
-  const auto session = Login(port).id;
-  EXPECT_EQ(Ask(port, "GET", "/Echo", session).status, 200);
-  EXPECT_EQ(Ask(port, "GET", "/Leftover", session).status, 404);
-  EXPECT_EQ(Ask(port, "GET", "/ready", "").status, 503);
-  const auto finished = host.Stop();
-  EXPECT_EQ(finished.exit_code, 0);
-  EXPECT_EQ(std::ranges::count(finished.err, '\n'), 4);
-  EXPECT_THAT(host.Log(), testing::ContainsRegex("broken UnInit called(.|\n)*broken UnInit called"));
 }
 
 TEST_F(LifeCycleTest, WhatKeepsTheHostFromStartingIsNamed) {
@@ -279,15 +238,31 @@ TEST_F(LifeCycleTest, WhatKeepsTheHostFromStartingIsNamed) {
   const auto address = "127.0.0.1:" + std::to_string(first.WaitUntilListening());
   const std::pair<SettingsMap, std::string> cases[] = {
       {{{"listen", address}}, "cannot listen on " + address + ": Address already in use"},
-      {{{"database", "host=/nowhere dbname=evidence"}}, "the database cannot be reached"},
-      {{{"database", Postgres().ConnectionTo("postgres", "postgres")}}, "run evidence-host setup"},
+      {{{"database", "host=/nowhere dbname=evidence"}}, "the database cannot be reached[^\n]*"},
+      {{{"database", Postgres().ConnectionTo("postgres", "postgres")}}, "[^\n]*run evidence-host setup[^\n]*"},
+      {{{"plugins", "test_show.s.so, test_no_init.s.so"}}, "plugin /[^\n]*exports no Init"},
+      {{{"plugins", "test_init_false.s.so"}}, "plugin /[^\n]*Init gave false"},
+      {{{"plugins", "test_init_throws.s.so"}}, "plugin /[^\n]*Init threw: out of luck"},
+      {{{"plugins", "absent.s.so"}}, "plugin /[^\n]*No such file[^\n]*"},
   };
   for (const auto& [settings, fault] : cases) {
     const auto finished = HostProcess(settings).Wait();
     EXPECT_EQ(finished.exit_code, 1);
-    EXPECT_THAT(finished.err, HasSubstr(fault));
+    EXPECT_THAT(finished.err, testing::MatchesRegex("evidence-host: " + fault + "\n"));
   }
   EXPECT_EQ(first.Stop(SIGHUP).exit_code, 0);
+}
+
+TEST_F(LifeCycleTest, PluginsThatDoNotStartCanBeLeftOut) {
+  HostProcess host(SettingsMap{{"plugins", "test_show.s.so, test_init_false.s.so, test_init_throws.s.so, absent.s.so"},
+                               {"plugin_failure", "continue"}});
+  const int port = host.WaitUntilListening();
+  const auto session = Login(port).id;
+  EXPECT_EQ(Ask(port, "GET", "/Echo", session).status, 200);
+  EXPECT_EQ(Ask(port, "GET", "/Leftover", session).status, 404);
+  EXPECT_EQ(Ask(port, "GET", "/ready", "").status, 503);
+  EXPECT_EQ(host.Stop().exit_code, 0);
+  EXPECT_THAT(host.Log(), testing::ContainsRegex("broken UnInit called(.|\n)*broken UnInit called"));
 }
 
 TEST(FirstStartTest, SetsTheDatabaseUpAndMakesSysopOnce) {
@@ -297,12 +272,8 @@ TEST(FirstStartTest, SetsTheDatabaseUpAndMakesSysopOnce) {
   HostProcess first(settings);
   first.WaitUntilListening();
   const auto out = first.Stop().out;
-  std::smatch found;
-  ASSERT_TRUE(std::regex_match(out, found,
-                               std::regex("sysop password: ([0-9a-f]{24})\n"
-                                          "evidence-host listening on http://127.0.0.1:\\d+\n")))
-      << out;
-  const std::string password = found[1];
+  ASSERT_THAT(out, testing::MatchesRegex("sysop password: [0-9a-f]{24}\nevidence-host listening on http://.*\n"));
+  const auto password = out.substr(16, 24);
   EXPECT_THAT(first.Log(), Not(HasSubstr(password)));
   EXPECT_THAT(HostProcess(settings, {"setup"}).Wait().out, testing::StartsWith("schema version "));
   HostProcess second(settings);

@@ -3,12 +3,13 @@
 #include <gtest/gtest.h>
 #include <yaml-cpp/yaml.h>
 
-#include <algorithm>
+#include <boost/algorithm/string/case_conv.hpp>
 #include <filesystem>
 #include <map>
 #include <memory>
 #include <regex>
 #include <set>
+#include <vector>
 
 #include "http/HostProcess.h"
 #include "support/ThrowawayPostgres.h"
@@ -18,11 +19,6 @@ namespace evidence_test {
 namespace {
 
 const YAML::Node kDescription = YAML::LoadFile(OPENAPI_FILE);
-
-std::string Upper(std::string text) {
-  std::ranges::transform(text, text.begin(), [](unsigned char letter) { return std::toupper(letter); });
-  return text;
-}
 
 /// A number stands without quotes and looks like one.
 std::string TypeOf(const YAML::Node& node) {
@@ -52,12 +48,21 @@ YAML::Node Resolved(const YAML::Node& node) {
   return Resolved(found);
 }
 
-/// Calls `visit` with method, path and description of each operation.
-template <class Visit>
-void ForEachOperation(const YAML::Node& path, const Visit& visit) {
-  for (const auto& operation : Resolved(path)) {
-    if (operation.first.Scalar() != "parameters") visit(Upper(operation.first.Scalar()), operation.second);
+struct Operation {
+  std::string method;
+  std::string path;
+  YAML::Node description;
+};
+
+std::vector<Operation> Operations() {
+  std::vector<Operation> operations;
+  for (const auto& path : kDescription["paths"]) {
+    for (const auto& entry : Resolved(path.second)) {
+      const auto method = boost::to_upper_copy(entry.first.Scalar());
+      if (method != "PARAMETERS") operations.push_back({method, path.first.Scalar(), entry.second});
+    }
   }
+  return operations;
 }
 
 TEST(OpenApiTest, NamesTheRoutesOfTheTableAndOfTheHost) {
@@ -68,11 +73,8 @@ TEST(OpenApiTest, NamesTheRoutesOfTheTableAndOfTheHost) {
                     std::regex_replace(route.sub_path, std::regex("/ID(?=/|$)"), "/{id}"));
   }
   std::set<std::string> described;
-  for (const auto& path : kDescription["paths"]) {
-    ForEachOperation(path.second, [&](const std::string& method, const YAML::Node&) {
-      described.insert(method + " " + path.first.Scalar());
-    });
-  }
+  for (const auto& operation : Operations())
+    described.insert(operation.method + " " + operation.path);
   EXPECT_EQ(described, expected);
 }
 
@@ -96,13 +98,7 @@ class OpenApiAnswersTest : public testing::Test {
 
   void StartAnew() {
     host_.reset();
-    Postgres().Query(
-        "DELETE FROM evidence.evidence_type WHERE id > 5; UPDATE evidence.evidence_type SET name = '', deleted = 0;"
-        "DELETE FROM evidence.evidence_custom WHERE id > 3; DELETE FROM evidence.evidence_option;"
-        "DELETE FROM evidence.evidence_custom_info; DELETE FROM evidence.evidence; DELETE FROM evidence.evidence_file;"
-        "DELETE FROM evidence.operation_log; DELETE FROM filemanager.link;"
-        "ALTER SEQUENCE evidence.evidence_type_id_seq RESTART; ALTER SEQUENCE evidence.evidence_custom_id_seq RESTART;"
-        "ALTER SEQUENCE evidence.evidence_option_id_seq RESTART; ALTER SEQUENCE evidence.evidence_id_seq RESTART");
+    EmptyEvidenceTables();
     host_ = std::make_unique<HostProcess>(SettingsMap(), std::vector<std::string>(), "", Host());
     session_ = Login(host_->WaitUntilListening(), "clara");
     const std::tuple<const char*, const char*, const char*> calls[] = {
@@ -201,11 +197,12 @@ class OpenApiAnswersTest : public testing::Test {
 };
 
 TEST_F(OpenApiAnswersTest, EveryExampleIsAnsweredWithTheKeysOfItsSchema) {
-  for (const auto& path : kDescription["paths"]) {
-    ASSERT_NO_FATAL_FAILURE(StartAnew());
-    const auto own = std::regex_replace(path.first.Scalar(), std::regex("\\{id\\}"), "1");
-    ForEachOperation(path.second,
-                     [&](const std::string& method, const YAML::Node& operation) { PlayAll(method, own, operation); });
+  std::string former;
+  for (const auto& [method, path, description] : Operations()) {
+    if (path != std::exchange(former, path)) {
+      ASSERT_NO_FATAL_FAILURE(StartAnew());
+    }
+    PlayAll(method, std::regex_replace(path, std::regex("\\{id\\}"), "1"), description);
   }
   for (const auto& [key, seen] : seen_)
     EXPECT_TRUE(seen) << "no answer has " << key;

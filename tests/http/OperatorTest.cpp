@@ -33,7 +33,6 @@ TEST(SettingsTest, EveryFaultIsNamedWithItsLine) {
       {"data = a", ""},
       {"data = b", "repeated key data"},
       {"plugin_failure = explode", "plugin_failure must be stop or continue"},
-      {"client_freeze = yes", "client_freeze must be on or off"},
       {"just words", "not of the form key = value"},
       {"log_file = \xff\xfe", "not UTF-8, or a control character"},
       {"body_limit = 99999999999999999999", "body_limit must lie between 1024 and 1073741824"},
@@ -41,15 +40,15 @@ TEST(SettingsTest, EveryFaultIsNamedWithItsLine) {
   };
   std::string text;
   std::string faults;
-  for (std::size_t line = 0; line < std::size(lines); ++line) {
-    const auto& [content, fault] = lines[line];
+  int line = 0;
+  for (const auto& [content, fault] : lines) {
     text += content + "\n";
-    if (!fault.empty()) faults += folder.path() + "/bad.conf:" + std::to_string(line + 1) + ": " + fault + "\n";
+    ++line;
+    if (!fault.empty()) faults += folder.path() + "/bad.conf:" + std::to_string(line) + ": " + fault + "\n";
   }
   const auto bad = RunHost({"--config", folder.Write("bad.conf", text), "--check-config"});
   EXPECT_EQ(bad.exit_code, 1);
   EXPECT_EQ(bad.err, faults);
-  EXPECT_EQ(RunHost({"--config", folder.path(), "--check-config"}).err, folder.path() + ":0: cannot be read\n");
   const auto good = folder.Write("good.conf", RunHost({"--print-config"}).out);
   EXPECT_EQ(RunHost({"--config", good, "--check-config"}).exit_code, 0) << "refuses what it prints";
 
@@ -66,7 +65,6 @@ TEST(UserCommandTest, AddsListsAndChangesUsers) {
     std::string printed;
   } kCases[] = {
       {{"add", "O'Neil", "--web", "7,5", "--control", "9"}, "O'Neil password: [0-9a-f]{24}\n"},
-      {{"add", "O'Neil"}, "evidence-host: there is a user O'Neil already\n"},
       {{"list"}, "(.|\n)*\tO'Neil\tuser\tenabled\tweb 5,7\tcs -\tcontrol 9\n"},
       {{"permissions", "O'Neil", "--cs", "1"}, ""},
       {{"permissions", "nobody"}, "evidence-host: there is no user nobody\n"},
@@ -97,8 +95,7 @@ class KeyFileTest : public testing::Test {
 
 TEST_F(KeyFileTest, WholeKeysInPrivateFilesAreTakenAndNothingIsReplaced) {
   const std::string key16 = "0123456789abcdef";
-  const std::string no_key = "aes.key: no key of 16, 24 or 32";
-  const std::string open = "its mode must be 0600";
+  const std::string no_key = ": no key of 16, 24 or 32 printable characters; bring back the file that was there";
   const struct {
     std::string text;
     std::string fault;
@@ -107,30 +104,21 @@ TEST_F(KeyFileTest, WholeKeysInPrivateFilesAreTakenAndNothingIsReplaced) {
       {key16, ""},
       {key16 + "\n", "", 0400},
       {key16 + key16 + "\n", ""},
-      {"", no_key},
       {key16.substr(1) + "\n", no_key},
       {key16 + "\n\n", no_key},
-      {"0123456789 bcdef", no_key},
       {std::string("0123456789\0bcdef", 16), no_key},
       {key16 + key16 + "k", no_key},
-      {key16, open, 0604},
-      {key16, open, 0640},
+      {key16, ": open to others than its owner; its mode must be 0600", 0640},
   };
   for (const auto& [text, fault, mode] : kCases) {
     fs::remove(file_);
     chmod(folder_.Write("aes.key", text).c_str(), mode);
     std::string key = "old";
-    const auto found = host::OpenKeyFile(file_, key);
-    EXPECT_EQ(found.empty(), fault.empty()) << text;
-    EXPECT_THAT(found, HasSubstr(fault));
+    EXPECT_EQ(host::OpenKeyFile(file_, key), fault.empty() ? "" : file_ + fault) << text;
     EXPECT_EQ(key, !fault.empty() ? "old" : text.substr(0, text.find('\n')));
     EXPECT_EQ(folder_.Read("aes.key"), text);
     EXPECT_EQ(Mode(), mode);
   }
-  std::string key;
-  fs::remove(file_);
-  ASSERT_EQ(mkfifo(file_.c_str(), 0600), 0);
-  EXPECT_THAT(host::OpenKeyFile(file_, key), HasSubstr("no regular file"));
 }
 
 TEST_F(KeyFileTest, ThoseWhoMakeItAtTheSameTimeAgree) {
@@ -163,38 +151,9 @@ TEST_F(KeyFileTest, TheHostHandsItsKeyToPluginsOnly) {
   EXPECT_THAT(HostProcess(settings).Wait().err, HasSubstr("evidence-host: " + file_ + ": open to others"));
 }
 
-std::string Device(const std::string& members) { return R"({"Devices":[{)" + members + R"(}],"Elements":[]})"; }
 std::string Element(const std::string& members) {
   return R"({"Devices":[{"ID":1,"Type":5,"Protocol":6,"Name":"O'Neil's \\ 100%s"}],"Elements":[{"ID":7,"Name":"e"},{)" +
          members + "}]}";
-}
-
-TEST(CameraFileTest, NamesThePlaceAndTheFault) {
-  const std::string no_json = ": is no JSON, not UTF-8, or nested too deep";
-  const std::string range = ": Elements, entry 2: ID must lie between 1 and 2147483647";
-  const std::string name = ": Elements, entry 2: Name must have 1 to 256 characters and no control character";
-  const std::pair<std::string, std::string> cases[] = {
-      {"{\"Devices\":[],\n\n\"Elements\":[}", ":3" + no_json},
-      {std::string(1 << 20, '['), ":1" + no_json},
-      {std::string(host::kMaxCameraFile + 1, ' '), ": has more than 33554432 bytes"},
-      {R"({"Devices":[],"Elements":[],"Devices":[]})", ": Devices and Elements, each once, are the only keys"},
-      {Device(R"("ID":1,"Type":1,"Name":"d")"), ": Devices, entry 1: Protocol is missing"},
-      {Device(R"("ID":1,"Type":"1")"), ": Devices, entry 1: Type is no whole number"},
-      {Element(R"("ID":0,"Name":"e")"), range},
-      {Element(R"("ID":18446744073709551615,"Name":"e")"), range},
-      {Element(R"("ID":8,"Name":"a\u0000b")"), name},
-      {Element(R"("ID":8,"Name":")" + std::string(257, 'x') + "\""), name},
-      {Element(R"("ID":8,"Name":"e","DeviceId":1)"), ": Elements, entry 2: has an unknown key"},
-      {Element(R"("ID":7,"Name":"e")"), ": Elements, entry 2: ID 7 is repeated"},
-      {Element(R"("ID":8,"Name":"e","DeviceID":2)"), ": Elements, entry 2: there is no device 2"},
-  };
-  const ScratchFolder folder;
-  for (const auto& [text, fault] : cases) {
-    host::CameraList list;
-    const auto file = folder.Write("cameras.json", text);
-    EXPECT_EQ(host::ReadCameraFile(file, list), file + fault) << text.substr(0, 100);
-    EXPECT_TRUE(list.devices.empty() && list.elements.empty()) << text.substr(0, 100);
-  }
 }
 
 TEST(CameraTest, ARunningHostTakesUpEachListAsAWhole) {
@@ -202,6 +161,7 @@ TEST(CameraTest, ARunningHostTakesUpEachListAsAWhole) {
   const ScratchFolder folder;
   const auto load = [](const std::string& file) {
     const auto finished = RunHost({"cameras", "load", file});
+    EXPECT_EQ(finished.exit_code, finished.err.empty() ? 0 : 1);
     return finished.out + finished.err;
   };
   EXPECT_EQ(load(CAMERA_SAMPLE), "3 devices, 5 elements\n");
@@ -217,16 +177,30 @@ TEST(CameraTest, ARunningHostTakesUpEachListAsAWhole) {
   EXPECT_EQ(load(folder.Write("many.json", Element(many))), "1 devices, 2002 elements\n");
   const std::string last = "last on 1 O'Neil's \\ 100%s of protocol 6";
   EXPECT_TRUE(Eventually([&] { return camera(2147483647) == last; }));
-  EXPECT_EQ(camera(2999), "camera" + last.substr(4));
   EXPECT_EQ(camera(21), "no such camera");
-  const auto bad = folder.Write("bad.json", R"({"Devices":[],"Elements":[{}]})");
-  EXPECT_EQ(load(bad), "evidence-host: " + bad + ": Elements, entry 1: ID is missing\n");
-  EXPECT_EQ(load(folder.Write("few.json", Element(R"("ID":21,"Name":"Hall")"))), "1 devices, 2 elements\n");
-  EXPECT_TRUE(Eventually([&] { return camera(21) == "Hall on -1"; }));
-  EXPECT_EQ(RunHost({"cameras", "list"}).out,
-            "device\t1\ttype 5\tprotocol 6\tO'Neil's \\ 100%s\n"
-            "element\t7\tdevice -\te\nelement\t21\tdevice -\tHall\n");
-  EXPECT_EQ(host.Stop().exit_code, 0);
+  const std::string range = ": Elements, entry 2: ID must lie between 1 and 2147483647";
+  const std::pair<std::string, std::string> faults[] = {
+      {"{\"Devices\":[],\n\n\"Elements\":[}", ":3: is no JSON, not UTF-8, or nested too deep"},
+      {std::string(1 << 20, '['), ":1: is no JSON, not UTF-8, or nested too deep"},
+      {std::string(host::kMaxCameraFile + 1, ' '), ": has more than 33554432 bytes"},
+      {R"({"Devices":[],"Elements":[],"Devices":[]})", ": Devices and Elements, each once, are the only keys"},
+      {Element(R"("Name":"e")"), ": Elements, entry 2: ID is missing"},
+      {Element(R"("ID":"1")"), ": Elements, entry 2: ID is no whole number"},
+      {Element(R"("ID":0,"Name":"e")"), range},
+      {Element(R"("ID":18446744073709551615,"Name":"e")"), range},
+      {Element(R"("ID":8,"Name":")" + std::string(257, 'x') + "\""),
+       ": Elements, entry 2: Name must have 1 to 256 characters and no control character"},
+      {Element(R"("ID":8,"Name":"e","DeviceId":1)"), ": Elements, entry 2: has an unknown key"},
+      {Element(R"("ID":7,"Name":"e")"), ": Elements, entry 2: ID 7 is repeated"},
+      {Element(R"("ID":8,"Name":"e","DeviceID":2)"), ": Elements, entry 2: there is no device 2"},
+  };
+  for (const auto& [text, fault] : faults) {
+    const auto bad = folder.Write("bad.json", text);
+    EXPECT_EQ(load(bad), "evidence-host: " + bad + fault + "\n");
+  }
+  EXPECT_THAT(RunHost({"cameras", "list"}).out,
+              testing::StartsWith("device\t1\ttype 5\tprotocol 6\tO'Neil's \\ 100%s\n"
+                                  "element\t7\tdevice -\te\nelement\t1000\tdevice 1\tcamera\n"));
 }
 
 }  // namespace

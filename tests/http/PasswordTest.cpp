@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <array>
+#include <algorithm>
 #include <atomic>
 #include <map>
 #include <memory>
@@ -97,24 +97,19 @@ TEST_F(PasswordTest, EachCheckHasItsAnswerAndWrongPasswordsCountAgainstTheName) 
     int counted = 0;
   } kCases[] = {
       {{}, "0 anna true"},
-      {{"chief"}, "0 chief true"},
       {{"town\\bert", kPassword, kDomainAccount}, "0 town\\bert true"},
       {{"anna", Sealed(kPassword), 0, kSessionEncrypted}, "0 anna true"},
       {{"anna", Sealed("wrong"), 0, kSessionEncrypted}, "201 anna", 1},
       {{"anna", Sealed(kPassword), 0, kSessionEncrypted, "unknown"}, "213 -1"},
       {{"anna", kPassword, 0, kSessionEncrypted}, "213 -1"},
       {{"anna", kPassword, 0, 1}, "213 -1"},
-      {{"anna", kPassword, 0, -1}, "213 -1"},
       {{"anna", "wrong", kDomainAccount}, "214 -1"},
       {{"town\\bert", "wrong", kLocalAccount}, "214 -1"},
-      {{"town\\bert", "wrong", 1}, "214 -1"},
       {{"dismissed"}, "210 dismissed"},
       {{"dismissed", "wrong"}, "201 dismissed", 1},
       {{"anna", "wrong"}, "201 anna", 1},
-      {{"anna", ""}, "201 anna", 1},
       {{"Anna"}, "201 -1", 1},
       {{"nobody"}, "201 -1", 1},
-      {{""}, "201 -1", 1},
       {{std::string(100'000, 'x')}, "201 -1", 1},
       {{"anna' OR 'a'='a"}, "201 -1", 1},
   };
@@ -130,11 +125,11 @@ TEST_F(PasswordTest, EachCheckHasItsAnswerAndWrongPasswordsCountAgainstTheName) 
 }
 
 TEST_F(PasswordTest, UsersAndClientsFreezeAtTheirLimitsAndTimeLiftsIt) {
-  for (int i = 0; i < kUserTries - 1; ++i)
-    EXPECT_EQ(Check({"anna", "wrong"}), "201 anna");
+  EXPECT_EQ(Check({"anna", "wrong"}), "201 anna");
   EXPECT_EQ(Check({}), "0 anna true") << "clears the count";
-  for (int i = 0; i < kUserTries; ++i)
-    EXPECT_EQ(Check({"anna", "wrong"}), "201 anna");
+  std::atomic<int> tried = 0;
+  OnManyThreads([&] { tried += Check({"anna", "wrong"}) == "201 anna" ? 1 : 0; });
+  EXPECT_EQ(tried, kUserTries);
   EXPECT_TRUE(IsUserFreeze(ids_.at("anna"), "anna"));
   EXPECT_EQ(Check({}), "206 -1");
   EXPECT_EQ(Check({"anna", "not sealed", 0, kSessionEncrypted}), "206 -1") << "before the password is looked at";
@@ -144,34 +139,25 @@ TEST_F(PasswordTest, UsersAndClientsFreezeAtTheirLimitsAndTimeLiftsIt) {
     EXPECT_FALSE(IsClientFreeze(kClient));
     AddLoginFailCount(kClient);
   }
-  EXPECT_TRUE(IsClientFreeze(kClient));
   EXPECT_EQ(Check({}), "262 -1") << "the client's before the user's";
   EXPECT_EQ(Check({.client = "10.0.0.8"}), "206 -1");
   now_ += kFreeze;
   EXPECT_EQ(Check({}), "0 anna true");
 }
 
-TEST_F(PasswordTest, ChecksAtOnceTryNoMorePasswordsThanTheLimit) {
-  std::atomic<int> tried = 0;
-  OnManyThreads([&] { tried += Check({"anna", "wrong"}) == "201 anna" ? 1 : 0; });
-  EXPECT_EQ(tried, kUserTries);
-}
-
 TEST_F(PasswordTest, ControlPermissionsAreReadAtEachCall) {
-  const auto held = [](const std::string& sql, const std::set<std::pair<ClientKind, int>>& annas) {
-    Postgres().Query("UPDATE platform.users SET enabled = " + sql);
+  const auto holders = [](const std::string& enabled, const std::set<std::pair<ClientKind, int>>& annas) {
+    Postgres().Query("UPDATE platform.users SET enabled = " + enabled);
     EXPECT_EQ(host::SetPermissions("anna", annas), "");
     std::string names;
     for (const auto& [name, id] : ids_)
       names += HaveControlClientPermission(43, id) ? name + " " : "";
     return names;
   };
-  EXPECT_EQ(held("true", {{ClientKind::kWeb, 43}, {ClientKind::kCs, 43}, {ClientKind::kControl, 44}}), "chief ");
-  EXPECT_EQ(held("true", {{ClientKind::kControl, 43}}), "anna chief ");
-  EXPECT_FALSE(HaveControlClientPermission(43, -1));
-  EXPECT_EQ(held("false", {{ClientKind::kControl, 43}}), "");
-  EXPECT_EQ(held("name <> 'chief'", {{ClientKind::kControl, 43}}), "anna ");
-  EXPECT_EQ(held("true", {}), "chief ");
+  EXPECT_EQ(holders("true", {{ClientKind::kWeb, 43}, {ClientKind::kCs, 43}, {ClientKind::kControl, 44}}), "chief ");
+  EXPECT_EQ(holders("name <> 'chief'", {{ClientKind::kControl, 43}}), "anna ");
+  EXPECT_EQ(holders("false", {{ClientKind::kControl, 43}}), "");
+  EXPECT_EQ(holders("true", {}), "chief ");
   manager_->UnInitialize(platform::kPlatformDbId);
   EXPECT_FALSE(HaveControlClientPermission(43, ids_.at("chief")));
 }
@@ -188,19 +174,17 @@ TEST_F(PasswordTest, AccountsAreRememberedForALifetimeAndFailuresNever) {
   EXPECT_EQ(ask(ids_.at("town\\bert")), "0 town\\bert 3");
   EXPECT_EQ(ask(9001), "202");
   Postgres().Query("INSERT INTO platform.users (id, name, password_hash) VALUES (9001, 'new', '')");
-  now_ += host::Accounts::kLifetime - std::chrono::milliseconds(1);
   EXPECT_EQ(ask(9001), "202");
-  now_ += std::chrono::milliseconds(1);
+  now_ += host::Accounts::kLifetime;
   EXPECT_EQ(ask(9001), "0 new 2");
   Postgres().Query("UPDATE platform.users SET name = 'renamed' WHERE id = 9001");
   for (int id = 100'000; id < 100'000 + static_cast<int>(host::Accounts::kLimit); ++id)
     ASSERT_EQ(ask(id), "202");
   EXPECT_EQ(ask(9001), "0 renamed 2") << "many ids push it out";
   manager_->UnInitialize(platform::kPlatformDbId);
-  EXPECT_EQ(ask(9001), "0 renamed 2");
   EXPECT_EQ(ask(ids_.at("anna")), "15");
   ASSERT_TRUE(manager_->Initialize(platform::kPlatformDbId, 1, 1, true));
-  EXPECT_EQ(ask(ids_.at("anna")), "0 anna 2");
+  EXPECT_EQ(ask(ids_.at("anna")), "0 anna 2") << "a failure was remembered";
 }
 
 TEST(LoginTest, FreezesTheUserFirstThenTheClient) {
@@ -218,95 +202,84 @@ TEST(LoginTest, FreezesTheUserFirstThenTheClient) {
   for (const auto& [name, password, status] : tries)
     EXPECT_EQ(Ask(host.port(), "POST", "/login", "", LoginText(name, password)).status, status) << name << password;
   EXPECT_EQ(Ask(host.port(), "GET", "/Echo", session).status, 200) << "who is logged in already stays so";
-  EXPECT_EQ(host.Stop().exit_code, 0);
 }
 
 TEST(LoginTest, LoginsAtOnceTryNoMorePasswordsThanTheLimit) {
   HostProcess host(SettingsMap{{"plugins", ""}, {"user_tries", "100"}, {"client_tries", "3"}, {"login_workers", "16"}});
-  const int port = host.WaitUntilListening();
+  host.WaitUntilListening();
   std::atomic<int> number = 0;
   std::atomic<int> tried = 0;
   OnManyThreads([&] {
     const auto name = "guessed" + std::to_string(++number);
-    const int status = Ask(port, "POST", "/login", "", LoginText(name, "wrong")).status;
-    EXPECT_TRUE(status == 401 || status == 429) << status;
-    tried += status == 401 ? 1 : 0;
+    tried += Ask(host.port(), "POST", "/login", "", LoginText(name, "wrong")).status == 401 ? 1 : 0;
   });
   EXPECT_EQ(tried, 3);
 }
 
-/// Three tries, and four keys.
-class FailedTriesTest : public testing::Test {
- protected:
-  void CountTimes(const std::string& key, int times) {
-    for (int i = 0; i < times; ++i)
-      tries_.CountFailed(key);
+TEST(FailedTriesTest, EachCourseOfTriesLeavesItsNumber) {
+  const struct {
+    const char* rule;
+    /// f: a failed try, u: one begun and not tried, r: a right one, l: the same, begun before all others,
+    /// w: a minute less than the freeze passes, m: a minute.
+    std::string course;
+    int left;
+  } kCourses[] = {
+      {"counted", "ff", 1},
+      {"an untried one changes nothing", "fu", 2},
+      {"a right one forgets", "ffr", 3},
+      {"but time alone lifts a freeze", "fffl", 0},
+      {"a failed one does not put its end off", "fffwf", 0},
+      {"and the count starts anew", "fffwfm", 3},
+      {"short of it the last failed one counts", "fwfw", 1},
+      {"and is forgotten in the same time", "fwfwm", 3},
+  };
+  for (const auto& [rule, course, left] : kCourses) {
+    FailedTries::Clock::time_point now{};
+    FailedTries tries({3, kFreeze}, [&now] { return now; });
+    auto late = course.ends_with('l') ? tries.Begin("a") : std::nullopt;
+    for (const char step : course) {
+      if (step == 'f') tries.CountFailed("a");
+      if (step == 'u') tries.Begin("a").reset();
+      if (step == 'r') tries.Begin("a")->Succeeded();
+      if (step == 'l') late->Succeeded();
+      now += minutes(step == 'w' ? kFreeze.count() - 1 : step == 'm' ? 1 : 0);
+    }
+    EXPECT_EQ(tries.Left("a"), left) << rule;
+    EXPECT_EQ(tries.IsFrozen("a"), left == 0) << rule;
+    EXPECT_TRUE(tries.Begin("A"));
   }
-
-  FailedTries::Clock::time_point now_{};
-  FailedTries tries_{{3, kFreeze, true, 4}, [this] { return now_; }};
-};
-
-TEST_F(FailedTriesTest, TheTryAtTheLimitFreezesItsKeyForAFixedTime) {
-  for (const int left : {3, 2, 1}) {
-    EXPECT_FALSE(tries_.IsFrozen("a"));
-    EXPECT_EQ(tries_.Left("a"), left);
-    tries_.Begin("a")->Failed();
-  }
-  EXPECT_FALSE(tries_.Begin("a"));
-  EXPECT_TRUE(tries_.Begin("A"));
-  now_ += kFreeze - minutes(1);
-  tries_.CountFailed("a");
-  EXPECT_TRUE(tries_.IsFrozen("a"));
-  EXPECT_EQ(tries_.Left("a"), 0);
-  now_ += minutes(1);
-  EXPECT_EQ(tries_.Left("a"), 3) << "the count starts anew";
-
-  tries_.CountFailed("a");
-  now_ += kFreeze - minutes(1);
-  tries_.CountFailed("a");
-  now_ += kFreeze - minutes(1);
-  EXPECT_EQ(tries_.Left("a"), 1);
-  now_ += minutes(1);
-  EXPECT_EQ(tries_.Left("a"), 3) << "short of a freeze, forgotten after the last failed try";
 }
 
-TEST_F(FailedTriesTest, ARightTryForgetsAndAnUntriedOneChangesNothing) {
-  tries_.CountFailed("a");
-  tries_.Begin("a").reset();
-  EXPECT_EQ(tries_.Left("a"), 2);
-  tries_.Begin("a")->Succeeded();
-  EXPECT_EQ(tries_.Left("a"), 3);
-  auto late = tries_.Begin("a");
-  CountTimes("a", 3);
-  late->Succeeded();
-  EXPECT_TRUE(tries_.IsFrozen("a")) << "time alone lifts a freeze";
-}
-
-TEST_F(FailedTriesTest, ManyKeysGiveUpCountsBeforeFreezes) {
+TEST(FailedTriesTest, ManyKeysGiveUpCountsBeforeFreezes) {
+  FailedTries tries({3, kFreeze, true, 4});
+  const auto freeze = [&tries](const std::string& key) {
+    for (int i = 0; i < 3; ++i)
+      tries.CountFailed(key);
+  };
   const std::string long_key(1 << 20, 'x');
-  CountTimes(long_key, 3);
-  auto held = tries_.Begin("held");
+  freeze(long_key);
+  auto held = tries.Begin("held");
   for (int i = 0; i < 1000; ++i)
-    CountTimes("name" + std::to_string(i), 1);
-  EXPECT_TRUE(tries_.IsFrozen(long_key));
-  EXPECT_FALSE(tries_.IsFrozen(long_key + "y"));
-  EXPECT_EQ(tries_.Left("name998"), 2);
-  EXPECT_EQ(tries_.Left("name997"), 3) << "more keys than allowed are kept";
+    tries.CountFailed("name" + std::to_string(i));
+  EXPECT_TRUE(tries.IsFrozen(long_key));
+  EXPECT_FALSE(tries.IsFrozen(long_key + "y"));
+  EXPECT_EQ(tries.Left("name998"), 2);
+  EXPECT_EQ(tries.Left("name997"), 3) << "more keys than allowed are kept";
   held->Failed();
-  EXPECT_EQ(tries_.Left("held"), 2);
+  EXPECT_EQ(tries.Left("held"), 2);
   for (const char* const key : {"held", "name999", "name998"})
-    CountTimes(key, 3);
-  CountTimes("new", 1);
-  EXPECT_FALSE(tries_.IsFrozen(long_key)) << "with freezes alone, the one that lifts next gives way";
-  EXPECT_TRUE(tries_.IsFrozen("held"));
-  EXPECT_EQ(tries_.Left("new"), 2);
+    freeze(key);
+  tries.CountFailed("new");
+  EXPECT_FALSE(tries.IsFrozen(long_key)) << "with freezes alone, the one that lifts next gives way";
+  EXPECT_TRUE(tries.IsFrozen("held"));
+  EXPECT_EQ(tries.Left("new"), 2);
 }
 
-TEST_F(FailedTriesTest, WrongTriesAtOnceNeverPassTheLimitAndRightOnesOnlyWait) {
+TEST(FailedTriesTest, WrongTriesAtOnceNeverPassTheLimitAndRightOnesOnlyWait) {
+  FailedTries three({3, kFreeze});
   std::atomic<int> tried = 0;
   OnManyThreads([&] {
-    while (auto leave = tries_.Begin("wrong")) {
+    while (auto leave = three.Begin("wrong")) {
       ++tried;
       std::this_thread::yield();
       leave->Failed();
@@ -328,58 +301,50 @@ TEST_F(FailedTriesTest, WrongTriesAtOnceNeverPassTheLimitAndRightOnesOnlyWait) {
 }
 
 constexpr char kKey[] = "00112233445566778899aabbccddeeff00112233445566778899aabbccddeeff";
-const std::string kRefused = "refused";
-
-std::string Open(const std::string& sealed, const std::string& key = kKey) {
+/// What a text sealed under kKey opens to.
+std::string Open(const std::string& sealed) {
   std::string plain = "left from before";
-  if (host::OpenSealedText(plain, sealed, key)) return plain;
-  return plain.empty() ? kRefused : "refused, and left " + plain;
+  return host::OpenSealedText(plain, sealed, kKey) ? plain : "refused" + plain;
 }
 
 TEST(SealedTextTest, TheCommandAndTheHostOpenEachOthersTexts) {
-  // Around the size of a block, beyond ASCII, with a NUL, the longest.
-  for (const auto& plain :
-       {std::string(), std::string("fifteen letters"), std::string("sixteen letters."), std::string("пароль'$\"\\"),
-        std::string("a\0b", 3), std::string(host::kMaxSealedPlain, 'x')}) {
+  for (const auto& plain : {std::string(), std::string("sixteen letters."), std::string("пароль'$\"\\\0b", 17),
+                            std::string(host::kMaxSealedPlain, 'x')}) {
     EXPECT_EQ(Open(Openssl("-A", plain, kKey)), plain);
     EXPECT_EQ(Open(Openssl("", plain, kKey)), plain) << "in lines of 64";
-    std::string sealed = "left from before";
+    std::string sealed;
     std::string again;
-    ASSERT_TRUE(host::SealText(sealed, plain, kKey));
-    ASSERT_TRUE(host::SealText(again, plain, kKey));
+    EXPECT_TRUE(host::SealText(sealed, plain, kKey) && host::SealText(again, plain, kKey));
     EXPECT_EQ(Openssl("-d -A", sealed, kKey), plain);
     EXPECT_NE(again, sealed) << "no salt of its own";
   }
   const std::string over(host::kMaxSealedPlain + 1, 'x');
-  std::string sealed = "left from before";
+  std::string sealed;
   EXPECT_FALSE(host::SealText(sealed, over, kKey));
-  EXPECT_EQ(sealed, "");
-  EXPECT_EQ(Open(Openssl("-A", over, kKey)), kRefused);
+  EXPECT_EQ(Open(Openssl("-A", over, kKey)), "refused");
 }
 
 TEST(SealedTextTest, OtherTextsAreRefused) {
   const std::string plain = "correct horse battery staple";
   const auto sealed = Openssl("-A", plain, kKey);
   // Whole blocks of a wrong text open by chance now and then, but never to this one.
-  EXPECT_NE(Open(sealed, std::string(64, '0')), plain);
-  EXPECT_NE(Open(Openssl("-A -iter 9999", plain, kKey)), plain);
-  for (std::size_t length = 0; length < sealed.size(); ++length)
-    EXPECT_TRUE(length % 4 == 0 ? Open(sealed.substr(0, length)) != plain : Open(sealed.substr(0, length)) == kRefused);
+  EXPECT_NE(Open(Openssl("-A", plain, std::string(64, '0'))), plain);
   std::vector<std::string> texts = {"A===",
                                     "AA=A",
                                     "U2FsdGVkX18AAAAAAAAAAA==",                  // no text behind the salt
                                     "U2FsdGVkX18AAAAAAAAAAAAAAAAAAAAAAAAAAAAA",  // no whole block
                                     Openssl("-A -S 0011223344556677", plain, kKey),
-                                    std::string(1 << 20, '\n'),
                                     "U2FsdGVkX18" + std::string((1 << 20) + 1, 'A')};
   for (const char bad : {'-', ' ', '\0', '=', '\x80'}) {
-    for (const std::size_t at : {std::size_t{0}, std::size_t{5}, sealed.size() / 2}) {
-      texts.push_back(sealed);
-      texts.back()[at] = bad;
-    }
+    for (const std::size_t at : {std::size_t{5}, sealed.size() / 2})
+      texts.push_back(std::string(sealed).replace(at, 1, 1, bad));
+  }
+  for (std::size_t length = 0; length < sealed.size(); ++length) {
+    EXPECT_NE(Open(sealed.substr(0, length)), plain);
+    if (length % 4 != 0) texts.push_back(sealed.substr(0, length));
   }
   for (const auto& text : texts)
-    EXPECT_EQ(Open(text), kRefused) << text.substr(0, 60);
+    EXPECT_EQ(Open(text), "refused") << text.substr(0, 60);
 }
 
 TEST(SessionsTest, EndWhenIdleAndAtTheLimitTheLongestIdleGoes) {

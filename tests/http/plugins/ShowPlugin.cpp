@@ -66,15 +66,14 @@ std::string Camera(const SHttpRequest& request) {
   return text + " " + base.device_name + " of protocol " + std::to_string(device->GetProtocolType());
 }
 
-/// The reply of another plugin's API to the request's body.
-std::string CallApi(const std::string& api, const SHttpRequest& request) {
-  const auto data = std::make_shared<plugin_comm::CPluginCommData>(request.request_body, nullptr, 0);
+/// The reply of another plugin's API; the body names it, and behind a blank what to tell it.
+std::string CallApi(const SHttpRequest& request) {
+  const auto api = request.request_body.substr(0, request.request_body.find(' '));
+  const auto data = std::make_shared<plugin_comm::CPluginCommData>(request.request_body.substr(api.size()), nullptr, 0);
   std::shared_ptr<plugin_comm::IPluginCommData> reply;
   if (!plugin_comm::IPluginCommManager::Instance()->Request(reply, api, data, "")) return "no reply";
   return std::dynamic_pointer_cast<plugin_comm::CPluginCommData>(reply)->JsonTxt();
 }
-std::string CreateEvidences(const SHttpRequest& request) { return CallApi("/API/Evidence/V1/Evidence", request); }
-std::string ListTypes(const SHttpRequest& request) { return CallApi("/API/Evidence/V1/Evidence/Type", request); }
 
 std::string Throw(const SHttpRequest&) { throw std::runtime_error("thrown on purpose"); }
 
@@ -91,8 +90,7 @@ extern "C" PLATFORM_API bool Init() {
   return serve("/Echo", kelp::kMethodPut, Echo) && serve("/Echo/ID/Sub/ID", kelp::kMethodGet, Echo) &&
          serve("/Gate", kelp::kMethodPost, Gate) && serve("/WhoAmI", kelp::kMethodGet, WhoAmI) &&
          serve("/KeyText", kelp::kMethodGet, KeyText) && serve("/Camera/ID", kelp::kMethodGet, Camera) &&
-         serve("/Throw", kelp::kMethodGet, Throw) && serve("/Api/Evidence", kelp::kMethodPost, CreateEvidences) &&
-         serve("/Api/Type", kelp::kMethodPost, ListTypes) &&
+         serve("/Throw", kelp::kMethodGet, Throw) && serve("/Api", kelp::kMethodPost, CallApi) &&
          serve("/Nothing", kelp::kMethodGet, [](const SHttpRequest&) { return std::string(); });
 }
 
