@@ -174,12 +174,11 @@ struct Permissions final : kelp::IClientPermissionApi {
 
 struct SystemAndLog final : kelp::ISystemAndLogAPI, Noting {
   using Noting::Noting;
-  bool accept = true;
   std::vector<std::string> increments;  ///< "type id method"; those of several threads all come
   bool AddIncreResouce(int type, std::uint64_t id, int method) override {
     const std::lock_guard lock(mutex_);
     increments.push_back(Words(type, id, method));
-    return accept;
+    return true;
   }
   int WriteOperatorLog(const std::string&, int log_type, std::int64_t object_id, const std::string& name, int,
                        const std::string&, int, int sub_code) override {
@@ -228,16 +227,10 @@ struct Comm final : plugin_comm::IPluginCommManager, Noting {
   }
 };
 
+/// Nothing ever changed.
 struct Increments final : platform::IIncreResourceBackend {
   using Change = TarnPlatform::IncreResource::CIncreResourceStructInterface;
-  bool readable = true;
-  std::vector<std::shared_ptr<Change>> changes;
-  std::vector<std::pair<std::uint32_t, int>> asked;
-  bool ChangesAfter(std::vector<std::shared_ptr<Change>>& out, std::uint32_t version, int source_type) override {
-    asked.emplace_back(version, source_type);
-    out = changes;
-    return readable;
-  }
+  bool ChangesAfter(std::vector<std::shared_ptr<Change>>&, std::uint32_t, int) override { return true; }
 };
 
 /// Refuses names that begin with "refused".
