@@ -229,8 +229,9 @@ class EvidenceLoadTest : public PluginTest {
   void LeadALife(const HttpConnection& connection, const std::string& guid) {
     const auto created =
         Do(connection, "create", "POST", kV1, R"({"Evidence":{"Status":1,"Name":"n","Guid":")" + guid + "\"}}", guid);
+    static const std::regex kId(R"("Evidence":\{"ID":(\d+))");  // threads must not make one each: not safe in libstdc++
     std::smatch found;
-    if (!std::regex_search(created, found, std::regex(R"("Evidence":\{"ID":(\d+))"))) return;
+    if (!std::regex_search(created, found, kId)) return;
     const std::string id = found[1];
     Do(connection, "search", "GET", kV1,
        R"({"EvidenceQueryReq":{"PageIndex":1,"PageSize":2,"Filter":{"KeywordType":-1,"Keyword":")" + guid + "\"}}}",
