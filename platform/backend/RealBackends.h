@@ -38,11 +38,6 @@ PLATFORM_API std::shared_ptr<plugin_comm::IPluginCommManager> MakePluginCommMana
 /// its first registration. All operations may be called on any thread.
 class IRouteTable : public kelp::IMsgBus {
  public:
-  struct Registration {
-    int method_code = 0;
-    int route_mode = 0;
-    std::string capability;
-  };
   struct Match {
     kelp::UrlCallback callback;
     std::vector<std::int32_t> url_ids;
@@ -50,8 +45,6 @@ class IRouteTable : public kelp::IMsgBus {
   /// The callback of `path` with the numbers at its ID segments; none when no route has that path. A
   /// path of words wins over one with ID.
   virtual std::optional<Match> Find(std::string_view path) const = 0;
-  /// What was registered at `url`, in the order of the method codes.
-  virtual std::vector<Registration> RegistrationsOf(const std::string& url) const = 0;
 };
 PLATFORM_API std::shared_ptr<IRouteTable> MakeRouteTable();
 

@@ -1,5 +1,6 @@
 #include <map>
 #include <mutex>
+#include <set>
 #include <shared_mutex>
 #include <string_view>
 #include <utility>
@@ -51,13 +52,13 @@ class RouteTable final : public IRouteTable {
     return RegisterUrlWithCapability(url, method_code, route_mode, callback, {});
   }
 
-  bool RegisterUrlWithCapability(const std::string& url, int method_code, int route_mode,
-                                 const kelp::UrlCallback& callback, const std::string& capability) override {
+  /// Modes and capabilities are the platform's own; nothing here asks for them.
+  bool RegisterUrlWithCapability(const std::string& url, int method_code, int, const kelp::UrlCallback& callback,
+                                 const std::string&) override {
     if (!url.starts_with('/') || !callback) return false;
     const std::unique_lock lock(mutex_);
     Route& route = routes_[SegmentsOf(url)];
-    if (!route.registrations.try_emplace(method_code, Registration{method_code, route_mode, capability}).second)
-      return false;
+    if (!route.methods.insert(method_code).second) return false;
     if (!route.callback) route.callback = callback;
     return true;
   }
@@ -77,21 +78,11 @@ class RouteTable final : public IRouteTable {
     return std::nullopt;
   }
 
-  std::vector<Registration> RegistrationsOf(const std::string& url) const override {
-    const std::shared_lock lock(mutex_);
-    std::vector<Registration> registrations;
-    const auto found = routes_.find(SegmentsOf(url));
-    if (found == routes_.end()) return registrations;
-    for (const auto& [method_code, registration] : found->second.registrations)
-      registrations.push_back(registration);
-    return registrations;
-  }
-
  private:
   struct Route {
     /// Of the first registration: it decides about methods itself.
     kelp::UrlCallback callback;
-    std::map<int, Registration> registrations;
+    std::set<int> methods;
   };
 
   mutable std::shared_mutex mutex_;

@@ -183,6 +183,16 @@ const Change kChanges[] = {
      "'m',0); | key option | add option (102, 'o',100,0); | !Insert evidences custom failed. | 0-15 | refused: 8 c "
      "0-15 | 6 A 0-15 | 100 n 0-15 | 101 m 0-15 | now:  6:a 8:c",
      "delete custom|name custom|add custom"},
+    {"what keeps its options is still served", kCustom, "6:a:0:1=x|7:b", "7:b",
+     "delete custom 6; | delete option custom_id = 6; | !Delete evidences custom options failed. | 0-15 | refused: 6 a "
+     "0-15 "
+     "| now:  6:a,1=x 7:b",
+     "delete option custom_id"},
+    {"options that cannot be added end the batch", kCustom, "6:a:0:1=x|7:b:0:2=y", "6:a:0:1=x,-1=n|7:b:1",
+     "name custom 6 'a', 0;name custom 7 'b', 1; | key option | name option 1 'x'; | add option (100, 'n',6,0); | "
+     "!Insert "
+     "custom option failed. | 0-15 | refused: 6 a 0-15 | now:  6:a,1=x 7:b,2=y",
+     "add option"},
     {"values stay of what is gone", kCustom, "2:|6:a", "",
      "delete custom 2;delete custom 6; | delete option custom_id = 2;delete option custom_id = 6; | delete custom_info "
      "custom_id = 2;delete custom_info custom_id = 6; | !Delete evidences custom options failed. | incre 13005 2 2 | "
