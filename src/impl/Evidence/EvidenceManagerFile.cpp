@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
@@ -72,7 +73,7 @@ bool CEvidenceManager::CheckFileBatch(const std::list<EvidenceFilePtr>& files) {
     EVIDENCE_LOG(kLogFailure, "[%s]Get Evidence file count failed, evidence-id[%d].[%s(%d)]", evidence_id);
     return false;
   }
-  if (count + files.size() > Limits::kFilesOfEvidence) {
+  if (std::cmp_greater(count + std::ssize(files), Limits::kFilesOfEvidence)) {
     EVIDENCE_LOG(kLogFailure, "[%s]The number of evidence associated files exceeds the limit, evidence-id[%d].[%s(%d)]",
                  evidence_id);
     return Fail(kTooManyFiles);
