@@ -106,6 +106,7 @@ TEST_F(MessagesTest, EvidencesAreAnsweredAsTheyWereSent) {
     ExpectAnswer("evidence_id_get_plain", pdu_.EncodeEvidenceIDGetRsp(response_, {}, changed, field));
   }
   ExpectAnswer("evidence_get_empty", pdu_.EncodeEvidenceGetRsp(response_, {0, 9820, {}}, {}, false, {}, "FileList"));
+  ExpectAnswer("evidence_guid_get", pdu_.EncodeEvidenceGUIDGetRsp(response_, "0A-1B"));
 }
 
 TEST_F(MessagesTest, AnswersTellTheNamesThatHoldNow) {
