@@ -3,6 +3,7 @@
 #include <string>
 #include <string_view>
 
+#include "Common/Operation.h"
 #include "Common/PluginConstants.h"
 #include "OrvBase/Log.h"
 
@@ -31,16 +32,24 @@ inline std::string QualifiedFunctionName(std::string_view signature) {
 
 }  // namespace Evidence
 
-/// Writes one log line. `text` is one literal that begins with "[%s]" for the function and ends with
-/// "[%s(%d)]" for the source position; the arguments between follow it.
-#define EVIDENCE_LOG(level, text, ...) EVIDENCE_TAGGED_LOG(::Evidence::kLogTag, level, text __VA_OPT__(, ) __VA_ARGS__)
+/// Writes one log line under the name of the function it stands in. `text` is one literal that begins with "[%s]" for
+/// the function and ends with "[%s(%d)]" for the source position; the arguments between follow it.
+#define EVIDENCE_LOG(level, text, ...) \
+  EVIDENCE_LINE(::Evidence::kLogTag, __PRETTY_FUNCTION__, level, text __VA_OPT__(, ) __VA_ARGS__)
 
-/// The same under another tag.
-#define EVIDENCE_TAGGED_LOG(tag, level, text, ...)                                                                     \
+/// The same under the name of the operation on whose behalf a helper works.
+#define EVIDENCE_LOG_OF(operation, level, text, ...) \
+  EVIDENCE_LINE(::Evidence::kLogTag, (operation).function_name(), level, text __VA_OPT__(, ) __VA_ARGS__)
+
+/// The same for the rules on devices, which have a tag of their own.
+#define EVIDENCE_DEVICE_LOG_OF(operation, level, text, ...) \
+  EVIDENCE_LINE(::Evidence::kDeviceLogTag, (operation).function_name(), level, text __VA_OPT__(, ) __VA_ARGS__)
+
+#define EVIDENCE_LINE(tag, signature, level, text, ...)                                                                \
   do {                                                                                                                 \
     if (Orv::Base::details::IsLogLevelOn(level)) {                                                                     \
       Orv::Base::details::ITarnFormatLog(                                                                              \
-          level, tag, text, ::Evidence::QualifiedFunctionName(__PRETTY_FUNCTION__).c_str() __VA_OPT__(, ) __VA_ARGS__, \
-          __FILE__, __LINE__);                                                                                         \
+          level, tag, text, ::Evidence::QualifiedFunctionName(signature).c_str() __VA_OPT__(, ) __VA_ARGS__, __FILE__, \
+          __LINE__);                                                                                                   \
     }                                                                                                                  \
   } while (false)

@@ -23,6 +23,14 @@ struct Action {
   Handler handler = nullptr;
 };
 
+/// Which requests a dispatcher logs.
+enum class RequestLog {
+  kNone,
+  kPost,
+  kAllButDelete,  ///< a DELETE carries passwords
+  kTraffic,       ///< all, and their answers
+};
+
 struct Dispatcher {
   enum class Ids { kAny, kOne, kOneOnGet };
   /// How many ids the path must hold; another number is (0, 2), whatever the method.
@@ -31,6 +39,8 @@ struct Dispatcher {
   std::array<Action, kMethodCount> actions;
   /// Any other method code.
   Action other{Action::Kind::kNothing};
+  bool clears_last_error = true;
+  RequestLog log = RequestLog::kNone;
 };
 
 inline constexpr Action kReject{Action::Kind::kReject};
@@ -38,35 +48,43 @@ inline constexpr Action kRejectSilently{Action::Kind::kRejectSilently};
 constexpr Action Handle(Handler handler) { return {Action::Kind::kHandle, handler}; }
 constexpr Action HandleOrReport(Handler handler) { return {Action::Kind::kHandleOrReport, handler}; }
 
-inline constexpr Dispatcher kTypeDispatcher{Dispatcher::Ids::kAny,
-                                            {Handle(&CUsrServiceEvidence::ProcEvidenceTypePut), kReject, kReject,
-                                             Handle(&CUsrServiceEvidence::ProcEvidenceTypeGet)}};
-inline constexpr Dispatcher kTypeIdDispatcher{
-    Dispatcher::Ids::kOne,
-    {Handle(&CUsrServiceEvidence::ProcEvidenceTypeIDPut), kReject,
-     Handle(&CUsrServiceEvidence::ProcEvidenceTypeIDDelete), Handle(&CUsrServiceEvidence::ProcEvidenceTypeIDGet)}};
+inline constexpr Dispatcher kTypeDispatcher{.ids = Dispatcher::Ids::kAny,
+                                            .actions = {Handle(&CUsrServiceEvidence::ProcEvidenceTypePut), kReject,
+                                                        kReject, Handle(&CUsrServiceEvidence::ProcEvidenceTypeGet)}};
+inline constexpr Dispatcher kTypeIdDispatcher{.ids = Dispatcher::Ids::kOne,
+                                              .actions = {Handle(&CUsrServiceEvidence::ProcEvidenceTypeIDPut), kReject,
+                                                          Handle(&CUsrServiceEvidence::ProcEvidenceTypeIDDelete),
+                                                          Handle(&CUsrServiceEvidence::ProcEvidenceTypeIDGet)}};
 inline constexpr Dispatcher kEvidenceDispatcher{
-    Dispatcher::Ids::kAny,
-    {Handle(&CUsrServiceEvidence::ProcEvidencePut), Handle(&CUsrServiceEvidence::ProcEvidencePost),
-     Handle(&CUsrServiceEvidence::ProcEvidenceDelete), Handle(&CUsrServiceEvidence::ProcEvidenceGet)}};
+    .ids = Dispatcher::Ids::kAny,
+    .actions = {Handle(&CUsrServiceEvidence::ProcEvidencePut), Handle(&CUsrServiceEvidence::ProcEvidencePost),
+                Handle(&CUsrServiceEvidence::ProcEvidenceDelete), Handle(&CUsrServiceEvidence::ProcEvidenceGet)},
+    .log = RequestLog::kAllButDelete};
 inline constexpr Dispatcher kEvidenceIdDispatcher{
-    Dispatcher::Ids::kOne,
-    {Handle(&CUsrServiceEvidence::ProcEvidenceIDPut), kReject, Handle(&CUsrServiceEvidence::ProcEvidenceIDDelete),
-     Handle(&CUsrServiceEvidence::ProcEvidenceIDGet)}};
-inline constexpr Dispatcher kCustomDispatcher{Dispatcher::Ids::kAny,
-                                              {Handle(&CUsrServiceEvidence::ProcEvidenceCustomPut), kRejectSilently,
-                                               kRejectSilently, Handle(&CUsrServiceEvidence::ProcEvidenceCustomGet)},
-                                              kRejectSilently};
+    .ids = Dispatcher::Ids::kOne,
+    .actions = {Handle(&CUsrServiceEvidence::ProcEvidenceIDPut), kReject,
+                Handle(&CUsrServiceEvidence::ProcEvidenceIDDelete), Handle(&CUsrServiceEvidence::ProcEvidenceIDGet)}};
+inline constexpr Dispatcher kCustomDispatcher{
+    .ids = Dispatcher::Ids::kAny,
+    .actions = {Handle(&CUsrServiceEvidence::ProcEvidenceCustomPut), kRejectSilently, kRejectSilently,
+                Handle(&CUsrServiceEvidence::ProcEvidenceCustomGet)},
+    .other = kRejectSilently};
 inline constexpr Dispatcher kFilesDispatcher{
-    Dispatcher::Ids::kOne, {kReject, HandleOrReport(&CUsrServiceEvidence::ProcEvidenceIDFilesPost), kReject, kReject}};
+    .ids = Dispatcher::Ids::kOne,
+    .actions = {kReject, HandleOrReport(&CUsrServiceEvidence::ProcEvidenceIDFilesPost), kReject, kReject},
+    .log = RequestLog::kPost};
 inline constexpr Dispatcher kGuidDispatcher{
-    Dispatcher::Ids::kAny, {kReject, kReject, kReject, Handle(&CUsrServiceEvidence::ProcEvidenceGUIDGet)}};
-inline constexpr Dispatcher kOperationLogDispatcher{Dispatcher::Ids::kOneOnGet,
-                                                    {kReject, Handle(&CUsrServiceEvidence::ProcOperationLogPost),
-                                                     kReject, Handle(&CUsrServiceEvidence::ProcOperationLogGet)}};
+    .ids = Dispatcher::Ids::kAny,
+    .actions = {kReject, kReject, kReject, Handle(&CUsrServiceEvidence::ProcEvidenceGUIDGet)}};
+inline constexpr Dispatcher kOperationLogDispatcher{
+    .ids = Dispatcher::Ids::kOneOnGet,
+    .actions = {kReject, Handle(&CUsrServiceEvidence::ProcOperationLogPost), kReject,
+                Handle(&CUsrServiceEvidence::ProcOperationLogGet)}};
 inline constexpr Dispatcher kBatchLinksDispatcher{
-    Dispatcher::Ids::kAny,
-    {Handle(&CUsrServiceEvidence::FileBatchLinkEvidencesPUT), Handle(&CUsrServiceEvidence::FileBatchLinkEvidencesPOST),
-     kReject, kReject}};
+    .ids = Dispatcher::Ids::kAny,
+    .actions = {Handle(&CUsrServiceEvidence::FileBatchLinkEvidencesPUT),
+                Handle(&CUsrServiceEvidence::FileBatchLinkEvidencesPOST), kReject, kReject},
+    .clears_last_error = false,
+    .log = RequestLog::kTraffic};
 
 }  // namespace Evidence

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <string_view>
 
 #include "usrservice/UsrServiceEvidence.h"
 
@@ -12,6 +14,11 @@ inline constexpr char kBaseV1[] = "/TRELL/Halyard/Evidence/V1";
 inline constexpr char kBaseV2[] = "/TRELL/Halyard/Evidence/V2";
 inline constexpr char kCapability[] = "s_basevideo_evidence_support";
 
+/// How a route is registered. What a host makes of a mode is its own business; ours makes no difference. The modes do
+/// not follow the methods everywhere: a new guid is read in the mode of changes, and files, batch links and histories
+/// are changed in the mode of reads.
+enum RouteMode : int { kReadMode = 0, kChangeMode = 2 };
+
 using DispatcherFunction = void (CUsrServiceEvidence::*)(kelp::SHttpResponse&, const kelp::SHttpRequest&);
 
 /// One registration.
@@ -19,7 +26,7 @@ struct Route {
   const char* base;
   const char* sub_path;
   int method_code;
-  int route_mode;
+  RouteMode mode;
   DispatcherFunction dispatcher;
   bool capability = false;
 };
@@ -27,39 +34,41 @@ struct Route {
 using Service = CUsrServiceEvidence;
 
 inline constexpr std::array kRoutes{
-    Route{kBaseV0, "/Evidence/Type", kelp::kMethodGet, 0, &Service::Evidence_Evidence_Type, true},
-    Route{kBaseV0, "/Evidence/Type", kelp::kMethodPut, 2, &Service::Evidence_Evidence_Type, true},
-    Route{kBaseV1, "/Evidence/Type", kelp::kMethodGet, 0, &Service::Evidence_Evidence_Type, true},
-    Route{kBaseV1, "/Evidence/Type", kelp::kMethodPut, 2, &Service::Evidence_Evidence_Type, true},
-    Route{kBaseV0, "/Evidence/Type/ID", kelp::kMethodGet, 0, &Service::Evidence_Evidence_Type_ID},
-    Route{kBaseV0, "/Evidence/Type/ID", kelp::kMethodPut, 2, &Service::Evidence_Evidence_Type_ID},
-    Route{kBaseV0, "/Evidence/Type/ID", kelp::kMethodDelete, 2, &Service::Evidence_Evidence_Type_ID},
-    Route{kBaseV1, "/Evidence/Type/ID", kelp::kMethodGet, 0, &Service::Evidence_Evidence_Type_ID},
-    Route{kBaseV1, "/Evidence/Type/ID", kelp::kMethodPut, 2, &Service::Evidence_Evidence_Type_ID},
-    Route{kBaseV1, "/Evidence/Type/ID", kelp::kMethodDelete, 2, &Service::Evidence_Evidence_Type_ID},
-    Route{kBaseV0, "/Evidence", kelp::kMethodGet, 0, &Service::Evidence_Evidence},
-    Route{kBaseV0, "/Evidence", kelp::kMethodPost, 2, &Service::Evidence_Evidence},
-    Route{kBaseV0, "/Evidence", kelp::kMethodPut, 2, &Service::Evidence_Evidence},
-    Route{kBaseV0, "/Evidence", kelp::kMethodDelete, 2, &Service::Evidence_Evidence},
-    Route{kBaseV1, "/Evidence", kelp::kMethodGet, 0, &Service::Evidence_Evidence},
-    Route{kBaseV1, "/Evidence", kelp::kMethodPost, 2, &Service::Evidence_Evidence},
-    Route{kBaseV1, "/Evidence", kelp::kMethodPut, 2, &Service::Evidence_Evidence},
-    Route{kBaseV1, "/Evidence", kelp::kMethodDelete, 2, &Service::Evidence_Evidence},
-    Route{kBaseV2, "/Evidence/GUID", kelp::kMethodGet, 2, &Service::Evidence_Evidence_GUID},
-    Route{kBaseV0, "/Evidence/ID", kelp::kMethodGet, 0, &Service::Evidence_Evidence_ID},
-    Route{kBaseV0, "/Evidence/ID", kelp::kMethodPut, 2, &Service::Evidence_Evidence_ID},
-    Route{kBaseV0, "/Evidence/ID", kelp::kMethodDelete, 2, &Service::Evidence_Evidence_ID},
-    Route{kBaseV1, "/Evidence/ID", kelp::kMethodGet, 0, &Service::Evidence_Evidence_ID},
-    Route{kBaseV1, "/Evidence/ID", kelp::kMethodPut, 2, &Service::Evidence_Evidence_ID},
-    Route{kBaseV1, "/Evidence/ID", kelp::kMethodDelete, 2, &Service::Evidence_Evidence_ID},
-    Route{kBaseV1, "/Evidence/Custom", kelp::kMethodGet, 0, &Service::Evidence_Evidence_Custom},
-    Route{kBaseV1, "/Evidence/Custom", kelp::kMethodPut, 2, &Service::Evidence_Evidence_Custom},
-    Route{kBaseV0, "/Evidence/ID/Files", kelp::kMethodPost, 0, &Service::Evidence_Evidence_ID_Files},
-    Route{kBaseV1, "/Evidence/ID/Files", kelp::kMethodPost, 0, &Service::Evidence_Evidence_ID_Files},
-    Route{kBaseV2, "/Evidence/ID/OperationLog", kelp::kMethodGet, 0, &Service::Evidence_Evidence_OperationLog},
-    Route{kBaseV2, "/Evidence/OperationLog", kelp::kMethodPost, 0, &Service::Evidence_Evidence_OperationLog},
-    Route{kBaseV2, "/Evidence/Files/BatchLinks", kelp::kMethodPost, 0, &Service::Evidence_FilesBatchLinkEvidences},
-    Route{kBaseV2, "/Evidence/Files/BatchLinks", kelp::kMethodPut, 0, &Service::Evidence_FilesBatchLinkEvidences},
+    Route{kBaseV0, "/Evidence/Type", kelp::kMethodGet, kReadMode, &Service::Evidence_Evidence_Type, true},
+    Route{kBaseV0, "/Evidence/Type", kelp::kMethodPut, kChangeMode, &Service::Evidence_Evidence_Type, true},
+    Route{kBaseV1, "/Evidence/Type", kelp::kMethodGet, kReadMode, &Service::Evidence_Evidence_Type, true},
+    Route{kBaseV1, "/Evidence/Type", kelp::kMethodPut, kChangeMode, &Service::Evidence_Evidence_Type, true},
+    Route{kBaseV0, "/Evidence/Type/ID", kelp::kMethodGet, kReadMode, &Service::Evidence_Evidence_Type_ID},
+    Route{kBaseV0, "/Evidence/Type/ID", kelp::kMethodPut, kChangeMode, &Service::Evidence_Evidence_Type_ID},
+    Route{kBaseV0, "/Evidence/Type/ID", kelp::kMethodDelete, kChangeMode, &Service::Evidence_Evidence_Type_ID},
+    Route{kBaseV1, "/Evidence/Type/ID", kelp::kMethodGet, kReadMode, &Service::Evidence_Evidence_Type_ID},
+    Route{kBaseV1, "/Evidence/Type/ID", kelp::kMethodPut, kChangeMode, &Service::Evidence_Evidence_Type_ID},
+    Route{kBaseV1, "/Evidence/Type/ID", kelp::kMethodDelete, kChangeMode, &Service::Evidence_Evidence_Type_ID},
+    Route{kBaseV0, "/Evidence", kelp::kMethodGet, kReadMode, &Service::Evidence_Evidence},
+    Route{kBaseV0, "/Evidence", kelp::kMethodPost, kChangeMode, &Service::Evidence_Evidence},
+    Route{kBaseV0, "/Evidence", kelp::kMethodPut, kChangeMode, &Service::Evidence_Evidence},
+    Route{kBaseV0, "/Evidence", kelp::kMethodDelete, kChangeMode, &Service::Evidence_Evidence},
+    Route{kBaseV1, "/Evidence", kelp::kMethodGet, kReadMode, &Service::Evidence_Evidence},
+    Route{kBaseV1, "/Evidence", kelp::kMethodPost, kChangeMode, &Service::Evidence_Evidence},
+    Route{kBaseV1, "/Evidence", kelp::kMethodPut, kChangeMode, &Service::Evidence_Evidence},
+    Route{kBaseV1, "/Evidence", kelp::kMethodDelete, kChangeMode, &Service::Evidence_Evidence},
+    Route{kBaseV2, "/Evidence/GUID", kelp::kMethodGet, kChangeMode, &Service::Evidence_Evidence_GUID},
+    Route{kBaseV0, "/Evidence/ID", kelp::kMethodGet, kReadMode, &Service::Evidence_Evidence_ID},
+    Route{kBaseV0, "/Evidence/ID", kelp::kMethodPut, kChangeMode, &Service::Evidence_Evidence_ID},
+    Route{kBaseV0, "/Evidence/ID", kelp::kMethodDelete, kChangeMode, &Service::Evidence_Evidence_ID},
+    Route{kBaseV1, "/Evidence/ID", kelp::kMethodGet, kReadMode, &Service::Evidence_Evidence_ID},
+    Route{kBaseV1, "/Evidence/ID", kelp::kMethodPut, kChangeMode, &Service::Evidence_Evidence_ID},
+    Route{kBaseV1, "/Evidence/ID", kelp::kMethodDelete, kChangeMode, &Service::Evidence_Evidence_ID},
+    Route{kBaseV1, "/Evidence/Custom", kelp::kMethodGet, kReadMode, &Service::Evidence_Evidence_Custom},
+    Route{kBaseV1, "/Evidence/Custom", kelp::kMethodPut, kChangeMode, &Service::Evidence_Evidence_Custom},
+    Route{kBaseV0, "/Evidence/ID/Files", kelp::kMethodPost, kReadMode, &Service::Evidence_Evidence_ID_Files},
+    Route{kBaseV1, "/Evidence/ID/Files", kelp::kMethodPost, kReadMode, &Service::Evidence_Evidence_ID_Files},
+    Route{kBaseV2, "/Evidence/ID/OperationLog", kelp::kMethodGet, kReadMode, &Service::Evidence_Evidence_OperationLog},
+    Route{kBaseV2, "/Evidence/OperationLog", kelp::kMethodPost, kReadMode, &Service::Evidence_Evidence_OperationLog},
+    Route{kBaseV2, "/Evidence/Files/BatchLinks", kelp::kMethodPost, kReadMode,
+          &Service::Evidence_FilesBatchLinkEvidences},
+    Route{kBaseV2, "/Evidence/Files/BatchLinks", kelp::kMethodPut, kReadMode,
+          &Service::Evidence_FilesBatchLinkEvidences},
 };
 static_assert(kRoutes.size() == 33);
 
@@ -87,5 +96,21 @@ inline constexpr std::array kRemovedPaths{
     RoutePath{kBaseV2, "/Evidence/Files/BatchLinks"},
 };
 static_assert(kRemovedPaths.size() == 15);
+
+constexpr bool IsPathOf(const RoutePath& path, const Route& route) {
+  return std::string_view(path.base) == route.base && std::string_view(path.sub_path) == route.sub_path;
+}
+
+/// Whether every route goes at the stop, and no path is removed twice or without having been registered.
+constexpr bool RemovesWhatIsRegistered() {
+  for (const Route& route : kRoutes) {
+    if (std::ranges::count_if(kRemovedPaths, [&](const auto& path) { return IsPathOf(path, route); }) != 1)
+      return false;
+  }
+  return std::ranges::all_of(kRemovedPaths, [](const auto& path) {
+    return std::ranges::any_of(kRoutes, [&](const auto& route) { return IsPathOf(path, route); });
+  });
+}
+static_assert(RemovesWhatIsRegistered());
 
 }  // namespace Evidence

@@ -69,9 +69,9 @@ bool CUsrServiceEvidence::RegisterUrlToPlatform() {
     };
     const std::string url = std::string(route.base) + route.sub_path;
     if (route.capability) {
-      bus->RegisterUrlWithCapability(url, route.method_code, route.route_mode, callback, kCapability);
+      bus->RegisterUrlWithCapability(url, route.method_code, route.mode, callback, kCapability);
     } else {
-      bus->RegisterUrl(url, route.method_code, route.route_mode, callback);
+      bus->RegisterUrl(url, route.method_code, route.mode, callback);
     }
   }
   return true;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Common/EvidenceLog.h"
+#include "Common/Operation.h"
 #include "KelpPlatform/MsgBus.h"
 #include "OrvBase/Error.h"
 #include "OrvBase/Noncopyable.h"
@@ -173,7 +174,11 @@ class CUsrServiceEvidence : public Orv::Base::CNoncopyable {
   bool RegisterAPI();
   void UnRegisterAPI();
 
-  void Dispatch(const Dispatcher& dispatcher, kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
+  /// What every dispatcher does, its log lines under its own name.
+  void Dispatch(const Dispatcher& dispatcher, kelp::SHttpResponse& response, const kelp::SHttpRequest& request,
+                Operation operation = Operation::current());
+  /// The dispatcher's action for the request's method.
+  void Act(const Dispatcher& dispatcher, kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
 
   /// The user interface; empty with (0, 1) when it or the message object is gone.
   [[nodiscard]] std::shared_ptr<CEvidenceUserInterface> LockUserInterface() const;
@@ -190,37 +195,48 @@ class CUsrServiceEvidence : public Orv::Base::CNoncopyable {
   };
   /// Deletes the evidences when `users` confirm it; `read` is called first, while they still can be read.
   void DeleteConfirmed(Deletion& deletion, const CEvidenceUserInterface& user_interface, const IdList& evidence_ids,
-                       const std::list<UserPtr>& users, const std::string& session, const std::function<void()>& read);
+                       const std::list<UserPtr>& users, const std::string& session, const std::function<void()>& read,
+                       Operation operation = Operation::current());
+
+  /// Fills in who did it; (0, 200) for an unknown session.
+  [[nodiscard]] static bool TakeUser(operation_record& record, const std::string& session,
+                                     Operation operation = Operation::current());
 
   // File
   /// Writes the names of `files` to the platform's log and one entry to the history; false when the latter fails.
   [[nodiscard]] bool LogFileChange(const FileChange& change, std::int32_t evidence_id, const EvidencePtr& evidence,
-                                   const std::list<EvidenceFilePtr>& files, const std::string& session);
+                                   const std::list<EvidenceFilePtr>& files, const std::string& session,
+                                   Operation operation = Operation::current());
 
   // Link
   struct BatchLink;
-  template <class Operation>
+  template <class Change>
   [[nodiscard]] bool ChangeFiles(const FileChange& change, LinkFailures& failures,
                                  const std::list<EvidenceFilePtr>& files, const std::set<std::int32_t>& evidence_ids,
-                                 const std::string& session, const Operation& operation);
+                                 const std::string& session, const Change& change_files,
+                                 Operation operation = Operation::current());
   /// The result tells of the last change alone; those before are judged by `failures`.
   [[nodiscard]] bool MakeLinksEqual(LinkFailures& failures, const BatchLink& batch, const std::string& session,
-                                    const CEvidenceUserInterface& user_interface);
+                                    const CEvidenceUserInterface& user_interface,
+                                    Operation operation = Operation::current());
   [[nodiscard]] bool RemoveAllLinks(LinkFailures& failures, const BatchLink& batch, const std::string& session,
-                                    const CEvidenceUserInterface& user_interface);
+                                    const CEvidenceUserInterface& user_interface,
+                                    Operation operation = Operation::current());
   bool AnswerBatchLink(kelp::SHttpResponse& response, bool done, const LinkFailures& failures);
 
   // Api
   /// Fills the answer's text for a request's; false leaves the answer without one.
   using ApiWork = std::function<bool(std::string& text, const CEvidenceUserInterface&, const std::string& json)>;
   void ServeApi(LogLevel level, const std::string& url, const std::shared_ptr<plugin_comm::IPluginCommData>& request,
-                std::shared_ptr<plugin_comm::IPluginCommData>& response, const ApiWork& work);
+                std::shared_ptr<plugin_comm::IPluginCommData>& response, const ApiWork& work,
+                Operation operation = Operation::current());
   /// One evidence with its files; its log lines are part of it.
   [[nodiscard]] bool AddEvidenceOfPlugin(const CEvidenceUserInterface& user_interface, const EvidencePtr& evidence,
-                                         const std::list<EvidenceFilePtr>& files);
-  [[nodiscard]] bool LogEvidenceOfPlugin(const CEvidenceUserInterface& user_interface, const EvidencePtr& evidence,
                                          const std::list<EvidenceFilePtr>& files,
-                                         const std::vector<std::string>& names);
+                                         Operation operation = Operation::current());
+  [[nodiscard]] bool LogEvidenceOfPlugin(const CEvidenceUserInterface& user_interface, const EvidencePtr& evidence,
+                                         const std::list<EvidenceFilePtr>& files, const std::vector<std::string>& names,
+                                         Operation operation = Operation::current());
 
   /// What the manager calls to log a change of a dictionary for this session.
   [[nodiscard]] LogFunction LogFunctionFor(const std::string& session);

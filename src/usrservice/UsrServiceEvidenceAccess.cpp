@@ -51,22 +51,23 @@ std::string ListedNames(const std::list<UserPtr>& users) {
 }
 
 /// A plain user confirms among others for himself; `user_name` receives his login name.
-bool ListsHimself(std::string& user_name, const std::list<UserPtr>& users, const std::string& session) {
+bool ListsHimself(std::string& user_name, const std::list<UserPtr>& users, const std::string& session,
+                  Operation operation = Operation::current()) {
   GetUsername(user_name, session);
   for (const auto& user : users) {
     if (IsDomainAccount(user->name)) user->name = kelp::ToLower(user->name);
   }
   if (std::ranges::any_of(users, [&](const UserPtr& user) { return user->name == user_name; })) return true;
   SetLastError({0, kBadInput});
-  EVIDENCE_LOG(kLogFailure, "[%s]Require user permission verification [%s, login user : %s].[%s(%d)]",
-               ListedNames(users).c_str(), user_name.c_str());
+  EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Require user permission verification [%s, login user : %s].[%s(%d)]",
+                  ListedNames(users).c_str(), user_name.c_str());
   return false;
 }
 
-bool ListsSuperUserAlone(const std::list<UserPtr>& users) {
+bool ListsSuperUserAlone(const std::list<UserPtr>& users, Operation operation = Operation::current()) {
   if (users.size() == 1 && users.front()->name == kSuperUserName) return true;
   SetLastError({0, kBadInput});
-  EVIDENCE_LOG(kLogFailure, "[%s]Require user permission verification.[%s(%d)]");
+  EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Require user permission verification.[%s(%d)]");
   return false;
 }
 

@@ -21,11 +21,11 @@ constexpr char kNoSession[] = "";
 /// `upload_state` of a file that is wholly there.
 constexpr std::int32_t kUploaded = 1;
 
-bool HasMsgBus() {
+bool HasMsgBus(Operation operation = Operation::current()) {
   std::shared_ptr<kelp::IMsgBus> bus;
   kelp::IPlatformAdapterInterface::Instance()->GetMsgBus(bus, true);
   if (bus) return true;
-  EVIDENCE_LOG(kLogFailure, "[%s]Get msg bus mgr api obj is empty.[%s(%d)]");
+  EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Get msg bus mgr api obj is empty.[%s(%d)]");
   return false;
 }
 
@@ -76,7 +76,8 @@ void CUsrServiceEvidence::UnRegisterAPI() {
 
 void CUsrServiceEvidence::ServeApi(LogLevel level, const std::string& url,
                                    const std::shared_ptr<IPluginCommData>& request,
-                                   std::shared_ptr<IPluginCommData>& response, const ApiWork& work) {
+                                   std::shared_ptr<IPluginCommData>& response, const ApiWork& work,
+                                   Operation operation) {
   const auto user_interface = LockUserInterface();
   const auto call = std::dynamic_pointer_cast<CPluginCommData>(request);
   if (!user_interface || !call) {
@@ -84,16 +85,16 @@ void CUsrServiceEvidence::ServeApi(LogLevel level, const std::string& url,
     Orv::Base::Error::SetLastError({0, kObjectMissing});
     return;
   }
-  EVIDENCE_LOG(level, "[%s]Merhod : API, url[%s], \r\n request-json[%s].[%s(%d)]",  // sic
-               url.c_str(), call->JsonTxt().c_str());
+  EVIDENCE_LOG_OF(operation, level, "[%s]Merhod : API, url[%s], \r\n request-json[%s].[%s(%d)]",  // sic
+                  url.c_str(), call->JsonTxt().c_str());
   std::string text;
   if (!work(text, *user_interface, call->JsonTxt())) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Encode failed.[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Encode failed.[%s(%d)]");
     text.clear();
   }
   response = std::make_shared<CPluginCommData>(text, nullptr, 0);
-  EVIDENCE_LOG(level, "[%s]Merhod : API, url[%s], \r\n reponse-json[%s].[%s(%d)]",  // sic
-               url.c_str(), text.c_str());
+  EVIDENCE_LOG_OF(operation, level, "[%s]Merhod : API, url[%s], \r\n reponse-json[%s].[%s(%d)]",  // sic
+                  url.c_str(), text.c_str());
 }
 
 void CUsrServiceEvidence::Evidence_Evidence_API(const std::string& url, const std::shared_ptr<IPluginCommData>& request,
@@ -118,16 +119,16 @@ void CUsrServiceEvidence::Evidence_Evidence_API(const std::string& url, const st
 }
 
 bool CUsrServiceEvidence::AddEvidenceOfPlugin(const CEvidenceUserInterface& user_interface, const EvidencePtr& evidence,
-                                              const std::list<EvidenceFilePtr>& files) {
+                                              const std::list<EvidenceFilePtr>& files, Operation operation) {
   if (!evidence) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Input param invalid, evidence is empty.[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param invalid, evidence is empty.[%s(%d)]");
     return Fail(kObjectMissing);
   }
   const std::uint32_t id = user_interface.AddEvidence(evidence);
   if (!IsEvidenceId(id)) {
     const auto error = Orv::Base::Error::GetLastError();
-    EVIDENCE_LOG(kLogFailure, "[%s]Add evidence failed, id[%d], name[%s], err[%d,%d].[%s(%d)]",
-                 static_cast<std::int32_t>(id), evidence->name.c_str(), error.MainCode(), error.SubCode());
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Add evidence failed, id[%d], name[%s], err[%d,%d].[%s(%d)]",
+                    static_cast<std::int32_t>(id), evidence->name.c_str(), error.MainCode(), error.SubCode());
     return false;
   }
   evidence->id = static_cast<std::int32_t>(id);
@@ -140,15 +141,16 @@ bool CUsrServiceEvidence::AddEvidenceOfPlugin(const CEvidenceUserInterface& user
   }
   std::list<ErrorPtr> failures;
   return user_interface.InsertEvidenceFiles(failures, files) &&
-         LogEvidenceOfPlugin(user_interface, evidence, files, names);
+         LogEvidenceOfPlugin(user_interface, evidence, files, names, operation);
 }
 
 bool CUsrServiceEvidence::LogEvidenceOfPlugin(const CEvidenceUserInterface& user_interface, const EvidencePtr& evidence,
                                               const std::list<EvidenceFilePtr>& files,
-                                              const std::vector<std::string>& names) {
+                                              const std::vector<std::string>& names, Operation operation) {
   if (!WriteLog(kNoSession, kLogEvidenceCreated, evidence->id, evidence->name, {}, std::string())) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Write log to platform failed, id[%d], mame[%s], session-id[%s].[%s(%d)]",  // sic
-                 evidence->id, evidence->name.c_str(), kNoSession);
+    EVIDENCE_LOG_OF(operation, kLogFailure,
+                    "[%s]Write log to platform failed, id[%d], mame[%s], session-id[%s].[%s(%d)]",  // sic
+                    evidence->id, evidence->name.c_str(), kNoSession);
     return false;
   }
   const auto write_history = [&](const std::list<EvidenceFilePtr>& of_files, HistoryType type) {
@@ -163,8 +165,9 @@ bool CUsrServiceEvidence::LogEvidenceOfPlugin(const CEvidenceUserInterface& user
     written = write_history(files, kHistoryFilesLinked);
   }
   if (!written) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Write log to db failed, id[%d], mame[%s], session-id[%s].[%s(%d)]",  // sic
-                 evidence->id, evidence->name.c_str(), kNoSession);
+    EVIDENCE_LOG_OF(operation, kLogFailure,
+                    "[%s]Write log to db failed, id[%d], mame[%s], session-id[%s].[%s(%d)]",  // sic
+                    evidence->id, evidence->name.c_str(), kNoSession);
   }
   return written;
 }

@@ -6,10 +6,10 @@
 namespace Evidence {
 namespace {
 
-void ReportUndecoded(ResponseStatus& status) {
+void ReportUndecoded(ResponseStatus& status, Operation operation = Operation::current()) {
   TakeLastError(status);
-  EVIDENCE_LOG(kLogFailure, "[%s]Decode Req Failed,iMainCode[%d],iSubCode[%d].[%s(%d)]", status.main_code,
-               status.sub_code);
+  EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Decode Req Failed,iMainCode[%d],iSubCode[%d].[%s(%d)]", status.main_code,
+                  status.sub_code);
 }
 
 }  // namespace

@@ -12,10 +12,44 @@ bool HasIdsFor(const Dispatcher& dispatcher, const kelp::SHttpRequest& request) 
   return !needs_id || request.url_ids.size() == 1;
 }
 
+bool LogsRequest(RequestLog log, int method_code) {
+  switch (log) {
+    case RequestLog::kPost:
+      return method_code == kelp::kMethodPost;
+    case RequestLog::kAllButDelete:
+      return method_code == kelp::kMethodPut || method_code == kelp::kMethodPost || method_code == kelp::kMethodGet;
+    case RequestLog::kNone:
+    case RequestLog::kTraffic:
+      break;
+  }
+  return false;
+}
+
+void LogRequest(RequestLog log, const kelp::SHttpRequest& request, Operation operation = Operation::current()) {
+  if (LogsRequest(log, request.method_code)) {
+    EVIDENCE_LOG_OF(operation, kLogProgress, "[%s]Merhod : %d, request json [%s], session : %s.[%s(%d)]",  // sic
+                    request.method_code, request.request_body.c_str(), request.session_id.c_str());
+  } else if (log == RequestLog::kTraffic) {
+    EVIDENCE_LOG_OF(operation, kLogProgress, "[%s]batch link evidence, req: [%s], method: [%d].\n[%s(%d)]",
+                    request.request_body.c_str(), request.method_code);
+  }
+}
+
 }  // namespace
 
 void CUsrServiceEvidence::Dispatch(const Dispatcher& dispatcher, kelp::SHttpResponse& response,
-                                   const kelp::SHttpRequest& request) {
+                                   const kelp::SHttpRequest& request, Operation operation) {
+  if (dispatcher.clears_last_error) Orv::Base::Error::SetLastError({});
+  LogRequest(dispatcher.log, request, operation);
+  Act(dispatcher, response, request);
+  if (dispatcher.log == RequestLog::kTraffic) {
+    EVIDENCE_LOG_OF(operation, kLogTrace, "[%s]batch link evidence, rsp: [%s].\n[%s(%d)]",
+                    response.response_body.c_str());
+  }
+}
+
+void CUsrServiceEvidence::Act(const Dispatcher& dispatcher, kelp::SHttpResponse& response,
+                              const kelp::SHttpRequest& request) {
   if (!HasIdsFor(dispatcher, request)) {
     Orv::Base::Error::SetLastError({0, kBadInput});
     EncodeBaseErrorRsp(response);
@@ -44,62 +78,41 @@ void CUsrServiceEvidence::Dispatch(const Dispatcher& dispatcher, kelp::SHttpResp
 }
 
 void CUsrServiceEvidence::Evidence_Evidence_Type(kelp::SHttpResponse& response, const kelp::SHttpRequest& request) {
-  Orv::Base::Error::SetLastError({});
   Dispatch(kTypeDispatcher, response, request);
 }
 
 void CUsrServiceEvidence::Evidence_Evidence_Type_ID(kelp::SHttpResponse& response, const kelp::SHttpRequest& request) {
-  Orv::Base::Error::SetLastError({});
   Dispatch(kTypeIdDispatcher, response, request);
 }
 
 void CUsrServiceEvidence::Evidence_Evidence(kelp::SHttpResponse& response, const kelp::SHttpRequest& request) {
-  Orv::Base::Error::SetLastError({});
-  // A DELETE carries passwords and is not logged.
-  if (request.method_code == kelp::kMethodPut || request.method_code == kelp::kMethodPost ||
-      request.method_code == kelp::kMethodGet) {
-    EVIDENCE_LOG(kLogProgress, "[%s]Merhod : %d, request json [%s], session : %s.[%s(%d)]",  // sic
-                 request.method_code, request.request_body.c_str(), request.session_id.c_str());
-  }
   Dispatch(kEvidenceDispatcher, response, request);
 }
 
 void CUsrServiceEvidence::Evidence_Evidence_ID(kelp::SHttpResponse& response, const kelp::SHttpRequest& request) {
-  Orv::Base::Error::SetLastError({});
   Dispatch(kEvidenceIdDispatcher, response, request);
 }
 
 void CUsrServiceEvidence::Evidence_Evidence_Custom(kelp::SHttpResponse& response, const kelp::SHttpRequest& request) {
-  Orv::Base::Error::SetLastError({});
   Dispatch(kCustomDispatcher, response, request);
 }
 
 void CUsrServiceEvidence::Evidence_Evidence_ID_Files(kelp::SHttpResponse& response, const kelp::SHttpRequest& request) {
-  Orv::Base::Error::SetLastError({});
-  if (request.method_code == kelp::kMethodPost) {
-    EVIDENCE_LOG(kLogProgress, "[%s]Merhod : %d, request json [%s], session : %s.[%s(%d)]",  // sic
-                 request.method_code, request.request_body.c_str(), request.session_id.c_str());
-  }
   Dispatch(kFilesDispatcher, response, request);
 }
 
 void CUsrServiceEvidence::Evidence_Evidence_GUID(kelp::SHttpResponse& response, const kelp::SHttpRequest& request) {
-  Orv::Base::Error::SetLastError({});
   Dispatch(kGuidDispatcher, response, request);
 }
 
 void CUsrServiceEvidence::Evidence_Evidence_OperationLog(kelp::SHttpResponse& response,
                                                          const kelp::SHttpRequest& request) {
-  Orv::Base::Error::SetLastError({});
   Dispatch(kOperationLogDispatcher, response, request);
 }
 
 void CUsrServiceEvidence::Evidence_FilesBatchLinkEvidences(kelp::SHttpResponse& response,
                                                            const kelp::SHttpRequest& request) {
-  EVIDENCE_LOG(kLogProgress, "[%s]batch link evidence, req: [%s], method: [%d].\n[%s(%d)]",
-               request.request_body.c_str(), request.method_code);
   Dispatch(kBatchLinksDispatcher, response, request);
-  EVIDENCE_LOG(kLogTrace, "[%s]batch link evidence, rsp: [%s].\n[%s(%d)]", response.response_body.c_str());
 }
 
 }  // namespace Evidence

@@ -47,11 +47,11 @@ bool CUsrServiceEvidence::ProcEvidencePut(kelp::SHttpResponse& response, const k
   for (const auto& result : results)
     if (result->id != -1) WriteLog(session, kLogEvidenceChanged, -1, result->name, {}, std::string());
   operation_record user;
-  if (!ParsePutEvidenceLog(user, -1, session)) return false;
+  if (!TakeUser(user, session)) return false;
   for (operation_record& record : records) {
     record.user_ip = user.user_ip;
     record.user_name = user.user_name;
-    record.operation_type = user.operation_type;
+    record.operation_type = kHistoryChanged;
   }
   if (!user_interface->WriteEvidenceLog(records, session)) {
     EVIDENCE_LOG(kLogFailure, "[%s]WriteEvidenceLog failed.[%s(%d)]");

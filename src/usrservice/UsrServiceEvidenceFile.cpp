@@ -6,17 +6,19 @@
 namespace Evidence {
 
 bool CUsrServiceEvidence::LogFileChange(const FileChange& change, std::int32_t evidence_id, const EvidencePtr& evidence,
-                                        const std::list<EvidenceFilePtr>& files, const std::string& session) {
+                                        const std::list<EvidenceFilePtr>& files, const std::string& session,
+                                        Operation operation) {
   std::vector<std::string> names;
   for (const auto& file : files)
     names.push_back(file->file_name);
   WriteLog(session, change.log_type, evidence_id, names, {}, evidence ? evidence->name : std::string());
   std::vector<operation_record> records;
   const bool recorded = ParseEvidenceLog(records, files, change.history_type, evidence, session);
-  if (!recorded) EVIDENCE_LOG(kLogFailure, "[%s]ParseEvidenceLog failed, evidence-id[%d].[%s(%d)]", evidence_id);
+  if (!recorded)
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]ParseEvidenceLog failed, evidence-id[%d].[%s(%d)]", evidence_id);
   const auto user_interface = LockUserInterface();
   if (user_interface && user_interface->WriteEvidenceLog(records, session)) return true;
-  EVIDENCE_LOG(kLogFailure, "[%s]WriteEvidenceLog failed.[%s(%d)]");
+  EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]WriteEvidenceLog failed.[%s(%d)]");
   return false;
 }
 

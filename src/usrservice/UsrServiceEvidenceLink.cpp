@@ -48,7 +48,7 @@ struct CUsrServiceEvidence::BatchLink {
   IdSet evidence_ids;
 
   /// False with (0, 10002) for a body that cannot be read, names none of what it must, or more than one request may.
-  [[nodiscard]] bool Read(const std::string& body, bool needs_evidences) {
+  [[nodiscard]] bool Read(const std::string& body, bool needs_evidences, Operation operation = Operation::current()) {
     IdList ids;
     if (!FileBatchLinkDecode(files, ids, body)) return false;
     evidence_ids.insert(ids.begin(), ids.end());
@@ -57,7 +57,7 @@ struct CUsrServiceEvidence::BatchLink {
                                files.size() * evidence_ids.size() <= Limits::kLinkPairs &&
                                NameBytes(files) * evidence_ids.size() <= Limits::kChangeBytes;
     if (has_all && within_limits) return true;
-    EVIDENCE_LOG(kLogFailure, "[%s]FileBatchLinkEvidences failed, request:[%s].\n[%s(%d)]", body.c_str());
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]FileBatchLinkEvidences failed, request:[%s].\n[%s(%d)]", body.c_str());
     return Fail(kBadBatchLink);
   }
 };
@@ -86,12 +86,12 @@ bool CUsrServiceEvidence::FileBatchLinkEvidencesPUT(kelp::SHttpResponse& respons
 }
 
 bool CUsrServiceEvidence::MakeLinksEqual(LinkFailures& failures, const BatchLink& batch, const std::string& session,
-                                         const CEvidenceUserInterface& user_interface) {
+                                         const CEvidenceUserInterface& user_interface, Operation operation) {
   bool done = true;
   for (const auto& file : batch.files) {
     std::list<EvidenceFilePtr> links;
     if (!user_interface.GetEvidenceFileByFileID(links, IdVector{file->id})) {
-      EVIDENCE_LOG(kLogFailure, "[%s]GetEvidenceFileByFileID failed.[%s(%d)]");
+      EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]GetEvidenceFileByFileID failed.[%s(%d)]");
       return false;
     }
     IdSet to_add = batch.evidence_ids;
@@ -101,8 +101,9 @@ bool CUsrServiceEvidence::MakeLinksEqual(LinkFailures& failures, const BatchLink
       to_add.erase(link->evidence_id);
       if (!batch.evidence_ids.contains(link->evidence_id)) to_drop.insert(link->evidence_id);
     }
-    EVIDENCE_LOG(kLogProgress, "[%s]file [%d-%s] need delete evidence id is: %s, need add evidence id is: %s.[%s(%d)]",
-                 file->id, file->file_name.c_str(), CommaText(to_drop).c_str(), CommaText(to_add).c_str());
+    EVIDENCE_LOG_OF(operation, kLogProgress,
+                    "[%s]file [%d-%s] need delete evidence id is: %s, need add evidence id is: %s.[%s(%d)]", file->id,
+                    file->file_name.c_str(), CommaText(to_drop).c_str(), CommaText(to_add).c_str());
     if (!to_drop.empty()) {
       file->delete_flag = kUnlinkFlag;
       done = FilesBatchUnLinkEvidence(failures, {file}, to_drop, session);
@@ -116,13 +117,13 @@ bool CUsrServiceEvidence::MakeLinksEqual(LinkFailures& failures, const BatchLink
 }
 
 bool CUsrServiceEvidence::RemoveAllLinks(LinkFailures& failures, const BatchLink& batch, const std::string& session,
-                                         const CEvidenceUserInterface& user_interface) {
+                                         const CEvidenceUserInterface& user_interface, Operation operation) {
   IdVector file_ids;
   for (const auto& file : batch.files)
     file_ids.push_back(file->id);
   std::list<EvidenceFilePtr> links;
   if (!user_interface.GetEvidenceFileByFileID(links, file_ids)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]GetEvidenceFileByFileID failed.[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]GetEvidenceFileByFileID failed.[%s(%d)]");
     return false;
   }
   for (const auto& link : links) {
@@ -156,21 +157,21 @@ bool CUsrServiceEvidence::FilesBatchUnLinkEvidence(LinkFailures& failures, const
                      });
 }
 
-template <class Operation>
+template <class Change>
 bool CUsrServiceEvidence::ChangeFiles(const FileChange& change, LinkFailures& failures,
                                       const std::list<EvidenceFilePtr>& files, const IdSet& evidence_ids,
-                                      const std::string& session, const Operation& operation) {
+                                      const std::string& session, const Change& change_files, Operation operation) {
   const auto user_interface = LockUserInterface();
   if (!user_interface) return false;
   for (const std::int32_t evidence_id : evidence_ids) {
     for (const auto& file : files)
       file->evidence_id = evidence_id;
     std::list<ErrorPtr> refused;
-    if (operation(*user_interface, refused, evidence_id)) {
+    if (change_files(*user_interface, refused, evidence_id)) {
       EvidencePtr evidence;
       (void)user_interface->GetEvidenceByID(evidence, evidence_id);
       if (evidence) WriteLog(session, kLogEvidenceChanged, evidence_id, evidence->name, {}, std::string());
-      if (!LogFileChange(change, evidence_id, evidence, files, session)) return false;
+      if (!LogFileChange(change, evidence_id, evidence, files, session, operation)) return false;
     } else {
       if (refused.empty()) refused = EveryFileFailed(files);
       // The files of a request may come one by one: each keeps its failure.

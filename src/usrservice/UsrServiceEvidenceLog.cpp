@@ -23,45 +23,33 @@ namespace {
 constexpr std::size_t kJoinedNamesBytes = 256;
 
 bool WriteSuccess(const std::string& session, int log_type, std::int64_t object_id, const std::string& object_name,
-                  const std::string& description) {
+                  const std::string& description, Operation operation = Operation::current()) {
   TarnPlatform::Log::COperationLogStruct record;
   record.SetVallog_type(log_type);
   record.SetValelement_name(object_name);
   record.SetValdescription(description);
   if (TarnPlatform::Log::WriteLog(session, record)) return true;
-  EVIDENCE_LOG(kLogFailure,
-               "[%s]Failed to record operation log, session-id[%s], log-type[%d], object-id[%lld], "
-               "object-name[%s].[%s(%d)]",
-               session.c_str(), log_type, static_cast<long long>(object_id), object_name.c_str());
+  EVIDENCE_LOG_OF(operation, kLogFailure,
+                  "[%s]Failed to record operation log, session-id[%s], log-type[%d], object-id[%lld], "
+                  "object-name[%s].[%s(%d)]",
+                  session.c_str(), log_type, static_cast<long long>(object_id), object_name.c_str());
   return Fail(kNoPermission);
 }
 
 bool WriteFailure(const std::string& session, int log_type, std::int64_t object_id, const std::string& object_name,
-                  const Orv::Base::Error::ErrorCode& error) {
+                  const Orv::Base::Error::ErrorCode& error, Operation operation = Operation::current()) {
   const auto api = kelp::IPlatformAdapterInterface::Instance()->GetSystemAndLogApi(true);
   if (!api) return Fail(kObjectMissing);
   if (api->WriteOperatorLog(session, log_type, object_id, object_name, -1, std::string(), error.MainCode(),
                             error.SubCode()) == 0) {
     return true;
   }
-  EVIDENCE_LOG(kLogFailure,
-               "[%s]Failed to record operation log, session-id[%s], log-type[%d], object-id[%lld], "
-               "object-name[%s], error: [%d-%d].[%s(%d)]",
-               session.c_str(), log_type, static_cast<long long>(object_id), object_name.c_str(), error.MainCode(),
-               error.SubCode());
+  EVIDENCE_LOG_OF(operation, kLogFailure,
+                  "[%s]Failed to record operation log, session-id[%s], log-type[%d], object-id[%lld], "
+                  "object-name[%s], error: [%d-%d].[%s(%d)]",
+                  session.c_str(), log_type, static_cast<long long>(object_id), object_name.c_str(), error.MainCode(),
+                  error.SubCode());
   return Fail(kNoPermission);
-}
-
-/// Fills in who did it.
-bool TakeUser(operation_record& record, const std::string& session) {
-  std::shared_ptr<TarnPlatform::Authentication::CUserSession> user_session;
-  if (!TarnPlatform::Authentication::GetUserSession(user_session, session) || !user_session) {
-    EVIDENCE_LOG(kLogFailure, "[%s]GetUserSession failed.[%s(%d)]");
-    return Fail(kSessionNotFound);
-  }
-  record.user_ip = user_session->GetValClientAddress();
-  record.user_name = user_session->GetValUserName();
-  return true;
 }
 
 std::string JoinedNames(const std::list<EvidenceFilePtr>& files) {
@@ -75,7 +63,7 @@ std::string JoinedNames(const std::list<EvidenceFilePtr>& files) {
 
 /// Whether the rows that the entries make are within bounds. Name and address of an entry stand twice in each of its
 /// rows.
-bool IsWritable(const std::vector<pdu::SOperationLogEntry>& entries) {
+bool IsWritable(const std::vector<pdu::SOperationLogEntry>& entries, Operation operation = Operation::current()) {
   std::size_t rows = 0;
   std::size_t bytes = 0;
   for (const auto& entry : entries) {
@@ -83,7 +71,7 @@ bool IsWritable(const std::vector<pdu::SOperationLogEntry>& entries) {
     rows += rows_of_entry;
     bytes += rows_of_entry * 2 * (entry.UserName.size() + entry.UserIP.size());
     if (rows <= Limits::kWrittenEntries && bytes <= Limits::kChangeBytes) continue;
-    EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);
   }
   return true;
@@ -173,6 +161,17 @@ LogFunction CUsrServiceEvidence::LogFunctionFor(const std::string& session) {
       WriteLog(session, log_type, -1, names, {}, std::string());
     }
   };
+}
+
+bool CUsrServiceEvidence::TakeUser(operation_record& record, const std::string& session, Operation operation) {
+  std::shared_ptr<TarnPlatform::Authentication::CUserSession> user_session;
+  if (!TarnPlatform::Authentication::GetUserSession(user_session, session) || !user_session) {
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]GetUserSession failed.[%s(%d)]");
+    return Fail(kSessionNotFound);
+  }
+  record.user_ip = user_session->GetValClientAddress();
+  record.user_name = user_session->GetValUserName();
+  return true;
 }
 
 bool CUsrServiceEvidence::ParseEvidenceLog(std::vector<operation_record>& records,

@@ -7,35 +7,37 @@ namespace {
 
 /// The decoded request of a `Pdu`; null on failure.
 template <class Pdu>
-[[nodiscard]] auto DecodeApi(const std::string& body) {
+[[nodiscard]] auto DecodeApi(const std::string& body, Operation operation = Operation::current()) {
   std::remove_cvref_t<decltype(std::declval<Pdu>().Request())> request;
   const auto pdu = NewRecord<Pdu>();
   if (!pdu) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Not enough storage[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Not enough storage[%s(%d)]");
     Orv::Base::Error::SetLastError({0, kObjectMissing});
     return request;
   }
   const bool decoded = pdu->DecodeReq(body);
   if (decoded) request = pdu->Request();
   if (!decoded) Orv::Base::Error::SetLastError({0, kBadInput});
-  if (!request) EVIDENCE_LOG(kLogFailure, "[%s]Data Parse failed, data invalid, data[%s].[%s(%d)]", body.c_str());
+  if (!request)
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Data Parse failed, data invalid, data[%s].[%s(%d)]", body.c_str());
   return request;
 }
 
 /// Fills a fresh answer of `Pdu` with `fill` and writes it.
 template <class Pdu, class Response, class Fill>
-[[nodiscard]] bool EncodeApi(std::string& text, const ResponseStatus& status, const Fill& fill) {
+[[nodiscard]] bool EncodeApi(std::string& text, const ResponseStatus& status, const Fill& fill,
+                             Operation operation = Operation::current()) {
   const auto pdu = NewRecord<Pdu>();
   const auto response = NewRecord<Response>();
   if (!pdu || !response) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Not enough storage[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Not enough storage[%s(%d)]");
     return Fail(kObjectMissing);
   }
   response->main_code = status.main_code;
   response->sub_code = status.sub_code;
   fill(*response);
   if (!pdu->EncodeRsp(response)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]EncodeRsp failed.[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]EncodeRsp failed.[%s(%d)]");
     return Fail(kObjectMissing);
   }
   text = pdu->Text();

@@ -28,7 +28,8 @@ void AddOptions(const PduFrame::NodePtr& element, const tag_EvidenceCustom_& cus
 }  // namespace
 
 bool CEvidencePduJson::DecodeEvidenceCustomGetReq(std::int32_t& client_resource_version, const std::string& body) {
-  EVIDENCE_PARSE_BODY(proto, "DecodeEvidenceCustomGetReq", body);
+  const auto proto = PduFrame::ParseBody("DecodeEvidenceCustomGetReq", body);
+  if (!proto) return false;
   client_resource_version = ExtractDecimal(proto->get_v("/CustomQueryReq/ClientResourceVersion", std::string()));
   return true;
 }
@@ -58,7 +59,8 @@ bool CEvidencePduJson::EncodeEvidenceCustomGetRsp(std::string& response, const R
 }
 
 bool CEvidencePduJson::DecodeEvidenceCustomPutReq(std::list<EvidenceCustomPtr>& customs, const std::string& body) {
-  EVIDENCE_PARSE_BODY(proto, "DecodeEvidenceCustomPostReq", body);  // sic
+  const auto proto = PduFrame::ParseBody("DecodeEvidenceCustomPostReq", body);  // sic
+  if (!proto) return false;
   PduFrame::ForEachElement(*proto, "/EvidenceCustomList/EvidenceCustom", [&](const std::string& element) {
     auto custom = std::make_shared<tag_EvidenceCustom_>();
     custom->custom_id = proto->get_int_v(element + "ID", -1);

@@ -68,7 +68,8 @@ ResponseStatus ResultsStatus(const ResponseStatus& status, const std::list<Evide
 
 bool CEvidencePduJson::DecodeEvidencePostReq(EvidencePtr& evidence, const std::string& session,
                                              const std::string& body) {
-  EVIDENCE_PARSE_BODY(proto, "DecodeEvidencePostReq", body);
+  const auto proto = PduFrame::ParseBody("DecodeEvidencePostReq", body);
+  if (!proto) return false;
   evidence = ReadEvidence(*proto);
   PduFrame::ReadNumbers(*evidence, *proto, kEvidenceRoot, kCreationNumberKeys);
   PduFrame::ReadTexts(*evidence, *proto, kEvidenceRoot, kCreationTextKeys);
@@ -94,13 +95,15 @@ bool CEvidencePduJson::EncodeEvidencePostRsp(std::string& response, const Respon
 }
 
 bool CEvidencePduJson::DecodeEvidenceIDPutReq(EvidencePtr& evidence, const std::string& body) {
-  EVIDENCE_PARSE_BODY(proto, "DecodeEvidenceIDPutReq", body);
+  const auto proto = PduFrame::ParseBody("DecodeEvidenceIDPutReq", body);
+  if (!proto) return false;
   evidence = ReadEvidence(*proto);
   return true;
 }
 
 bool CEvidencePduJson::DecodeEvidencePutReq(std::list<EvidencePtr>& evidences, const std::string& body) {
-  EVIDENCE_NEW_PROTO(proto, "DecodeEvidencePutReq");
+  const auto proto = PduFrame::NewProto("DecodeEvidencePutReq");
+  if (!proto) return false;
   const std::string list = "/EvidenceList/Evidence";
   if (!proto->set_str(body) || proto->get_cnt(list) == 0) {
     EVIDENCE_LOG(kLogFailure, "[%s]Xml Parse failed or EvidenceList does not exist, xml invalid![%s(%d)]");

@@ -59,7 +59,8 @@ bool EncodeFileErrors(std::string& response, const ResponseStatus& status, const
 }  // namespace
 
 bool CEvidencePduJson::DecodeEvidenceIDFilesPostReq(std::list<EvidenceFilePtr>& files, const std::string& body) {
-  EVIDENCE_PARSE_BODY(proto, "DecodeEvidenceIDFilesPostReq", body);
+  const auto proto = PduFrame::ParseBody("DecodeEvidenceIDFilesPostReq", body);
+  if (!proto) return false;
   PduFrame::ForEachElement(*proto, "/FileList/File", [&](const std::string& element) {
     auto file = std::make_shared<_tag_EvidenceFile_>();
     file->id = proto->get_int_v(element + "ID", -1);
@@ -86,7 +87,8 @@ bool CEvidencePduJson::EncodeEvidenceIDFilesGetRsp(std::string& response, const 
 }
 
 bool CEvidencePduJson::DecodeUnrelatedFilesGetReq(EvidenceFilterPtr& filter, const std::string& body) {
-  EVIDENCE_PARSE_BODY(proto, "DecodeEvidenceDeleteReq", body);  // sic
+  const auto proto = PduFrame::ParseBody("DecodeEvidenceDeleteReq", body);  // sic
+  if (!proto) return false;
   const std::string root = "/FileQueryReq/";
   filter = std::make_shared<_tag_EvidenceFilterInfo_>();
   filter->page_index = proto->get_int_v(root + "PageIndex", -1);
@@ -106,7 +108,8 @@ bool CEvidencePduJson::DecodeUnrelatedFilesGetReq(EvidenceFilterPtr& filter, con
 }
 
 bool CEvidencePduJson::DecodeUploadCancelReq(std::list<std::string>& guids, const std::string& body) {
-  EVIDENCE_PARSE_BODY(proto, "DecodeUploadCancelReq", body);
+  const auto proto = PduFrame::ParseBody("DecodeUploadCancelReq", body);
+  if (!proto) return false;
   PduFrame::ForEachElement(*proto, kUploadList, [&](const std::string& element) {
     guids.push_back(proto->get_v(element + "GUID", std::string()));
   });
@@ -131,14 +134,16 @@ bool CEvidencePduJson::EncodeUnrelatedFilesGetRsp(std::string& response, const R
 }
 
 bool CEvidencePduJson::DecodeEvidenceFilesDeleteReq(IdList& file_ids, const std::string& body) {
-  EVIDENCE_PARSE_BODY(proto, "DecodeEvidenceFilesDeleteReq", body);
+  const auto proto = PduFrame::ParseBody("DecodeEvidenceFilesDeleteReq", body);
+  if (!proto) return false;
   file_ids.splice(file_ids.end(), PduFrame::ReadIds(*proto, "/File/IDs"));
   return true;
 }
 
 bool CEvidencePduJson::DecodeModifyEvidenceFilesDigestPutReq(std::map<std::int32_t, std::string>& digests,
                                                              const std::string& body) {
-  EVIDENCE_PARSE_BODY(proto, "DecodeModifyEvidenceFilesDigestPutReq", body);
+  const auto proto = PduFrame::ParseBody("DecodeModifyEvidenceFilesDigestPutReq", body);
+  if (!proto) return false;
   PduFrame::ForEachElement(*proto, "/File", [&](const std::string& element) {
     digests.emplace(proto->get_int_v(element + "ID", -1), proto->get_v(element + "Digest", std::string()));
   });
@@ -154,7 +159,8 @@ bool CEvidencePduJson::EncodeEvidenceFilesRsp(std::string& response, const Respo
 }
 
 bool CEvidencePduJson::DecodeUploadStatusGetReq(std::map<std::string, std::int32_t>& chunks, const std::string& body) {
-  EVIDENCE_PARSE_BODY(proto, "DecodeUploadStatusGetReq", body);
+  const auto proto = PduFrame::ParseBody("DecodeUploadStatusGetReq", body);
+  if (!proto) return false;
   PduFrame::ForEachElement(*proto, kUploadList, [&](const std::string& element) {
     chunks[proto->get_v(element + "GUID", std::string())] = proto->get_int_v(element + "Chunk", -1);
   });

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "Common/NewRecord.h"
 #include "Common/TextList.h"
 
 namespace Evidence::PduFrame {
@@ -15,6 +14,23 @@ NodePtr AddNumber(const NodePtr& parent, const std::string& name, const std::str
 }
 
 }  // namespace
+
+ProtoPtr NewProto(const char* word, Operation operation) {
+  auto proto = NewRecord<kelp::CRapidJsonProto>();
+  if (!proto) {
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]%s failed, proto is null![%s(%d)]", word);
+    Orv::Base::Error::SetLastError({0, kBadInput});
+  }
+  return proto;
+}
+
+ProtoPtr ParseBody(const char* word, const std::string& body, Operation operation) {
+  auto proto = NewProto(word, operation);
+  if (!proto || proto->set_str(body)) return proto;
+  EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Data Parse failed, data invalid![%s(%d)]");
+  Orv::Base::Error::SetLastError({0, kBadInput});
+  return nullptr;
+}
 
 NodePtr AddObject(const NodePtr& parent, const std::string& name) {
   auto node = parent->AddChild(name, std::string(), 0);

@@ -9,14 +9,21 @@
 #include "Common/EvidenceLog.h"
 #include "Common/NewRecord.h"
 #include "KelpUtils/RapidJsonProto.h"
-#include "OrvBase/StringUtil.h"
 #include "OrvProto/JsonNode.h"
 #include "usrservice/IEvidencePdu.h"
+#include "usrservice/ReadList.h"
 
 /// What the messages of IEvidencePdu are read and written with.
 namespace Evidence::PduFrame {
 
 using NodePtr = std::shared_ptr<xmlpacket::JsonNode>;
+using ProtoPtr = std::shared_ptr<kelp::CRapidJsonProto>;
+
+/// What a decoder reads with; null with (0, 2) when there is no memory for it. `word` is the name that the decoder's
+/// line carries in its text, for some another one's.
+[[nodiscard]] ProtoPtr NewProto(const char* word, Operation operation = Operation::current());
+/// The same with the parsed body in it; null with (0, 2) when the body cannot be parsed.
+[[nodiscard]] ProtoPtr ParseBody(const char* word, const std::string& body, Operation operation = Operation::current());
 
 /// A child that takes children of its own; `{}` until it has any.
 NodePtr AddObject(const NodePtr& parent, const std::string& name);
@@ -44,12 +51,10 @@ bool Render(const NodePtr& envelope, std::string& response);
 /// `status`, or (0, 99999) in its place when any entry holds a code.
 ResponseStatus BatchStatus(const ResponseStatus& status, const std::list<ErrorPtr>& errors);
 
-/// Calls `read` with the path of each element, "list[1]/" the first, of the list at `list_path`.
+/// Calls `read` with the path of each element of the list at `list_path`.
 template <class Read>
 void ForEachElement(const kelp::CRapidJsonProto& proto, const std::string& list_path, Read read) {
-  const int count = proto.get_cnt(list_path);
-  for (int n = 1; n <= count; ++n)
-    read(list_path + Orv::Base::StringUtil::str_fmt("[%d]/", n));
+  ReadList::ForEachElement<ReadList::BySubscript>(proto, list_path, read);
 }
 
 /// A wire key and the field of `Record` that it fills.
@@ -79,22 +84,3 @@ void ReadNumbers(Record& record, const kelp::CRapidJsonProto& proto, const std::
 IdList ReadIds(const kelp::CRapidJsonProto& proto, const std::string& path);
 
 }  // namespace Evidence::PduFrame
-
-/// Opens a decoder: declares `proto`, or leaves the function with false and (0, 2). `word` is the name that
-/// the decoder's log line carries, as one literal.
-#define EVIDENCE_NEW_PROTO(proto, word)                                                   \
-  const auto proto = ::Evidence::NewRecord<kelp::CRapidJsonProto>();                      \
-  if (!proto) {                                                                           \
-    EVIDENCE_LOG(::Evidence::kLogFailure, "[%s]" word " failed, proto is null![%s(%d)]"); \
-    return ::Evidence::Fail(::Evidence::kBadInput);                                       \
-  }                                                                                       \
-  static_assert(true)
-
-/// The same with the parsed `body` in it.
-#define EVIDENCE_PARSE_BODY(proto, word, body)                                             \
-  EVIDENCE_NEW_PROTO(proto, word);                                                         \
-  if (!proto->set_str(body)) {                                                             \
-    EVIDENCE_LOG(::Evidence::kLogFailure, "[%s]Data Parse failed, data invalid![%s(%d)]"); \
-    return ::Evidence::Fail(::Evidence::kBadInput);                                        \
-  }                                                                                        \
-  static_assert(true)

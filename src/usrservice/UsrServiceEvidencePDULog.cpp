@@ -6,7 +6,8 @@ namespace Evidence {
 
 bool CEvidencePduJson::DecodeWriteEvidenceLogPostReq(std::vector<operation_record>& records, const std::string& session,
                                                      std::int32_t evidence_id, const std::string& body) {
-  EVIDENCE_PARSE_BODY(proto, "DecodeEvidencePostReq", body);  // sic
+  const auto proto = PduFrame::ParseBody("DecodeEvidencePostReq", body);  // sic
+  if (!proto) return false;
   std::shared_ptr<TarnPlatform::Authentication::CUserSession> user;
   if (!TarnPlatform::Authentication::GetUserSession(user, session) || !user) {
     EVIDENCE_LOG(kLogFailure, "[%s]GetUserSession failed.[%s(%d)]");

@@ -99,7 +99,8 @@ bool CEvidencePduJson::EncodeEvidenceGUIDGetRsp(std::string& response, const std
 
 bool CEvidencePduJson::DecodeEvidenceGetReq(page_info& page, EvidenceFilterPtr& filter, std::string& field,
                                             IdList& evidence_ids, const std::string& body) {
-  EVIDENCE_PARSE_BODY(proto, "DecodeEvidenceGetReq", body);
+  const auto proto = PduFrame::ParseBody("DecodeEvidenceGetReq", body);
+  if (!proto) return false;
   const std::string root = kQueryRoot;
   page.PageIndex = proto->get_int_v(root + "PageIndex", -1);
   page.PageSize = proto->get_int_v(root + "PageSize", -1);
@@ -147,7 +148,8 @@ bool CEvidencePduJson::EncodeEvidenceGetRsp(std::string& response, const Respons
 }
 
 bool CEvidencePduJson::DecodeEvidenceIDGetReq(std::string& field, const std::string& body) {
-  EVIDENCE_PARSE_BODY(proto, "DecodeEvidenceIDGetReq", body);
+  const auto proto = PduFrame::ParseBody("DecodeEvidenceIDGetReq", body);
+  if (!proto) return false;
   field = proto->get_v(std::string(kQueryRoot) + "Field", std::string());
   return true;
 }
@@ -173,14 +175,16 @@ bool CEvidencePduJson::EncodeEvidenceIDGetRsp(std::string& response, const Respo
 
 bool CEvidencePduJson::DecodeEvidenceDeleteReq(IdList& evidence_ids, std::list<UserPtr>& users,
                                                const std::string& body) {
-  EVIDENCE_PARSE_BODY(proto, "DecodeEvidenceDeleteReq", body);
+  const auto proto = PduFrame::ParseBody("DecodeEvidenceDeleteReq", body);
+  if (!proto) return false;
   evidence_ids.splice(evidence_ids.end(), PduFrame::ReadIds(*proto, "/EvidenceDeleteReq/IDs"));
   ReadUsers(users, *proto);
   return true;
 }
 
 bool CEvidencePduJson::DecodeEvidenceIDDeleteReq(std::list<UserPtr>& users, const std::string& body) {
-  EVIDENCE_PARSE_BODY(proto, "DecodeEvidenceDeleteReq", body);  // sic
+  const auto proto = PduFrame::ParseBody("DecodeEvidenceDeleteReq", body);  // sic
+  if (!proto) return false;
   ReadUsers(users, *proto);
   return true;
 }

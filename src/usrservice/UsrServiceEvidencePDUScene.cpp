@@ -8,7 +8,8 @@ namespace Evidence {
 bool CEvidencePduJson::DecodeEvidenceSceneGetReq(page_info& page,
                                                  const std::shared_ptr<_tag_EvidenceAttributeFilterInfo_>& /*reserved*/,
                                                  std::int32_t& client_resource_version, const std::string& body) {
-  EVIDENCE_PARSE_BODY(proto, "DecodeEvidenceSceneGetReq", body);
+  const auto proto = PduFrame::ParseBody("DecodeEvidenceSceneGetReq", body);
+  if (!proto) return false;
   PduFrame::ReadQuery(page, client_resource_version, PduFrame::kScenes, *proto);
   return true;
 }
@@ -20,7 +21,8 @@ bool CEvidencePduJson::EncodeEvidenceSceneGetRsp(std::string& response, const Re
 }
 
 bool CEvidencePduJson::DecodeEvidenceScenePutReq(std::list<EvidenceScenePtr>& scenes, const std::string& body) {
-  EVIDENCE_PARSE_BODY(proto, "DecodeEvidenceScenePostReq", body);  // sic
+  const auto proto = PduFrame::ParseBody("DecodeEvidenceScenePostReq", body);  // sic
+  if (!proto) return false;
   PduFrame::ReadEntries(scenes, PduFrame::kScenes, *proto);
   return true;
 }
@@ -36,7 +38,8 @@ bool CEvidencePduJson::EncodeEvidenceSceneIDGetRsp(std::string& response, const 
 }
 
 bool CEvidencePduJson::DecodeEvidenceSceneIDPutReq(EvidenceScenePtr& scene, const std::string& body) {
-  EVIDENCE_PARSE_BODY(proto, "DecodeEvidenceSceneIDPutReq", body);
+  const auto proto = PduFrame::ParseBody("DecodeEvidenceSceneIDPutReq", body);
+  if (!proto) return false;
   scene = PduFrame::ReadEntry(PduFrame::kScenes, *proto);
   return true;
 }
@@ -44,7 +47,8 @@ bool CEvidencePduJson::DecodeEvidenceSceneIDPutReq(EvidenceScenePtr& scene, cons
 bool CEvidencePduJson::DecodeEvidenceOutcomeGetReq(
     page_info& page, const std::shared_ptr<_tag_EvidenceAttributeFilterInfo_>& /*reserved*/,
     std::int32_t& client_resource_version, const std::string& body) {
-  EVIDENCE_PARSE_BODY(proto, "DecodeEvidenceSceneGetReq", body);  // sic
+  const auto proto = PduFrame::ParseBody("DecodeEvidenceSceneGetReq", body);  // sic
+  if (!proto) return false;
   PduFrame::ReadQuery(page, client_resource_version, PduFrame::kOutcomes, *proto);
   return true;
 }
@@ -56,7 +60,8 @@ bool CEvidencePduJson::EncodeEvidenceOutcomeGetRsp(std::string& response, const 
 }
 
 bool CEvidencePduJson::DecodeEvidenceOutcomePutReq(std::list<EvidenceOutcomePtr>& outcomes, const std::string& body) {
-  EVIDENCE_PARSE_BODY(proto, "DecodeEvidenceScenePostReq", body);  // sic
+  const auto proto = PduFrame::ParseBody("DecodeEvidenceScenePostReq", body);  // sic
+  if (!proto) return false;
   PduFrame::ReadEntries(outcomes, PduFrame::kOutcomes, *proto);
   return true;
 }
@@ -72,7 +77,8 @@ bool CEvidencePduJson::EncodeEvidenceOutcomeIDGetRsp(std::string& response, cons
 }
 
 bool CEvidencePduJson::DecodeEvidenceOutcomeIDPutReq(EvidenceOutcomePtr& outcome, const std::string& body) {
-  EVIDENCE_PARSE_BODY(proto, "EncodeEvidenceOutcomeIDPutRsp", body);  // sic
+  const auto proto = PduFrame::ParseBody("EncodeEvidenceOutcomeIDPutRsp", body);  // sic
+  if (!proto) return false;
   outcome = PduFrame::ReadEntry(PduFrame::kOutcomes, *proto);
   return true;
 }

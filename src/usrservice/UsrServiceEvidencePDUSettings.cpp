@@ -14,10 +14,10 @@ bool IsZeroOrOne(const std::string& text) { return text == "0" || text == "1"; }
 
 /// The keys of the FTP server under `root`.
 [[nodiscard]] bool ReadFtpKeys(_tag_FTPSettings_& settings, const kelp::CRapidJsonProto& proto, const std::string& root,
-                               const std::string& session) {
+                               const std::string& session, Operation operation = Operation::current()) {
   const std::string type = proto.get_v(root + "FTPType", std::string());
   if (!IsZeroOrOne(type)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]DecodeFTPSettingsGetReq failed, FTPType is not 0 or 1![%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]DecodeFTPSettingsGetReq failed, FTPType is not 0 or 1![%s(%d)]");
     return Fail(kBadInput);
   }
   settings.type = type == "1" ? 1 : 0;
@@ -26,11 +26,11 @@ bool IsZeroOrOne(const std::string& text) { return text == "0" || text == "1"; }
   settings.username = proto.get_v(root + "UserName", std::string());
   const std::string cipher = proto.get_v(root + "Password", std::string());
   if (cipher.empty()) {
-    EVIDENCE_LOG(kLogFailure, "[%s]DecodeFTPSettingsGetReq failed, Password is empty![%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]DecodeFTPSettingsGetReq failed, Password is empty![%s(%d)]");
     return Fail(kBadInput);
   }
   if (!TarnPlatform::Authentication::AESDecrypt(settings.password, cipher, session)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]AESDecrypt failed.[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]AESDecrypt failed.[%s(%d)]");
     return Fail(kDecryptionFailed);
   }
   settings.path = proto.get_v(root + "FTPPath", std::string());
@@ -38,22 +38,24 @@ bool IsZeroOrOne(const std::string& text) { return text == "0" || text == "1"; }
 }
 
 /// What both decoders begin with: a fresh record and the parsed body.
-[[nodiscard]] bool OpenPutRequest(FTPSettingsPtr& settings, kelp::CRapidJsonProto& proto, const std::string& body) {
+[[nodiscard]] bool OpenPutRequest(FTPSettingsPtr& settings, kelp::CRapidJsonProto& proto, const std::string& body,
+                                  Operation operation = Operation::current()) {
   settings = NewRecord<_tag_FTPSettings_>();
   if (!settings) return Fail(kObjectMissing);
   if (proto.set_str(body)) return true;
-  EVIDENCE_LOG(kLogFailure, "[%s]Data Parse failed, data invalid![%s(%d)]");
+  EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Data Parse failed, data invalid![%s(%d)]");
   return Fail(kBadInput);
 }
 
 /// The password for the client of `session`, empty when there is none; one that cannot be enciphered shows in `status`.
-std::string SealedPassword(ResponseStatus& status, const _tag_FTPSettings_& settings, const std::string& session) {
+std::string SealedPassword(ResponseStatus& status, const _tag_FTPSettings_& settings, const std::string& session,
+                           Operation operation = Operation::current()) {
   std::string cipher;
   if (settings.password.empty() ||
       TarnPlatform::Authentication::AESEncryptClient(cipher, settings.password, session, 0)) {
     return cipher;
   }
-  EVIDENCE_LOG(kLogFailure, "[%s]AESEncryptClient failed.[%s(%d)]");
+  EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]AESEncryptClient failed.[%s(%d)]");
   status.sub_code = kEncryptionFailed;
   return {};
 }
@@ -70,8 +72,9 @@ void AddFtpKeys(const PduFrame::NodePtr& node, const _tag_FTPSettings_& settings
 /// The answer of both generations; `add_settings` gets its `Data`, the settings and the enciphered password.
 template <class AddSettings>
 [[nodiscard]] bool EncodeSettings(std::string& response, const std::string& session, ResponseStatus status,
-                                  const _tag_FTPSettings_& settings, const AddSettings& add_settings) {
-  const std::string cipher = SealedPassword(status, settings, session);
+                                  const _tag_FTPSettings_& settings, const AddSettings& add_settings,
+                                  Operation operation = Operation::current()) {
+  const std::string cipher = SealedPassword(status, settings, session, operation);
   const auto envelope = PduFrame::NewEnvelope(status);
   if (!envelope) return false;
   add_settings(PduFrame::AddData(envelope), settings, cipher);
@@ -114,7 +117,8 @@ bool CEvidencePduJson::EncodeEvidenceSettingsGetRsp(std::string& response, const
 
 bool CEvidencePduJson::DecodeFTPSettingsPutReq(FTPSettingsPtr& settings, const std::string& session,
                                                const std::string& body) {
-  EVIDENCE_NEW_PROTO(proto, "DecodeFTPSettingsGetReq");  // sic
+  const auto proto = PduFrame::NewProto("DecodeFTPSettingsGetReq");  // sic
+  if (!proto) return false;
   if (!OpenPutRequest(settings, *proto, body)) return false;
   const std::string root = "/FTPSettings/";
   if (proto->get_cnt(root + "Enable") < 1) {
@@ -134,7 +138,8 @@ bool CEvidencePduJson::DecodeFTPSettingsPutReq(FTPSettingsPtr& settings, const s
 
 bool CEvidencePduJson::DecodeEvidenceSettingsPutReq(FTPSettingsPtr& settings, const std::string& session,
                                                     const std::string& body) {
-  EVIDENCE_NEW_PROTO(proto, "DecodeFTPSettingsGetReq");  // sic
+  const auto proto = PduFrame::NewProto("DecodeFTPSettingsGetReq");  // sic
+  if (!proto) return false;
   if (!OpenPutRequest(settings, *proto, body)) return false;
   const std::string root = "/EvidenceSettings/";
   settings->storage_type = proto->get_int_v(root + "Type", -1);

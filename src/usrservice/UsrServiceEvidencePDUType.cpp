@@ -6,7 +6,8 @@ namespace Evidence {
 bool CEvidencePduJson::DecodeEvidenceTypeGetReq(page_info& page,
                                                 const std::shared_ptr<_tag_EvidenceAttributeFilterInfo_>& /*reserved*/,
                                                 std::int32_t& client_resource_version, const std::string& body) {
-  EVIDENCE_PARSE_BODY(proto, "DecodeEvidenceTypeGetReq", body);
+  const auto proto = PduFrame::ParseBody("DecodeEvidenceTypeGetReq", body);
+  if (!proto) return false;
   PduFrame::ReadQuery(page, client_resource_version, PduFrame::kTypes, *proto);
   return true;
 }
@@ -18,7 +19,8 @@ bool CEvidencePduJson::EncodeEvidenceTypeGetRsp(std::string& response, const Res
 }
 
 bool CEvidencePduJson::DecodeEvidenceTypePutReq(std::list<EvidenceTypePtr>& types, const std::string& body) {
-  EVIDENCE_PARSE_BODY(proto, "DecodeEvidenceTypePostReq", body);  // sic
+  const auto proto = PduFrame::ParseBody("DecodeEvidenceTypePostReq", body);  // sic
+  if (!proto) return false;
   PduFrame::ReadEntries(types, PduFrame::kTypes, *proto);
   return true;
 }
@@ -34,7 +36,8 @@ bool CEvidencePduJson::EncodeEvidenceTypeIDGetRsp(std::string& response, const R
 }
 
 bool CEvidencePduJson::DecodeEvidenceTypeIDPutReq(EvidenceTypePtr& type, const std::string& body) {
-  EVIDENCE_PARSE_BODY(proto, "DecodeEvidenceTypePostReq", body);  // sic
+  const auto proto = PduFrame::ParseBody("DecodeEvidenceTypePostReq", body);  // sic
+  if (!proto) return false;
   type = PduFrame::ReadEntry(PduFrame::kTypes, *proto);
   return true;
 }

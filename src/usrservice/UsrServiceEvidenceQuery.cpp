@@ -8,10 +8,10 @@ namespace Evidence {
 namespace {
 
 /// More ids than one call deletes are no list at all: neither passwords nor history are worked on for them.
-bool IsDeletable(IdList& evidence_ids) {
+bool IsDeletable(IdList& evidence_ids, Operation operation = Operation::current()) {
   if (evidence_ids.size() <= Limits::kChangedEvidences) return true;
   evidence_ids.clear();
-  EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
+  EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param error.[%s(%d)]");
   return Fail(kBadInput);
 }
 
@@ -61,10 +61,11 @@ bool CUsrServiceEvidence::ProcEvidenceIDGet(kelp::SHttpResponse& response, const
 
 void CUsrServiceEvidence::DeleteConfirmed(Deletion& deletion, const CEvidenceUserInterface& user_interface,
                                           const IdList& evidence_ids, const std::list<UserPtr>& users,
-                                          const std::string& session, const std::function<void()>& read) {
+                                          const std::string& session, const std::function<void()>& read,
+                                          Operation operation) {
   if (!CheckUsersDelEvidencePerm(deletion.remain_count, deletion.lock_type, deletion.user_name, users, session)) {
     TakeLastError(deletion.status);
-    EVIDENCE_LOG(kLogFailure, "[%s]The user does not have permission to remove evidence.[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]The user does not have permission to remove evidence.[%s(%d)]");
     return;
   }
   read();

@@ -65,10 +65,10 @@ bool CEvidenceManager::TakeElementApi() {
   return element_api_ != nullptr;
 }
 
-bool CEvidenceManager::LoadDictionaries() {
+bool CEvidenceManager::LoadDictionaries(Operation operation) {
   std::list<EvidenceTypePtr> types;
   if (!store_->ReadAllEvidenceTypes(types)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Get all evidence type failed.[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Get all evidence type failed.[%s(%d)]");
     return false;
   }
   type_cache_.clear();
@@ -77,18 +77,18 @@ bool CEvidenceManager::LoadDictionaries() {
 
   std::list<EvidenceCustomPtr> customs;
   if (!store_->ReadAllEvidenceCustoms(customs)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Get all evidence custom failed.[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Get all evidence custom failed.[%s(%d)]");
     return false;
   }
   if (!store_->ReadAllCustomOptions(customs)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Get all evidence custom options failed.[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Get all evidence custom options failed.[%s(%d)]");
     return false;
   }
   custom_cache_.clear();
   for (auto& custom : customs)
     custom_cache_[custom->custom_id] = std::move(custom);
-  EVIDENCE_LOG(kLogProgress, "[%s]Init evidence labels and camera_upload_task step 1.[%s(%d)]");
-  EVIDENCE_LOG(kLogProgress, "[%s]Init evidence labels and camera_upload_task step 3.[%s(%d)]");
+  EVIDENCE_LOG_OF(operation, kLogProgress, "[%s]Init evidence labels and camera_upload_task step 1.[%s(%d)]");
+  EVIDENCE_LOG_OF(operation, kLogProgress, "[%s]Init evidence labels and camera_upload_task step 3.[%s(%d)]");
   return true;
 }
 

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "Common/Operation.h"
 #include "KelpPlatform/PlatformAdapter.h"
 #include "OrvBase/Noncopyable.h"
 #include "impl/Evidence/EvidenceRecords.h"
@@ -240,7 +241,7 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
 
   // State
   /// Reads both dictionaries into the caches; the caller holds cache_lock_.
-  [[nodiscard]] bool LoadDictionaries();
+  [[nodiscard]] bool LoadDictionaries(Operation operation = Operation::current());
   [[nodiscard]] bool TakeElementApi();
   void InitLogKeyMaps();
   /// Gives each cached built-in entry without a name of its own its localised one; the table keeps none.
@@ -248,26 +249,30 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
 
   // Evidence
   /// The rules of a new evidence, in their order.
-  [[nodiscard]] bool CheckNewEvidence(const EvidencePtr& evidence);
+  [[nodiscard]] bool CheckNewEvidence(const EvidencePtr& evidence, Operation operation = Operation::current());
   /// Draws the key and writes the rows; what was written before a failure stays.
-  [[nodiscard]] bool StoreNewEvidence(const EvidencePtr& evidence);
-  [[nodiscard]] bool StoreChangedEvidence(const EvidencePtr& evidence);
-  [[nodiscard]] bool CheckLabels(std::int32_t evidence_id, const std::string& label_text);
-  void AddTypeChange(std::vector<change_item>& changes, std::int32_t before_id, std::int32_t after_id);
+  [[nodiscard]] bool StoreNewEvidence(const EvidencePtr& evidence, Operation operation = Operation::current());
+  [[nodiscard]] bool StoreChangedEvidence(const EvidencePtr& evidence, Operation operation = Operation::current());
+  [[nodiscard]] bool CheckLabels(std::int32_t evidence_id, const std::string& label_text,
+                                 Operation operation = Operation::current());
+  void AddTypeChange(std::vector<change_item>& changes, std::int32_t before_id, std::int32_t after_id,
+                     Operation operation = Operation::current());
   /// One evidence of a status batch; `standing` receives it as it stood, or null.
   [[nodiscard]] bool ChangeStatus(EvidencePtr& standing, const _tag_Evidence_& wanted,
-                                  std::vector<operation_record>& records);
+                                  std::vector<operation_record>& records, Operation operation = Operation::current());
   /// Refused when the link calls of this deletion would name more file ids than is bearable.
-  [[nodiscard]] bool CheckFilesToUnlink(const IdList& evidence_ids);
+  [[nodiscard]] bool CheckFilesToUnlink(const IdList& evidence_ids, Operation operation = Operation::current());
   /// Takes the files of `evidence_id` off it. `files` and `file_ids` hold those of the evidences before, too: each call
   /// to the file manager names them all.
-  [[nodiscard]] bool UnlinkAllFiles(std::int32_t evidence_id, std::list<EvidenceFilePtr>& files, IdVector& file_ids);
+  [[nodiscard]] bool UnlinkAllFiles(std::int32_t evidence_id, std::list<EvidenceFilePtr>& files, IdVector& file_ids,
+                                    Operation operation = Operation::current());
 
   // Query
   /// Fills the cameras that the platform knows.
-  void ResolveCameras(_tag_Evidence_& evidence);
-  void AddValues(_tag_Evidence_& evidence, const std::list<EvidenceCustomPtr>& values);
-  void AddValuesFromCache(const std::list<EvidencePtr>& evidences);
+  void ResolveCameras(_tag_Evidence_& evidence, Operation operation = Operation::current());
+  void AddValues(_tag_Evidence_& evidence, const std::list<EvidenceCustomPtr>& values,
+                 Operation operation = Operation::current());
+  void AddValuesFromCache(const std::list<EvidencePtr>& evidences, Operation operation = Operation::current());
 
   // Device
   [[nodiscard]] static bool NeedsOneDevice(const _tag_Evidence_& evidence);
@@ -280,10 +285,12 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
     std::int32_t evidence_id = -1;  ///< of the last file: link calls name it
   };
   /// False with the pair when the batch as a whole is refused.
-  [[nodiscard]] bool CheckFileBatch(const std::list<EvidenceFilePtr>& files);
+  [[nodiscard]] bool CheckFileBatch(const std::list<EvidenceFilePtr>& files,
+                                    Operation operation = Operation::current());
   /// Decides what becomes of one file. False when it is refused: with the pair of the read that failed, or, for a file
   /// of no evidence, with whatever pair stands.
-  [[nodiscard]] bool SortFile(FileBatch& batch, const EvidenceFilePtr& file);
+  [[nodiscard]] bool SortFile(FileBatch& batch, const EvidenceFilePtr& file,
+                              Operation operation = Operation::current());
   /// Gives a key to each new file that has none; those that get none go to `failures`.
   void DrawFileKeys(std::list<ErrorPtr>& failures, std::list<EvidenceFilePtr>& files);
   /// APILinkFile, judged by its own failures, which join those that stand.
@@ -295,10 +302,13 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   void CacheInsertEvidenceTypes(const std::list<EvidenceTypePtr>& types);
   void CacheRenameEvidenceTypes(const std::list<EvidenceTypePtr>& types);
   void CacheRemoveEvidenceTypes(const std::list<EvidenceTypePtr>& types);
-  [[nodiscard]] bool CheckNewType(const _tag_EvidenceType_& type, const std::set<std::string>& accepted_names);
-  [[nodiscard]] bool CheckChangedType(const _tag_EvidenceType_& type, const std::set<std::string>& accepted_names);
+  [[nodiscard]] bool CheckNewType(const _tag_EvidenceType_& type, const std::set<std::string>& accepted_names,
+                                  Operation operation = Operation::current());
+  [[nodiscard]] bool CheckChangedType(const _tag_EvidenceType_& type, const std::set<std::string>& accepted_names,
+                                      Operation operation = Operation::current());
   [[nodiscard]] std::string DisplayName(const _tag_EvidenceType_& type);
-  void NotifyTypes(const std::list<EvidenceTypePtr>& types, std::int32_t method);
+  void NotifyTypes(const std::list<EvidenceTypePtr>& types, std::int32_t method,
+                   Operation operation = Operation::current());
 
   // Custom
   [[nodiscard]] std::list<EvidenceCustomPtr> CopyCachedEvidenceCustoms();
@@ -306,12 +316,15 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   void CacheUpdateEvidenceCustoms(const std::list<EvidenceCustomPtr>& customs);
   void CacheRemoveEvidenceCustoms(const std::list<EvidenceCustomPtr>& customs);
   /// Draws the key of an entry that passes the checks of names.
-  [[nodiscard]] bool CheckNewCustom(tag_EvidenceCustom_& custom, const std::set<std::string>& accepted_names);
-  [[nodiscard]] bool CheckChangedCustom(const tag_EvidenceCustom_& custom, const std::set<std::string>& accepted_names);
+  [[nodiscard]] bool CheckNewCustom(tag_EvidenceCustom_& custom, const std::set<std::string>& accepted_names,
+                                    Operation operation = Operation::current());
+  [[nodiscard]] bool CheckChangedCustom(const tag_EvidenceCustom_& custom, const std::set<std::string>& accepted_names,
+                                        Operation operation = Operation::current());
   /// Writes the options and leaves in `custom` those that stand from now on.
-  [[nodiscard]] bool StoreChangedOptions(const EvidenceCustomPtr& custom);
+  [[nodiscard]] bool StoreChangedOptions(const EvidenceCustomPtr& custom, Operation operation = Operation::current());
   [[nodiscard]] std::string DisplayName(const tag_EvidenceCustom_& custom);
-  void NotifyCustoms(const std::list<EvidenceCustomPtr>& customs, std::int32_t method);
+  void NotifyCustoms(const std::list<EvidenceCustomPtr>& customs, std::int32_t method,
+                     Operation operation = Operation::current());
 
   // Label
   /// Counts `added` up and `removed` down; the caller holds label_lock_.

@@ -34,10 +34,10 @@ void RefuseAll(std::list<ErrorPtr>& errors, const std::list<EvidenceCustomPtr>& 
     errors.push_back(RefusedEntry(custom->custom_id, custom->custom_name));
 }
 
-bool HasTooManyOptions(const tag_EvidenceCustom_& custom) {
+bool HasTooManyOptions(const tag_EvidenceCustom_& custom, Operation operation) {
   if (custom.custom_options.size() <= kMaxOptions) return false;
-  EVIDENCE_LOG(kLogFailure, "[%s]option lst out limit: %lld.[%s(%d)]",
-               static_cast<long long>(custom.custom_options.size()));
+  EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]option lst out limit: %lld.[%s(%d)]",
+                  static_cast<long long>(custom.custom_options.size()));
   Orv::Base::Error::SetLastError({0, kTooManyCustoms});
   return true;
 }
@@ -91,28 +91,29 @@ bool CEvidenceManager::SetEvidenceCustoms(std::list<ErrorPtr>& errors, const std
   return ok;
 }
 
-bool CEvidenceManager::CheckNewCustom(tag_EvidenceCustom_& custom, const std::set<std::string>& accepted_names) {
+bool CEvidenceManager::CheckNewCustom(tag_EvidenceCustom_& custom, const std::set<std::string>& accepted_names,
+                                      Operation operation) {
   if (!Batch::IsNameWithinRules(custom.custom_name) || custom.custom_name.empty() || !HasStorableOptions(custom)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);
   }
   EvidenceCustomPtr same_name;
   if (GetEvidenceCustomByName(same_name, custom.custom_name)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]The evidence custom exists, evidence-custom-name[%s].[%s(%d)]",
-                 custom.custom_name.c_str());
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]The evidence custom exists, evidence-custom-name[%s].[%s(%d)]",
+                    custom.custom_name.c_str());
     return Fail(kCustomNameRepeated);
   }
   if (IsCustomNameInList(accepted_names, custom.custom_name)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]The evidence custom name repeat, evidence-custom-name[%s].[%s(%d)]",
-                 custom.custom_name.c_str());
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]The evidence custom name repeat, evidence-custom-name[%s].[%s(%d)]",
+                    custom.custom_name.c_str());
     return Fail(kCustomNameRepeated);
   }
   custom.custom_id = store_->QueryEvidenceCustomSeqID();
   if (custom.custom_id == -1) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Get Last Seq ID Failed.[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Get Last Seq ID Failed.[%s(%d)]");
     return Fail(kStatementFailed);
   }
-  return !HasTooManyOptions(custom);
+  return !HasTooManyOptions(custom, operation);
 }
 
 bool CEvidenceManager::InsertEvidenceCustoms(std::list<ErrorPtr>& errors, const std::list<EvidenceCustomPtr>& customs) {
@@ -155,15 +156,16 @@ bool CEvidenceManager::InsertEvidenceCustoms(std::list<ErrorPtr>& errors, const 
 }
 
 bool CEvidenceManager::CheckChangedCustom(const tag_EvidenceCustom_& custom,
-                                          const std::set<std::string>& accepted_names) {
+                                          const std::set<std::string>& accepted_names, Operation operation) {
   if (!Batch::IsNameWithinRules(custom.custom_name) || custom.custom_id == -1 || !HasStorableOptions(custom)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);
   }
   EvidenceCustomPtr standing;
   if (!GetEvidenceCustomById(standing, custom.custom_id)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]The evidence custom not exists, evidence-outcome-id[%d].[%s(%d)]",  // sic
-                 custom.custom_id);
+    EVIDENCE_LOG_OF(operation, kLogFailure,
+                    "[%s]The evidence custom not exists, evidence-outcome-id[%d].[%s(%d)]",  // sic
+                    custom.custom_id);
     return false;
   }
   // Several built-in attributes may stand without a name.
@@ -172,12 +174,12 @@ bool CEvidenceManager::CheckChangedCustom(const tag_EvidenceCustom_& custom,
     const bool taken =
         GetEvidenceCustomByName(same_name, custom.custom_name) && same_name->custom_id != custom.custom_id;
     if (taken || IsCustomNameInList(accepted_names, custom.custom_name)) {
-      EVIDENCE_LOG(kLogFailure, "[%s]The evidence custom name repeat, evidence-custom-name[%s].[%s(%d)]",
-                   custom.custom_name.c_str());
+      EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]The evidence custom name repeat, evidence-custom-name[%s].[%s(%d)]",
+                      custom.custom_name.c_str());
       return Fail(kCustomNameRepeated);
     }
   }
-  return !HasTooManyOptions(custom);
+  return !HasTooManyOptions(custom, operation);
 }
 
 bool CEvidenceManager::ModifyEvidenceCustoms(std::list<ErrorPtr>& errors, const std::list<EvidenceCustomPtr>& customs) {
@@ -209,7 +211,7 @@ bool CEvidenceManager::ModifyEvidenceCustoms(std::list<ErrorPtr>& errors, const 
   return true;
 }
 
-bool CEvidenceManager::StoreChangedOptions(const EvidenceCustomPtr& custom) {
+bool CEvidenceManager::StoreChangedOptions(const EvidenceCustomPtr& custom, Operation operation) {
   std::vector<tag_EvidenceOption_> standing;
   (void)GetCustomOptionList(standing, *custom);
   OptionChanges changes = SplitOptionChanges(standing, custom->custom_options);
@@ -217,21 +219,21 @@ bool CEvidenceManager::StoreChangedOptions(const EvidenceCustomPtr& custom) {
     if (option.option_id != -1) continue;
     option.option_id = store_->QueryEvidenceOptionSeqID();
     if (option.option_id == -1) {
-      EVIDENCE_LOG(kLogFailure, "[%s]Get Last Seq ID Failed.[%s(%d)]");
+      EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Get Last Seq ID Failed.[%s(%d)]");
       return Fail(kStatementFailed);
     }
     changes.to_insert.push_back(option);
   }
   if (!changes.to_update.empty() && !store_->UpdatetOptions(changes.to_update, custom)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Update custom option failed.[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Update custom option failed.[%s(%d)]");
     return false;
   }
   if (!changes.to_delete.empty() && !store_->DeleteOptions(changes.to_delete, custom)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Delete custom option failed.[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Delete custom option failed.[%s(%d)]");
     return false;
   }
   if (!changes.to_insert.empty() && !store_->InsertOptions(changes.to_insert, custom)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Insert custom option failed.[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Insert custom option failed.[%s(%d)]");
     return false;
   }
   custom->custom_options = std::move(changes.kept);
@@ -282,16 +284,20 @@ bool CEvidenceManager::DeleteEvidenceCustoms(std::list<ErrorPtr>& errors, const 
   return values_deleted;
 }
 
-void CEvidenceManager::NotifyCustoms(const std::list<EvidenceCustomPtr>& customs, std::int32_t method) {
+void CEvidenceManager::NotifyCustoms(const std::list<EvidenceCustomPtr>& customs, std::int32_t method,
+                                     Operation operation) {
   for (const auto& custom : customs) {
     if (AddIncreResource(kIncreCustoms, custom->custom_id, method)) continue;
     const char* const name = custom->custom_name.c_str();
     if (method == kIncreAdd) {
-      EVIDENCE_LOG(kLogFailure, "[%s]Notify IncreResource evidence-custom-name[%s] add failed.[%s(%d)]", name);
+      EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Notify IncreResource evidence-custom-name[%s] add failed.[%s(%d)]",
+                      name);
     } else if (method == kIncreModify) {
-      EVIDENCE_LOG(kLogFailure, "[%s]Notify IncreResource evidence-custom-name[%s] modify failed.[%s(%d)]", name);
+      EVIDENCE_LOG_OF(operation, kLogFailure,
+                      "[%s]Notify IncreResource evidence-custom-name[%s] modify failed.[%s(%d)]", name);
     } else {
-      EVIDENCE_LOG(kLogFailure, "[%s]Notify IncreResource evidence-custom-name[%s] delete failed.[%s(%d)]", name);
+      EVIDENCE_LOG_OF(operation, kLogFailure,
+                      "[%s]Notify IncreResource evidence-custom-name[%s] delete failed.[%s(%d)]", name);
     }
   }
 }

@@ -19,11 +19,11 @@ bool ReadElement(kelp::SElementBaseInfo& element, std::int32_t element_id) {
   return api && api->GetElementInfo(element, element_id, 0);
 }
 
-bool IsRoamlinkCamera(std::int32_t element_id) {
+bool IsRoamlinkCamera(std::int32_t element_id, Operation operation = Operation::current()) {
   kelp::SElementBaseInfo element;
   if (!ReadElement(element, element_id)) {
-    EVIDENCE_TAGGED_LOG(kDeviceLogTag, kLogFailure, "[%s]GetElementInfo device invalid, element_id : %d[%s(%d)]",
-                        element_id);
+    EVIDENCE_DEVICE_LOG_OF(operation, kLogFailure, "[%s]GetElementInfo device invalid, element_id : %d[%s(%d)]",
+                           element_id);
     return false;
   }
   if (!element.device_base || element.device_base->device_type == kelp::kMobileDevice) return false;
@@ -31,8 +31,8 @@ bool IsRoamlinkCamera(std::int32_t element_id) {
   const auto device =
       api ? api->GetDeviceObject(element.device_base->device_id, element.device_base->device_type) : nullptr;
   if (!device) {
-    EVIDENCE_TAGGED_LOG(kDeviceLogTag, kLogFailure, "[%s]GetDeviceObject device failed, device : %d[%s(%d)]",
-                        element.device_base->device_id);
+    EVIDENCE_DEVICE_LOG_OF(operation, kLogFailure, "[%s]GetDeviceObject device failed, device : %d[%s(%d)]",
+                           element.device_base->device_id);
     return false;
   }
   return device->GetProtocolType() == kelp::kRoamlinkProtocol;
@@ -66,9 +66,10 @@ bool CEvidenceManager::IsCamerasInSameDevice(const std::string& camera_ids) {
     kelp::SElementBaseInfo element;
     if (ReadElement(element, ExtractDecimal(piece))) {
       if (element.element_device_id == kNoDevice || !element.device_base) {
-        EVIDENCE_TAGGED_LOG(kDeviceLogTag, kLogFailure,
-                            "[%s]GetElementInfo device invalid, device_id : %d, current element_device_id : %d[%s(%d)]",
-                            found, element.element_device_id);
+        EVIDENCE_DEVICE_LOG_OF(
+            Operation::current(), kLogFailure,
+            "[%s]GetElementInfo device invalid, device_id : %d, current element_device_id : %d[%s(%d)]", found,
+            element.element_device_id);
         continue;
       }
       if (found == kNoDevice) {
@@ -78,8 +79,8 @@ bool CEvidenceManager::IsCamerasInSameDevice(const std::string& camera_ids) {
     }
     if (found != element.element_device_id) {
       found = kNoDevice;
-      EVIDENCE_TAGGED_LOG(
-          kDeviceLogTag, kLogFailure,
+      EVIDENCE_DEVICE_LOG_OF(
+          Operation::current(), kLogFailure,
           "[%s]Not all element_id in same device, device_id : %d, current element_device_id : %d[%s(%d)]", found,
           element.element_device_id);
       break;

@@ -52,55 +52,58 @@ std::uint32_t CEvidenceManager::AddEvidence(const EvidencePtr& evidence) {
   return static_cast<std::uint32_t>(evidence->id);
 }
 
-bool CEvidenceManager::CheckNewEvidence(const EvidencePtr& evidence) {
+bool CEvidenceManager::CheckNewEvidence(const EvidencePtr& evidence, Operation operation) {
   if (!IsWithinRules(*evidence) || !CheckEvidenceAddMode(evidence) ||
       std::cmp_greater(std::ranges::count(evidence->releated_camera_ids, kCameraSeparator),
                        Limits::kCamerasOfEvidence)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);
   }
   const char* const cameras = evidence->releated_camera_ids.c_str();
   if (HasRoamlinkCamera(evidence->releated_camera_ids)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Has Roamlink device camera, except mobilesurveillance , cameras : %s.[%s(%d)]",
-                 cameras);
+    EVIDENCE_LOG_OF(operation, kLogFailure,
+                    "[%s]Has Roamlink device camera, except mobilesurveillance , cameras : %s.[%s(%d)]", cameras);
     return Fail(kRoamlinkCamera);
   }
   if (NeedsOneDevice(*evidence) && !IsCamerasInSameDevice(evidence->releated_camera_ids)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]WIFI upload not in same device, cameras : %s.[%s(%d)]", cameras);
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]WIFI upload not in same device, cameras : %s.[%s(%d)]", cameras);
     return Fail(kCamerasOnSeveralDevices);
   }
   EvidencePtr standing;
   if (GetEvidenceByGuid(standing, evidence->guid)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]The evidence already exists, evidence-guid[%s].[%s(%d)]", evidence->guid.c_str());
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]The evidence already exists, evidence-guid[%s].[%s(%d)]",
+                    evidence->guid.c_str());
     return Fail(kEvidenceRepeated);
   }
   std::int32_t count = 0;
   if (!GetEvidencesCount(count)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Get Evidence count failed.[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Get Evidence count failed.[%s(%d)]");
     return false;
   }
   if (std::int64_t{count} + 1 > kMaxEvidences) {
-    EVIDENCE_LOG(kLogFailure, "[%s]The number of evidences exceeds the limit, count : %d.[%s(%d)]", count);
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]The number of evidences exceeds the limit, count : %d.[%s(%d)]",
+                    count);
     return Fail(kTooManyEvidences);
   }
-  return CheckLabels(-1, evidence->label);
+  return CheckLabels(-1, evidence->label, operation);
 }
 
-bool CEvidenceManager::CheckLabels(std::int32_t evidence_id, const std::string& label_text) {
+bool CEvidenceManager::CheckLabels(std::int32_t evidence_id, const std::string& label_text, Operation operation) {
   const auto labels = SplitLabels(label_text);
   if (labels.size() <= Limits::kLabelsOfEvidence && !IsLabelCountExceeded(evidence_id, labels)) return true;
-  EVIDENCE_LOG(kLogFailure, "[%s]The number of labels exceeds the limit, labels_in : %s.[%s(%d)]", label_text.c_str());
+  EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]The number of labels exceeds the limit, labels_in : %s.[%s(%d)]",
+                  label_text.c_str());
   return Fail(kTooManyLabels);
 }
 
-bool CEvidenceManager::StoreNewEvidence(const EvidencePtr& evidence) {
+bool CEvidenceManager::StoreNewEvidence(const EvidencePtr& evidence, Operation operation) {
   evidence->id = store_->QueryEvidenceSeqID();
   if (!store_->InsertEvidence(evidence)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Insert Evidence failed.[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Insert Evidence failed.[%s(%d)]");
     return false;
   }
   if (!evidence->evidence_customs.empty() && !store_->InsertEvidenceCustomInfo(evidence)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Insert Evidence custom info failed.[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Insert Evidence custom info failed.[%s(%d)]");
     return false;
   }
   return true;
@@ -141,25 +144,27 @@ bool CEvidenceManager::UpdateEvidence(const EvidencePtr& evidence, operation_rec
   return CheckLabels(evidence->id, evidence->label) && StoreChangedEvidence(evidence);
 }
 
-void CEvidenceManager::AddTypeChange(std::vector<change_item>& changes, std::int32_t before_id, std::int32_t after_id) {
+void CEvidenceManager::AddTypeChange(std::vector<change_item>& changes, std::int32_t before_id, std::int32_t after_id,
+                                     Operation operation) {
   EvidenceTypePtr after;
   (void)GetEvidenceTypeById(after, after_id);  // an unknown type is no obstacle and has no name
   if (after_id == before_id) return;
   EvidenceTypePtr before;
   if (!GetEvidenceTypeById(before, before_id)) {
-    EVIDENCE_LOG(kLogAnomaly, "[%s]Get before evidence type failed, evidence-type-id[%d].[%s(%d)]", before_id);
+    EVIDENCE_LOG_OF(operation, kLogAnomaly, "[%s]Get before evidence type failed, evidence-type-id[%d].[%s(%d)]",
+                    before_id);
   }
   const auto name_of = [](const EvidenceTypePtr& type) { return type ? type->type_name : std::string(); };
   changes.push_back(Changes::TypeChange(before_id, name_of(before), after_id, name_of(after)));
 }
 
-bool CEvidenceManager::StoreChangedEvidence(const EvidencePtr& evidence) {
+bool CEvidenceManager::StoreChangedEvidence(const EvidencePtr& evidence, Operation operation) {
   if (!store_->UpdateEvidence(evidence)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Insert Evidence failed.[%s(%d)]");  // sic
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Insert Evidence failed.[%s(%d)]");  // sic
     return false;
   }
   if (!store_->UpdateEvidenceCustomInfo(evidence)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Insert Evidence custom info failed.[%s(%d)]");  // sic
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Insert Evidence custom info failed.[%s(%d)]");  // sic
     return false;
   }
   AddLabelsToMap(evidence->id, evidence->label);
@@ -193,13 +198,13 @@ bool CEvidenceManager::UpdateEvidences(std::list<EvidenceErrInfoPtr>& results, c
 }
 
 bool CEvidenceManager::ChangeStatus(EvidencePtr& standing, const _tag_Evidence_& wanted,
-                                    std::vector<operation_record>& records) {
+                                    std::vector<operation_record>& records, Operation operation) {
   if (!IsStatus(wanted.evidence_status)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);
   }
   if (!GetEvidenceByID(standing, wanted.id)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]The evidence not exists, evidence-id[%d].[%s(%d)]", wanted.id);
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]The evidence not exists, evidence-id[%d].[%s(%d)]", wanted.id);
     return false;
   }
   if (standing->evidence_status == wanted.evidence_status) return true;
@@ -208,7 +213,7 @@ bool CEvidenceManager::ChangeStatus(EvidencePtr& standing, const _tag_Evidence_&
   record.change_items.push_back(Changes::StatusChange(standing->evidence_status, wanted.evidence_status));
   standing->evidence_status = wanted.evidence_status;
   if (store_->UpdateEvidence(standing)) return true;
-  EVIDENCE_LOG(kLogFailure, "[%s]Update Evidence failed.[%s(%d)]");
+  EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Update Evidence failed.[%s(%d)]");
   return false;
 }
 

@@ -56,32 +56,34 @@ bool CEvidenceManager::InsertEvidenceFiles(std::list<ErrorPtr>& failures, const 
   return ok;
 }
 
-bool CEvidenceManager::CheckFileBatch(const std::list<EvidenceFilePtr>& files) {
+bool CEvidenceManager::CheckFileBatch(const std::list<EvidenceFilePtr>& files, Operation operation) {
   if (files.empty()) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);
   }
   // The first file's evidence stands for all, and a file that is to be taken off counts as well.
   const std::int32_t evidence_id = files.front()->evidence_id;
   EvidencePtr evidence;
   if (!GetEvidenceByID(evidence, evidence_id)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]The evidence not exists, evidence-id[%d].[%s(%d)]", evidence_id);
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]The evidence not exists, evidence-id[%d].[%s(%d)]", evidence_id);
     return false;
   }
   std::int32_t count = 0;
   if (!GetEvidenceFilesCount(count, evidence_id)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Get Evidence file count failed, evidence-id[%d].[%s(%d)]", evidence_id);
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Get Evidence file count failed, evidence-id[%d].[%s(%d)]",
+                    evidence_id);
     return false;
   }
   if (std::cmp_greater(count + std::ssize(files), Limits::kFilesOfEvidence)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]The number of evidence associated files exceeds the limit, evidence-id[%d].[%s(%d)]",
-                 evidence_id);
+    EVIDENCE_LOG_OF(operation, kLogFailure,
+                    "[%s]The number of evidence associated files exceeds the limit, evidence-id[%d].[%s(%d)]",
+                    evidence_id);
     return Fail(kTooManyFiles);
   }
   return true;
 }
 
-bool CEvidenceManager::SortFile(FileBatch& batch, const EvidenceFilePtr& file) {
+bool CEvidenceManager::SortFile(FileBatch& batch, const EvidenceFilePtr& file, Operation operation) {
   if (file->evidence_id == -1) return false;
   // The file manager must not be told of a file that the table will refuse.
   if (std::ranges::any_of(std::array{&file->file_name, &file->file_path, &file->guid, &file->digest},
@@ -96,7 +98,7 @@ bool CEvidenceManager::SortFile(FileBatch& batch, const EvidenceFilePtr& file) {
       batch.to_delete.push_back(file->id);
       break;
     }
-    EVIDENCE_LOG(kLogFailure, "[%s]evidences files repeated.[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]evidences files repeated.[%s(%d)]");
     Orv::Base::Error::SetLastError({0, kBadInput});  // a notice: the file is not refused
   }
   if (existing.empty() || file->delete_flag != kUnlinkFlag) batch.to_insert.push_back(file);

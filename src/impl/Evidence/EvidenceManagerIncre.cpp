@@ -22,10 +22,10 @@ namespace {
 /// Turns changes of a dictionary into its records. `find` looks a live entry up by its id.
 template <auto kId, class Record, class Find>
 void AppendChanged(std::list<std::shared_ptr<Record>>& records, std::list<std::int32_t>& methods,
-                   const Changes& changes, const Find& find) {
+                   const Changes& changes, const Find& find, Operation operation = Operation::current()) {
   for (const auto& change : changes) {
     if (!change) {
-      EVIDENCE_LOG(kLogAnomaly, "[%s]iter is null.[%s(%d)]");
+      EVIDENCE_LOG_OF(operation, kLogAnomaly, "[%s]iter is null.[%s(%d)]");
       continue;
     }
     const int method = change->GetValEnumMethodType();
@@ -34,7 +34,7 @@ void AppendChanged(std::list<std::shared_ptr<Record>>& records, std::list<std::i
     if (method == kIncreDelete) {
       record = NewRecord<Record>();
       if (!record) {
-        EVIDENCE_LOG(kLogFailure, "[%s]Not enough storage.[%s(%d)]");
+        EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Not enough storage.[%s(%d)]");
         continue;
       }
       (*record).*kId = id;

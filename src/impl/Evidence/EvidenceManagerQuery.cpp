@@ -26,9 +26,9 @@ tag_EvidenceCustom_ NamedValue(const tag_EvidenceCustom_& value, const std::vect
   return named;
 }
 
-bool CheckCount(const IdList& ids, std::size_t limit) {
+bool CheckCount(const IdList& ids, std::size_t limit, Operation operation = Operation::current()) {
   if (ids.size() <= limit) return true;
-  EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
+  EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param error.[%s(%d)]");
   return Fail(kBadInput);
 }
 
@@ -59,7 +59,7 @@ IdList WithoutRepeats(const IdList& ids) {
 
 }  // namespace
 
-void CEvidenceManager::ResolveCameras(_tag_Evidence_& evidence) {
+void CEvidenceManager::ResolveCameras(_tag_Evidence_& evidence, Operation operation) {
   const auto api = [this] {
     const std::lock_guard lock(element_lock_);
     return element_api_;
@@ -69,7 +69,7 @@ void CEvidenceManager::ResolveCameras(_tag_Evidence_& evidence) {
     const std::int32_t camera_id = ExtractDecimal(piece);
     kelp::SElementBaseInfo element;
     if (!api->GetElementInfo(element, camera_id, 0)) {
-      EVIDENCE_LOG(kLogFailure, "[%s]GetPyIDByEleID not find element ele_id = %d[%s(%d)]", camera_id);
+      EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]GetPyIDByEleID not find element ele_id = %d[%s(%d)]", camera_id);
     } else if (element.device_base) {
       evidence.camera_infos.push_back({camera_id, element.device_base->device_name, element.element_name, {}});
     }
@@ -92,13 +92,14 @@ bool CEvidenceManager::GetEvidenceByID(EvidencePtr& evidence, std::int32_t evide
   return true;
 }
 
-void CEvidenceManager::AddValues(_tag_Evidence_& evidence, const std::list<EvidenceCustomPtr>& values) {
+void CEvidenceManager::AddValues(_tag_Evidence_& evidence, const std::list<EvidenceCustomPtr>& values,
+                                 Operation operation) {
   // The options of an attribute are read once, however many values the evidence has of it.
   std::map<std::int32_t, std::vector<tag_EvidenceOption_>> options_by_custom;
   for (const auto& value : values) {
     const auto [known, first] = options_by_custom.try_emplace(value->custom_id);
     if (first && !store_->GetOptionsByCustom(known->second, value)) {
-      EVIDENCE_LOG(kLogFailure, "[%s]get custom option failed, evidence-id[%d].[%s(%d)]", evidence.id);
+      EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]get custom option failed, evidence-id[%d].[%s(%d)]", evidence.id);
       known->second.clear();
     }
     evidence.evidence_customs.push_back(NamedValue(*value, known->second));
@@ -157,12 +158,13 @@ bool CEvidenceManager::QueryEvidences(std::list<EvidencePtr>& evidences, page_in
   return true;
 }
 
-void CEvidenceManager::AddValuesFromCache(const std::list<EvidencePtr>& evidences) {
+void CEvidenceManager::AddValuesFromCache(const std::list<EvidencePtr>& evidences, Operation operation) {
   IdVector ids;
   for (const auto& evidence : evidences)
     ids.push_back(evidence->id);
   std::map<std::int32_t, std::vector<tag_EvidenceCustom_>> values;
-  if (!store_->GetEvidenceCustomInfo(values, ids)) EVIDENCE_LOG(kLogFailure, "[%s]get custom infos err.[%s(%d)]");
+  if (!store_->GetEvidenceCustomInfo(values, ids))
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]get custom infos err.[%s(%d)]");
 
   static const std::vector<tag_EvidenceOption_> kNoOptions;
   // One copy of each attribute's options serves the whole page; none when the attribute is not cached.
@@ -176,7 +178,7 @@ void CEvidenceManager::AddValuesFromCache(const std::list<EvidencePtr>& evidence
   for (const auto& evidence : evidences) {
     const auto found = values.find(evidence->id);
     if (found == values.end()) {
-      EVIDENCE_LOG(kLogFailure, "[%s]The evidence not exists, evidence-id[%d].[%s(%d)]", evidence->id);
+      EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]The evidence not exists, evidence-id[%d].[%s(%d)]", evidence->id);
       Orv::Base::Error::SetLastError({0, kEvidenceNotFound});
       continue;
     }
@@ -184,7 +186,8 @@ void CEvidenceManager::AddValuesFromCache(const std::list<EvidencePtr>& evidence
     for (const auto& value : found->second) {
       const auto& known = options_of(value);
       if (!known) {
-        EVIDENCE_LOG(kLogFailure, "[%s]get evidence custom name failed, evidence-id[%d].[%s(%d)]", evidence->id);
+        EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]get evidence custom name failed, evidence-id[%d].[%s(%d)]",
+                        evidence->id);
       }
       evidence->evidence_customs.push_back(NamedValue(value, known ? *known : kNoOptions));
     }
@@ -208,7 +211,7 @@ bool CEvidenceManager::DelEvidences(const IdList& asked_ids) {
   return true;
 }
 
-bool CEvidenceManager::CheckFilesToUnlink(const IdList& evidence_ids) {
+bool CEvidenceManager::CheckFilesToUnlink(const IdList& evidence_ids, Operation operation) {
   const auto most = static_cast<std::int64_t>(Limits::kFilesOfEvidence);
   FileIdSum at_most;
   for (std::size_t i = 0; i < evidence_ids.size() && at_most.Fits(); ++i)
@@ -218,18 +221,19 @@ bool CEvidenceManager::CheckFilesToUnlink(const IdList& evidence_ids) {
   for (const std::int32_t evidence_id : evidence_ids) {
     std::int32_t count = 0;
     if (!store_->GetEvidenceFilesCount(count, evidence_id)) {
-      EVIDENCE_LOG(kLogFailure, "[%s]Delete evidences failed.[%s(%d)]");
+      EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Delete evidences failed.[%s(%d)]");
       return false;
     }
     sum.AddEvidence(count);
     if (sum.Fits()) continue;
-    EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);
   }
   return true;
 }
 
-bool CEvidenceManager::UnlinkAllFiles(std::int32_t evidence_id, std::list<EvidenceFilePtr>& files, IdVector& file_ids) {
+bool CEvidenceManager::UnlinkAllFiles(std::int32_t evidence_id, std::list<EvidenceFilePtr>& files, IdVector& file_ids,
+                                      Operation operation) {
   if (evidence_id < 0) return true;  // no evidence has such an id, and the files under -1 belong to none
   (void)store_->QueryEvidenceFiles(files, evidence_id, std::string(), std::string());
   for (const auto& file : files)
@@ -237,7 +241,7 @@ bool CEvidenceManager::UnlinkAllFiles(std::int32_t evidence_id, std::list<Eviden
   if (file_ids.empty()) return true;
   std::list<ErrorPtr> failures;
   if (!APILinkFile(failures, file_ids, evidence_id, kUnlinkFiles)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Delete evidences files failed.[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Delete evidences files failed.[%s(%d)]");
     // Refusals of single files come without a pair, and a stale one may say success.
     return failures.empty() ? false : Fail(kSomeFilesFailed);
   }

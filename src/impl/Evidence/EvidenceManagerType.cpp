@@ -103,16 +103,19 @@ std::string CEvidenceManager::DisplayName(const _tag_EvidenceType_& type) {
   return IsUnnamedBuiltIn(type.type_id, type.type_name) ? GetDataByKey(kTypeNames, type.type_id) : type.type_name;
 }
 
-void CEvidenceManager::NotifyTypes(const std::list<EvidenceTypePtr>& types, std::int32_t method) {
+void CEvidenceManager::NotifyTypes(const std::list<EvidenceTypePtr>& types, std::int32_t method, Operation operation) {
   for (const auto& type : types) {
     if (AddIncreResource(kIncreTypes, type->type_id, method)) continue;
     const char* const name = type->type_name.c_str();
     if (method == kIncreAdd) {
-      EVIDENCE_LOG(kLogFailure, "[%s]Notify IncreResource evidence-type-name[%s] add failed.[%s(%d)]", name);
+      EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Notify IncreResource evidence-type-name[%s] add failed.[%s(%d)]",
+                      name);
     } else if (method == kIncreModify) {
-      EVIDENCE_LOG(kLogFailure, "[%s]Notify IncreResource evidence-type-name[%s] modify failed.[%s(%d)]", name);
+      EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Notify IncreResource evidence-type-name[%s] modify failed.[%s(%d)]",
+                      name);
     } else {
-      EVIDENCE_LOG(kLogFailure, "[%s]Notify IncreResource evidence-type-name[%s] delete failed.[%s(%d)]", name);
+      EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Notify IncreResource evidence-type-name[%s] delete failed.[%s(%d)]",
+                      name);
     }
   }
 }
@@ -195,15 +198,16 @@ bool CEvidenceManager::SetEvidenceTypes(std::list<ErrorPtr>& errors, const std::
   return ok;
 }
 
-bool CEvidenceManager::CheckNewType(const _tag_EvidenceType_& type, const std::set<std::string>& accepted_names) {
+bool CEvidenceManager::CheckNewType(const _tag_EvidenceType_& type, const std::set<std::string>& accepted_names,
+                                    Operation operation) {
   if (!IsValidTypeName(type.type_name)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);
   }
   EvidenceTypePtr same_name;
   if (GetEvidenceTypeByName(same_name, type.type_name) || accepted_names.contains(type.type_name)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]The evidence type name repeat, evidence-type-name[%s].[%s(%d)]",
-                 type.type_name.c_str());
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]The evidence type name repeat, evidence-type-name[%s].[%s(%d)]",
+                    type.type_name.c_str());
     return Fail(kTypeNameRepeated);
   }
   return true;
@@ -251,21 +255,23 @@ bool CEvidenceManager::InsertEvidenceTypes(std::list<ErrorPtr>& errors, const st
   return true;
 }
 
-bool CEvidenceManager::CheckChangedType(const _tag_EvidenceType_& type, const std::set<std::string>& accepted_names) {
+bool CEvidenceManager::CheckChangedType(const _tag_EvidenceType_& type, const std::set<std::string>& accepted_names,
+                                        Operation operation) {
   if (!IsValidTypeName(type.type_name) || type.type_id == -1) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);
   }
   EvidenceTypePtr standing;
   if (!GetEvidenceTypeById(standing, type.type_id)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]The evidence type not exists, evidence-type-id[%d].[%s(%d)]", type.type_id);
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]The evidence type not exists, evidence-type-id[%d].[%s(%d)]",
+                    type.type_id);
     return false;
   }
   EvidenceTypePtr same_name;
   const bool taken = GetEvidenceTypeByName(same_name, type.type_name) && same_name->type_id != type.type_id;
   if (taken || accepted_names.contains(type.type_name)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]The evidence type name repeat, evidence-type-name[%s].[%s(%d)]",
-                 type.type_name.c_str());
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]The evidence type name repeat, evidence-type-name[%s].[%s(%d)]",
+                    type.type_name.c_str());
     return Fail(kTypeNameRepeated);
   }
   return true;

@@ -86,14 +86,15 @@ Bytes DecodeBase64(const std::string& text) {
 using Routine = int(std::string&, const std::string&, const std::string&);
 
 /// Runs a routine on the text and the platform's key, which travel as one record and are wiped afterwards.
-bool Run(Routine* routine, std::string& out, const std::string& text) {
+bool Run(Routine* routine, std::string& out, const std::string& text,
+         Evidence::Operation operation = Evidence::Operation::current()) {
   Evidence::_tag_User_ input{text, TarnPlatform::Common::GetAESKey()};
   out.clear();
   const int result = routine(out, input.name, input.password);
   OPENSSL_cleanse(input.name.data(), input.name.size());
   OPENSSL_cleanse(input.password.data(), input.password.size());
   if (result == kDone) return true;
-  EVIDENCE_LOG(Evidence::kLogFailure, "[%s]error is %d[%s(%d)]", result);
+  EVIDENCE_LOG_OF(operation, Evidence::kLogFailure, "[%s]error is %d[%s(%d)]", result);
   return false;
 }
 

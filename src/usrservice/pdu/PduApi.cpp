@@ -8,29 +8,29 @@ constexpr char kResponse[] = "/Response";
 
 SAPIEvidenceFile ReadFile(const kelp::CRapidJsonProto& proto, const std::string& path) {
   SAPIEvidenceFile file;
-  file.BeginTime = proto.get_v(path + "/BeginTime", std::string());
-  file.EndTime = proto.get_v(path + "/EndTime", std::string());
-  file.Name = proto.get_v(path + "/Name", std::string());
-  file.Path = proto.get_v(path + "/Path", std::string());
-  file.Type = proto.get_int_v(path + "/Type", -1);
-  file.Guid = proto.get_v(path + "/Guid", std::string());
-  file.Digest = proto.get_v(path + "/Digest", std::string());
+  file.BeginTime = proto.get_v(path + "BeginTime", std::string());
+  file.EndTime = proto.get_v(path + "EndTime", std::string());
+  file.Name = proto.get_v(path + "Name", std::string());
+  file.Path = proto.get_v(path + "Path", std::string());
+  file.Type = proto.get_int_v(path + "Type", -1);
+  file.Guid = proto.get_v(path + "Guid", std::string());
+  file.Digest = proto.get_v(path + "Digest", std::string());
   return file;
 }
 
 SAPIEvidence ReadEvidence(const kelp::CRapidJsonProto& proto, const std::string& path) {
   SAPIEvidence evidence;
-  evidence.Guid = proto.get_v(path + "/Guid", std::string());
-  evidence.Name = proto.get_v(path + "/Name", std::string());
-  evidence.EvidenceTypeID = proto.get_int_v(path + "/EvidenceType/ID", -1);
-  evidence.SceneID = proto.get_int_v(path + "/Scene/ID", -1);
-  evidence.OutcomeID = proto.get_int_v(path + "/Outcome/ID", -1);
-  evidence.Desc = proto.get_v(path + "/Desc", std::string());
-  evidence.Status = proto.get_int_v(path + "/Status", -1);
-  evidence.Label = proto.get_v(path + "/Label", std::string());
-  evidence.EvidenceBeginTime = proto.get_v(path + "/EvidenceBeginTime", std::string());
-  evidence.EvidenceEndTime = proto.get_v(path + "/EvidenceEndTime", std::string());
-  ForEachElement(proto, path + "/File",
+  evidence.Guid = proto.get_v(path + "Guid", std::string());
+  evidence.Name = proto.get_v(path + "Name", std::string());
+  evidence.EvidenceTypeID = proto.get_int_v(path + "EvidenceType/ID", -1);
+  evidence.SceneID = proto.get_int_v(path + "Scene/ID", -1);
+  evidence.OutcomeID = proto.get_int_v(path + "Outcome/ID", -1);
+  evidence.Desc = proto.get_v(path + "Desc", std::string());
+  evidence.Status = proto.get_int_v(path + "Status", -1);
+  evidence.Label = proto.get_v(path + "Label", std::string());
+  evidence.EvidenceBeginTime = proto.get_v(path + "EvidenceBeginTime", std::string());
+  evidence.EvidenceEndTime = proto.get_v(path + "EvidenceEndTime", std::string());
+  ForEachElement(proto, path + "File",
                  [&](const std::string& file) { evidence.File.push_back(ReadFile(proto, file)); });
   return evidence;
 }

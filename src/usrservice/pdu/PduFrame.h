@@ -4,9 +4,9 @@
 #include <string>
 
 #include "KelpUtils/RapidJsonProto.h"
+#include "usrservice/ReadList.h"
 
-/// What the messages of namespace pdu are read and written with. They count list elements from 0 and
-/// write signed numbers.
+/// What the messages of namespace pdu are read and written with. They write signed numbers.
 namespace pdu {
 
 /// The root of an answer to a client.
@@ -14,15 +14,10 @@ inline constexpr char kResponseStatus[] = "/ResponseStatus";
 
 using Node = kelp::CRapidJsonProto::Node;
 
-/// The path of element `n`, from 0, of the list at `list_path`.
-inline std::string ElementPath(const std::string& list_path, int n) { return list_path + "/" + std::to_string(n); }
-
 /// Calls `read` with the path of each element of the list at `list_path`.
 template <class Read>
 void ForEachElement(const kelp::CRapidJsonProto& proto, const std::string& list_path, Read read) {
-  const int count = proto.get_cnt(list_path);
-  for (int n = 0; n < count; ++n)
-    read(ElementPath(list_path, n));
+  Evidence::ReadList::ForEachElement<Evidence::ReadList::BySegment>(proto, list_path, read);
 }
 
 /// The two codes and the text that every answer of this family begins with.

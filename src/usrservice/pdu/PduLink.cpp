@@ -27,11 +27,11 @@ bool Decode(std::shared_ptr<SReqFileBatchLinkEvidences>& request, const std::str
   if (!proto.set_str(body)) return false;
   request = std::make_shared<SReqFileBatchLinkEvidences>();
   ForEachElement(proto, "/Request/EvidenceList/Evidence", [&](const std::string& element) {
-    request->EvidenceList.push_back({proto.get_int_v(element + "/EvidenceID", -1)});
+    request->EvidenceList.push_back({proto.get_int_v(element + "EvidenceID", -1)});
   });
   ForEachElement(proto, "/Request/FileList/File", [&](const std::string& element) {
     request->FileList.push_back(
-        {proto.get_int_v(element + "/FileID", -1), proto.get_v(element + "/FileName", std::string())});
+        {proto.get_int_v(element + "FileID", -1), proto.get_v(element + "FileName", std::string())});
   });
   return true;
 }

@@ -7,12 +7,12 @@ namespace {
 
 SOperationLogEntry ReadEntry(const kelp::CRapidJsonProto& proto, const std::string& path) {
   SOperationLogEntry entry;
-  entry.EvidenceID = proto.get_int_v(path + "/EvidenceID", -1);
-  entry.UserName = proto.get_v(path + "/UserName", std::string());
-  entry.UserIP = proto.get_v(path + "/UserIP", std::string());
-  entry.OperationType = proto.get_int_v(path + "/OperationType", -1);
-  ForEachElement(proto, path + "/Details", [&](const std::string& detail) {
-    entry.Details.push_back({proto.get_int_v(detail + "/Type", -1), proto.get_v(detail + "/Name", std::string())});
+  entry.EvidenceID = proto.get_int_v(path + "EvidenceID", -1);
+  entry.UserName = proto.get_v(path + "UserName", std::string());
+  entry.UserIP = proto.get_v(path + "UserIP", std::string());
+  entry.OperationType = proto.get_int_v(path + "OperationType", -1);
+  ForEachElement(proto, path + "Details", [&](const std::string& detail) {
+    entry.Details.push_back({proto.get_int_v(detail + "Type", -1), proto.get_v(detail + "Name", std::string())});
   });
   return entry;
 }

@@ -91,22 +91,24 @@ bool CEvidenceMgrDBByPG::ConvertToEvidenceStruct(EvidencePtr& evidence, const ke
   return true;
 }
 
-void CEvidenceMgrDBByPG::ReadEvidenceRows(std::list<EvidencePtr>& evidences, kelp::IDBResultSet* rows) {
+void CEvidenceMgrDBByPG::ReadEvidenceRows(std::list<EvidencePtr>& evidences, kelp::IDBResultSet* rows,
+                                          Operation operation) {
   for (; rows != nullptr && !rows->IsEof(); rows->Next()) {
     EvidencePtr evidence;
     if (ConvertToEvidenceStruct(evidence, rows)) {
       evidences.push_back(std::move(evidence));
     } else {
-      EVIDENCE_LOG(kLogFailure, "[%s]ConvertToEvidenceStruct failed.[%s(%d)]");
+      EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]ConvertToEvidenceStruct failed.[%s(%d)]");
     }
   }
 }
 
 CEvidenceMgrDBByPG::SingleRow CEvidenceMgrDBByPG::ReadSingleEvidence(EvidencePtr& evidence,
-                                                                     const kelp::IDBResultSet* rows) {
+                                                                     const kelp::IDBResultSet* rows,
+                                                                     Operation operation) {
   if (rows == nullptr) {
     SetLastError({0, kStatementFailed});
-    EVIDENCE_LOG(kLogFailure, "[%s]Query ftp settings failed.[%s(%d)]");  // sic
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Query ftp settings failed.[%s(%d)]");  // sic
     return SingleRow::kNoCursor;
   }
   if (rows->IsEof()) return SingleRow::kNone;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Common/Operation.h"
 #include "KelpPlatform/DBManager.h"
 #include "OrvBase/Noncopyable.h"
 #include "impl/Evidence/EvidenceSession/IEvidenceMgrDB.h"
@@ -124,11 +125,13 @@ class CEvidenceMgrDBByPG final : public IEvidenceMgrDB, public Orv::Base::CNonco
   [[nodiscard]] static bool ConvertToEvidenceStruct(EvidencePtr& evidence, const kelp::IDBResultSet* row);
 
   /// Appends every row; one that cannot be converted is logged and left out.
-  static void ReadEvidenceRows(std::list<EvidencePtr>& evidences, kelp::IDBResultSet* rows);
+  static void ReadEvidenceRows(std::list<EvidencePtr>& evidences, kelp::IDBResultSet* rows,
+                               Operation operation = Operation::current());
 
   enum class SingleRow { kRead, kNone, kNoCursor, kNotConverted };
   /// Reads the first row, if there is one; sets the pair of the two failures, and logs the first.
-  static SingleRow ReadSingleEvidence(EvidencePtr& evidence, const kelp::IDBResultSet* rows);
+  static SingleRow ReadSingleEvidence(EvidencePtr& evidence, const kelp::IDBResultSet* rows,
+                                      Operation operation = Operation::current());
 };
 
 }  // namespace Evidence

@@ -14,9 +14,9 @@ using Orv::Base::StringUtil::str_fmt;
 
 namespace {
 
-void MissingCursor() {
+void MissingCursor(Operation operation = Operation::current()) {
   Orv::Base::Error::SetLastError({0, kStatementFailed});
-  EVIDENCE_LOG(kLogFailure, "[%s]Query ftp settings failed.[%s(%d)]");  // sic
+  EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Query ftp settings failed.[%s(%d)]");  // sic
 }
 
 /// A row as a custom with the one option that it holds.

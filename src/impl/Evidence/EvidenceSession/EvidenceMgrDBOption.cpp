@@ -21,10 +21,11 @@ std::string InsertOptionText(const tag_EvidenceOption_& option, std::int32_t cus
 }
 
 /// Appends the options of a result.
-void ReadOptions(std::vector<tag_EvidenceOption_>& options, kelp::IDBResultSet* rows) {
+void ReadOptions(std::vector<tag_EvidenceOption_>& options, kelp::IDBResultSet* rows,
+                 Operation operation = Operation::current()) {
   if (rows == nullptr) {
     Orv::Base::Error::SetLastError({0, kStatementFailed});
-    EVIDENCE_LOG(kLogFailure, "[%s]Query ftp settings failed.[%s(%d)]");  // sic
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Query ftp settings failed.[%s(%d)]");  // sic
     return;
   }
   for (; !rows->IsEof(); rows->Next())

@@ -51,7 +51,7 @@ template <class Words>
 using Entries = std::list<std::shared_ptr<typename Words::Record>>;
 
 template <class Words>
-bool ReadAll(Entries<Words>& entries) {
+bool ReadAll(Entries<Words>& entries, Operation operation = Operation::current()) {
   const bool done = Statement::Query(Words::kSqlReadAll, Statement::EachRow([&entries](const kelp::IDBResultSet& row) {
                                        auto entry = std::make_shared<typename Words::Record>();
                                        (*entry).*Words::kId = row.GetInt("ID");
@@ -59,52 +59,52 @@ bool ReadAll(Entries<Words>& entries) {
                                        entries.push_back(std::move(entry));
                                      }));
   if (done) return true;
-  EVIDENCE_LOG(kLogFailure, Words::kReadFailed);
+  EVIDENCE_LOG_OF(operation, kLogFailure, Words::kReadFailed);
   return Fail(kStatementFailed);
 }
 
 template <class Words>
-bool Insert(const Entries<Words>& entries) {
+bool Insert(const Entries<Words>& entries, Operation operation = Operation::current()) {
   const std::string now = Statement::UtcStampNow();
   std::string sqls;
   for (const auto& entry : entries) {
     sqls += str_fmt(Words::kSqlInsert, (*entry).*Words::kId, Quoted(entry->type_name).c_str(), now.c_str(), 0);
   }
   if (Statement::Execute(sqls)) return true;
-  EVIDENCE_LOG(kLogFailure, Words::kInsertFailed, sqls.c_str());
+  EVIDENCE_LOG_OF(operation, kLogFailure, Words::kInsertFailed, sqls.c_str());
   return Fail(kStatementFailed);
 }
 
 template <class Words>
-bool Update(const Entries<Words>& entries) {
+bool Update(const Entries<Words>& entries, Operation operation = Operation::current()) {
   const std::string now = Statement::UtcStampNow();
   std::string sqls;
   for (const auto& entry : entries) {
     sqls += str_fmt(Words::kSqlUpdate, Quoted(entry->type_name).c_str(), now.c_str(), (*entry).*Words::kId);
   }
   if (Statement::Execute(sqls)) return true;
-  EVIDENCE_LOG(kLogFailure, Words::kUpdateFailed, sqls.c_str());
+  EVIDENCE_LOG_OF(operation, kLogFailure, Words::kUpdateFailed, sqls.c_str());
   return Fail(kStatementFailed);
 }
 
 template <class Words>
-bool Delete(const IdList& ids) {
+bool Delete(const IdList& ids, Operation operation = Operation::current()) {
   std::string sqls;
   for (const std::int32_t id : ids)
     sqls += str_fmt(Words::kSqlDelete, id);
   if (Statement::Execute(sqls)) return true;
-  EVIDENCE_LOG(kLogFailure, Words::kDeleteFailed, sqls.c_str());
+  EVIDENCE_LOG_OF(operation, kLogFailure, Words::kDeleteFailed, sqls.c_str());
   return Fail(kStatementFailed);
 }
 
 template <class Words>
-bool NameById(std::string& name, std::int32_t id) {
+bool NameById(std::string& name, std::int32_t id, Operation operation = Operation::current()) {
   name.clear();
   const bool done = Statement::Query(str_fmt(Words::kSqlById, id), [&name](const kelp::IDBResultSet* rows) {
     if (rows != nullptr && !rows->IsEof()) name = rows->GetString("name");
   });
   if (done) return true;
-  EVIDENCE_LOG(kLogFailure, Words::kGetFailed, id);
+  EVIDENCE_LOG_OF(operation, kLogFailure, Words::kGetFailed, id);
   return Fail(kStatementFailed);
 }
 

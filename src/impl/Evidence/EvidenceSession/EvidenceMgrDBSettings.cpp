@@ -13,7 +13,8 @@ namespace {
 constexpr std::int32_t kStorageTypeWhenEnabled = 1;
 
 /// Reads the row into `settings`; false with its pair when the password cannot be opened, all else read.
-bool ReadSettings(_tag_FTPSettings_& settings, const kelp::IDBResultSet& row) {
+bool ReadSettings(_tag_FTPSettings_& settings, const kelp::IDBResultSet& row,
+                  Operation operation = Operation::current()) {
   settings.enable = row.GetInt("enable") == 1;
   settings.type = row.GetInt("type");
   settings.address = row.GetString("address");
@@ -24,7 +25,7 @@ bool ReadSettings(_tag_FTPSettings_& settings, const kelp::IDBResultSet& row) {
   settings.storage_type = settings.enable ? kStorageTypeWhenEnabled : row.GetInt("storage_type");
   settings.pool_name = row.GetString("pool_name");
   if (password.empty() || PrivateEncrypt::PrivateAESDecrypt(settings.password, password)) return true;
-  EVIDENCE_LOG(kLogFailure, "[%s]PrivateEncrypt::PrivateAESDecrypt failed[%s(%d)]");
+  EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]PrivateEncrypt::PrivateAESDecrypt failed[%s(%d)]");
   return Fail(kDecryptionFailed);
 }
 
