@@ -131,10 +131,10 @@ std::string ReadCameraFile(const std::string& file, CameraList& list) {
   if (!ReadText(file, text)) return file + ": cannot be read";
   if (text.size() > kMaxCameraFile) return file + ": has more than " + std::to_string(kMaxCameraFile) + " bytes";
   rapidjson::Document document;
-  std::size_t fault_at = 0;
-  if (!kelp::ParseJsonText(text, {kFileDepth}, document, &fault_at)) {
-    const auto line = 1 + std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(fault_at), '\n');
-    return file + ":" + std::to_string(line) + ": is no JSON, not UTF-8, or nested too deep";
+  kelp::JsonFault json_fault;
+  if (!kelp::ParseJsonText(text, {kFileDepth}, document, &json_fault)) {
+    const auto line = 1 + std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(json_fault.at), '\n');
+    return file + ":" + std::to_string(line) + ": " + json_fault.reason;
   }
   const auto fault = ReadLists(list, document);
   if (!fault.empty()) list = {};

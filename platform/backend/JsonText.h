@@ -15,11 +15,18 @@ struct JsonBounds {
   std::size_t values = static_cast<std::size_t>(-1);
 };
 
+/// Why a text was refused.
+struct JsonFault {
+  /// The byte, from 0, at which it showed.
+  std::size_t at = 0;
+  std::string reason;
+};
+
 /// Parses one JSON value into `out`, a fresh document. False when `text` is anything else or more, not valid
-/// UTF-8 (escaped halves of surrogate pairs included), out of `bounds`, or holds a number beyond the range of a double;
-/// `fault_at` then gets the byte, from 0, at which that showed. Neither parsing nor the
+/// UTF-8 (escaped halves of surrogate pairs included), out of `bounds`, or holds a NUL, escaped or not, which no column
+/// of a database takes, or a number beyond the range of a double; `fault` then says which. Neither parsing nor the
 /// document's end takes stack in proportion to the text.
 [[nodiscard]] PLATFORM_API bool ParseJsonText(const std::string& text, const JsonBounds& bounds,
-                                              rapidjson::Document& out, std::size_t* fault_at = nullptr);
+                                              rapidjson::Document& out, JsonFault* fault = nullptr);
 
 }  // namespace kelp

@@ -22,9 +22,6 @@ inline std::list<std::string> SplitText(std::string_view text, char separator) {
   return pieces;
 }
 
-/// Whether a text holds the one character that no column takes.
-inline bool HoldsNul(std::string_view text) { return text.find('\0') != std::string_view::npos; }
-
 /// The pieces between separators, empty ones kept; "" is one empty piece.
 inline std::vector<std::string> SplitKeepingEmpty(std::string_view text, char separator) {
   std::vector<std::string> pieces;

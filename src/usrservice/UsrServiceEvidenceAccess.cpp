@@ -77,10 +77,7 @@ bool CUsrServiceEvidence::CheckUsersDelEvidencePerm(std::int32_t& remain_count, 
                                                     std::string& user_name, const std::list<UserPtr>& users,
                                                     const std::string& session) {
   remain_count = -1;
-  if (users.size() > Limits::kConfirmingUsers) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
-    return Fail(kBadInput);
-  }
+  if (!Limits::Allows(Limits::kConfirmingUsers, users.size())) return false;
   if (IsSuperUser(session) ? !ListsSuperUserAlone(users) : !ListsHimself(user_name, users, session)) return false;
   remain_count = -1;
   lock_type = kUserTries;

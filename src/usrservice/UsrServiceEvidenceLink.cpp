@@ -52,13 +52,17 @@ struct CUsrServiceEvidence::BatchLink {
     IdList ids;
     if (!FileBatchLinkDecode(files, ids, body)) return false;
     evidence_ids.insert(ids.begin(), ids.end());
-    const bool has_all = !files.empty() && (!evidence_ids.empty() || !needs_evidences);
-    const bool within_limits = std::max(files.size(), evidence_ids.size()) <= Limits::kChangedEvidences &&
-                               files.size() * evidence_ids.size() <= Limits::kLinkPairs &&
-                               NameBytes(files) * evidence_ids.size() <= Limits::kChangeBytes;
-    if (has_all && within_limits) return true;
+    if (!files.empty() && (!evidence_ids.empty() || !needs_evidences) && AreWithinLimits(operation)) return true;
     EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]FileBatchLinkEvidences failed, request:[%s].\n[%s(%d)]", body.c_str());
     return Fail(kBadBatchLink);
+  }
+
+  [[nodiscard]] bool AreWithinLimits(Operation operation = Operation::current()) const {
+    using namespace Limits;
+    return Allows(kLinkedFiles, files.size(), kBadBatchLink, operation) &&
+           Allows(kChangedEvidences, evidence_ids.size(), kBadBatchLink, operation) &&
+           Allows(kLinkPairs, files.size() * evidence_ids.size(), kBadBatchLink, operation) &&
+           Allows(kLinkedNameBytes, NameBytes(files) * evidence_ids.size(), kBadBatchLink, operation);
   }
 };
 

@@ -61,8 +61,8 @@ std::string JoinedNames(const std::list<EvidenceFilePtr>& files) {
   return text;
 }
 
-/// Whether the rows that the entries make are within bounds. Name and address of an entry stand twice in each of its
-/// rows.
+/// Whether the rows that the entries make are within the limits. Name and address of an entry stand twice in each of
+/// its rows.
 bool IsWritable(const std::vector<pdu::SOperationLogEntry>& entries, Operation operation = Operation::current()) {
   std::size_t rows = 0;
   std::size_t bytes = 0;
@@ -70,11 +70,9 @@ bool IsWritable(const std::vector<pdu::SOperationLogEntry>& entries, Operation o
     const auto rows_of_entry = std::max<std::size_t>(entry.Details.size(), 1);
     rows += rows_of_entry;
     bytes += rows_of_entry * 2 * (entry.UserName.size() + entry.UserIP.size());
-    if (rows <= Limits::kWrittenEntries && bytes <= Limits::kChangeBytes) continue;
-    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param error.[%s(%d)]");
-    return Fail(kBadInput);
   }
-  return true;
+  return Limits::Allows(Limits::kWrittenEntries, rows, kBadInput, operation) &&
+         Limits::Allows(Limits::kWrittenUserBytes, bytes, kBadInput, operation);
 }
 
 operation_record RecordOf(const pdu::SOperationLogEntry& entry) {

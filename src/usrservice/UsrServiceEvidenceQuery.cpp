@@ -9,10 +9,9 @@ namespace {
 
 /// More ids than one call deletes are no list at all: neither passwords nor history are worked on for them.
 bool IsDeletable(IdList& evidence_ids, Operation operation = Operation::current()) {
-  if (evidence_ids.size() <= Limits::kChangedEvidences) return true;
+  if (Limits::Allows(Limits::kChangedEvidences, evidence_ids.size(), kBadInput, operation)) return true;
   evidence_ids.clear();
-  EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param error.[%s(%d)]");
-  return Fail(kBadInput);
+  return false;
 }
 
 Orv::Base::Error::ErrorCode ErrorOf(const ResponseStatus& status) { return {status.main_code, status.sub_code}; }

@@ -17,11 +17,12 @@ namespace {
 using Orv::Base::Utf8::IsValid;
 using rapidjson::SizeType;
 
+constexpr char kNumberTooBig[] = "a number beyond the range of a double";
+
 /// Hands the reader's events on to the document and stops at what the document must not hold.
 class GuardingHandler {
  public:
-  GuardingHandler(rapidjson::Document& target, const JsonBounds& bounds)
-      : target_(target), depth_left_(bounds.depth), values_left_(bounds.values) {}
+  GuardingHandler(rapidjson::Document& target, const JsonBounds& bounds) : target_(target), bounds_(bounds) {}
 
   bool Null() { return Counts() && target_.Null(); }
   bool Bool(bool value) { return Counts() && target_.Bool(value); }
@@ -43,34 +44,55 @@ class GuardingHandler {
     if (ReadDecimal(digits, real)) return target_.Double(real);
     // Beyond the range of a double: what lies closer to zero than any is as good as zero.
     real = std::strtod(std::string(digits).c_str(), nullptr);
-    return std::abs(real) < 1 && target_.Double(real);
+    return Holds(std::abs(real) < 1, kNumberTooBig) && target_.Double(real);
   }
 
   bool String(const char* text, SizeType length, bool copy) {
-    return Counts() && IsValid({text, length}) && target_.String(text, length, copy);
+    return Counts() && IsText({text, length}) && target_.String(text, length, copy);
   }
   bool Key(const char* text, SizeType length, bool copy) {
-    return IsValid({text, length}) && target_.Key(text, length, copy);
+    return IsText({text, length}) && target_.Key(text, length, copy);
   }
 
-  bool StartObject() { return Counts() && --depth_left_ >= 0 && target_.StartObject(); }
-  bool StartArray() { return Counts() && --depth_left_ >= 0 && target_.StartArray(); }
+  bool StartObject() { return Counts() && Nests() && target_.StartObject(); }
+  bool StartArray() { return Counts() && Nests() && target_.StartArray(); }
   bool EndObject(SizeType count) {
-    ++depth_left_;
+    --depth_;
     return target_.EndObject(count);
   }
   bool EndArray(SizeType count) {
-    ++depth_left_;
+    --depth_;
     return target_.EndArray(count);
   }
 
+  /// Why the handler stopped the reader; "" when it did not.
+  [[nodiscard]] const std::string& Fault() const { return fault_; }
+
  private:
-  /// Whether one more value may come.
-  bool Counts() { return values_left_ != 0 && values_left_-- != 0; }
+  bool Holds(bool holds, const char* fault) {
+    if (!holds) fault_ = fault;
+    return holds;
+  }
+  bool Counts() {
+    if (values_ != bounds_.values) return ++values_ != 0;
+    fault_ = "more than " + std::to_string(bounds_.values) + " values";
+    return false;
+  }
+  bool Nests() {
+    if (depth_ != bounds_.depth) return ++depth_ != 0;
+    fault_ = "nested more than " + std::to_string(bounds_.depth) + " deep";
+    return false;
+  }
+  bool IsText(std::string_view text) {
+    return Holds(IsValid(text), "an escape that is no UTF-8") &&
+           Holds(text.find('\0') == std::string_view::npos, "a NUL in a text");
+  }
 
   rapidjson::Document& target_;
-  int depth_left_;
-  std::size_t values_left_;
+  const JsonBounds& bounds_;
+  int depth_ = 0;
+  std::size_t values_ = 0;
+  std::string fault_;
 };
 
 /// Encoding is checked beforehand, and what escapes stand for in the handler.
@@ -89,10 +111,12 @@ std::size_t ReadableLength(std::string_view text) {
 
 }  // namespace
 
-bool ParseJsonText(const std::string& text, const JsonBounds& bounds, rapidjson::Document& out, std::size_t* fault_at) {
+bool ParseJsonText(const std::string& text, const JsonBounds& bounds, rapidjson::Document& out, JsonFault* fault) {
+  JsonFault unused;
+  JsonFault& found = fault != nullptr ? *fault : unused;
   // The reader takes a NUL byte for the end of the text, and itself reads past a sequence that is cut there.
   if (text.find('\0') != std::string::npos || !IsValid(text)) {
-    if (fault_at != nullptr) *fault_at = ReadableLength(text);
+    found = {ReadableLength(text), "a NUL, or not UTF-8"};
     return false;
   }
   bool parsed = false;
@@ -101,7 +125,9 @@ bool ParseJsonText(const std::string& text, const JsonBounds& bounds, rapidjson:
     rapidjson::StringStream stream(text.c_str());
     const rapidjson::ParseResult result = rapidjson::Reader().Parse<kParseFlags>(stream, handler);
     parsed = !result.IsError();
-    if (fault_at != nullptr) *fault_at = result.Offset();
+    found = {result.Offset(), !handler.Fault().empty()                              ? handler.Fault()
+                              : result.Code() == rapidjson::kParseErrorNumberTooBig ? kNumberTooBig
+                                                                                    : "no JSON"};
     return parsed;
   };
   out.Populate(read);

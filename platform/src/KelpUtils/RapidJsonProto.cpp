@@ -16,6 +16,7 @@
 
 #include "JsonText.h"
 #include "KelpUtils/Path.h"
+#include "OrvBase/Log.h"
 #include "OrvProto/JsonNode.h"
 #include "OrvProto/JsonNodeWriter.h"
 
@@ -26,6 +27,9 @@ using rapidjson::SizeType;
 using Value = rapidjson::Value;
 using Member = Value::Member;
 using xmlpacket::JsonNode;
+
+constexpr char kLogTag[] = "kelp_utils";
+constexpr int kLogAnomaly = 4;
 
 std::string_view TextOf(const Value& value) { return {value.GetString(), value.GetStringLength()}; }
 
@@ -183,7 +187,12 @@ CRapidJsonProto::~CRapidJsonProto() = default;
 bool CRapidJsonProto::set_str(const std::string& text) {
   document_ = std::make_unique<Document>();
   rapidjson::Document parsed;
-  if (!ParseJsonText(text, {kMaxDepth, kMaxValues}, parsed)) return false;
+  JsonFault fault;
+  if (!ParseJsonText(text, {kMaxDepth, kMaxValues}, parsed, &fault)) {
+    Orv::Base::details::ITarnFormatLog(kLogAnomaly, kLogTag, "A JSON text was refused at byte %zu: %s", fault.at,
+                                       fault.reason.c_str());
+    return false;
+  }
   document_->parsed.emplace(std::move(parsed));
   return true;
 }

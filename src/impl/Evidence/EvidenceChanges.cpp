@@ -1,13 +1,16 @@
 #include "impl/Evidence/EvidenceChanges.h"
 
+#include <cstddef>
 #include <map>
 #include <set>
 #include <string_view>
 
-#include "impl/Evidence/Limits.h"
-
 namespace Evidence::Changes {
 namespace {
+
+/// The items of one edit take at most this many bytes while each value is compared with all that stand for its
+/// attribute: some 480 values of one attribute that all differ.
+constexpr std::size_t kPairBytes = std::size_t{32} << 20;
 
 struct TextField {
   ChangedField kind;
@@ -71,6 +74,81 @@ class StandingValues {
   std::set<std::string_view> names_;
 };
 
+/// A value of the new state with its text, and the values that it is compared with.
+struct ChosenValue {
+  std::string text;
+  std::int32_t custom_id;
+  /// Whether nothing stands for its attribute.
+  bool is_new;
+  const StandingValues::Values* replaced;
+};
+
+/// The values of the new state that have an option and something to be compared with.
+std::vector<ChosenValue> ChosenValues(const _tag_Evidence_& after, const StandingValues& standing,
+                                      const OptionName& option_name) {
+  std::vector<ChosenValue> chosen;
+  for (const auto& value : after.evidence_customs) {
+    if (value.custom_options.empty()) continue;
+    const bool is_new = !standing.Hold(value);
+    const auto& replaced = standing.Of(value.custom_id);
+    if (!is_new && replaced.empty()) continue;
+    const auto& [option_id, name] = value.custom_options.front();
+    chosen.push_back(
+        {name.empty() ? option_name(option_id, value.custom_id) : name, value.custom_id, is_new, &replaced});
+  }
+  return chosen;
+}
+
+/// Calls `visit` with the text of each value that has an option.
+template <class Visit>
+void ForEachText(const StandingValues::Values& values, const Visit& visit) {
+  for (const auto* value : values)
+    if (!value->custom_options.empty()) visit(value->custom_options.front().option_name);
+}
+
+/// Compares each value with all that stand for its attribute. False, with some items added, when these would take more
+/// than kPairBytes.
+bool AddEachPair(std::vector<change_item>& changes, const std::vector<ChosenValue>& chosen) {
+  std::size_t bytes = 0;
+  const auto add = [&](const std::string& old_text, const std::string& new_text) {
+    if (old_text == new_text || bytes > kPairBytes) return;
+    bytes += sizeof(change_item) + old_text.size() + new_text.size();
+    AddText(changes, kCustomChanged, old_text, new_text);
+  };
+  for (const auto& value : chosen) {
+    if (value.is_new) add(std::string(), value.text);
+    ForEachText(*value.replaced, [&](const std::string& old_text) { add(old_text, value.text); });
+    if (bytes > kPairBytes) return false;
+  }
+  return true;
+}
+
+/// What came and what went, attribute by attribute.
+void AddDifference(std::vector<change_item>& changes, const std::vector<ChosenValue>& chosen) {
+  struct Texts {
+    std::multiset<std::string_view> old_texts;
+    std::vector<std::string_view> added;
+  };
+  std::map<std::int32_t, Texts> by_custom;
+  for (const auto& value : chosen) {
+    const auto [entry, first] = by_custom.try_emplace(value.custom_id);
+    auto& [old_texts, added] = entry->second;
+    if (first) ForEachText(*value.replaced, [&old = old_texts](const std::string& text) { old.insert(text); });
+    const auto kept = old_texts.find(value.text);
+    if (kept != old_texts.end()) {
+      old_texts.erase(kept);
+    } else {
+      added.push_back(value.text);
+    }
+  }
+  for (const auto& [custom_id, texts] : by_custom) {
+    for (const auto text : texts.old_texts)
+      AddText(changes, kCustomChanged, std::string(text), std::string());
+    for (const auto text : texts.added)
+      AddText(changes, kCustomChanged, std::string(), std::string(text));
+  }
+}
+
 }  // namespace
 
 change_item StatusChange(std::int32_t before, std::int32_t after) {
@@ -93,34 +171,14 @@ void AddFields(std::vector<change_item>& changes, const _tag_Evidence_& before, 
   }
 }
 
-bool AddCustoms(std::vector<change_item>& changes, const _tag_Evidence_& before, const _tag_Evidence_& after,
+void AddCustoms(std::vector<change_item>& changes, const _tag_Evidence_& before, const _tag_Evidence_& after,
                 const OptionName& option_name) {
-  const std::size_t others = changes.size();
-  std::size_t bytes = 0;
-  const auto add = [&](const std::string& old_text, const std::string& new_text) {
-    bytes += sizeof(change_item) + old_text.size() + new_text.size();
-    if (bytes > Limits::kChangeBytes) return false;
-    AddText(changes, kCustomChanged, old_text, new_text);
-    return true;
-  };
   const StandingValues standing(before.evidence_customs);
-  for (const auto& value : after.evidence_customs) {
-    if (value.custom_options.empty()) continue;
-    const bool is_new = !standing.Hold(value);
-    const auto& replaced = standing.Of(value.custom_id);
-    if (!is_new && replaced.empty()) continue;
-    const auto& chosen = value.custom_options.front();
-    const std::string text =
-        chosen.option_name.empty() ? option_name(chosen.option_id, value.custom_id) : chosen.option_name;
-    bool fits = !is_new || add(std::string(), text);
-    for (auto old = replaced.begin(); fits && old != replaced.end(); ++old)
-      fits = (*old)->custom_options.empty() || add((*old)->custom_options.front().option_name, text);
-    if (!fits) {
-      changes.resize(others);
-      return false;
-    }
-  }
-  return true;
+  const auto chosen = ChosenValues(after, standing, option_name);
+  const std::size_t others = changes.size();
+  if (AddEachPair(changes, chosen)) return;
+  changes.resize(others);
+  AddDifference(changes, chosen);
 }
 
 }  // namespace Evidence::Changes

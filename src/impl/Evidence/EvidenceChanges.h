@@ -20,10 +20,12 @@ void AddFields(std::vector<change_item>& changes, const _tag_Evidence_& before, 
 /// The name of an attribute's option by option id and attribute id; "" when there is none.
 using OptionName = std::function<std::string(std::int32_t, std::int32_t)>;
 
-/// Adds an item for each attribute value of `after` whose text differs from that of `before`. Only the first option of
-/// a value counts. False, with `changes` as it was, when that would take more than Limits::kChangeBytes: each value is
-/// compared with all that stand for its attribute.
-[[nodiscard]] bool AddCustoms(std::vector<change_item>& changes, const _tag_Evidence_& before,
-                              const _tag_Evidence_& after, const OptionName& option_name);
+/// Adds an item for each attribute value of `after` and each value of `before` of the same attribute whose texts
+/// differ, and one for a value of a new attribute. Only the first option of a value counts. Where these items would be
+/// too many, the square of some hundred values, the edit is told as a difference instead: an item for each text that
+/// went and one for each that came, so that an edit is never refused for its size and one that changes nothing adds
+/// nothing.
+void AddCustoms(std::vector<change_item>& changes, const _tag_Evidence_& before, const _tag_Evidence_& after,
+                const OptionName& option_name);
 
 }  // namespace Evidence::Changes

@@ -4,7 +4,6 @@
 #include "Common/CommonFun/TarnCommonFun.h"
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
-#include "Common/TextList.h"
 #include "impl/Evidence/Batch.h"
 #include "impl/Evidence/CustomChanges.h"
 #include "impl/Evidence/EvidenceManager.h"
@@ -40,11 +39,6 @@ bool HasTooManyOptions(const tag_EvidenceCustom_& custom, Operation operation) {
                   static_cast<long long>(custom.custom_options.size()));
   Orv::Base::Error::SetLastError({0, kTooManyCustoms});
   return true;
-}
-
-/// The table takes no NUL, and refuses it only when the attribute and other options are written already.
-bool HasStorableOptions(const tag_EvidenceCustom_& custom) {
-  return std::ranges::none_of(custom.custom_options, [](const auto& option) { return HoldsNul(option.option_name); });
 }
 
 }  // namespace
@@ -93,7 +87,7 @@ bool CEvidenceManager::SetEvidenceCustoms(std::list<ErrorPtr>& errors, const std
 
 bool CEvidenceManager::CheckNewCustom(tag_EvidenceCustom_& custom, const std::set<std::string>& accepted_names,
                                       Operation operation) {
-  if (!Batch::IsNameWithinRules(custom.custom_name) || custom.custom_name.empty() || !HasStorableOptions(custom)) {
+  if (!Batch::IsNameWithinRules(custom.custom_name) || custom.custom_name.empty()) {
     EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);
   }
@@ -157,7 +151,7 @@ bool CEvidenceManager::InsertEvidenceCustoms(std::list<ErrorPtr>& errors, const 
 
 bool CEvidenceManager::CheckChangedCustom(const tag_EvidenceCustom_& custom,
                                           const std::set<std::string>& accepted_names, Operation operation) {
-  if (!Batch::IsNameWithinRules(custom.custom_name) || custom.custom_id == -1 || !HasStorableOptions(custom)) {
+  if (!Batch::IsNameWithinRules(custom.custom_name) || custom.custom_id == -1) {
     EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);
   }

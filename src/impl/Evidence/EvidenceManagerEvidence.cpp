@@ -3,7 +3,6 @@
 
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
-#include "Common/TextList.h"
 #include "impl/Evidence/Batch.h"
 #include "impl/Evidence/CameraIds.h"
 #include "impl/Evidence/EvidenceChanges.h"
@@ -21,21 +20,17 @@ constexpr std::uint32_t kNotAdded = 0xFFFFFFFF;
 
 bool IsStatus(std::int32_t status) { return status == 0 || status == 1; }
 
-/// The table of values takes no NUL, and refuses it only when the evidence is written already.
-bool HasStorableValues(const _tag_Evidence_& evidence) {
-  const auto holds_nul = [](const tag_EvidenceOption_& option) { return HoldsNul(option.option_name); };
-  return evidence.evidence_customs.size() <= Limits::kValuesOfEvidence &&
-         std::ranges::none_of(evidence.evidence_customs,
-                              [&](const auto& value) { return std::ranges::any_of(value.custom_options, holds_nul); });
-}
-
 /// The rules on single fields that hold for a new evidence and for a changed one.
 bool IsWithinRules(const _tag_Evidence_& evidence) {
   using namespace Orv::Base::StringUtil;
   return Batch::IsNameWithinRules(evidence.guid) && Batch::IsNameWithinRules(evidence.name) &&
          str_len(evidence.evidence_desc, kCodePageUtf8) <= kDescMaxChars &&
          !ContainsIllegalCharacters(evidence.evidence_desc) && !evidence.guid.empty() &&
-         IsStatus(evidence.evidence_status) && HasStorableValues(evidence);
+         IsStatus(evidence.evidence_status);
+}
+
+std::size_t CountPieces(const std::string& list, char separator) {
+  return static_cast<std::size_t>(std::ranges::count(list, separator)) + 1;
 }
 
 }  // namespace
@@ -53,11 +48,14 @@ std::uint32_t CEvidenceManager::AddEvidence(const EvidencePtr& evidence) {
 }
 
 bool CEvidenceManager::CheckNewEvidence(const EvidencePtr& evidence, Operation operation) {
-  if (!IsWithinRules(*evidence) || !CheckEvidenceAddMode(evidence) ||
-      std::cmp_greater(std::ranges::count(evidence->releated_camera_ids, kCameraSeparator),
-                       Limits::kCamerasOfEvidence)) {
+  if (!IsWithinRules(*evidence) || !CheckEvidenceAddMode(evidence)) {
     EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);
+  }
+  if (!Limits::Allows(Limits::kValuesOfEvidence, evidence->evidence_customs.size(), kBadInput, operation) ||
+      !Limits::Allows(Limits::kCamerasOfEvidence, CountPieces(evidence->releated_camera_ids, kCameraSeparator),
+                      kBadInput, operation)) {
+    return false;
   }
   const char* const cameras = evidence->releated_camera_ids.c_str();
   if (HasRoamlinkCamera(evidence->releated_camera_ids)) {
@@ -90,7 +88,10 @@ bool CEvidenceManager::CheckNewEvidence(const EvidencePtr& evidence, Operation o
 
 bool CEvidenceManager::CheckLabels(std::int32_t evidence_id, const std::string& label_text, Operation operation) {
   const auto labels = SplitLabels(label_text);
-  if (labels.size() <= Limits::kLabelsOfEvidence && !IsLabelCountExceeded(evidence_id, labels)) return true;
+  if (Limits::Allows(Limits::kLabelsOfEvidence, labels.size(), kTooManyLabels, operation) &&
+      !IsLabelCountExceeded(evidence_id, labels)) {
+    return true;
+  }
   EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]The number of labels exceeds the limit, labels_in : %s.[%s(%d)]",
                   label_text.c_str());
   return Fail(kTooManyLabels);
@@ -119,6 +120,7 @@ bool CEvidenceManager::UpdateEvidence(const EvidencePtr& evidence, operation_rec
                  evidence->evidence_status);
     return Fail(kBadInput);
   }
+  if (!Limits::Allows(Limits::kValuesOfEvidence, evidence->evidence_customs.size())) return false;
   EvidencePtr standing;
   if (!GetEvidenceByID(standing, evidence->id)) {
     EVIDENCE_LOG(kLogFailure, "[%s]The evidence not exists, evidence-id[%d].[%s(%d)]", evidence->id);
@@ -131,10 +133,7 @@ bool CEvidenceManager::UpdateEvidence(const EvidencePtr& evidence, operation_rec
     (void)GetCustomOptionById(option, option_id, custom_id);
     return option.option_name;
   };
-  if (!Changes::AddCustoms(changes, *standing, *evidence, option_name)) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
-    return Fail(kBadInput);
-  }
+  Changes::AddCustoms(changes, *standing, *evidence, option_name);
   EvidencePtr holder;
   if (GetEvidenceByGuid(holder, evidence->guid) && holder->id != standing->id) {
     EVIDENCE_LOG(kLogFailure, "[%s]The evidence already exists, evidence-guid[%s].[%s(%d)]", evidence->guid.c_str());
@@ -174,10 +173,7 @@ bool CEvidenceManager::StoreChangedEvidence(const EvidencePtr& evidence, Operati
 bool CEvidenceManager::UpdateEvidences(std::list<EvidenceErrInfoPtr>& results, const std::list<EvidencePtr>& evidences,
                                        std::vector<operation_record>& records) {
   if (!EntryTest()) return false;
-  if (evidences.size() > Limits::kChangedEvidences) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
-    return Fail(kBadInput);
-  }
+  if (!Limits::Allows(Limits::kChangedEvidences, evidences.size())) return false;
   bool all = true;
   for (const auto& evidence : evidences) {
     EvidencePtr standing;

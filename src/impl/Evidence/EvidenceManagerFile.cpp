@@ -1,10 +1,8 @@
 #include <algorithm>
-#include <array>
 #include <utility>
 
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
-#include "Common/TextList.h"
 #include "impl/Evidence/Batch.h"
 #include "impl/Evidence/EvidenceManager.h"
 #include "impl/Evidence/Limits.h"
@@ -85,11 +83,6 @@ bool CEvidenceManager::CheckFileBatch(const std::list<EvidenceFilePtr>& files, O
 
 bool CEvidenceManager::SortFile(FileBatch& batch, const EvidenceFilePtr& file, Operation operation) {
   if (file->evidence_id == -1) return false;
-  // The file manager must not be told of a file that the table will refuse.
-  if (std::ranges::any_of(std::array{&file->file_name, &file->file_path, &file->guid, &file->digest},
-                          [](const std::string* text) { return HoldsNul(*text); })) {
-    return Fail(kBadInput);
-  }
   std::list<EvidenceFilePtr> existing;
   if (!QueryEvidenceFiles(existing, file->evidence_id, file->file_name, file->guid)) return false;
   for (const auto& entry : existing) {

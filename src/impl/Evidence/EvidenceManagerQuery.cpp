@@ -26,27 +26,22 @@ tag_EvidenceCustom_ NamedValue(const tag_EvidenceCustom_& value, const std::vect
   return named;
 }
 
-bool CheckCount(const IdList& ids, std::size_t limit, Operation operation = Operation::current()) {
-  if (ids.size() <= limit) return true;
-  EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param error.[%s(%d)]");
-  return Fail(kBadInput);
-}
-
 /// How many file ids the link calls of a deletion name: each evidence names its own and, again, all that were named
 /// before it.
 class FileIdSum {
  public:
-  void AddEvidence(std::int64_t files) {
+  void AddEvidence(std::size_t files) {
     files_ += files;
     named_ += files_;
     total_ += named_;
   }
-  [[nodiscard]] bool Fits() const { return total_ <= Limits::kUnlinkedIds; }
+  [[nodiscard]] std::size_t Total() const { return total_; }
+  [[nodiscard]] bool Fits() const { return total_ <= Limits::kUnlinkedIds.most; }
 
  private:
-  std::int64_t files_ = 0;
-  std::int64_t named_ = 0;
-  std::int64_t total_ = 0;
+  std::size_t files_ = 0;
+  std::size_t named_ = 0;
+  std::size_t total_ = 0;
 };
 
 /// Each id once, where it stands first: no request can have one row written thousands of times.
@@ -107,7 +102,7 @@ void CEvidenceManager::AddValues(_tag_Evidence_& evidence, const std::list<Evide
 }
 
 bool CEvidenceManager::GetEvidenceByIDs(std::list<EvidencePtr>& evidences, IdList evidence_ids) {
-  if (!EntryTest() || !CheckCount(evidence_ids, Limits::kReadEvidences)) return false;
+  if (!EntryTest() || !Limits::Allows(Limits::kReadEvidences, evidence_ids.size())) return false;
   if (std::ranges::find(evidence_ids, -1) != evidence_ids.end()) {
     EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
     Orv::Base::Error::SetLastError({0, kBadInput});
@@ -139,7 +134,7 @@ bool CEvidenceManager::QueryEvidences(std::list<EvidencePtr>& evidences, page_in
                                       const EvidenceFilterPtr& filter, const IdList& evidence_ids) {
   if (!EntryTest()) return false;
   if (!filter) return Fail(kObjectMissing);
-  if (!CheckCount(evidence_ids, Limits::kReadEvidences)) return false;
+  if (!Limits::Allows(Limits::kReadEvidences, evidence_ids.size())) return false;
   if (evidence_ids.empty()) {
     EVIDENCE_LOG(kLogTrace, "[%s]begin QueryEvidences.[%s(%d)]");
     const bool read = store_->QueryEvidences(evidences, page, has_more, filter);
@@ -195,7 +190,7 @@ void CEvidenceManager::AddValuesFromCache(const std::list<EvidencePtr>& evidence
 }
 
 bool CEvidenceManager::DelEvidences(const IdList& asked_ids) {
-  if (!EntryTest() || !CheckCount(asked_ids, Limits::kChangedEvidences)) return false;
+  if (!EntryTest() || !Limits::Allows(Limits::kChangedEvidences, asked_ids.size())) return false;
   const IdList evidence_ids = WithoutRepeats(asked_ids);
   if (!CheckFilesToUnlink(evidence_ids)) return false;
   if (!store_->DeleteEvidences(evidence_ids) || !store_->DeleteEvidenceCustomInfo(evidence_ids)) {
@@ -212,10 +207,9 @@ bool CEvidenceManager::DelEvidences(const IdList& asked_ids) {
 }
 
 bool CEvidenceManager::CheckFilesToUnlink(const IdList& evidence_ids, Operation operation) {
-  const auto most = static_cast<std::int64_t>(Limits::kFilesOfEvidence);
   FileIdSum at_most;
   for (std::size_t i = 0; i < evidence_ids.size() && at_most.Fits(); ++i)
-    at_most.AddEvidence(most);
+    at_most.AddEvidence(Limits::kFilesOfEvidence);
   if (at_most.Fits()) return true;  // so few evidences need no count
   FileIdSum sum;
   for (const std::int32_t evidence_id : evidence_ids) {
@@ -224,10 +218,8 @@ bool CEvidenceManager::CheckFilesToUnlink(const IdList& evidence_ids, Operation 
       EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Delete evidences failed.[%s(%d)]");
       return false;
     }
-    sum.AddEvidence(count);
-    if (sum.Fits()) continue;
-    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param error.[%s(%d)]");
-    return Fail(kBadInput);
+    sum.AddEvidence(static_cast<std::size_t>(std::max(count, 0)));
+    if (!Limits::Allows(Limits::kUnlinkedIds, sum.Total(), kBadInput, operation)) return false;
   }
   return true;
 }

@@ -1,0 +1,14 @@
+#include "impl/Evidence/Limits.h"
+
+#include "Common/EvidenceLog.h"
+
+namespace Evidence::Limits {
+
+bool Allows(const Limit& limit, std::size_t number, ErrorSubCode sub_code, Operation operation) {
+  if (number <= limit.most) return true;
+  EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param error, %s: %zu, at most %zu.[%s(%d)]", limit.of, number,
+                  limit.most);
+  return Fail(sub_code);
+}
+
+}  // namespace Evidence::Limits
