@@ -16,7 +16,7 @@
 #include "impl/Evidence/EvidenceUserInterface.h"
 #include "plugin_comm/PluginCommManager.h"
 #include "usrservice/IEvidencePdu.h"
-#include "usrservice/UsrServiceEvidencePDULink.h"
+#include "usrservice/UsrServiceEvidencePDUBatchLink.h"
 
 namespace Evidence {
 
@@ -79,6 +79,9 @@ class CUsrServiceEvidence : public Orv::Base::CNoncopyable {
   // Query
   bool ProcEvidenceGet(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
   bool ProcEvidenceIDGet(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
+
+  // Delete
+
   /// The history tells of a deletion also when it was refused or failed; the answer says which.
   bool ProcEvidenceDelete(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
   bool ProcEvidenceIDDelete(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
@@ -88,8 +91,8 @@ class CUsrServiceEvidence : public Orv::Base::CNoncopyable {
   /// Its caller answers a false with the last error.
   bool ProcEvidenceIDFilesPost(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
 
-  // Link: several files and several evidences at once. No answer without the permission. Nothing is taken back: what
-  // was linked before a failure stays. A body that names more pairs than Limits::kLinkPairs is (0, 10002).
+  // BatchLink: several files and several evidences at once. No answer without the permission. Nothing is taken back:
+  // what was linked before a failure stays. A body that names more pairs than Limits::kLinkPairs is (0, 10002).
 
   /// Links every file with every evidence.
   bool FileBatchLinkEvidencesPOST(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);
@@ -186,6 +189,7 @@ class CUsrServiceEvidence : public Orv::Base::CNoncopyable {
   /// `encoded`; when it is false the thread's last error is the answer.
   bool Answered(kelp::SHttpResponse& response, bool encoded);
 
+  // Delete
   /// What a deletion tells its client.
   struct Deletion {
     ResponseStatus status;
@@ -208,7 +212,7 @@ class CUsrServiceEvidence : public Orv::Base::CNoncopyable {
                                    const std::list<EvidenceFilePtr>& files, const std::string& session,
                                    Operation operation = Operation::current());
 
-  // Link
+  // BatchLink
   struct BatchLink;
   template <class Change>
   [[nodiscard]] bool ChangeFiles(const FileChange& change, LinkFailures& failures,

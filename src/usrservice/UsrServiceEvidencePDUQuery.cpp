@@ -40,15 +40,6 @@ void ReadFilter(_tag_EvidenceFilterInfo_& filter, const CRapidJsonProto& proto, 
   filter.keyword_type = proto.get_int_v(path + "KeywordType", 0);  // the one number that is not -1 when left out
 }
 
-void ReadUsers(std::list<UserPtr>& users, const CRapidJsonProto& proto) {
-  PduFrame::ForEachElement(proto, "/EvidenceDeleteReq/UserList/User", [&](const std::string& element) {
-    auto user = std::make_shared<_tag_User_>();
-    user->name = proto.get_v(element + "UserName", std::string());
-    user->password = proto.get_v(element + "Password", std::string());
-    users.push_back(std::move(user));
-  });
-}
-
 /// Whether the comma list `field` asks for the files.
 bool WantsFiles(const std::string& field) {
   return std::ranges::any_of(SplitText(field, ','), [](const auto& word) { return word == "FileList"; });
@@ -169,36 +160,6 @@ bool CEvidencePduJson::EncodeEvidenceIDGetRsp(std::string& response, const Respo
       files.clear();
     }
     AddQueriedEvidence(PduFrame::AddObject(data, "Evidence"), *evidence, LabelKey::kLeftOut, files);
-  }
-  return PduFrame::Render(envelope, response);
-}
-
-bool CEvidencePduJson::DecodeEvidenceDeleteReq(IdList& evidence_ids, std::list<UserPtr>& users,
-                                               const std::string& body) {
-  const auto proto = PduFrame::ParseBody("DecodeEvidenceDeleteReq", body);
-  if (!proto) return false;
-  evidence_ids.splice(evidence_ids.end(), PduFrame::ReadIds(*proto, "/EvidenceDeleteReq/IDs"));
-  ReadUsers(users, *proto);
-  return true;
-}
-
-bool CEvidencePduJson::DecodeEvidenceIDDeleteReq(std::list<UserPtr>& users, const std::string& body) {
-  const auto proto = PduFrame::ParseBody("DecodeEvidenceDeleteReq", body);  // sic
-  if (!proto) return false;
-  ReadUsers(users, *proto);
-  return true;
-}
-
-bool CEvidencePduJson::EncodeEvidenceDeleteRsp(std::string& response, std::int32_t remain_times,
-                                               std::int32_t remain_type, const std::string& user_name,
-                                               const ResponseStatus& status) {
-  const auto envelope = PduFrame::NewEnvelope(status);
-  if (!envelope) return false;
-  const auto node = PduFrame::AddObject(PduFrame::AddData(envelope), "EvidenceDeleteRsp");
-  if (remain_times != -1) {
-    PduFrame::AddUnsigned(node, "RemainTimes", remain_times);
-    PduFrame::AddUnsigned(node, "RemainType", remain_type);
-    PduFrame::AddText(node, "Username", user_name);
   }
   return PduFrame::Render(envelope, response);
 }

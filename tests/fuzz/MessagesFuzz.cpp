@@ -10,7 +10,7 @@
 #include "KelpUtils/RapidJsonProto.h"
 #include "support/AuthenticationStub.h"
 #include "support/Decoders.h"
-#include "usrservice/pdu/PduLink.h"
+#include "usrservice/pdu/PduBatchLink.h"
 #include "usrservice/pdu/PduLog.h"
 
 namespace {

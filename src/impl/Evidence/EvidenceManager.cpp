@@ -19,8 +19,8 @@ constexpr char kUploadLoopSuffix[] = ".upload_mobile_task";
 
 CEvidenceManager::CEvidenceManager() : CEvidenceManager(std::make_shared<CEvidenceMgrDBByPG>()) {}
 
-CEvidenceManager::CEvidenceManager(std::shared_ptr<IEvidenceMgrDB> store)
-    : store_(std::move(store)), upload_thread_count_(kUploadThreadCount) {}
+CEvidenceManager::CEvidenceManager(std::shared_ptr<IEvidenceMgrDB> store, std::chrono::milliseconds progress_interval)
+    : store_(std::move(store)), progress_interval_(progress_interval), upload_thread_count_(kUploadThreadCount) {}
 
 bool CEvidenceManager::EntryTest() const {
   if (not_running_) return Fail(kNotRunning);

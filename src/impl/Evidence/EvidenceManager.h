@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <list>
@@ -44,8 +45,10 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
  public:
   /// With the store on PostgreSQL. Touches no database.
   CEvidenceManager();
-  /// With a store of the caller's; an empty one makes every operation fail with (0, 1).
-  explicit CEvidenceManager(std::shared_ptr<IEvidenceMgrDB> store);
+  /// With a store of the caller's; an empty one makes every operation fail with (0, 1). A deletion logs its progress
+  /// once an interval.
+  explicit CEvidenceManager(std::shared_ptr<IEvidenceMgrDB> store,
+                            std::chrono::milliseconds progress_interval = std::chrono::seconds(5));
 
   /// Loads the dictionaries and makes the worker loop. After a failed read the loop is made all the same and
   /// the manager stays closed. A second call on a running manager reloads nothing and asks for the loop again.
@@ -81,6 +84,8 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   [[nodiscard]] bool GetEvidenceByGuid(EvidencePtr& evidence, const std::string& guid);
   /// Not bound to a store error pair of its own: what the store set stands.
   [[nodiscard]] bool GetEvidencesCount(std::int32_t& count);
+
+  // Delete
 
   /// Marks evidences deleted, then takes away their values, links, files and labels. No compensation: after a failed
   /// link call the evidences are gone and the files of the remaining ones stay linked.
@@ -190,7 +195,7 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   /// deleted.
   [[nodiscard]] bool DeleteEvidenceCustoms(std::list<ErrorPtr>& errors, const IdList& custom_ids);
 
-  // Link
+  // Link: the call to the file manager
 
   /// Operations of APILinkFile.
   static constexpr std::int32_t kLinkFiles = 0;
@@ -260,6 +265,8 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   /// One evidence of a status batch; `standing` receives it as it stood, or null.
   [[nodiscard]] bool ChangeStatus(EvidencePtr& standing, const _tag_Evidence_& wanted,
                                   std::vector<operation_record>& records, Operation operation = Operation::current());
+
+  // Delete
   /// Refused when the link calls of this deletion would name more file ids than is bearable.
   [[nodiscard]] bool CheckFilesToUnlink(const IdList& evidence_ids, Operation operation = Operation::current());
   /// Takes the files of `evidence_id` off it. `files` and `file_ids` hold those of the evidences before, too: each call
@@ -341,6 +348,7 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   std::map<std::string, std::int32_t> label_counts_;                ///< guarded by label_lock_; at least 1
   std::mutex cache_lock_;
   const std::shared_ptr<IEvidenceMgrDB> store_;
+  const std::chrono::milliseconds progress_interval_;
   std::atomic<bool> not_running_{true};
   /// Held for one copy alone, also by those who hold file_lock_.
   std::mutex element_lock_;

@@ -53,10 +53,10 @@ class CEvidenceUserInterface : public Orv::Base::CNoncopyable {
 #undef EVIDENCE_FORWARD
 
  private:
-  template <class Operation>
-  auto Call(Operation operation) const -> decltype(operation(std::declval<CEvidenceManager&>())) {
+  template <class Work>
+  auto Call(Work work) const -> decltype(work(std::declval<CEvidenceManager&>())) {
     const auto manager = manager_.lock();
-    if (manager) return operation(*manager);
+    if (manager) return work(*manager);
     Orv::Base::Error::SetLastError({0, kObjectMissing});
     return {};
   }

@@ -4,6 +4,7 @@
 
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
+#include "Common/TextList.h"
 #include "OrvBase/StringUtil.h"
 #include "impl/Evidence/EvidenceSession/EvidenceMgrDB.h"
 #include "impl/Evidence/EvidenceSession/Statement.h"
@@ -126,7 +127,7 @@ bool CEvidenceMgrDBByPG::GetEvidenceCustomInfo(std::map<std::int32_t, std::vecto
     EVIDENCE_LOG(kLogAnomaly, "[%s]no evidecne custom info need.[%s(%d)]");  // sic
     return true;
   }
-  const std::string sql = str_fmt(kSqlValuesOfEvidences, Statement::CommaList(evidence_ids).c_str());
+  const std::string sql = str_fmt(kSqlValuesOfEvidences, CommaList(evidence_ids).c_str());
   const bool done = Statement::Query(sql, [&customs](kelp::IDBResultSet* rows) {
     if (rows == nullptr) return MissingCursor();
     for (; !rows->IsEof(); rows->Next())

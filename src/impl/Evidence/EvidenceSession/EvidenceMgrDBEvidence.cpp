@@ -3,6 +3,7 @@
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
 #include "Common/NewRecord.h"
+#include "Common/TextList.h"
 #include "OrvBase/StringUtil.h"
 #include "OrvBase/TimeUtil.h"
 #include "impl/Evidence/EvidenceSession/EvidenceMgrDB.h"
@@ -84,7 +85,7 @@ bool CEvidenceMgrDBByPG::DeleteEvidenceTypeInEvidence(const IdVector& type_ids) 
   const std::time_t now = std::time(nullptr);
   const std::string utc = Quoted(TimeT2StrUTCTimeStamp(now));
   const std::string sql = str_fmt(kSqlClearTypeInEvidence, utc.c_str(), Statement::LocalTimeOf(now).text.c_str(),
-                                  Statement::CommaList(type_ids).c_str());
+                                  CommaList(type_ids).c_str());
   if (Statement::Execute(sql)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Update evidence failed, sql[%s].[%s(%d)]", sql.c_str());
   return Fail(kStatementFailed);
@@ -133,7 +134,7 @@ constexpr char kSqlEvidencesByIds[] = "SELECT ID, name FROM evidence.evidence WH
 
 bool CEvidenceMgrDBByPG::GetEvidenceByIDs(std::list<EvidencePtr>& evidences, const IdList& evidence_ids) {
   if (evidence_ids.empty()) return true;
-  const std::string sql = str_fmt(kSqlEvidencesByIds, Statement::CommaList(evidence_ids).c_str());
+  const std::string sql = str_fmt(kSqlEvidencesByIds, CommaList(evidence_ids).c_str());
   const bool done = Statement::Query(sql, Statement::EachRow([&evidences](const kelp::IDBResultSet& row) {
                                        auto evidence = NewRecord<_tag_Evidence_>();
                                        if (!evidence) return;

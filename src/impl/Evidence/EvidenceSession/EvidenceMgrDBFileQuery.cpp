@@ -1,5 +1,6 @@
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
+#include "Common/TextList.h"
 #include "OrvBase/StringUtil.h"
 #include "OrvBase/TimeUtil.h"
 #include "impl/Evidence/EvidenceSession/EvidenceMgrDB.h"
@@ -61,7 +62,7 @@ constexpr char kSqlFilesOfEvidences[] =
 bool CEvidenceMgrDBByPG::QueryEvidenceFiles(std::map<std::int32_t, std::list<EvidenceFilePtr>>& files,
                                             const IdVector& evidence_ids) {
   if (evidence_ids.empty()) return true;
-  const std::string sql = str_fmt(kSqlFilesOfEvidences, Statement::CommaList(evidence_ids).c_str());
+  const std::string sql = str_fmt(kSqlFilesOfEvidences, CommaList(evidence_ids).c_str());
   EVIDENCE_LOG(kLogTrace, "[%s]batch get evidence file begin, sql: [%s].[%s(%d)]", sql.c_str());
   const bool done = Statement::Query(sql, Statement::EachRow([&files](const kelp::IDBResultSet& row) {
                                        auto file = std::make_shared<_tag_EvidenceFile_>();
@@ -151,7 +152,7 @@ constexpr char kSqlNamesByFileIds[] =
 bool CEvidenceMgrDBByPG::GetEvidenceIDAndFileNameByFileID(std::map<std::int32_t, std::list<std::string>>& file_names,
                                                           const IdVector& file_ids) {
   if (file_ids.empty()) return true;
-  const std::string sql = str_fmt(kSqlNamesByFileIds, Statement::CommaList(file_ids).c_str());
+  const std::string sql = str_fmt(kSqlNamesByFileIds, CommaList(file_ids).c_str());
   const bool done = Statement::Query(sql, Statement::EachRow([&file_names](const kelp::IDBResultSet& row) {
                                        file_names[row.GetInt("evidence_id")].push_back(row.GetString("file_name"));
                                      }));
@@ -165,7 +166,7 @@ constexpr char kSqlFilesByIds[] =
 
 bool CEvidenceMgrDBByPG::GetEvidenceFileByFileID(std::list<EvidenceFilePtr>& files, const IdVector& file_ids) {
   if (file_ids.empty()) return true;
-  const std::string sql = str_fmt(kSqlFilesByIds, Statement::CommaList(file_ids).c_str());
+  const std::string sql = str_fmt(kSqlFilesByIds, CommaList(file_ids).c_str());
   const bool done = Statement::Query(sql, Statement::EachRow([&files](const kelp::IDBResultSet& row) {
                                        auto file = std::make_shared<_tag_EvidenceFile_>();
                                        file->id = row.GetInt("ID");

@@ -36,17 +36,6 @@ struct LocalTime {
 };
 [[nodiscard]] LocalTime LocalTimeOf(std::time_t time);
 
-/// The ids as "1,2,3".
-template <class Ids>
-[[nodiscard]] std::string CommaList(const Ids& ids) {
-  std::string text;
-  for (const std::int32_t id : ids) {
-    if (!text.empty()) text += ',';
-    text += std::to_string(id);
-  }
-  return text;
-}
-
 /// Runs a text on the plugin's pool; the empty one is true and sends nothing.
 [[nodiscard]] bool Execute(const std::string& sql);
 

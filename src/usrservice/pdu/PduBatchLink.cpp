@@ -1,4 +1,4 @@
-#include "usrservice/pdu/PduLink.h"
+#include "usrservice/pdu/PduBatchLink.h"
 
 #include <algorithm>
 

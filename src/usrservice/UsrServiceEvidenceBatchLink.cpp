@@ -3,22 +3,16 @@
 #include "Common/CommonFun/TarnCommonFun.h"
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
+#include "Common/TextList.h"
 #include "impl/Evidence/Limits.h"
 #include "usrservice/FileChange.h"
 #include "usrservice/UsrServiceEvidence.h"
-#include "usrservice/UsrServiceEvidencePDULink.h"
+#include "usrservice/UsrServiceEvidencePDUBatchLink.h"
 
 namespace Evidence {
 namespace {
 
 using IdSet = std::set<std::int32_t>;
-
-std::string CommaText(const IdSet& ids) {
-  std::string text;
-  for (const std::int32_t id : ids)
-    text += (text.empty() ? "" : ",") + std::to_string(id);
-  return text;
-}
 
 std::size_t NameBytes(const std::list<EvidenceFilePtr>& files) {
   std::size_t bytes = 0;
@@ -107,7 +101,7 @@ bool CUsrServiceEvidence::MakeLinksEqual(LinkFailures& failures, const BatchLink
     }
     EVIDENCE_LOG_OF(operation, kLogProgress,
                     "[%s]file [%d-%s] need delete evidence id is: %s, need add evidence id is: %s.[%s(%d)]", file->id,
-                    file->file_name.c_str(), CommaText(to_drop).c_str(), CommaText(to_add).c_str());
+                    file->file_name.c_str(), CommaList(to_drop).c_str(), CommaList(to_add).c_str());
     if (!to_drop.empty()) {
       file->delete_flag = kUnlinkFlag;
       done = FilesBatchUnLinkEvidence(failures, {file}, to_drop, session);

@@ -1,9 +1,9 @@
-#include "usrservice/UsrServiceEvidencePDULink.h"
+#include "usrservice/UsrServiceEvidencePDUBatchLink.h"
 
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
 #include "impl/Evidence/EvidenceUserInterface.h"
-#include "usrservice/pdu/PduLink.h"
+#include "usrservice/pdu/PduBatchLink.h"
 
 namespace Evidence {
 namespace {
