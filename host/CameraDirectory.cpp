@@ -76,8 +76,8 @@ bool CameraDirectory::Refresh() {
   }
   for (auto& element : list.elements)
     lists->elements.emplace(element.id, std::move(element));
-  LogHost(3, "the cameras of revision %s: %zu devices, %zu elements", revision.c_str(), lists->devices.size(),
-          lists->elements.size());
+  LogHost(kLogProgress, "the cameras of revision %s: %zu devices, %zu elements", revision.c_str(),
+          lists->devices.size(), lists->elements.size());
   revision_ = std::move(revision);
   std::shared_ptr<const Lists> next = std::move(lists);
   const std::lock_guard lock(mutex_);
@@ -96,7 +96,7 @@ std::jthread FollowCameras(std::shared_ptr<CameraDirectory> cameras) {
         // The database's own log lines tell why one fails; the next may not.
         static_cast<void>(cameras->Refresh());
       } catch (const std::exception& error) {
-        LogHost(5, "the cameras cannot be taken up: %s", error.what());
+        LogHost(kLogFailure, "the cameras cannot be taken up: %s", error.what());
       }
     }
   });

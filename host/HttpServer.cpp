@@ -100,9 +100,9 @@ struct HttpServer::Exchange {
     try {
       return task.run(std::move(body));
     } catch (const std::exception& error) {
-      LogHost(5, "%s threw: %s", line.c_str(), error.what());
+      LogHost(kLogFailure, "%s threw: %s", line.c_str(), error.what());
     } catch (...) {
-      LogHost(5, "%s threw", line.c_str());
+      LogHost(kLogFailure, "%s threw", line.c_str());
     }
     return ErrorAnswer(MHD_HTTP_INTERNAL_SERVER_ERROR, "internal error");
   }
@@ -126,7 +126,7 @@ struct HttpCallbacks {
       auto* const self = static_cast<HttpServer*>(server);
       return self->Access(*connection, path, method, data, *size, *context) ? MHD_YES : MHD_NO;
     } catch (...) {
-      LogHost(5, "a request was dropped: out of memory");
+      LogHost(kLogFailure, "a request was dropped: out of memory");
       return MHD_NO;
     }
   }
@@ -150,7 +150,7 @@ struct HttpCallbacks {
   __attribute__((format(printf, 2, 0))) static void Log(void*, const char* format, va_list arguments) {
     char text[512];
     std::vsnprintf(text, sizeof(text), format, arguments);
-    LogHost(4, "http: %s", text);
+    LogHost(kLogAnomaly, "http: %s", text);
   }
 
   static void FreeBody(void* body) { delete static_cast<std::string*>(body); }
@@ -276,7 +276,7 @@ bool HttpServer::Dispatch(const std::shared_ptr<Exchange>& exchange) {
 
 bool HttpServer::Answer(Exchange& exchange) {
   auto& answer = *exchange.answer;
-  LogHost(2, "%s: %u, %zu bytes in, %zu bytes out", exchange.line.c_str(), answer.status,
+  LogHost(kLogTrace, "%s: %u, %zu bytes in, %zu bytes out", exchange.line.c_str(), answer.status,
           static_cast<std::size_t>(exchange.received), answer.body.size());
   const std::size_t size = answer.body.size();
   auto* const body = new std::string(std::move(answer.body));

@@ -8,8 +8,8 @@
 
 namespace Evidence {
 
-/// Levels of the log lines.
-enum LogLevel : int { kLogTrace = 2, kLogProgress = 3, kLogAnomaly = 4, kLogFailure = 5, kLogFatal = 6 };
+using Orv::Base::LogLevel;
+using enum Orv::Base::LogLevel;
 
 /// The qualified name within a compiler's full signature: "bool Evidence::CFoo::Bar(int)" gives
 /// "Evidence::CFoo::Bar". A lambda has the name of the function around it.

@@ -15,6 +15,7 @@ namespace tarn {
 namespace {
 
 using Orv::Base::details::ITarnFormatLog;
+using enum Orv::Base::LogLevel;
 using Orv::Base::StringUtil::str_fmt;
 using TarnPlatform::IncreResource::CIncreResourceStructInterface;
 
@@ -57,7 +58,7 @@ class IncreResourceBackend final : public IIncreResourceBackend {
 bool AddChange(int source_type, std::uint64_t resource_id, int method) {
   // The column is signed.
   if (resource_id > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
-    ITarnFormatLog(5, "incre_resource", "A change of resource %" PRIu64 " cannot be kept", resource_id);
+    ITarnFormatLog(kLogFailure, "incre_resource", "A change of resource %" PRIu64 " cannot be kept", resource_id);
     return false;
   }
   return kelp::IDBManager::Instance()->ExecuteNoQuery(kPlatformDbId, kelp::IDBManager::kConfigClass,

@@ -73,7 +73,8 @@ class PluginCommManager final : public plugin_comm::IPluginCommManager {
       api->callback(path, request, response);
     } catch (...) {
       response.reset();
-      Orv::Base::details::ITarnFormatLog(5, kTag, "The callback of %s threw an exception", path.c_str());
+      Orv::Base::details::ITarnFormatLog(Orv::Base::kLogFailure, kTag, "The callback of %s threw an exception",
+                                         path.c_str());
     }
     return response != nullptr;
   }
