@@ -2,12 +2,12 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <exception>
 #include <unordered_map>
 #include <utility>
 
 #include "Cameras.h"
 #include "HostLog.h"
+#include "platform/Guard.h"
 
 namespace host {
 namespace {
@@ -92,12 +92,11 @@ std::jthread FollowCameras(std::shared_ptr<CameraDirectory> cameras) {
     std::condition_variable_any wake;
     std::unique_lock lock(mutex);
     while (!wake.wait_for(lock, stop, kInterval, [&stop] { return stop.stop_requested(); })) {
-      try {
-        // The database's own log lines tell why one fails; the next may not.
-        static_cast<void>(cameras->Refresh());
-      } catch (const std::exception& error) {
-        LogHost(kLogFailure, "the cameras cannot be taken up: %s", error.what());
-      }
+      // The database's own log lines tell why one fails; the next may not.
+      platform::Guard([&] { static_cast<void>(cameras->Refresh()); },
+                      [](const char* reason) {
+                        LogHost(kLogFailure, "the cameras cannot be taken up: %s", reason ? reason : "unknown");
+                      });
     }
   });
 }

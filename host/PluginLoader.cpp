@@ -2,22 +2,17 @@
 
 #include <dlfcn.h>
 
-#include <exception>
-
 #include "HostLog.h"
+#include "platform/Guard.h"
 
 namespace host {
 namespace {
 
 /// Calls a plugin's function. "" when it gave true, else what it did instead.
 std::string CallEntry(bool (*entry)()) {
-  try {
-    return entry() ? "" : "gave false";
-  } catch (const std::exception& error) {
-    return std::string("threw: ") + error.what();
-  } catch (...) {
-    return "threw";
-  }
+  return platform::Guard(
+      [entry] { return std::string(entry() ? "" : "gave false"); },
+      [](const char* reason) { return reason != nullptr ? std::string("threw: ") + reason : std::string("threw"); });
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "OrvBase/Log.h"
+#include "platform/Guard.h"
 
 namespace platform::database {
 namespace {
@@ -153,10 +154,14 @@ void PostgresConnection::RollBack() {
   if (InTransaction() && !Run("ROLLBACK")) handle_.reset();
 }
 
+// libpq calls this from inside its own functions.
 void PostgresConnection::ReceiveNotice(void* self, const PGresult* notice) {
   const std::string_view severity = Field(notice, PG_DIAG_SEVERITY_NONLOCALIZED);
   if (severity == "FATAL" || severity == "PANIC") static_cast<PostgresConnection*>(self)->dismissed_ = true;
-  ITarnFormatLog(kLogTrace, kLogTag, "Server: %s", Describe(notice).c_str());
+  Guard([notice] { ITarnFormatLog(kLogTrace, kLogTag, "Server: %s", Describe(notice).c_str()); },
+        [](const char* reason) {
+          ITarnFormatLog(kLogAnomaly, kLogTag, "A message of the server was lost: %s", reason ? reason : "unknown");
+        });
 }
 
 void PostgresConnection::Fail(std::string fault) {

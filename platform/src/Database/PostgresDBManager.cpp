@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <exception>
 #include <map>
 #include <mutex>
 #include <string>
@@ -10,6 +9,7 @@
 #include "OrvBase/Log.h"
 #include "PostgresConnection.h"
 #include "RealBackends.h"
+#include "platform/Guard.h"
 
 namespace platform {
 namespace database {
@@ -65,19 +65,21 @@ bool RunTransaction(PostgresConnection& connection, const std::list<std::string>
   return connection.Run("COMMIT") != nullptr;
 }
 
-/// The barrier against what a reader may throw.
 bool ReadRows(const kelp::IDBManager::RowReader& reader, const PGresult* result) {
   if (!reader) return true;
   PostgresResultSet rows(result);
-  try {
+  const auto read = [&] {
     reader(&rows);
     return true;
-  } catch (const std::exception& fault) {
-    ITarnFormatLog(kLogFailure, kLogTag, "A row reader threw: %s", fault.what());
-  } catch (...) {
-    ITarnFormatLog(kLogFailure, kLogTag, "A row reader threw");
-  }
-  return false;
+  };
+  return Guard(read, [](const char* reason) {
+    if (reason != nullptr) {
+      ITarnFormatLog(kLogFailure, kLogTag, "A row reader threw: %s", reason);
+    } else {
+      ITarnFormatLog(kLogFailure, kLogTag, "A row reader threw");
+    }
+    return false;
+  });
 }
 
 PostgresDBManager::~PostgresDBManager() {

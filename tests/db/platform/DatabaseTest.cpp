@@ -14,6 +14,7 @@
 #include "support/AuthenticationStub.h"
 #include "support/Eventually.h"
 #include "support/LogRecorder.h"
+#include "support/NoMemoryFor.h"
 #include "support/ThrowawayPostgres.h"
 
 namespace {
@@ -117,6 +118,18 @@ TEST_F(DBManagerTest, AFailureIsNamedWithoutTheTextAndItsValues) {
   const platform::ScopedBackend<platform::ILogSink> sink(recorder);
   EXPECT_FALSE(Execute("SELECT 'private' FROM missing"));
   EXPECT_EQ(recorder->Lines().at(0).text, "Database failure: 42P01: relation \"missing\" does not exist");
+}
+
+TEST_F(DBManagerTest, AMessageOfTheServerThatFindsNoMemoryIsLostAlone) {
+  const auto recorder = std::make_shared<evidence_test::LogRecorder>();
+  const platform::ScopedBackend<platform::ILogSink> sink(recorder);
+  {
+    const evidence_test::NoMemoryFor large(500'000);
+    EXPECT_TRUE(Execute("DO $$ BEGIN RAISE NOTICE '%', repeat('x', 1000000); END $$")) << "the text itself was done";
+    EXPECT_TRUE(large.WasAskedFor());
+  }
+  EXPECT_TRUE(recorder->Has(4, "A message of the server was lost: ")) << recorder->Lines().size();
+  EXPECT_EQ(First("SELECT 'served' AS a"), "served") << "the connection is in order";
 }
 
 TEST_F(DBManagerTest, TheConnectionStringIsHonouredAndTheSessionIsAlwaysTheSame) {
