@@ -36,6 +36,17 @@ inline std::vector<std::string> SplitKeepingEmpty(std::string_view text, char se
   }
 }
 
+/// The ids as "1,2,3".
+template <class Ids>
+[[nodiscard]] std::string CommaList(const Ids& ids) {
+  std::string text;
+  for (const std::int32_t id : ids) {
+    if (!text.empty()) text += ',';
+    text += std::to_string(id);
+  }
+  return text;
+}
+
 /// The decimal number that `text` begins with, blanks before it allowed; 0 when it begins with none, the nearest end of
 /// the 32-bit range when it lies outside.
 inline std::int32_t ExtractDecimal(const std::string& text) {

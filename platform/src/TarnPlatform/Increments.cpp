@@ -7,8 +7,8 @@
 #include <string>
 
 #include "OrvBase/Log.h"
-#include "OrvBase/StringUtil.h"
 #include "RealBackends.h"
+#include "platform/SqlText.h"
 
 namespace platform {
 namespace tarn {
@@ -16,7 +16,6 @@ namespace {
 
 using Orv::Base::details::ITarnFormatLog;
 using enum Orv::Base::LogLevel;
-using Orv::Base::StringUtil::str_fmt;
 using TarnPlatform::IncreResource::CIncreResourceStructInterface;
 
 // The lock is held until the new row can be seen, so nobody draws a version while a smaller one is still to
@@ -43,7 +42,7 @@ class IncreResourceBackend final : public IIncreResourceBackend {
   bool ChangesAfter(std::vector<std::shared_ptr<CIncreResourceStructInterface>>& out, std::uint32_t version,
                     int source_type) override {
     return kelp::IDBManager::Instance()->ExecuteQuery(
-        kPlatformDbId, kelp::IDBManager::kConfigClass, str_fmt(kSqlChangesAfter, version, source_type),
+        kPlatformDbId, kelp::IDBManager::kConfigClass, SqlText::Format(kSqlChangesAfter, version, source_type),
         [&out](kelp::IDBResultSet* rows) {
           for (; rows && !rows->IsEof(); rows->Next()) {
             out.push_back(std::make_shared<CIncreResourceStructInterface>(rows->GetInt("method"),
@@ -62,7 +61,7 @@ bool AddChange(int source_type, std::uint64_t resource_id, int method) {
     return false;
   }
   return kelp::IDBManager::Instance()->ExecuteNoQuery(kPlatformDbId, kelp::IDBManager::kConfigClass,
-                                                      str_fmt(kSqlAddChange, source_type, resource_id, method));
+                                                      SqlText::Format(kSqlAddChange, source_type, resource_id, method));
 }
 
 }  // namespace tarn

@@ -1,10 +1,10 @@
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
 #include "Common/NewRecord.h"
+#include "Common/TextList.h"
 #include "KelpUtils/RapidJsonProto.h"
 #include "OrvBase/StringUtil.h"
 #include "impl/Evidence/EvidenceManager.h"
-#include "impl/Evidence/EvidenceSession/Statement.h"
 #include "plugin_comm/PluginCommManager.h"
 
 namespace Evidence {
@@ -27,7 +27,7 @@ std::string EncodeLinkFileReq(const IdVector& file_ids, std::int32_t evidence_id
   auto* const root = proto.get_node("/Request");
   const bool written =
       proto.add_v(root, "LinkType", kLinkTypeEvidence) != nullptr && proto.add_v(root, "ID", evidence_id) != nullptr &&
-      proto.add_v(root, "FileIDs", Statement::CommaList(file_ids)) != nullptr &&
+      proto.add_v(root, "FileIDs", CommaList(file_ids)) != nullptr &&
       proto.add_v(root, "OperationType", operation == CEvidenceManager::kLinkFiles ? kWireLink : kWireUnlink) !=
           nullptr;
   return written ? proto.get_str() : std::string();

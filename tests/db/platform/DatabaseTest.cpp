@@ -14,6 +14,7 @@
 #include "support/AuthenticationStub.h"
 #include "support/Eventually.h"
 #include "support/LogRecorder.h"
+#include "support/NoFormatFor.h"
 #include "support/NoMemoryFor.h"
 #include "support/ThrowawayPostgres.h"
 
@@ -225,6 +226,10 @@ TEST_F(PlatformTablesTest, TheLogKeepsWhoDidWhatAndRefusesStrangers) {
   EXPECT_EQ(api_->WriteOperatorLog("known", 306019, 4294967296, "a\0b\xff"s, -1, "", 0, 9808), 0)
       << "what the database cannot hold is replaced, not refused";
   EXPECT_NE(api_->WriteOperatorLog("stranger", 306019, 1, "name", -1, "", 0, 15), 0);
+  {
+    const evidence_test::NoFormatFor unbuilt("platform.operation_log");
+    EXPECT_FALSE(TarnPlatform::Log::WriteLog("known", record)) << "an unbuilt text is no empty one";
+  }
   EXPECT_EQ(Postgres().Query("SELECT concat_ws('|', user_name, client_address, log_type, object_id, object_name, "
                              "description, main_code, sub_code) FROM platform.operation_log ORDER BY id"),
             (Rows{{"O'Brien\\|10.0.0.7|306017|-1|it's 100%s|back\\slash|0|0"},
