@@ -14,6 +14,7 @@ thread_local const char* refused = nullptr;
 
 }  // namespace
 
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the C library has reserved names.
 extern "C" __attribute__((visibility("default"))) int vsnprintf(char* out, std::size_t size, const char* format,
                                                                 va_list arguments) noexcept {
   if (refused != nullptr && std::strstr(format, refused) != nullptr) {
