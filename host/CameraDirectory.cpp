@@ -2,12 +2,12 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <exception>
 #include <unordered_map>
 #include <utility>
 
 #include "Cameras.h"
 #include "HostLog.h"
+#include "platform/Guard.h"
 
 namespace host {
 namespace {
@@ -76,8 +76,8 @@ bool CameraDirectory::Refresh() {
   }
   for (auto& element : list.elements)
     lists->elements.emplace(element.id, std::move(element));
-  LogHost(3, "the cameras of revision %s: %zu devices, %zu elements", revision.c_str(), lists->devices.size(),
-          lists->elements.size());
+  LogHost(kLogProgress, "the cameras of revision %s: %zu devices, %zu elements", revision.c_str(),
+          lists->devices.size(), lists->elements.size());
   revision_ = std::move(revision);
   std::shared_ptr<const Lists> next = std::move(lists);
   const std::lock_guard lock(mutex_);
@@ -92,12 +92,11 @@ std::jthread FollowCameras(std::shared_ptr<CameraDirectory> cameras) {
     std::condition_variable_any wake;
     std::unique_lock lock(mutex);
     while (!wake.wait_for(lock, stop, kInterval, [&stop] { return stop.stop_requested(); })) {
-      try {
-        // The database's own log lines tell why one fails; the next may not.
-        static_cast<void>(cameras->Refresh());
-      } catch (const std::exception& error) {
-        LogHost(5, "the cameras cannot be taken up: %s", error.what());
-      }
+      // The database's own log lines tell why one fails; the next may not.
+      platform::Guard([&] { static_cast<void>(cameras->Refresh()); },
+                      [](const char* reason) {
+                        LogHost(kLogFailure, "the cameras cannot be taken up: %s", reason ? reason : "unknown");
+                      });
     }
   });
 }

@@ -4,13 +4,13 @@
 #include <list>
 
 #include "Database.h"
-#include "OrvBase/StringUtil.h"
 #include "RealBackends.h"
+#include "platform/SqlText.h"
 
 namespace host {
 namespace {
 
-using Orv::Base::StringUtil::str_fmt;
+namespace SqlText = platform::SqlText;
 using Texts = std::list<std::string>;
 
 constexpr std::size_t kRowsOfAStatement = 1000;
@@ -21,34 +21,41 @@ constexpr char kSqlBeginReplacing[] =
     "UPDATE platform.devices SET listed = false WHERE listed;"
     "UPDATE platform.elements SET listed = false WHERE listed";
 
-constexpr char kSqlPutDevices[] =
-    "INSERT INTO platform.devices (id, type, protocol, name) VALUES %s ON CONFLICT (id) DO UPDATE SET"
-    " type = excluded.type, protocol = excluded.protocol, name = excluded.name, listed = true";
+/// The texts before and behind the rows of a statement.
+struct PutWords {
+  const char* begin;
+  const char* end;
+};
 
-constexpr char kSqlPutElements[] =
-    "INSERT INTO platform.elements (id, name, device_id) VALUES %s ON CONFLICT (id) DO UPDATE SET"
-    " name = excluded.name, device_id = excluded.device_id, listed = true";
+constexpr PutWords kSqlPutDevices{
+    "INSERT INTO platform.devices (id, type, protocol, name) VALUES ",
+    " ON CONFLICT (id) DO UPDATE SET type = excluded.type, protocol = excluded.protocol, name = excluded.name, "
+    "listed = true"};
+
+constexpr PutWords kSqlPutElements{
+    "INSERT INTO platform.elements (id, name, device_id) VALUES ",
+    " ON CONFLICT (id) DO UPDATE SET name = excluded.name, device_id = excluded.device_id, listed = true"};
 
 std::string DeviceRow(const Device& device) {
-  return str_fmt("(%d, %d, %d, %s)", device.id, device.type, device.protocol, Quoted(device.name).c_str());
+  return SqlText::Format("(%d, %d, %d, %s)", device.id, device.type, device.protocol,
+                         SqlText::Literal(device.name).c_str());
 }
 
 std::string ElementRow(const Element& element) {
   const auto device = element.device_id == kNoDevice ? "NULL" : std::to_string(element.device_id);
-  return str_fmt("(%d, %s, %s)", element.id, Quoted(element.name).c_str(), device.c_str());
+  return SqlText::Format("(%d, %s, %s)", element.id, SqlText::Literal(element.name).c_str(), device.c_str());
 }
 
 /// The rows of `records` in as few statements as are of a sane length.
 template <class Record>
-Texts PutStatements(const std::vector<Record>& records, std::string (*row)(const Record&),
-                    std::string (*statement)(const std::string& rows)) {
+Texts PutStatements(const std::vector<Record>& records, std::string (*row)(const Record&), const PutWords& words) {
   Texts texts;
   for (std::size_t first = 0; first < records.size(); first += kRowsOfAStatement) {
     const auto end = std::min(first + kRowsOfAStatement, records.size());
     std::string rows;
     for (std::size_t at = first; at < end; ++at)
       rows += (rows.empty() ? "" : ", ") + row(records[at]);
-    texts.push_back(statement(rows));
+    texts.push_back(words.begin + rows + words.end);
   }
   return texts;
 }
@@ -58,12 +65,8 @@ Texts PutStatements(const std::vector<Record>& records, std::string (*row)(const
 std::string ReplaceCameras(const CameraList& list) {
   Texts texts{kSqlBeginReplacing};
   // Devices first, for the elements' reference to them.
-  texts.splice(texts.end(), PutStatements<Device>(list.devices, &DeviceRow, [](const std::string& rows) {
-                 return str_fmt(kSqlPutDevices, rows.c_str());
-               }));
-  texts.splice(texts.end(), PutStatements<Element>(list.elements, &ElementRow, [](const std::string& rows) {
-                 return str_fmt(kSqlPutElements, rows.c_str());
-               }));
+  texts.splice(texts.end(), PutStatements(list.devices, &DeviceRow, kSqlPutDevices));
+  texts.splice(texts.end(), PutStatements(list.elements, &ElementRow, kSqlPutElements));
   const bool done =
       kelp::IDBManager::Instance()->ExecuteNoQueryList(platform::kPlatformDbId, kelp::IDBManager::kConfigClass, texts);
   return done ? "" : kNoAnswer;

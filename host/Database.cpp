@@ -6,7 +6,6 @@
 
 #include "Backends.h"
 #include "DatabaseSetup.h"
-#include "OrvBase/StringUtil.h"
 #include "RealBackends.h"
 
 namespace host {
@@ -77,10 +76,6 @@ bool Query(const std::string& sql, const kelp::IDBManager::RowReader& reader) {
 
 bool Execute(const std::string& sql) {
   return kelp::IDBManager::Instance()->ExecuteNoQuery(platform::kPlatformDbId, kelp::IDBManager::kConfigClass, sql);
-}
-
-std::string Quoted(const std::string& text) {
-  return "'" + Orv::Base::StringUtil::StringReplace(text, "'", "''") + "'";
 }
 
 std::string SqlDirectory(const Settings& settings) { return (fs::path(ExecutableDirectory()) / settings.sql).string(); }

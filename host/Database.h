@@ -26,9 +26,6 @@ namespace host {
 [[nodiscard]] bool Query(const std::string& sql, const kelp::IDBManager::RowReader& reader);
 [[nodiscard]] bool Execute(const std::string& sql);
 
-/// `text`, which holds no NUL, as an SQL literal.
-[[nodiscard]] std::string Quoted(const std::string& text);
-
 /// What an operator reads of a statement that failed.
 inline constexpr char kNoAnswer[] = "the database does not answer, or refuses the statement";
 

@@ -96,7 +96,7 @@ HttpAnswer Gateway::Login(const std::string& client_address, const std::string& 
   auto client_try = parts_.tries->clients.Begin(client_address);
   auto user_try = client_try ? parts_.tries->users.Begin(name) : std::nullopt;
   if (!user_try) {
-    LogHost(4, "login not tried after too many failed ones: client %s", client_address.c_str());
+    LogHost(kLogAnomaly, "login not tried after too many failed ones: client %s", client_address.c_str());
     return ErrorAnswer(kTooManyRequests, "too many failed tries");
   }
   UserRecord user;
@@ -108,7 +108,7 @@ HttpAnswer Gateway::Login(const std::string& client_address, const std::string& 
       // Counted alike, so that an account that is switched off shows nothing of itself.
       user_try->Failed();
       client_try->Failed();
-      LogHost(4, "login refused: client %s", client_address.c_str());
+      LogHost(kLogAnomaly, "login refused: client %s", client_address.c_str());
       return ErrorAnswer(kUnauthorized, "wrong user name or password");
     case PasswordOutcome::kRight:
       break;
@@ -119,7 +119,7 @@ HttpAnswer Gateway::Login(const std::string& client_address, const std::string& 
 
 HttpAnswer Gateway::OpenSession(UserRecord user, const std::string& client_address) const {
   if (!ReadPermissions(user)) return ErrorAnswer(kUnavailable, "database away");
-  LogHost(3, "login: user %s, client %s", user.name.c_str(), client_address.c_str());
+  LogHost(kLogProgress, "login: user %s, client %s", user.name.c_str(), client_address.c_str());
   const auto opened = parts_.sessions->Open(std::move(user), client_address);
   kelp::CRapidJsonProto answer;
   answer.set_v("/SessionID", opened.id);

@@ -2,7 +2,13 @@
 
 #include "OrvBase/Log.h"
 
-/// The host's own log lines, under the tag "host"; levels as in OrvBase/Log.h.
+namespace host {
+
+using enum Orv::Base::LogLevel;
+
+}  // namespace host
+
+/// The host's own log lines, under the tag "host".
 #define LogHost(level, ...)                                             \
   do {                                                                  \
     if (::Orv::Base::details::IsLogLevelOn(level)) {                    \

@@ -9,13 +9,13 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <exception>
 #include <limits>
 #include <utility>
 #include <vector>
 
 #include "HostLog.h"
 #include "ListenAddress.h"
+#include "platform/Guard.h"
 
 namespace host {
 namespace {
@@ -97,14 +97,15 @@ struct HttpServer::Exchange {
 
   /// Nothing that a request throws, in a plugin or in the host, may end the process.
   HttpAnswer Run() {
-    try {
-      return task.run(std::move(body));
-    } catch (const std::exception& error) {
-      LogHost(5, "%s threw: %s", line.c_str(), error.what());
-    } catch (...) {
-      LogHost(5, "%s threw", line.c_str());
-    }
-    return ErrorAnswer(MHD_HTTP_INTERNAL_SERVER_ERROR, "internal error");
+    return platform::Guard([this] { return task.run(std::move(body)); },
+                           [this](const char* reason) {
+                             if (reason != nullptr) {
+                               LogHost(kLogFailure, "%s threw: %s", line.c_str(), reason);
+                             } else {
+                               LogHost(kLogFailure, "%s threw", line.c_str());
+                             }
+                             return ErrorAnswer(MHD_HTTP_INTERNAL_SERVER_ERROR, "internal error");
+                           });
   }
 
   /// Does nothing on a connection that was resumed already. Touches nothing but this object and the connection,
@@ -122,26 +123,31 @@ struct HttpServer::Exchange {
 struct HttpCallbacks {
   static MHD_Result Access(void* server, MHD_Connection* connection, const char* path, const char* method, const char*,
                            const char* data, std::size_t* size, void** context) {
-    try {
-      auto* const self = static_cast<HttpServer*>(server);
-      return self->Access(*connection, path, method, data, *size, *context) ? MHD_YES : MHD_NO;
-    } catch (...) {
-      LogHost(5, "a request was dropped: out of memory");
-      return MHD_NO;
-    }
+    auto* const self = static_cast<HttpServer*>(server);
+    const auto access = [&] { return self->Access(*connection, path, method, data, *size, *context); };
+    const auto dropped = [](const char* /*reason*/) {
+      LogHost(kLogFailure, "a request was dropped: out of memory");
+      return false;
+    };
+    return platform::Guard(access, dropped) ? MHD_YES : MHD_NO;
   }
 
   static void Completed(void* server, MHD_Connection* connection, void** context, MHD_RequestTerminationCode) {
-    static_cast<HttpServer*>(server)->Completed(*connection, *context);
+    platform::Guard([&] { static_cast<HttpServer*>(server)->Completed(*connection, *context); }, &WithoutDeadline);
   }
 
   static void Connection(void* server, MHD_Connection* connection, void**, MHD_ConnectionNotificationCode code) {
     auto& self = *static_cast<HttpServer*>(server);
     if (code == MHD_CONNECTION_NOTIFY_STARTED) {
-      self.deadlines_.Set(Descriptor(*connection), self.options_.idle_timeout + self.options_.read_timeout);
+      platform::Guard([&] { self.SetIdleDeadline(*connection); }, &WithoutDeadline);
     } else {
       self.deadlines_.Clear(Descriptor(*connection));
     }
+  }
+
+  /// The connection stays: the library's own time-out on silence still holds for it.
+  static void WithoutDeadline(const char* reason) {
+    LogHost(kLogFailure, "a connection has no deadline: %s", reason != nullptr ? reason : "unknown");
   }
 
   /// Paths are compared as they were sent.
@@ -150,7 +156,7 @@ struct HttpCallbacks {
   __attribute__((format(printf, 2, 0))) static void Log(void*, const char* format, va_list arguments) {
     char text[512];
     std::vsnprintf(text, sizeof(text), format, arguments);
-    LogHost(4, "http: %s", text);
+    LogHost(kLogAnomaly, "http: %s", text);
   }
 
   static void FreeBody(void* body) { delete static_cast<std::string*>(body); }
@@ -276,7 +282,7 @@ bool HttpServer::Dispatch(const std::shared_ptr<Exchange>& exchange) {
 
 bool HttpServer::Answer(Exchange& exchange) {
   auto& answer = *exchange.answer;
-  LogHost(2, "%s: %u, %zu bytes in, %zu bytes out", exchange.line.c_str(), answer.status,
+  LogHost(kLogTrace, "%s: %u, %zu bytes in, %zu bytes out", exchange.line.c_str(), answer.status,
           static_cast<std::size_t>(exchange.received), answer.body.size());
   const std::size_t size = answer.body.size();
   auto* const body = new std::string(std::move(answer.body));
@@ -301,13 +307,17 @@ bool HttpServer::Answer(Exchange& exchange) {
 void HttpServer::Completed(MHD_Connection& connection, void*& context) {
   if (context == nullptr) return;
   auto* const exchange = static_cast<std::shared_ptr<Exchange>*>(std::exchange(context, nullptr));
-  deadlines_.Set(Descriptor(connection), options_.idle_timeout + options_.read_timeout);
   {
     const std::lock_guard lock(mutex_);
     in_flight_.erase(exchange->get());
   }
   delete exchange;
   completed_.notify_all();
+  SetIdleDeadline(connection);
+}
+
+void HttpServer::SetIdleDeadline(MHD_Connection& connection) {
+  deadlines_.Set(Descriptor(connection), options_.idle_timeout + options_.read_timeout);
 }
 
 bool HttpServer::Drained(std::chrono::milliseconds timeout) {

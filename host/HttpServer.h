@@ -98,6 +98,7 @@ class HttpServer {
   bool Dispatch(const std::shared_ptr<Exchange>& exchange);
   bool Answer(Exchange& exchange);
   void Completed(MHD_Connection& connection, void*& context);
+  void SetIdleDeadline(MHD_Connection& connection);
   bool Drained(std::chrono::milliseconds timeout);
   void AbandonSuspended();
 

@@ -111,7 +111,7 @@ std::string MakeKey(const std::string& file) {
   if (!written) return SystemFault(temporary);
   if (link(temporary.c_str(), file.c_str()) != 0) return errno == EEXIST ? "" : SystemFault(file);
   if (!SyncFolder(file)) return SystemFault(file);
-  LogHost(3, "made the key file %s", file.c_str());
+  LogHost(kLogProgress, "made the key file %s", file.c_str());
   return {};
 }
 

@@ -2,22 +2,17 @@
 
 #include <dlfcn.h>
 
-#include <exception>
-
 #include "HostLog.h"
+#include "platform/Guard.h"
 
 namespace host {
 namespace {
 
 /// Calls a plugin's function. "" when it gave true, else what it did instead.
 std::string CallEntry(bool (*entry)()) {
-  try {
-    return entry() ? "" : "gave false";
-  } catch (const std::exception& error) {
-    return std::string("threw: ") + error.what();
-  } catch (...) {
-    return "threw";
-  }
+  return platform::Guard(
+      [entry] { return std::string(entry() ? "" : "gave false"); },
+      [](const char* reason) { return reason != nullptr ? std::string("threw: ") + reason : std::string("threw"); });
 }
 
 }  // namespace
@@ -27,7 +22,7 @@ PluginLoader::~PluginLoader() { StopAll(); }
 bool PluginLoader::Start(const std::string& file, std::string& fault) {
   const auto refuse = [&](const std::string& reason) {
     fault = "plugin " + file + " refused: " + reason;
-    LogHost(6, "%s", fault.c_str());
+    LogHost(kLogFatal, "%s", fault.c_str());
     return false;
   };
   void* const library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
@@ -42,11 +37,11 @@ bool PluginLoader::Start(const std::string& file, std::string& fault) {
   const auto failure = CallEntry(init);
   if (failure.empty()) {
     started_.push_back({file, library, un_init});
-    LogHost(3, "plugin %s started", file.c_str());
+    LogHost(kLogProgress, "plugin %s started", file.c_str());
     return true;
   }
   const auto second_failure = CallEntry(un_init);
-  if (!second_failure.empty()) LogHost(5, "plugin %s: UnInit %s", file.c_str(), second_failure.c_str());
+  if (!second_failure.empty()) LogHost(kLogFailure, "plugin %s: UnInit %s", file.c_str(), second_failure.c_str());
   routes_.DropPlugin();
   // The library stays mapped: it may have left threads or objects behind that still need its code.
   return refuse("Init " + failure);
@@ -57,9 +52,9 @@ void PluginLoader::StopAll() {
     const auto& plugin = started_.back();
     const auto failure = CallEntry(plugin.un_init);
     if (failure.empty()) {
-      LogHost(3, "plugin %s stopped", plugin.file.c_str());
+      LogHost(kLogProgress, "plugin %s stopped", plugin.file.c_str());
     } else {
-      LogHost(5, "plugin %s: UnInit %s", plugin.file.c_str(), failure.c_str());
+      LogHost(kLogFailure, "plugin %s: UnInit %s", plugin.file.c_str(), failure.c_str());
     }
     // Stays mapped until the process ends: objects that the plugin handed out may be destroyed later than this.
   }

@@ -38,7 +38,7 @@ std::string RandomHex(std::size_t bytes) {
   std::vector<unsigned char> random(bytes);
   if (RAND_bytes(random.data(), static_cast<int>(bytes)) != 1) {
     // Going on would hand out secrets that can be guessed.
-    LogHost(6, "the system gives no random bytes");
+    LogHost(kLogFatal, "the system gives no random bytes");
     std::abort();
   }
   constexpr char kDigits[] = "0123456789abcdef";

@@ -154,7 +154,7 @@ std::string Host::PrepareDatabase() const {
     int version = 0;
     auto fault = SetUpSchema(settings_.setup_database, sql, version);
     if (!fault.empty()) return fault;
-    LogHost(3, "the database's schema has version %d", version);
+    LogHost(kLogProgress, "the database's schema has version %d", version);
   }
   auto fault = OpenDatabase(settings_);
   if (fault.empty()) fault = CheckSchemaVersion(sql);
@@ -223,18 +223,18 @@ int Host::Run() {
   const char* const scheme = settings_.tls_certificate.empty() ? "http" : "https";
   std::printf("evidence-host listening on %s://%s\n", scheme, socket_.text().c_str());
   std::fflush(stdout);
-  LogHost(3, "listening on %s://%s", scheme, socket_.text().c_str());
+  LogHost(kLogProgress, "listening on %s://%s", scheme, socket_.text().c_str());
   TellReady("listening on " + socket_.text());
   const auto signals = StopSignals();
   int signal = 0;
   while (sigwait(&signals, &signal) != 0) {
   }
-  LogHost(3, "stopping on signal %d", signal);
+  LogHost(kLogProgress, "stopping on signal %d", signal);
   const std::chrono::seconds drain(settings_.drain_timeout_s);
   TellStopping(drain + kPluginStop);
   if (http_->Stop(drain)) return 0;
   // A request is still inside a plugin, whose UnInit must not be called under it.
-  LogHost(6, "requests did not end in time: the process ends without stopping its plugins");
+  LogHost(kLogFatal, "requests did not end in time: the process ends without stopping its plugins");
   Slot<platform::ILogSink>::Exchange(nullptr);
   std::_Exit(1);
 }
@@ -265,10 +265,10 @@ int Serve(const Settings& settings) {
     if (fault.empty()) exit_code = host.Run();
   }
   if (!fault.empty()) {
-    LogHost(6, "not started: %s", fault.c_str());
+    LogHost(kLogFatal, "not started: %s", fault.c_str());
     std::fprintf(stderr, "evidence-host: %s\n", fault.c_str());
   }
-  LogHost(3, "stopped");
+  LogHost(kLogProgress, "stopped");
   Slot<kelp::IDBManager>::Exchange(nullptr);
   Slot<platform::ILogSink>::Exchange(nullptr);
   return exit_code;

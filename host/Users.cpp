@@ -4,10 +4,12 @@
 #include "KelpUtils/StringFunctions.h"
 #include "OrvBase/StringUtil.h"
 #include "Secrets.h"
+#include "platform/SqlText.h"
 
 namespace host {
 namespace {
 
+namespace SqlText = platform::SqlText;
 namespace StringUtil = Orv::Base::StringUtil;
 using Permissions = std::set<std::pair<ClientKind, int>>;
 
@@ -33,7 +35,7 @@ constexpr char kSqlFindAccount[] =
     "SELECT id, name, super_user, password_hash, enabled FROM platform.users WHERE name = %s";
 
 bool FindAccount(const std::string& name, Account& account) {
-  return Query(StringUtil::str_fmt(kSqlFindAccount, Quoted(name).c_str()), [&](kelp::IDBResultSet* rows) {
+  return Query(SqlText::Format(kSqlFindAccount, SqlText::Literal(name).c_str()), [&](kelp::IDBResultSet* rows) {
     if (rows->IsEof()) return;
     account = {ReadUser(*rows), rows->GetString("password_hash"), rows->GetString("enabled") == "t"};
   });
@@ -47,7 +49,7 @@ constexpr char kSqlGrant[] =
 std::string GrantStatements(const std::string& name, const Permissions& permissions) {
   std::string sql;
   for (const auto& [kind, code] : permissions) {
-    sql += StringUtil::str_fmt(kSqlGrant, static_cast<int>(kind), code, Quoted(name).c_str());
+    sql += SqlText::Format(kSqlGrant, static_cast<int>(kind), code, SqlText::Literal(name).c_str());
   }
   return sql;
 }
@@ -58,7 +60,7 @@ constexpr char kSqlUserExists[] = "SELECT id FROM platform.users WHERE name = %s
 
 UserLookup LookUp(const std::string& name) {
   bool found = false;
-  const bool answered = Query(StringUtil::str_fmt(kSqlUserExists, Quoted(name).c_str()),
+  const bool answered = Query(SqlText::Format(kSqlUserExists, SqlText::Literal(name).c_str()),
                               [&](kelp::IDBResultSet* rows) { found = !rows->IsEof(); });
   if (!answered) return UserLookup::kDatabaseAway;
   return found ? UserLookup::kFound : UserLookup::kMissing;
@@ -87,14 +89,14 @@ PasswordOutcome CheckPassword(const std::string& name, const std::string& passwo
 constexpr char kSqlFindUser[] = "SELECT id, name, super_user FROM platform.users WHERE id = %d";
 
 bool FindUser(int user_id, UserRecord& user) {
-  return Query(StringUtil::str_fmt(kSqlFindUser, user_id),
+  return Query(SqlText::Format(kSqlFindUser, user_id),
                [&user](kelp::IDBResultSet* rows) { user = rows->IsEof() ? kNoUser : ReadUser(*rows); });
 }
 
 constexpr char kSqlFindPermissions[] = "SELECT kind, code FROM platform.permissions WHERE granted AND user_id = %d";
 
 bool ReadPermissions(UserRecord& user) {
-  return Query(StringUtil::str_fmt(kSqlFindPermissions, user.id), [&](kelp::IDBResultSet* rows) {
+  return Query(SqlText::Format(kSqlFindPermissions, user.id), [&](kelp::IDBResultSet* rows) {
     for (; !rows->IsEof(); rows->Next())
       user.permissions.insert(ReadPermission(*rows));
   });
@@ -106,8 +108,7 @@ constexpr char kSqlHoldsControlPermission[] =
 
 bool HoldsControlPermission(int user_id, int code) {
   bool holds = false;
-  const auto sql =
-      StringUtil::str_fmt(kSqlHoldsControlPermission, user_id, static_cast<int>(ClientKind::kControl), code);
+  const auto sql = SqlText::Format(kSqlHoldsControlPermission, user_id, static_cast<int>(ClientKind::kControl), code);
   return Query(sql, [&](kelp::IDBResultSet* rows) { holds = !rows->IsEof(); }) && holds;
 }
 
@@ -121,8 +122,8 @@ std::string AddUser(const NewUser& user) {
   const auto standing = LookUp(record.name);
   if (standing == UserLookup::kDatabaseAway) return kNoAnswer;
   if (standing == UserLookup::kFound) return "there is a user " + record.name + " already";
-  const auto sql = StringUtil::str_fmt(kSqlAddUser, Quoted(record.name).c_str(), Quoted(*hash).c_str(),
-                                       record.super_user ? "true" : "false");
+  const auto sql = SqlText::Format(kSqlAddUser, SqlText::Literal(record.name).c_str(), SqlText::Literal(*hash).c_str(),
+                                   record.super_user ? "true" : "false");
   return Execute(sql + GrantStatements(record.name, record.permissions)) ? "" : kNoAnswer;
 }
 
@@ -134,7 +135,7 @@ std::string SetPermissions(const std::string& name, const Permissions& permissio
   const auto standing = LookUp(name);
   if (standing == UserLookup::kDatabaseAway) return kNoAnswer;
   if (standing == UserLookup::kMissing) return "there is no user " + name;
-  const auto sql = StringUtil::str_fmt(kSqlRevokeAll, Quoted(name).c_str());
+  const auto sql = SqlText::Format(kSqlRevokeAll, SqlText::Literal(name).c_str());
   return Execute(sql + GrantStatements(name, permissions)) ? "" : kNoAnswer;
 }
 
@@ -168,8 +169,9 @@ bool EnsureSysop(std::string& password) {
   const auto hash = HashPassword(generated);
   bool added = false;
   // Another host on the same database may be first: its password is the one that holds.
-  const bool answered = hash && Query(StringUtil::str_fmt(kSqlAddSysop, Quoted(kSysop).c_str(), Quoted(*hash).c_str()),
-                                      [&](kelp::IDBResultSet* rows) { added = !rows->IsEof(); });
+  const bool answered =
+      hash && Query(SqlText::Format(kSqlAddSysop, SqlText::Literal(kSysop).c_str(), SqlText::Literal(*hash).c_str()),
+                    [&](kelp::IDBResultSet* rows) { added = !rows->IsEof(); });
   if (added) password = generated;
   return answered;
 }

@@ -76,7 +76,7 @@ class ILogSink {
   virtual void Write(int level, std::string_view tag, std::string_view text) = 0;
 };
 
-/// Lines below `level` are dropped before they are formatted. Starts at 3.
+/// Lines below `level` are dropped before they are formatted. Starts at Orv::Base::kLogProgress.
 PLATFORM_API void SetLogThreshold(int level);
 
 /// The place of one interface's object. All operations may be called on any thread.

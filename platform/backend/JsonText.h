@@ -23,9 +23,8 @@ struct JsonFault {
 };
 
 /// Parses one JSON value into `out`, a fresh document. False when `text` is anything else or more, not valid
-/// UTF-8 (escaped halves of surrogate pairs included), out of `bounds`, or holds a NUL, escaped or not, which no column
-/// of a database takes, or a number beyond the range of a double; `fault` then says which. Neither parsing nor the
-/// document's end takes stack in proportion to the text.
+/// UTF-8 (escaped halves of surrogate pairs included), out of `bounds`, or holds a number beyond the range of a double;
+/// `fault` then says which. Neither parsing nor the document's end takes stack in proportion to the text.
 [[nodiscard]] PLATFORM_API bool ParseJsonText(const std::string& text, const JsonBounds& bounds,
                                               rapidjson::Document& out, JsonFault* fault = nullptr);
 

@@ -1,24 +1,24 @@
 #pragma once
 
-#include <exception>
 #include <utility>
 
 #include "FileManagerLog.h"
+#include "platform/Guard.h"
 
 namespace FileManager {
 
-/// Runs `work` at an edge where somebody else's code enters; an exception ends here: it is logged, and `failed` gives
-/// the result.
+/// Runs `work` at an edge where somebody else's code enters; an exception ends here: it is logged, and `failed`
+/// gives the result.
 template <class Work, class Failed>
 auto GuardEdge(Work&& work, Failed&& failed) {
-  try {
-    return std::forward<Work>(work)();
-  } catch (const std::exception& fault) {
-    FILE_MANAGER_LOG(kLogFailure, "Unexpected exception: %s", fault.what());
-  } catch (...) {
-    FILE_MANAGER_LOG(kLogFailure, "Unexpected exception");
-  }
-  return std::forward<Failed>(failed)();
+  return platform::Guard(std::forward<Work>(work), [&](const char* reason) {
+    if (reason != nullptr) {
+      FILE_MANAGER_LOG(kLogFailure, "Unexpected exception: %s", reason);
+    } else {
+      FILE_MANAGER_LOG(kLogFailure, "Unexpected exception");
+    }
+    return std::forward<Failed>(failed)();
+  });
 }
 
 }  // namespace FileManager

@@ -7,8 +7,7 @@ namespace FileManager {
 /// Key of this plugin at the database manager and the inter-plugin bus, and tag of its log lines.
 inline constexpr char kPluginId[] = "filemanager.s";
 
-/// Levels of the log lines.
-enum LogLevel : int { kLogTrace = 2, kLogProgress = 3, kLogAnomaly = 4, kLogFailure = 5, kLogFatal = 6 };
+using enum Orv::Base::LogLevel;
 
 }  // namespace FileManager
 

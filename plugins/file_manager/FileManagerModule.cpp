@@ -1,5 +1,7 @@
 #include "FileManagerModule.h"
 
+#include <algorithm>
+#include <iterator>
 #include <memory>
 
 #include "Barrier.h"
@@ -23,13 +25,10 @@ std::string TextOf(const std::shared_ptr<IPluginCommData>& request) {
   return data ? data->JsonTxt() : std::string();
 }
 
-/// Takes the refused files out of the request.
-FileIds TakeRefused(LinkRequest& request, const FileIds& refused) {
-  FileIds taken;
-  for (const auto id : refused) {
-    if (request.file_ids.erase(id) != 0) taken.insert(id);
-  }
-  return taken;
+FileIds InBoth(const FileIds& some, const FileIds& others) {
+  FileIds common;
+  std::ranges::set_intersection(some, others, std::inserter(common, common.end()));
+  return common;
 }
 
 }  // namespace
@@ -80,14 +79,16 @@ std::string CFileManagerModule::LinkFile(const std::string& request_text) const 
     FILE_MANAGER_LOG(kLogFailure, "A link request cannot be read");
     return EncodeReply(kUnreadable);
   }
-  const FileIds refused = TakeRefused(request, settings_.refused_file_ids);
+  // The caller takes a call with a refused file for one that failed, so the other files are left alone as well.
+  const FileIds refused = InBoth(request.file_ids, settings_.refused_file_ids);
+  if (!refused.empty()) request.file_ids.clear();
   if (!LinkStore::Apply(request)) {
     FILE_MANAGER_LOG(kLogFailure, "The links of evidence %d cannot be stored", request.evidence_id);
     return EncodeReply(kNotStored);
   }
   FILE_MANAGER_LOG(kLogTrace, "Evidence %d: operation %d on %zu files, %zu refused", request.evidence_id,
                    static_cast<int>(request.operation), request.file_ids.size(), refused.size());
-  return refused.empty() ? EncodeReply(kDone) : EncodePartialReply(refused);
+  return refused.empty() ? EncodeReply(kDone) : EncodeRefusedReply(refused);
 }
 
 }  // namespace FileManager

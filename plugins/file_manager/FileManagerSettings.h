@@ -10,8 +10,8 @@ namespace FileManager {
 struct Settings {
   /// "Connections": database connections, 1 to 1000.
   int connections = 4;
-  /// "RefusedFileIDs": files whose links this plugin neither makes nor takes back, so that a partial failure can be
-  /// tried out. A list of numbers, or one number.
+  /// "RefusedFileIDs": files whose links this plugin neither makes nor takes back, so that a refusal can be tried out.
+  /// A call that names one of them changes nothing. A list of numbers, or one number.
   FileIds refused_file_ids;
 };
 

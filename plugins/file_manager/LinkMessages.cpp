@@ -39,7 +39,7 @@ std::string EncodeReply(ErrorCode code) {
   return reply.get_str();
 }
 
-std::string EncodePartialReply(const FileIds& refused) {
+std::string EncodeRefusedReply(const FileIds& refused) {
   CRapidJsonProto reply;
   // The caller reads the lists of a call that succeeded only.
   SetStatus(reply, kDone);

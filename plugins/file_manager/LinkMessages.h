@@ -10,7 +10,8 @@ namespace FileManager {
 /// Module of this plugin's own error pairs.
 inline constexpr int kErrorModule = 31;
 
-/// Codes beside kErrorModule. All but kFileRefused stand for the whole call, and then nothing has been changed.
+/// Codes beside kErrorModule. kFileRefused belongs to one file, the others to the whole call; with any of them nothing
+/// of the call has been changed.
 enum ErrorCode : int {
   kDone = 0,  ///< beside module 0
   /// No JSON, no object Request, an unknown LinkType or OperationType, an ID that is missing, negative or
@@ -18,7 +19,7 @@ enum ErrorCode : int {
   kUnreadable = 1,
   /// The database is away, or refused the statement.
   kNotStored = 2,
-  /// One file: the settings refuse it. The other files of the call are linked all the same.
+  /// The settings refuse this file.
   kFileRefused = 3,
   kUnexpected = 4,
 };
@@ -39,8 +40,8 @@ struct LinkRequest {
 /// The reply to a call that failed as a whole; to one that did all it was asked to for kDone.
 [[nodiscard]] std::string EncodeReply(ErrorCode code);
 
-/// The reply to a call that left `refused` out. The files stand in two lists of equal length: LinkFileErrorList holds
-/// their ids, LinkFileError beside it an entry each with ID, Name (empty: links know no names) and Error.
-[[nodiscard]] std::string EncodePartialReply(const FileIds& refused);
+/// The reply to a call that names files which are refused. They stand in two lists of equal length: LinkFileErrorList
+/// holds their ids, LinkFileError beside it an entry each with ID, Name (empty: links know no names) and Error.
+[[nodiscard]] std::string EncodeRefusedReply(const FileIds& refused);
 
 }  // namespace FileManager

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <exception>
 #include <utility>
 
 #include "Common/EvidenceLog.h"
+#include "platform/Guard.h"
 
 namespace Evidence {
 
@@ -11,14 +11,14 @@ namespace Evidence {
 /// gives the result.
 template <class Work, class Failed>
 auto GuardEdge(Work&& work, Failed&& failed) {
-  try {
-    return std::forward<Work>(work)();
-  } catch (const std::exception& fault) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Unexpected exception: %s.[%s(%d)]", fault.what());
-  } catch (...) {
-    EVIDENCE_LOG(kLogFailure, "[%s]Unexpected exception.[%s(%d)]");
-  }
-  return std::forward<Failed>(failed)();
+  return platform::Guard(std::forward<Work>(work), [&](const char* reason) {
+    if (reason != nullptr) {
+      EVIDENCE_LOG(kLogFailure, "[%s]Unexpected exception: %s.[%s(%d)]", reason);
+    } else {
+      EVIDENCE_LOG(kLogFailure, "[%s]Unexpected exception.[%s(%d)]");
+    }
+    return std::forward<Failed>(failed)();
+  });
 }
 
 }  // namespace Evidence

@@ -9,22 +9,27 @@
 
 namespace Evidence {
 
-/// Levels of the log lines.
-enum LogLevel : int { kLogTrace = 2, kLogProgress = 3, kLogAnomaly = 4, kLogFailure = 5, kLogFatal = 6 };
+using Orv::Base::LogLevel;
+using enum Orv::Base::LogLevel;
 
 /// The qualified name within a compiler's full signature: "bool Evidence::CFoo::Bar(int)" gives
-/// "Evidence::CFoo::Bar". A lambda has the name of the function around it.
+/// "Evidence::CFoo::Bar". A lambda has the name of the function around it, which for a template is the bare name, too.
 inline std::string QualifiedFunctionName(std::string_view signature) {
   constexpr std::string_view kUnnamed = "(anonymous namespace)";  // as clang writes it
   int angle_depth = 0;
   std::size_t begin = 0;
+  std::size_t arguments = 0;
   for (std::size_t at = 0; at < signature.size(); ++at) {
     if (signature.substr(at).starts_with(kUnnamed)) at += kUnnamed.size();
     const char c = signature[at];
-    if (c == '<') ++angle_depth;
+    if (c == '<' && angle_depth++ == 0) arguments = at;
     if (c == '>') --angle_depth;
     if (angle_depth != 0) continue;
-    if (c == '(') return std::string(signature.substr(begin, at - begin));
+    if (c == '(') {
+      const bool is_instance = at > begin && signature[at - 1] == '>';
+      const std::size_t end = is_instance ? arguments : at;
+      return std::string(signature.substr(begin, end - begin));
+    }
     if (c == ' ' || c == '*' || c == '&') begin = at + 1;
   }
   return std::string(signature.substr(begin));

@@ -31,7 +31,7 @@ class PLATFORM_API CRapidJsonProto : public Orv::Base::CNoncopyable {
   ~CRapidJsonProto();
 
   /// Parses `text`. False, with an empty document, when it is not exactly one JSON value, not valid
-  /// UTF-8, nested deeper than `kMaxDepth`, of more than `kMaxValues` values, or holds a NUL in a text or a number too
+  /// UTF-8, nested deeper than `kMaxDepth`, of more than `kMaxValues` values, or holds a number too
   /// large for a double; a log line of level 4 says which. Takes no stack in proportion to the text.
   [[nodiscard]] bool set_str(const std::string& text);
 

@@ -2,16 +2,29 @@
 
 #include "OrvBase/Export.h"
 
+namespace Orv::Base {
+
+/// Levels of log lines; a higher one is the graver one.
+enum LogLevel : int {
+  kLogStatement = 1,  ///< texts of statements
+  kLogTrace = 2,
+  kLogProgress = 3,
+  kLogAnomaly = 4,  ///< harmless
+  kLogFailure = 5,  ///< of one operation
+  kLogFatal = 6,    ///< disables a part of the program
+};
+
+}  // namespace Orv::Base
+
 namespace Orv::Base::details {
 
 /// Whether a line of this level reaches the sink: true when `level` is not below the threshold.
 /// Cheap enough to stand before every line.
 PLATFORM_API bool IsLogLevelOn(int level);
 
-/// Writes one line to the installed sink; nothing is formatted when the level is off. Levels:
-/// 1 statement texts, 2 trace, 3 progress, 4 harmless anomaly, 5 failed operation, 6 failure that
-/// disables. The arguments follow `format` as in printf. Never blocks on the disk, never throws,
-/// and leaves the thread's last error and errno as they were.
+/// Writes one line of a LogLevel to the installed sink; nothing is formatted when the level is off. The arguments
+/// follow `format` as in printf. Never blocks on the disk, never throws, and leaves the thread's last error and errno
+/// as they were.
 PLATFORM_API void ITarnFormatLog(int level, const char* tag, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
 

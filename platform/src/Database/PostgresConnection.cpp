@@ -8,12 +8,14 @@
 #include <utility>
 
 #include "OrvBase/Log.h"
+#include "platform/Guard.h"
 
 namespace platform::database {
 namespace {
 
 using Orv::Base::details::IsLogLevelOn;
 using Orv::Base::details::ITarnFormatLog;
+using enum Orv::Base::LogLevel;
 
 // What the layers above rely on, whatever the server's own settings are.
 constexpr char kSqlSession[] =
@@ -46,7 +48,7 @@ std::string Describe(const PGresult* result) {
 
 bool PostgresConnection::MakeReady() {
   if (handle_ && ServerHasClosed()) {
-    ITarnFormatLog(4, kLogTag, "A database connection was lost and is renewed");
+    ITarnFormatLog(kLogAnomaly, kLogTag, "A database connection was lost and is renewed");
     handle_.reset();
   }
   return handle_ || Open();
@@ -101,7 +103,7 @@ PostgresResult PostgresConnection::Run(const std::string& text) {
     Fail("the connection was lost");
     return nullptr;
   }
-  if (IsLogLevelOn(1)) ITarnFormatLog(1, kLogTag, "%s", text.c_str());
+  if (IsLogLevelOn(kLogStatement)) ITarnFormatLog(kLogStatement, kLogTag, "%s", text.c_str());
   PostgresResult last;
   if (PQsendQuery(handle_.get(), text.c_str()) == 1) {
     last = ReadResults();
@@ -152,15 +154,19 @@ void PostgresConnection::RollBack() {
   if (InTransaction() && !Run("ROLLBACK")) handle_.reset();
 }
 
+// libpq calls this from inside its own functions.
 void PostgresConnection::ReceiveNotice(void* self, const PGresult* notice) {
   const std::string_view severity = Field(notice, PG_DIAG_SEVERITY_NONLOCALIZED);
   if (severity == "FATAL" || severity == "PANIC") static_cast<PostgresConnection*>(self)->dismissed_ = true;
-  ITarnFormatLog(2, kLogTag, "Server: %s", Describe(notice).c_str());
+  Guard([notice] { ITarnFormatLog(kLogTrace, kLogTag, "Server: %s", Describe(notice).c_str()); },
+        [](const char* reason) {
+          ITarnFormatLog(kLogAnomaly, kLogTag, "A message of the server was lost: %s", reason ? reason : "unknown");
+        });
 }
 
 void PostgresConnection::Fail(std::string fault) {
   fault_ = std::move(fault);
-  ITarnFormatLog(5, kLogTag, "Database failure: %s", fault_.c_str());
+  ITarnFormatLog(kLogFailure, kLogTag, "Database failure: %s", fault_.c_str());
 }
 
 }  // namespace platform::database

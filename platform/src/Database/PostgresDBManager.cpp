@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <exception>
 #include <map>
 #include <mutex>
 #include <string>
@@ -10,12 +9,14 @@
 #include "OrvBase/Log.h"
 #include "PostgresConnection.h"
 #include "RealBackends.h"
+#include "platform/Guard.h"
 
 namespace platform {
 namespace database {
 namespace {
 
 using Orv::Base::details::ITarnFormatLog;
+using enum Orv::Base::LogLevel;
 using Pool = FairPool<PostgresConnection>;
 
 constexpr int kMaxConnections = 1000;
@@ -57,26 +58,28 @@ bool RunTransaction(PostgresConnection& connection, const std::list<std::string>
     if (sql.empty()) continue;
     if (!connection.Run(sql)) return false;
     if (!connection.InTransaction()) {
-      ITarnFormatLog(5, kLogTag, "A text of a list ended the list's transaction");
+      ITarnFormatLog(kLogFailure, kLogTag, "A text of a list ended the list's transaction");
       return false;
     }
   }
   return connection.Run("COMMIT") != nullptr;
 }
 
-/// The barrier against what a reader may throw.
 bool ReadRows(const kelp::IDBManager::RowReader& reader, const PGresult* result) {
   if (!reader) return true;
   PostgresResultSet rows(result);
-  try {
+  const auto read = [&] {
     reader(&rows);
     return true;
-  } catch (const std::exception& fault) {
-    ITarnFormatLog(5, kLogTag, "A row reader threw: %s", fault.what());
-  } catch (...) {
-    ITarnFormatLog(5, kLogTag, "A row reader threw");
-  }
-  return false;
+  };
+  return Guard(read, [](const char* reason) {
+    if (reason != nullptr) {
+      ITarnFormatLog(kLogFailure, kLogTag, "A row reader threw: %s", reason);
+    } else {
+      ITarnFormatLog(kLogFailure, kLogTag, "A row reader threw");
+    }
+    return false;
+  });
 }
 
 PostgresDBManager::~PostgresDBManager() {
@@ -90,15 +93,15 @@ bool PostgresDBManager::Initialize(const std::string& plugin_id, int config_conn
                                    bool /*connect_now*/) {
   for (const int number : {config_connections, log_connections}) {
     if (number >= 1 && number <= kMaxConnections) continue;
-    ITarnFormatLog(5, kLogTag, "Pools of %s refused: %d connections, where 1 to %d can be", plugin_id.c_str(), number,
-                   kMaxConnections);
+    ITarnFormatLog(kLogFailure, kLogTag, "Pools of %s refused: %d connections, where 1 to %d can be", plugin_id.c_str(),
+                   number, kMaxConnections);
     return false;
   }
   const Pools pools{{kConfigClass, MakePool(config_connections)}, {kLogClass, MakePool(log_connections)}};
   if (!TakeReady(*pools.at(kConfigClass))) return false;
   const std::lock_guard lock(mutex_);
   if (plugins_.try_emplace(plugin_id, pools).second) return true;
-  ITarnFormatLog(5, kLogTag, "Pools of %s refused: they stand already", plugin_id.c_str());
+  ITarnFormatLog(kLogFailure, kLogTag, "Pools of %s refused: they stand already", plugin_id.c_str());
   return false;
 }
 
@@ -158,7 +161,7 @@ std::shared_ptr<Pool> PostgresDBManager::FindPool(const std::string& plugin_id, 
       if (pool != plugin->second.end()) return pool->second;
     }
   }
-  ITarnFormatLog(5, kLogTag, "No pool of %s, class %d", plugin_id.c_str(), connection_class);
+  ITarnFormatLog(kLogFailure, kLogTag, "No pool of %s, class %d", plugin_id.c_str(), connection_class);
   return nullptr;
 }
 
@@ -167,7 +170,7 @@ bool PostgresDBManager::RunText(Pool& pool, const std::string& sql, PostgresResu
   if (!connection) return false;
   result = connection->Run(sql);
   if (!connection->InTransaction()) return result != nullptr;
-  if (result) ITarnFormatLog(5, kLogTag, "A text left a transaction open; it was undone");
+  if (result) ITarnFormatLog(kLogFailure, kLogTag, "A text left a transaction open; it was undone");
   connection->RollBack();
   return false;
 }
@@ -175,7 +178,7 @@ bool PostgresDBManager::RunText(Pool& pool, const std::string& sql, PostgresResu
 Pool::Lease PostgresDBManager::TakeReady(Pool& pool) const {
   auto connection = pool.Take(options_.acquire_timeout);
   if (!connection) {
-    ITarnFormatLog(5, kLogTag, "No database connection came free, or the pool was closed");
+    ITarnFormatLog(kLogFailure, kLogTag, "No database connection came free, or the pool was closed");
   } else if (!connection->MakeReady()) {
     connection.reset();
   }

@@ -10,14 +10,13 @@
 #include <memory>
 #include <string>
 
+#include "OrvBase/Log.h"
 #include "OrvBase/StringUtil.h"
 #include "RealBackends.h"
 
 namespace platform {
 namespace {
 
-/// Level of the report of lost lines: a harmless anomaly of the log itself.
-constexpr int kLossLevel = 4;
 constexpr char kLossTag[] = "platform.log";
 
 /// Longer texts are cut: lines carry what clients send, and a full queue of them must fit into memory.
@@ -53,7 +52,8 @@ class ReportingSink final : public spdlog::sinks::base_sink<spdlog::details::nul
     const std::size_t lost = pool_.overrun_counter();
     if (lost != reported_) {
       const std::string report =
-          LineOf(kLossLevel, kLossTag, Orv::Base::StringUtil::str_fmt("%zu log lines were given up", lost - reported_));
+          LineOf(Orv::Base::kLogAnomaly, kLossTag,
+                 Orv::Base::StringUtil::str_fmt("%zu log lines were given up", lost - reported_));
       output_->log({message.time, {}, {}, spdlog::level::info, report});
       reported_ = lost;
     }

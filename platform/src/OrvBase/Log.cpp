@@ -10,9 +10,7 @@
 
 namespace {
 
-constexpr int kDefaultThreshold = 3;
-
-std::atomic<int> threshold{kDefaultThreshold};
+std::atomic<int> threshold{Orv::Base::kLogProgress};
 
 /// Callers log between a failed call and the look at why it failed.
 class FailureStateKeeper {

@@ -7,15 +7,15 @@
 #include <string>
 
 #include "OrvBase/Log.h"
-#include "OrvBase/StringUtil.h"
 #include "RealBackends.h"
+#include "platform/SqlText.h"
 
 namespace platform {
 namespace tarn {
 namespace {
 
 using Orv::Base::details::ITarnFormatLog;
-using Orv::Base::StringUtil::str_fmt;
+using enum Orv::Base::LogLevel;
 using TarnPlatform::IncreResource::CIncreResourceStructInterface;
 
 // The lock is held until the new row can be seen, so nobody draws a version while a smaller one is still to
@@ -42,7 +42,7 @@ class IncreResourceBackend final : public IIncreResourceBackend {
   bool ChangesAfter(std::vector<std::shared_ptr<CIncreResourceStructInterface>>& out, std::uint32_t version,
                     int source_type) override {
     return kelp::IDBManager::Instance()->ExecuteQuery(
-        kPlatformDbId, kelp::IDBManager::kConfigClass, str_fmt(kSqlChangesAfter, version, source_type),
+        kPlatformDbId, kelp::IDBManager::kConfigClass, SqlText::Format(kSqlChangesAfter, version, source_type),
         [&out](kelp::IDBResultSet* rows) {
           for (; rows && !rows->IsEof(); rows->Next()) {
             out.push_back(std::make_shared<CIncreResourceStructInterface>(rows->GetInt("method"),
@@ -57,11 +57,11 @@ class IncreResourceBackend final : public IIncreResourceBackend {
 bool AddChange(int source_type, std::uint64_t resource_id, int method) {
   // The column is signed.
   if (resource_id > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
-    ITarnFormatLog(5, "incre_resource", "A change of resource %" PRIu64 " cannot be kept", resource_id);
+    ITarnFormatLog(kLogFailure, "incre_resource", "A change of resource %" PRIu64 " cannot be kept", resource_id);
     return false;
   }
   return kelp::IDBManager::Instance()->ExecuteNoQuery(kPlatformDbId, kelp::IDBManager::kConfigClass,
-                                                      str_fmt(kSqlAddChange, source_type, resource_id, method));
+                                                      SqlText::Format(kSqlAddChange, source_type, resource_id, method));
 }
 
 }  // namespace tarn

@@ -4,16 +4,12 @@
 #include <cinttypes>
 #include <memory>
 
-#include "Database/SqlText.h"
-#include "OrvBase/StringUtil.h"
-#include "OrvBase/Utf8.h"
 #include "RealBackends.h"
+#include "platform/SqlText.h"
 
 namespace platform {
 namespace tarn {
 namespace {
-
-using database::Quoted;
 
 class LogBackend final : public ILogBackend {
  public:
@@ -26,18 +22,14 @@ class LogBackend final : public ILogBackend {
   }
 };
 
-/// `text` ready to stand between single quotes. What the database cannot hold (NUL, bytes that are no UTF-8) gives way
-/// to U+FFFD: no name that a client chose may keep a line out of the log.
-std::string Storable(const std::string& text) {
-  const std::string_view nul("\0", 1);
-  return Quoted(Orv::Base::Utf8::Repaired(Orv::Base::StringUtil::StringReplace(text, nul, "\xEF\xBF\xBD")));
-}
+/// No name that a client chose may keep a line out of the log.
+std::string StorableLiteral(const std::string& text) { return SqlText::Literal(SqlText::Repaired(text)); }
 
 }  // namespace
 
 constexpr char kSqlWriteEntry[] =
     "INSERT INTO platform.operation_log (log_type, object_id, main_code, sub_code, user_name, client_address, "
-    "object_name, description) VALUES (%d, %" PRId64 ", %d, %d, '%s', '%s', '%s', '%s')";
+    "object_name, description) VALUES (%d, %" PRId64 ", %d, %d, %s, %s, %s, %s)";
 
 bool WriteEntry(const std::string& session, const OperationLogEntry& entry) {
   std::string user_name;
@@ -48,9 +40,10 @@ bool WriteEntry(const std::string& session, const OperationLogEntry& entry) {
     user_name = found->GetValUserName();
     client_address = found->GetValClientAddress();
   }
-  const std::string sql = Orv::Base::StringUtil::str_fmt(
-      kSqlWriteEntry, entry.log_type, entry.object_id, entry.main_code, entry.sub_code, Storable(user_name).c_str(),
-      Storable(client_address).c_str(), Storable(entry.object_name).c_str(), Storable(entry.description).c_str());
+  const std::string sql =
+      SqlText::Format(kSqlWriteEntry, entry.log_type, entry.object_id, entry.main_code, entry.sub_code,
+                      StorableLiteral(user_name).c_str(), StorableLiteral(client_address).c_str(),
+                      StorableLiteral(entry.object_name).c_str(), StorableLiteral(entry.description).c_str());
   return kelp::IDBManager::Instance()->ExecuteNoQuery(kPlatformDbId, kelp::IDBManager::kLogClass, sql);
 }
 

@@ -8,6 +8,7 @@
 #include "OrvBase/Error.h"
 #include "OrvBase/Log.h"
 #include "RealBackends.h"
+#include "platform/Guard.h"
 
 namespace plugin_comm {
 
@@ -69,12 +70,12 @@ class PluginCommManager final : public plugin_comm::IPluginCommManager {
     const std::shared_ptr<Api> api = Enter(path);
     if (!api) return false;
     const CallGuard guard(*this, *api);
-    try {
-      api->callback(path, request, response);
-    } catch (...) {
-      response.reset();
-      Orv::Base::details::ITarnFormatLog(5, kTag, "The callback of %s threw an exception", path.c_str());
-    }
+    Guard([&] { api->callback(path, request, response); },
+          [&](const char* /*reason*/) {
+            response.reset();
+            Orv::Base::details::ITarnFormatLog(Orv::Base::kLogFailure, kTag, "The callback of %s threw an exception",
+                                               path.c_str());
+          });
     return response != nullptr;
   }
 

@@ -8,6 +8,7 @@
 #include "impl/Evidence/CustomChanges.h"
 #include "impl/Evidence/EvidenceManager.h"
 #include "impl/Evidence/Incre.h"
+#include "impl/Evidence/StorableTexts.h"
 
 namespace Evidence {
 namespace {
@@ -87,7 +88,7 @@ bool CEvidenceManager::SetEvidenceCustoms(std::list<ErrorPtr>& errors, const std
 
 bool CEvidenceManager::CheckNewCustom(tag_EvidenceCustom_& custom, const std::set<std::string>& accepted_names,
                                       Operation operation) {
-  if (!Batch::IsNameWithinRules(custom.custom_name) || custom.custom_name.empty()) {
+  if (!Batch::IsNameWithinRules(custom.custom_name) || custom.custom_name.empty() || !HasStorableTexts(custom)) {
     EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);
   }
@@ -151,7 +152,7 @@ bool CEvidenceManager::InsertEvidenceCustoms(std::list<ErrorPtr>& errors, const 
 
 bool CEvidenceManager::CheckChangedCustom(const tag_EvidenceCustom_& custom,
                                           const std::set<std::string>& accepted_names, Operation operation) {
-  if (!Batch::IsNameWithinRules(custom.custom_name) || custom.custom_id == -1) {
+  if (!Batch::IsNameWithinRules(custom.custom_name) || custom.custom_id == -1 || !HasStorableTexts(custom)) {
     EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);
   }

@@ -8,6 +8,7 @@
 #include "impl/Evidence/EvidenceChanges.h"
 #include "impl/Evidence/EvidenceManager.h"
 #include "impl/Evidence/Limits.h"
+#include "impl/Evidence/StorableTexts.h"
 
 namespace Evidence {
 namespace {
@@ -26,7 +27,7 @@ bool IsWithinRules(const _tag_Evidence_& evidence) {
   return Batch::IsNameWithinRules(evidence.guid) && Batch::IsNameWithinRules(evidence.name) &&
          str_len(evidence.evidence_desc, kCodePageUtf8) <= kDescMaxChars &&
          !ContainsIllegalCharacters(evidence.evidence_desc) && !evidence.guid.empty() &&
-         IsStatus(evidence.evidence_status);
+         IsStatus(evidence.evidence_status) && HasStorableTexts(evidence);
 }
 
 std::size_t CountPieces(const std::string& list, char separator) {

@@ -6,6 +6,7 @@
 #include "impl/Evidence/Batch.h"
 #include "impl/Evidence/EvidenceManager.h"
 #include "impl/Evidence/Limits.h"
+#include "impl/Evidence/StorableTexts.h"
 
 namespace Evidence {
 namespace {
@@ -15,6 +16,11 @@ IdVector FileIdsOf(const std::list<EvidenceFilePtr>& files) {
   for (const auto& file : files)
     if (file) ids.push_back(file->id);
   return ids;
+}
+
+/// Their names go into the history.
+bool AreStorable(const std::list<EvidenceFilePtr>& files) {
+  return std::ranges::all_of(files, [](const auto& file) { return !file || HasStorableTexts(*file); });
 }
 
 }  // namespace
@@ -83,6 +89,8 @@ bool CEvidenceManager::CheckFileBatch(const std::list<EvidenceFilePtr>& files, O
 
 bool CEvidenceManager::SortFile(FileBatch& batch, const EvidenceFilePtr& file, Operation operation) {
   if (file->evidence_id == -1) return false;
+  // The file manager must not be told of a file that the table will refuse.
+  if (!HasStorableTexts(*file)) return Fail(kBadInput);
   std::list<EvidenceFilePtr> existing;
   if (!QueryEvidenceFiles(existing, file->evidence_id, file->file_name, file->guid)) return false;
   for (const auto& entry : existing) {
@@ -119,7 +127,7 @@ bool CEvidenceManager::UpdateEvidenceFiles(std::list<ErrorPtr>& failures, const 
                                            std::int32_t evidence_id) {
   if (!EntryTest()) return false;
   const std::lock_guard lock(file_lock_);  // held over the call to the file manager, as for additions
-  if (files.empty()) {
+  if (files.empty() || !AreStorable(files)) {
     EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);
   }

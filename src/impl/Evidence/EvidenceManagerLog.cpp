@@ -1,9 +1,12 @@
+#include <algorithm>
+
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
 #include "KelpPlatform/MultiLanguageMgr.h"
 #include "OrvBase/Conversion.h"
 #include "TarnPlatform/Authentication.h"
 #include "impl/Evidence/EvidenceManager.h"
+#include "impl/Evidence/StorableTexts.h"
 
 namespace Evidence {
 namespace {
@@ -15,6 +18,10 @@ constexpr char kNameSection[] = "update_src_name";
 
 bool CEvidenceManager::WriteEvidenceLog(const std::vector<operation_record>& records, const std::string& session) {
   if (!EntryTest()) return false;
+  if (!std::ranges::all_of(records, [](const auto& record) { return HasStorableTexts(record); })) {
+    EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
+    return Fail(kBadInput);
+  }
   std::int32_t client_type = -1;
   if (!session.empty()) {
     std::shared_ptr<TarnPlatform::Authentication::CUserSession> user_session;

@@ -8,6 +8,7 @@
 #include "impl/Evidence/CameraIds.h"
 #include "impl/Evidence/EvidenceManager.h"
 #include "impl/Evidence/Limits.h"
+#include "impl/Evidence/StorableTexts.h"
 
 namespace Evidence {
 namespace {
@@ -108,6 +109,10 @@ bool CEvidenceManager::QueryEvidences(std::list<EvidencePtr>& evidences, page_in
   if (!filter) return Fail(kObjectMissing);
   if (!Limits::Allows(Limits::kReadEvidences, evidence_ids.size())) return false;
   if (evidence_ids.empty()) {
+    if (!HasStorableTexts(*filter)) {
+      EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
+      return Fail(kBadInput);
+    }
     EVIDENCE_LOG(kLogTrace, "[%s]begin QueryEvidences.[%s(%d)]");
     const bool read = store_->QueryEvidences(evidences, page, has_more, filter);
     EVIDENCE_LOG(kLogTrace, "[%s]end QueryEvidences.[%s(%d)]");

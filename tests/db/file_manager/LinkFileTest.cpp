@@ -116,17 +116,18 @@ TEST_F(LinkFileTest, WhatCannotBeReadChangesNothing) {
   EXPECT_EQ(Links(), "");
 }
 
-TEST_F(LinkFileTest, RefusedFilesAreNamedAndTheOthersLinked) {
+TEST_F(LinkFileTest, ACallWithARefusedFileNamesItAndChangesNothing) {
   ASSERT_TRUE(StartWith(R"({"RefusedFileIDs":[7, "8", 100]})"));
   const std::string refused =
       R"({"ResponseStatus":{"ErrorModule":0,"ErrorCode":0,"Data":{"LinkFileErrorList":[{"ID":7},{"ID":8}],)"
       R"("LinkFileError":[{"ID":7,"Name":"","Error":{"ErrorModule":31,"ErrorCode":3}},)"
       R"({"ID":8,"Name":"","Error":{"ErrorModule":31,"ErrorCode":3}}]}}})";
   EXPECT_EQ(Send(LinkText(5, "9,8,1,7")), refused);
-  EXPECT_EQ(Links(), "5:1 5:9");
+  EXPECT_EQ(Links(), "") << "the caller takes the call for one that failed";
+  EXPECT_EQ(Send(LinkText(5, "1,9")), kDone) << "the others, sent again";
   EXPECT_EQ(Send(LinkText(5, "8,7")), refused) << "without any other";
   EXPECT_EQ(Send(LinkText(5, "1,7,8", 0)), refused) << "on the way back, too";
-  EXPECT_EQ(Links(), "5:9");
+  EXPECT_EQ(Links(), "5:1 5:9");
 
   module_.Stop();
   ASSERT_TRUE(StartWith(R"({"RefusedFileIDs":9})"));

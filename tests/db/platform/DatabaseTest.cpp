@@ -14,6 +14,8 @@
 #include "support/AuthenticationStub.h"
 #include "support/Eventually.h"
 #include "support/LogRecorder.h"
+#include "support/NoFormatFor.h"
+#include "support/NoMemoryFor.h"
 #include "support/ThrowawayPostgres.h"
 
 namespace {
@@ -119,6 +121,18 @@ TEST_F(DBManagerTest, AFailureIsNamedWithoutTheTextAndItsValues) {
   EXPECT_EQ(recorder->Lines().at(0).text, "Database failure: 42P01: relation \"missing\" does not exist");
 }
 
+TEST_F(DBManagerTest, AMessageOfTheServerThatFindsNoMemoryIsLostAlone) {
+  const auto recorder = std::make_shared<evidence_test::LogRecorder>();
+  const platform::ScopedBackend<platform::ILogSink> sink(recorder);
+  {
+    const evidence_test::NoMemoryFor large(500'000);
+    EXPECT_TRUE(Execute("DO $$ BEGIN RAISE NOTICE '%', repeat('x', 1000000); END $$")) << "the text itself was done";
+    EXPECT_TRUE(large.WasAskedFor());
+  }
+  EXPECT_TRUE(recorder->Has(4, "A message of the server was lost: ")) << recorder->Lines().size();
+  EXPECT_EQ(First("SELECT 'served' AS a"), "served") << "the connection is in order";
+}
+
 TEST_F(DBManagerTest, TheConnectionStringIsHonouredAndTheSessionIsAlwaysTheSame) {
   EXPECT_EQ(First("SELECT string_agg(setting, ' ' ORDER BY lower(name)) AS a FROM pg_settings WHERE name IN "
                   "('application_name', 'client_encoding', 'DateStyle', 'standard_conforming_strings', 'TimeZone')"),
@@ -212,6 +226,10 @@ TEST_F(PlatformTablesTest, TheLogKeepsWhoDidWhatAndRefusesStrangers) {
   EXPECT_EQ(api_->WriteOperatorLog("known", 306019, 4294967296, "a\0b\xff"s, -1, "", 0, 9808), 0)
       << "what the database cannot hold is replaced, not refused";
   EXPECT_NE(api_->WriteOperatorLog("stranger", 306019, 1, "name", -1, "", 0, 15), 0);
+  {
+    const evidence_test::NoFormatFor unbuilt("platform.operation_log");
+    EXPECT_FALSE(TarnPlatform::Log::WriteLog("known", record)) << "an unbuilt text is no empty one";
+  }
   EXPECT_EQ(Postgres().Query("SELECT concat_ws('|', user_name, client_address, log_type, object_id, object_name, "
                              "description, main_code, sub_code) FROM platform.operation_log ORDER BY id"),
             (Rows{{"O'Brien\\|10.0.0.7|306017|-1|it's 100%s|back\\slash|0|0"},

@@ -438,7 +438,7 @@ TEST_F(StoreTest, AHistoryIsWrittenInOneTransaction) {
   operation_record record{7, "", 0, "u'", "dev'", "ip'", -1, 2, {}};
   record.change_items = {{"f'", 2, 7, "old'", 8, "new'", "guid"}, {"unused", -1, 1, "object'", 2, "unused", ""}};
   operation_record bare;
-  bare.user_name = std::string("\0", 1);
+  bare.user_name = "other";
   const std::string next = "SELECT NEXTVAL('evidence.operation_log_id_seq')\n";
   const std::string insert =
       "\nINSERT INTO evidence.operation_log (ID, evidence_id, user_name, user_ip, operation_type, file_name, "
@@ -448,7 +448,7 @@ TEST_F(StoreTest, AHistoryIsWrittenInOneTransaction) {
             "1, 7, 'u''', 'ip''', 2, 'f''', 'LOCAL', '330', 'u''', 'dev''', 'ip''', 2, '7:old''', '8:new''', 3);" +
             insert + "2, 7, 'u''', 'ip''', 2, 'object''', 'LOCAL', '330', 'u''', 'dev''', 'ip''', -1, '', '', 3);" +
             insert +
-            "3, -1, '\xEF\xBF\xBD', '', 0, '', 'LOCAL', '330', '\xEF\xBF\xBD', '', '', -1, '', '', 3);\nCOMMIT",
+            "3, -1, 'other', '', 0, '', 'LOCAL', '330', 'other', '', '', -1, '', '', 3);\nCOMMIT",
         &Store::WriteEvidenceLog, std::vector{record, bare}, 3);
 }
 

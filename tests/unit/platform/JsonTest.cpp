@@ -31,13 +31,12 @@ std::string ListOf(std::size_t values) { return "[" + Repeated("{},", values - 2
 
 TEST(JsonRead, AcceptsOneWholeValueAndNothingElse) {
   CRapidJsonProto json;
-  for (const std::string& text : {" \t\r\n[{\"b\":null}] \n"s, R"("\u0001\ud83d\ude00")"s, "1.7976931348623157e308"s,
+  for (const std::string& text : {" \t\r\n[{\"b\":null}] \n"s, R"("\u0000\ud83d\ude00")"s, "1.7976931348623157e308"s,
                                   "1e-400"s, "0." + Repeated("0", 2000) + "1e-2147483639",
                                   Nested(CRapidJsonProto::kMaxDepth), ListOf(CRapidJsonProto::kMaxValues)})
     EXPECT_TRUE(json.set_str(text)) << text.substr(0, 60);
   const std::vector<std::string> refused{
-      "", "{}{}", "{}\0"s, "\"a\0b\""s, R"({"a":"\u0000"})", R"({"\u0000":1})", "[1,]", "{a:1}", "nul", "NaN", "01",
-      "+1", "1.", "\"tab\t\"", "// c\n{}",
+      "", "{}{}", "{}\0"s, "\"a\0b\""s, "[1,]", "{a:1}", "nul", "NaN", "01", "+1", "1.", "\"tab\t\"", "// c\n{}",
       // No UTF-8: stray, a surrogate, cut, in a key.
       "\"\x80\"", "\"\xED\xA0\x80\"", "\"long enough for a buffer of its own \xF0", "{\"\xFF\":1}",
       // Halves of surrogate pairs, which have no UTF-8.
@@ -61,9 +60,8 @@ TEST(JsonRead, TheLogSaysWhichBoundRefused) {
   const std::pair<std::string, const char*> cases[] = {
       {Nested(CRapidJsonProto::kMaxDepth + 1), "byte 64: nested more than 64 deep"},
       {ListOf(CRapidJsonProto::kMaxValues + 1), "more than 250000 values"},
-      {R"({"Label":"a\u0000"})", "byte 18: a NUL in a text"},
       {"[1e999]", "byte 1: a number beyond the range of a double"},
-      {"\"\xFF\"", "byte 1: a NUL, or not UTF-8"},
+      {"\"\xFF\"", "byte 1: a NUL byte, or not UTF-8"},
       {"{a:1}", "byte 1: no JSON"}};
   for (const auto& [text, fault] : cases) {
     EXPECT_FALSE(json.set_str(text));
@@ -75,7 +73,8 @@ TEST(JsonRead, PathsNameMembersAndElements) {
   CRapidJsonProto json;
   // The outer object is one with very many members, the inner ones are small.
   ASSERT_TRUE(json.set_str(R"({"A":{"B":[{"C":"b0"},{"C":"b1"}],"One":{"C":"single"},"Grid":[[1,2],[3,4]],"Empty":[],
-                    "0":"zero","Twice":1,"Twice":2},"A[1]":"brackets","Text":"t","Null":null,"a":"short","Same":1,"Same":2)" +
+                    "0":"zero","Twice":1,"Twice":2},"A[1]":"brackets","Text":"t","Null":null,"a\u0000b":"inner",
+                    "a":"short","Same":1,"Same":2)" +
                            Repeated(R"(,"filler":0)", 40) + "}"));
   const std::vector<std::pair<std::string, std::string>> present{
       {"/A/B[1]/C", "b0"},       {"/A/B/0/C", "b0"},       {"A//B/00/C[1]/0/", "b0"},
@@ -117,7 +116,7 @@ TEST(JsonRead, NumbersWrapIntoThirtyTwoBitsAndTextsKeepEveryByte) {
       {R"("-012")", -12, "-012"},
       {R"("99999999999999999999")", kAbsent, "99999999999999999999"},
       {R"("1 ")", kAbsent, "1 "},
-      {R"("1\u0001")", kAbsent, "1\x01"},
+      {R"("1\u0000")", kAbsent, "1\0"s},
       {R"("\/\"\\\ud83d\ude00")", kAbsent, "/\"\\\xF0\x9F\x98\x80"},
   };
   for (const auto& [value, number, text] : cases) {

@@ -15,6 +15,7 @@
 #include "OrvBase/GuidUtil.h"
 #include "OrvBase/StringUtil.h"
 #include "OrvBase/TimeUtil.h"
+#include "platform/SqlText.h"
 
 namespace {
 
@@ -22,6 +23,7 @@ namespace Error = Orv::Base::Error;
 using Orv::Base::Conversion;
 using Orv::Base::GuidUtil::CreateGuid;
 using namespace Orv::Base::StringUtil;
+using namespace std::string_literals;
 using namespace Orv::Base::TimeUtil;
 
 TEST(LastError, BelongsToItsThread) {
@@ -43,6 +45,19 @@ TEST(Text, Utf8IsWalkedStrictly) {
   for (const std::string illegal : {"\x80", "\xC1\xBF", "\xE0\x9F\xBF", "\xED\xA0\x80", "\xF0\x8F\xBF\xBF",
                                     "\xF4\x90\x80\x80", "\xE2\x82", "\xF0\x9F\x98z", "\x1F", "\x7F"})
     EXPECT_TRUE(ContainsIllegalCharacters("a" + illegal)) << testing::PrintToString(illegal);
+}
+
+TEST(SqlText, AValueStaysInItsLiteralAndAnUnbuiltStatementIsRefused) {
+  using namespace platform::SqlText;
+  const std::string value = "O'Brien\\ \0\x80\xC3\x89"s;
+  EXPECT_EQ(Escaped(value), "O''Brien\\ \xFF\x80\xC3\x89");
+  EXPECT_EQ(Literal(value), "'O''Brien\\ \xFF\x80\xC3\x89'");
+  EXPECT_EQ(Unescaped(value), "O'Brien\\ \xFF\x80\xC3\x89");
+  EXPECT_EQ(Repaired(value), "O'Brien\\ \uFFFD\uFFFD\u00C9");
+  EXPECT_EQ(Format("SELECT %d, %s", 7, Literal("x").c_str()), "SELECT 7, 'x'");
+  // Out of the compiler's sight, which refuses what cannot be formatted.
+  const volatile int widest = std::numeric_limits<int>::max();
+  EXPECT_EQ(Format("%*d%d", widest, 1, 1), "\0"s) << "longer than a text can be";
 }
 
 TEST(Text, TextsAreMadeWholeOrNotAtAll) {

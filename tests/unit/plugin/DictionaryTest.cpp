@@ -212,6 +212,7 @@ TEST_F(DictionaryTest, NamesAndOptionsAtTheirLimits) {
   std::string types;
   for (int n = 0; n < 128; ++n)
     types += "-1:" + std::to_string(n) + "|";
+  const std::string nul(1, '\0');
   const std::tuple<Kind, std::string, bool, const char*> cases[] = {
       {kType, "-1:" + longest, true, "ok"},
       {kType, "-1:" + longest + "x", true, "0-2"},
@@ -221,7 +222,10 @@ TEST_F(DictionaryTest, NamesAndOptionsAtTheirLimits) {
       {kCustom, "6:a:0:" + options + "-1=o", false, "0-120012"},
       {kCustom, "6:" + longest + ":0:" + options, false, "ok"},
       {kCustom, "6:a|-1:n:0:" + options + "-1=o", true, "0-120012"},
-      {kCustom, "6:a|-1:n:0:" + options, true, "ok"}};
+      {kCustom, "6:a|-1:n:0:" + options, true, "ok"},
+      // An option that the table would refuse must not leave its attribute or the other options behind.
+      {kCustom, "6:a:0:-1=fine,-1=n" + nul, false, "0-2"},
+      {kCustom, "6:a|-1:n:0:-1=fine,-1=n" + nul, true, "0-2"}};
   for (const auto& [kind, wanted, full, end] : cases) {
     const std::string done = Set(kind, wanted, full);
     const auto at = done.find(" | now");

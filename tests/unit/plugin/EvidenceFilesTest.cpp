@@ -58,9 +58,10 @@ TEST_F(EvidenceFilesTest, ABatchIsSortedIntoAdditionsAndRemovals) {
 
 TEST_F(EvidenceFilesTest, RefusedFilesStandInTheListAndTheOthersGoOn) {
   // The first file's evidence decides about the batch, the last one's is told to the file manager.
-  EXPECT_EQ(Inserted({File(60, "new"), File(61, "other", false, -1), File(63, "x"), File(62, "nowhere", false, 9)}),
+  EXPECT_EQ(Inserted({File(60, "new"), File(61, "other", false, -1), File(64, std::string(1, '\0')), File(63, "x"),
+                      File(62, "nowhere", false, 9)}),
             "link 60,63 of 9 | add file 60;add file 63; | !The evidence not exists, evidence-id[9]. | 0-9999 | "
-            "refused: 61  77-77 | 62  0-9804");
+            "refused: 61  77-77 | 64  0-2 | 62  0-9804");
   failing_ = {"key file"};
   EXPECT_EQ(Inserted({File(-1, "x"), File(60, "y")}),
             "key file | link 60 of 5 | add file 60; | 0-9999 | refused: -1 x 0-15");

@@ -349,7 +349,7 @@ TEST_F(HandlerTest, RequestLinesSpareTheDeletion) {
 
 TEST_F(HandlerTest, FaultsGetAPair) {
   platform_.db->answer = [](const auto&) -> std::optional<std::vector<Row>> { throw std::runtime_error("broken"); };
-  Play("GET /Evidence/7 | {} | 1 | - | says=]Unexpected exception: broken.[");
+  Play("GET /Evidence/7 | {} | 1 | - | says=[Evidence::GuardEdge]Unexpected exception: broken.[");
   const auto orphan = std::make_shared<Evidence::CEvidenceUserInterface>(std::weak_ptr<Evidence::CEvidenceManager>());
   service_.Init(orphan);
   Play(R"(PUT /Evidence/Type | {} | 1 | - | says="Data":{"EvidenceTypeErrorList":{}}}})");

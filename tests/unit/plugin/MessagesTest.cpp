@@ -247,11 +247,11 @@ TEST_F(MessagesTest, HostileBodiesAreRefusedWithoutHarm) {
   std::string nested_objects;
   for (int depth = 0; depth < 100000; ++depth)
     nested_objects += R"({"Evidence":)";
-  for (const auto& body : {""s, "{"s, R"({"Evidence":{"Name":"cut)"s, R"({"Evidence":[{"ID":1},)"s,
-                           R"({"Evidence":1}{})"s, "{\"Evidence\":\0}"s, R"({"Evidence":{"Label":"a\u0000b"}})"s,
-                           "{\"Evidence\":{\"Name\":\"\xFF\"}}"s, "{\"Evidence\":{\"Name\":\"\xED\xA0\x80\"}}"s,
-                           R"({"Evidence":{"Name":"\ud800"}})"s, R"({"Evidence":{"ID":)" + std::string(400, '9') + "}}",
-                           std::string(100000, '[') + std::string(100000, ']'), nested_objects})
+  for (const auto& body :
+       {""s, "{"s, R"({"Evidence":{"Name":"cut)"s, R"({"Evidence":[{"ID":1},)"s, R"({"Evidence":1}{})"s,
+        "{\"Evidence\":\0}"s, "{\"Evidence\":{\"Name\":\"\xFF\"}}"s, "{\"Evidence\":{\"Name\":\"\xED\xA0\x80\"}}"s,
+        R"({"Evidence":{"Name":"\ud800"}})"s, R"({"Evidence":{"ID":)" + std::string(400, '9') + "}}",
+        std::string(100000, '[') + std::string(100000, ']'), nested_objects})
     DecodeWithAll(body, false);
   for (const auto& body :
        {"[]"s, "7"s, "null"s, R"("text")"s, "{}"s, R"({"Evidence":[[],[]],"EvidenceList":[],"EvidenceQueryReq":[7],
@@ -262,14 +262,15 @@ TEST_F(MessagesTest, HostileBodiesAreRefusedWithoutHarm) {
 
 TEST_F(MessagesTest, LongAndOddTextsComeThroughWhole) {
   const std::string label(5 << 20, 'x');
-  const std::string head = R"({"Evidence":{"Name":"a\u0001b","ID":1e300,"Label":")";
+  const std::string head = R"({"Evidence":{"Name":"a\u0000b","ID":1e300,"Label":")";
   EvidencePtr evidence;
   ASSERT_TRUE(pdu_.DecodeEvidencePostReq(evidence, "s", head + label + "\"}}"));
+  EXPECT_EQ(evidence->name, "a\0b"s) << "a text does not end at a NUL";
   EXPECT_EQ(evidence->id, -1);
   EXPECT_EQ(evidence->label, label);
   evidence->guid = "a\xFFz";
   ASSERT_TRUE(pdu_.EncodeEvidencePostRsp(response_, {}, evidence));
-  EXPECT_NE(response_.find("\"Guid\":\"a\xEF\xBF\xBDz\",\"Name\":\"a\\u0001b\""), std::string::npos);
+  EXPECT_NE(response_.find("\"Guid\":\"a\xEF\xBF\xBDz\",\"Name\":\"a\\u0000b\""), std::string::npos);
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
 #include "Common/NewRecord.h"
-#include "OrvBase/StringUtil.h"
 #include "OrvBase/TimeUtil.h"
 #include "impl/Evidence/EvidenceSession/Statement.h"
 
@@ -15,7 +14,7 @@ constexpr char kSqlNextValue[] = "SELECT NEXTVAL('%s')";
 
 std::int32_t CEvidenceMgrDBByPG::QueryLastSeqID(const std::string& sequence) {
   std::int32_t value = -1;
-  const std::string sql = Orv::Base::StringUtil::str_fmt(kSqlNextValue, sequence.c_str());
+  const std::string sql = Statement::Format(kSqlNextValue, sequence.c_str());
   const bool done = Statement::Query(sql, [&value](kelp::IDBResultSet* rows) {
     if (rows == nullptr || rows->IsEof()) {
       SetLastError({0, kStatementFailed});

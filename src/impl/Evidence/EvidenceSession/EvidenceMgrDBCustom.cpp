@@ -1,13 +1,12 @@
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
-#include "OrvBase/StringUtil.h"
 #include "impl/Evidence/EvidenceSession/EvidenceMgrDB.h"
 #include "impl/Evidence/EvidenceSession/Statement.h"
 
 namespace Evidence {
 
-using Orv::Base::StringUtil::str_fmt;
-using Statement::Quoted;
+using Statement::Escaped;
+using Statement::Format;
 
 constexpr char kSqlReadAllCustoms[] = "SELECT * FROM evidence.evidence_custom WHERE deleted = 0;";
 
@@ -31,8 +30,8 @@ bool CEvidenceMgrDBByPG::InsertEvidenceCustoms(const std::list<EvidenceCustomPtr
   const std::string now = Statement::UtcStampNow();
   std::string sqls;
   for (const auto& custom : customs) {
-    sqls += str_fmt(kSqlInsertCustom, custom->custom_id, Quoted(custom->custom_name).c_str(), custom->custom_type,
-                    now.c_str(), 0);
+    sqls += Format(kSqlInsertCustom, custom->custom_id, Escaped(custom->custom_name).c_str(), custom->custom_type,
+                   now.c_str(), 0);
   }
   if (Statement::Execute(sqls)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Insert evidence custom failed, sqls[%s].[%s(%d)]", sqls.c_str());
@@ -46,8 +45,8 @@ bool CEvidenceMgrDBByPG::UpdateEvidenceCustoms(const std::list<EvidenceCustomPtr
   const std::string now = Statement::UtcStampNow();
   std::string sqls;
   for (const auto& custom : customs) {
-    sqls += str_fmt(kSqlUpdateCustom, Quoted(custom->custom_name).c_str(), custom->custom_type, now.c_str(),
-                    custom->custom_id);
+    sqls += Format(kSqlUpdateCustom, Escaped(custom->custom_name).c_str(), custom->custom_type, now.c_str(),
+                   custom->custom_id);
   }
   if (Statement::Execute(sqls)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Update evidence custom failed, sqls[%s].[%s(%d)]", sqls.c_str());
@@ -59,7 +58,7 @@ constexpr char kSqlDeleteCustom[] = "UPDATE evidence.evidence_custom SET deleted
 bool CEvidenceMgrDBByPG::DeleteEvidenceCustoms(const IdList& custom_ids) {
   std::string sqls;
   for (const std::int32_t id : custom_ids)
-    sqls += str_fmt(kSqlDeleteCustom, id);
+    sqls += Format(kSqlDeleteCustom, id);
   if (Statement::Execute(sqls)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Delete evidence custom failed, sqls[%s].[%s(%d)]", sqls.c_str());
   return Fail(kStatementFailed);
@@ -69,7 +68,7 @@ constexpr char kSqlCustomById[] = "SELECT * FROM evidence.evidence_custom WHERE 
 
 bool CEvidenceMgrDBByPG::QueryEvidenceCustomNameById(std::string& name, std::int32_t custom_id) {
   name.clear();
-  const bool done = Statement::Query(str_fmt(kSqlCustomById, custom_id), [&name](const kelp::IDBResultSet* rows) {
+  const bool done = Statement::Query(Format(kSqlCustomById, custom_id), [&name](const kelp::IDBResultSet* rows) {
     if (rows != nullptr && !rows->IsEof()) name = rows->GetString("name");
   });
   if (done) return true;

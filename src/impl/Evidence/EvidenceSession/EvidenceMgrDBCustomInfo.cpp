@@ -5,13 +5,12 @@
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
 #include "Common/TextList.h"
-#include "OrvBase/StringUtil.h"
 #include "impl/Evidence/EvidenceSession/EvidenceMgrDB.h"
 #include "impl/Evidence/EvidenceSession/Statement.h"
 
 namespace Evidence {
 
-using Orv::Base::StringUtil::str_fmt;
+using Statement::Format;
 
 namespace {
 
@@ -44,8 +43,8 @@ std::string ValueTexts(IEvidenceMgrDB& store, const _tag_Evidence_& evidence) {
   for (const auto& custom : evidence.evidence_customs) {
     const std::int32_t key = store.QueryEvidenceCustomInfoSeqID();
     for (const auto& option : custom.custom_options) {
-      sqls += str_fmt(kSql, key, evidence.id, custom.custom_id, option.option_id,
-                      Statement::Storable(option.option_name).c_str(), 0);
+      sqls += Format(kSql, key, evidence.id, custom.custom_id, option.option_id,
+                     platform::SqlText::Unescaped(option.option_name).c_str(), 0);
     }
   }
   return sqls;
@@ -72,7 +71,7 @@ constexpr char kSqlReplaceValue[] =
 
 bool CEvidenceMgrDBByPG::UpdateEvidenceCustomInfo(const EvidencePtr& evidence) {
   if (!evidence) return Fail(kBadInput);
-  const std::string sqls = str_fmt(kSqlDeleteValues, evidence->id) + ValueTexts<kSqlReplaceValue>(*this, *evidence);
+  const std::string sqls = Format(kSqlDeleteValues, evidence->id) + ValueTexts<kSqlReplaceValue>(*this, *evidence);
   if (!HoldsUnsafeValue(*evidence) && Statement::Execute(sqls)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Update evidence custom failed, sqls[%s].[%s(%d)]", sqls.c_str());
   return Fail(kStatementFailed);
@@ -81,7 +80,7 @@ bool CEvidenceMgrDBByPG::UpdateEvidenceCustomInfo(const EvidencePtr& evidence) {
 bool CEvidenceMgrDBByPG::DeleteEvidenceCustomInfo(const IdList& evidence_ids) {
   std::string sqls;
   for (const std::int32_t id : evidence_ids)
-    sqls += str_fmt(kSqlDeleteValues, id);
+    sqls += Format(kSqlDeleteValues, id);
   if (Statement::Execute(sqls)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Delete evidences to DB failed, sqls[%s].[%s(%d)]", sqls.c_str());
   return Fail(kStatementFailed);
@@ -93,7 +92,7 @@ constexpr char kSqlDeleteValuesOfCustom[] =
 bool CEvidenceMgrDBByPG::DeleteEvidenceCustomInfoByCustomID(const IdList& custom_ids) {
   std::string sqls;
   for (const std::int32_t id : custom_ids)
-    sqls += str_fmt(kSqlDeleteValuesOfCustom, id);
+    sqls += Format(kSqlDeleteValuesOfCustom, id);
   if (Statement::Execute(sqls)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Delete evidences to DB failed, sqls[%s].[%s(%d)]", sqls.c_str());
   return Fail(kStatementFailed);
@@ -127,7 +126,7 @@ bool CEvidenceMgrDBByPG::GetEvidenceCustomInfo(std::map<std::int32_t, std::vecto
     EVIDENCE_LOG(kLogAnomaly, "[%s]no evidecne custom info need.[%s(%d)]");  // sic
     return true;
   }
-  const std::string sql = str_fmt(kSqlValuesOfEvidences, CommaList(evidence_ids).c_str());
+  const std::string sql = Format(kSqlValuesOfEvidences, CommaList(evidence_ids).c_str());
   const bool done = Statement::Query(sql, [&customs](kelp::IDBResultSet* rows) {
     if (rows == nullptr) return MissingCursor();
     for (; !rows->IsEof(); rows->Next())
@@ -142,7 +141,7 @@ constexpr char kSqlValuesOfEvidence[] =
     "SELECT * FROM evidence.evidence_custom_info WHERE evidence_id = %d AND deleted = 0";
 
 bool CEvidenceMgrDBByPG::GetEvidenceCustomByID(std::list<EvidenceCustomPtr>& customs, std::int32_t evidence_id) {
-  const bool done = Statement::Query(str_fmt(kSqlValuesOfEvidence, evidence_id), [&customs](kelp::IDBResultSet* rows) {
+  const bool done = Statement::Query(Format(kSqlValuesOfEvidence, evidence_id), [&customs](kelp::IDBResultSet* rows) {
     if (rows == nullptr) return MissingCursor();
     for (; !rows->IsEof(); rows->Next())
       customs.push_back(std::make_shared<tag_EvidenceCustom_>(CustomOfRow(*rows)));

@@ -12,10 +12,10 @@
 namespace Evidence {
 
 using Orv::Base::StringUtil::kCodePageUtf8;
-using Orv::Base::StringUtil::str_fmt;
 using Orv::Base::StringUtil::str_len;
 using Orv::Base::TimeUtil::TimeT2StrUTCTimeStamp;
-using Statement::Quoted;
+using Statement::Escaped;
+using Statement::Format;
 
 constexpr char kSqlInsertEvidence[] =
     "INSERT INTO evidence.evidence (ID, guid, name, evidence_type_id, scene_id, outcome_id, evidence_desc, "
@@ -29,16 +29,16 @@ bool CEvidenceMgrDBByPG::InsertEvidence(const EvidencePtr& evidence) {
   if (!evidence) return Fail(kBadInput);
   const auto& e = *evidence;
   const std::time_t now = std::time(nullptr);
-  const std::string utc = Quoted(TimeT2StrUTCTimeStamp(now));
+  const std::string utc = Escaped(TimeT2StrUTCTimeStamp(now));
   const auto local = Statement::LocalTimeOf(now);
-  const std::string sql = str_fmt(
-      kSqlInsertEvidence, e.id, Quoted(e.guid).c_str(), Quoted(e.name).c_str(), e.evidence_type.type_id,
-      e.scene.scene_id, e.outcome.outcome_id, Quoted(e.evidence_desc).c_str(), e.evidence_status, e.create_user.id,
-      Quoted(e.create_user.name).c_str(), local.offset_minutes, utc.c_str(), local.text.c_str(), local.offset_minutes,
-      utc.c_str(), local.text.c_str(), 0, Quoted(e.label).c_str(), e.add_mode, e.upload_mode,
-      Quoted(e.upload_begin_time).c_str(), Quoted(e.upload_end_time).c_str(), Quoted(e.record_begin_time).c_str(),
-      Quoted(e.record_end_time).c_str(), Quoted(e.releated_camera_ids).c_str(), Quoted(e.evidence_begin_time).c_str(),
-      Quoted(e.evidence_end_time).c_str(), Quoted(e.cad_id).c_str());
+  const std::string sql = Format(
+      kSqlInsertEvidence, e.id, Escaped(e.guid).c_str(), Escaped(e.name).c_str(), e.evidence_type.type_id,
+      e.scene.scene_id, e.outcome.outcome_id, Escaped(e.evidence_desc).c_str(), e.evidence_status, e.create_user.id,
+      Escaped(e.create_user.name).c_str(), local.offset_minutes, utc.c_str(), local.text.c_str(), local.offset_minutes,
+      utc.c_str(), local.text.c_str(), 0, Escaped(e.label).c_str(), e.add_mode, e.upload_mode,
+      Escaped(e.upload_begin_time).c_str(), Escaped(e.upload_end_time).c_str(), Escaped(e.record_begin_time).c_str(),
+      Escaped(e.record_end_time).c_str(), Escaped(e.releated_camera_ids).c_str(),
+      Escaped(e.evidence_begin_time).c_str(), Escaped(e.evidence_end_time).c_str(), Escaped(e.cad_id).c_str());
   if (Statement::Execute(sql)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Insert evidence failed, sql[%s].[%s(%d)]", sql.c_str());
   return Fail(kStatementFailed);
@@ -53,13 +53,13 @@ bool CEvidenceMgrDBByPG::UpdateEvidence(const EvidencePtr& evidence) {
   if (!evidence) return Fail(kBadInput);
   const auto& e = *evidence;
   const std::time_t now = std::time(nullptr);
-  const std::string utc = Quoted(TimeT2StrUTCTimeStamp(now));
+  const std::string utc = Escaped(TimeT2StrUTCTimeStamp(now));
   const auto local = Statement::LocalTimeOf(now);
-  const std::string sql = str_fmt(kSqlUpdateEvidence, Quoted(e.guid).c_str(), Quoted(e.name).c_str(),
-                                  e.evidence_type.type_id, e.scene.scene_id, e.outcome.outcome_id,
-                                  Quoted(e.evidence_desc).c_str(), e.evidence_status, local.offset_minutes, utc.c_str(),
-                                  local.text.c_str(), Quoted(e.label).c_str(), Quoted(e.evidence_begin_time).c_str(),
-                                  Quoted(e.evidence_end_time).c_str(), Quoted(e.cad_id).c_str(), e.id);
+  const std::string sql = Format(kSqlUpdateEvidence, Escaped(e.guid).c_str(), Escaped(e.name).c_str(),
+                                 e.evidence_type.type_id, e.scene.scene_id, e.outcome.outcome_id,
+                                 Escaped(e.evidence_desc).c_str(), e.evidence_status, local.offset_minutes, utc.c_str(),
+                                 local.text.c_str(), Escaped(e.label).c_str(), Escaped(e.evidence_begin_time).c_str(),
+                                 Escaped(e.evidence_end_time).c_str(), Escaped(e.cad_id).c_str(), e.id);
   if (Statement::Execute(sql)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Update evidence failed, sql[%s].[%s(%d)]", sql.c_str());
   return Fail(kStatementFailed);
@@ -70,7 +70,7 @@ constexpr char kSqlDeleteEvidence[] = "UPDATE evidence.evidence SET deleted = 1 
 bool CEvidenceMgrDBByPG::DeleteEvidences(const IdList& evidence_ids) {
   std::string sqls;
   for (const std::int32_t id : evidence_ids)
-    sqls += str_fmt(kSqlDeleteEvidence, id);
+    sqls += Format(kSqlDeleteEvidence, id);
   if (Statement::Execute(sqls)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Delete evidences to DB failed, sqls[%s].[%s(%d)]", sqls.c_str());
   return Fail(kStatementFailed);
@@ -83,9 +83,9 @@ constexpr char kSqlClearTypeInEvidence[] =
 bool CEvidenceMgrDBByPG::DeleteEvidenceTypeInEvidence(const IdVector& type_ids) {
   if (type_ids.empty()) return true;
   const std::time_t now = std::time(nullptr);
-  const std::string utc = Quoted(TimeT2StrUTCTimeStamp(now));
-  const std::string sql = str_fmt(kSqlClearTypeInEvidence, utc.c_str(), Statement::LocalTimeOf(now).text.c_str(),
-                                  CommaList(type_ids).c_str());
+  const std::string utc = Escaped(TimeT2StrUTCTimeStamp(now));
+  const std::string sql = Format(kSqlClearTypeInEvidence, utc.c_str(), Statement::LocalTimeOf(now).text.c_str(),
+                                 CommaList(type_ids).c_str());
   if (Statement::Execute(sql)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Update evidence failed, sql[%s].[%s(%d)]", sql.c_str());
   return Fail(kStatementFailed);
@@ -105,7 +105,7 @@ constexpr char kSqlEvidenceById[] = "SELECT * FROM evidence.evidence WHERE ID = 
 
 bool CEvidenceMgrDBByPG::GetEvidenceByID(EvidencePtr& evidence, std::int32_t evidence_id) {
   evidence.reset();
-  const bool done = Statement::Query(str_fmt(kSqlEvidenceById, evidence_id), [&](kelp::IDBResultSet* rows) {
+  const bool done = Statement::Query(Format(kSqlEvidenceById, evidence_id), [&](kelp::IDBResultSet* rows) {
     if (ReadSingleEvidence(evidence, rows) == SingleRow::kNotConverted) {
       EVIDENCE_LOG(kLogFailure, "[%s]The evidence not exists, evidence-id[%d].[%s(%d)]", evidence_id);
     }
@@ -119,7 +119,7 @@ constexpr char kSqlEvidenceByGuid[] = "SELECT * FROM evidence.evidence WHERE gui
 
 bool CEvidenceMgrDBByPG::GetEvidenceByGuid(EvidencePtr& evidence, const std::string& guid) {
   evidence.reset();
-  const std::string sql = str_fmt(kSqlEvidenceByGuid, Quoted(guid).c_str());
+  const std::string sql = Format(kSqlEvidenceByGuid, Escaped(guid).c_str());
   const bool done = Statement::Query(sql, [&](kelp::IDBResultSet* rows) {
     if (ReadSingleEvidence(evidence, rows) == SingleRow::kNotConverted) {
       EVIDENCE_LOG(kLogFailure, "[%s]The evidence not exists, evidence-guid[%s].[%s(%d)]", guid.c_str());
@@ -134,7 +134,7 @@ constexpr char kSqlEvidencesByIds[] = "SELECT ID, name FROM evidence.evidence WH
 
 bool CEvidenceMgrDBByPG::GetEvidenceByIDs(std::list<EvidencePtr>& evidences, const IdList& evidence_ids) {
   if (evidence_ids.empty()) return true;
-  const std::string sql = str_fmt(kSqlEvidencesByIds, CommaList(evidence_ids).c_str());
+  const std::string sql = Format(kSqlEvidencesByIds, CommaList(evidence_ids).c_str());
   const bool done = Statement::Query(sql, Statement::EachRow([&evidences](const kelp::IDBResultSet& row) {
                                        auto evidence = NewRecord<_tag_Evidence_>();
                                        if (!evidence) return;
@@ -178,7 +178,7 @@ bool CEvidenceMgrDBByPG::GetEvidenceLabel(std::string& labels) {
 constexpr char kSqlUploadStatus[] = "UPDATE evidence.evidence SET upload_status = %d WHERE ID = %d";
 
 bool CEvidenceMgrDBByPG::UpdateCameraUploadStatus(std::int32_t evidence_id, std::int32_t status) {
-  const std::string sql = str_fmt(kSqlUploadStatus, status, evidence_id);
+  const std::string sql = Format(kSqlUploadStatus, status, evidence_id);
   if (Statement::Execute(sql)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Update evidence failed, sql[%s].[%s(%d)]", sql.c_str());
   return Fail(kStatementFailed);
@@ -187,7 +187,7 @@ bool CEvidenceMgrDBByPG::UpdateCameraUploadStatus(std::int32_t evidence_id, std:
 constexpr char kSqlUploadedCameras[] = "UPDATE evidence.evidence SET succeed_camera_ids = '%s' WHERE ID = %d";
 
 bool CEvidenceMgrDBByPG::UpdateCameraUploadSuccList(std::int32_t evidence_id, const std::string& camera_ids) {
-  const std::string sql = str_fmt(kSqlUploadedCameras, Statement::Storable(camera_ids).c_str(), evidence_id);
+  const std::string sql = Format(kSqlUploadedCameras, platform::SqlText::Unescaped(camera_ids).c_str(), evidence_id);
   if (!Statement::EndsLiteral(camera_ids) && Statement::Execute(sql)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Update evidence failed, sql[%s].[%s(%d)]", sql.c_str());
   return Fail(kStatementFailed);

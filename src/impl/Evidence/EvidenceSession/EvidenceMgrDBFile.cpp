@@ -2,14 +2,13 @@
 
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
-#include "OrvBase/StringUtil.h"
 #include "impl/Evidence/EvidenceSession/EvidenceMgrDB.h"
 #include "impl/Evidence/EvidenceSession/Statement.h"
 
 namespace Evidence {
 
-using Orv::Base::StringUtil::str_fmt;
-using Statement::Quoted;
+using Statement::Escaped;
+using Statement::Format;
 
 constexpr char kSqlInsertFile[] =
     "INSERT INTO evidence.evidence_file (ID, file_type, file_name, file_path, begin_time, end_time, time_offset, "
@@ -20,9 +19,9 @@ bool CEvidenceMgrDBByPG::InsertEvidenceFiles(const std::list<EvidenceFilePtr>& f
   const auto now = Statement::LocalTimeOf(std::time(nullptr));
   std::string sqls;
   for (const auto& file : files) {
-    sqls += str_fmt(kSqlInsertFile, file->id, file->file_type, Quoted(file->file_name).c_str(),
-                    Quoted(file->file_path).c_str(), now.text.c_str(), now.text.c_str(), now.offset_minutes,
-                    file->evidence_id, Quoted(file->guid).c_str(), Quoted(file->digest).c_str(), 0);
+    sqls += Format(kSqlInsertFile, file->id, file->file_type, Escaped(file->file_name).c_str(),
+                   Escaped(file->file_path).c_str(), now.text.c_str(), now.text.c_str(), now.offset_minutes,
+                   file->evidence_id, Escaped(file->guid).c_str(), Escaped(file->digest).c_str(), 0);
   }
   if (Statement::Execute(sqls)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Insert evidence file failed, sqls[%s].[%s(%d)]", sqls.c_str());
@@ -37,9 +36,9 @@ bool CEvidenceMgrDBByPG::UpdateEvidenceFiles(const std::list<EvidenceFilePtr>& f
   const auto now = Statement::LocalTimeOf(std::time(nullptr));
   std::string sqls;
   for (const auto& file : files) {
-    sqls += str_fmt(kSqlUpdateFile, file->file_type, Quoted(file->file_name).c_str(), Quoted(file->file_path).c_str(),
-                    now.text.c_str(), now.text.c_str(), now.offset_minutes, file->evidence_id,
-                    Quoted(file->guid).c_str(), Quoted(file->digest).c_str(), file->id);
+    sqls += Format(kSqlUpdateFile, file->file_type, Escaped(file->file_name).c_str(), Escaped(file->file_path).c_str(),
+                   now.text.c_str(), now.text.c_str(), now.offset_minutes, file->evidence_id,
+                   Escaped(file->guid).c_str(), Escaped(file->digest).c_str(), file->id);
   }
   if (Statement::Execute(sqls)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Update evidence file failed, sqls[%s].[%s(%d)]", sqls.c_str());
@@ -52,7 +51,7 @@ bool CEvidenceMgrDBByPG::UpdateEvidenceFiles(const IdVector& file_ids, std::int3
   if (file_ids.empty() || evidence_id == -1) return true;
   std::string sqls;
   for (const std::int32_t id : file_ids)
-    sqls += str_fmt(kSqlUnlinkFile, id, evidence_id);
+    sqls += Format(kSqlUnlinkFile, id, evidence_id);
   if (Statement::Execute(sqls)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Delete evidence file failed, sqls[%s].[%s(%d)]", sqls.c_str());
   return Fail(kStatementFailed);
@@ -63,7 +62,7 @@ constexpr char kSqlDeleteFile[] = "UPDATE evidence.evidence_file SET deleted = 1
 bool CEvidenceMgrDBByPG::DeleteEvidenceFiles(const IdList& file_ids) {
   std::string sqls;
   for (const std::int32_t id : file_ids)
-    sqls += str_fmt(kSqlDeleteFile, id);
+    sqls += Format(kSqlDeleteFile, id);
   if (Statement::Execute(sqls)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Delete evidence file failed, sqls[%s].[%s(%d)]", sqls.c_str());
   return Fail(kStatementFailed);
@@ -74,7 +73,7 @@ constexpr char kSqlFileDigest[] = "UPDATE evidence.evidence_file SET digest = '%
 bool CEvidenceMgrDBByPG::ModiyfEvidenceFileDigest(const std::map<std::int32_t, std::string>& digests) {  // sic
   std::string sqls;
   for (const auto& [id, digest] : digests)
-    sqls += str_fmt(kSqlFileDigest, Quoted(digest).c_str(), id);
+    sqls += Format(kSqlFileDigest, Escaped(digest).c_str(), id);
   if (Statement::Execute(sqls)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Modify evidence file digest failed, sqls[%s].[%s(%d)]", sqls.c_str());
   return Fail(kStatementFailed);
@@ -83,7 +82,7 @@ bool CEvidenceMgrDBByPG::ModiyfEvidenceFileDigest(const std::map<std::int32_t, s
 constexpr char kSqlDeleteFilesOfEvidence[] = "UPDATE evidence.evidence_file SET deleted = 1 WHERE evidence_id = %d;";
 
 bool CEvidenceMgrDBByPG::DeleteEvidenceFilesByEvidenceId(std::int32_t evidence_id) {
-  const std::string sql = str_fmt(kSqlDeleteFilesOfEvidence, evidence_id);
+  const std::string sql = Format(kSqlDeleteFilesOfEvidence, evidence_id);
   if (Statement::Execute(sql)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Delete evidence file failed, sql[%s].[%s(%d)]", sql.c_str());
   return Fail(kStatementFailed);

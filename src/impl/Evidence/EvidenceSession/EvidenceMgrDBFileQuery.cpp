@@ -1,16 +1,15 @@
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
 #include "Common/TextList.h"
-#include "OrvBase/StringUtil.h"
 #include "OrvBase/TimeUtil.h"
 #include "impl/Evidence/EvidenceSession/EvidenceMgrDB.h"
 #include "impl/Evidence/EvidenceSession/Statement.h"
 
 namespace Evidence {
 
-using Orv::Base::StringUtil::str_fmt;
 using Orv::Base::TimeUtil::LocalTime2TimeStrISO;
-using Statement::Quoted;
+using Statement::Escaped;
+using Statement::Format;
 
 namespace {
 
@@ -38,18 +37,18 @@ EvidenceFilePtr FileOfRow(const kelp::IDBResultSet& row) {
 std::string UnrelatedFilesText(const _tag_EvidenceFilterInfo_& filter, std::time_t start, std::time_t end) {
   std::string text = "FROM evidence.evidence_file WHERE ";
   if (!filter.keyword.empty()) {
-    text += str_fmt("(file_name ilike '%%%s%%' )  AND ", Statement::EscapeLikeText(filter.keyword).c_str());
+    text += Format("(file_name ilike '%%%s%%' )  AND ", Statement::EscapeLikeText(filter.keyword).c_str());
   }
-  text += str_fmt("evidence_id = %d  AND ", -1);
+  text += Format("evidence_id = %d  AND ", -1);
   if (filter.file_type != -1 && filter.file_type != kAssembledTypes) {
-    text += str_fmt("file_type = %d  AND ", filter.file_type);
+    text += Format("file_type = %d  AND ", filter.file_type);
   } else if (filter.file_type == kAssembledTypes && !filter.assemble_types.empty()) {
-    text += str_fmt("file_type IN (%s)  AND ", filter.assemble_types.c_str());
+    text += Format("file_type IN (%s)  AND ", filter.assemble_types.c_str());
   }
   if (!filter.create_start_time.empty() && !filter.create_end_time.empty() && start >= 1 && end >= 1) {
     using Orv::Base::TimeUtil::TimeT2StrDatetime;
-    text += str_fmt("%s <= '%s' AND %s >= '%s'  AND ", "end_time", TimeT2StrDatetime(end).c_str(), "begin_time",
-                    TimeT2StrDatetime(start).c_str());
+    text += Format("%s <= '%s' AND %s >= '%s'  AND ", "end_time", TimeT2StrDatetime(end).c_str(), "begin_time",
+                   TimeT2StrDatetime(start).c_str());
   }
   return text + "deleted = 0 ";
 }
@@ -62,7 +61,7 @@ constexpr char kSqlFilesOfEvidences[] =
 bool CEvidenceMgrDBByPG::QueryEvidenceFiles(std::map<std::int32_t, std::list<EvidenceFilePtr>>& files,
                                             const IdVector& evidence_ids) {
   if (evidence_ids.empty()) return true;
-  const std::string sql = str_fmt(kSqlFilesOfEvidences, CommaList(evidence_ids).c_str());
+  const std::string sql = Format(kSqlFilesOfEvidences, CommaList(evidence_ids).c_str());
   EVIDENCE_LOG(kLogTrace, "[%s]batch get evidence file begin, sql: [%s].[%s(%d)]", sql.c_str());
   const bool done = Statement::Query(sql, Statement::EachRow([&files](const kelp::IDBResultSet& row) {
                                        auto file = std::make_shared<_tag_EvidenceFile_>();
@@ -82,9 +81,9 @@ constexpr char kSqlFilesOfEvidence[] = "SELECT * FROM evidence.evidence_file WHE
 
 bool CEvidenceMgrDBByPG::QueryEvidenceFiles(std::list<EvidenceFilePtr>& files, std::int32_t evidence_id,
                                             const std::string& file_name, const std::string& guid) {
-  std::string sql = str_fmt(kSqlFilesOfEvidence, evidence_id);
-  if (!file_name.empty()) sql += str_fmt(" AND file_name = '%s' ", Quoted(file_name).c_str());
-  if (!guid.empty()) sql += str_fmt(" AND guid = '%s' ", Quoted(guid).c_str());
+  std::string sql = Format(kSqlFilesOfEvidence, evidence_id);
+  if (!file_name.empty()) sql += Format(" AND file_name = '%s' ", Escaped(file_name).c_str());
+  if (!guid.empty()) sql += Format(" AND guid = '%s' ", Escaped(guid).c_str());
   // Tells which files match, not what they hold.
   const bool done = Statement::Query(sql, Statement::EachRow([&files](const kelp::IDBResultSet& row) {
                                        files.push_back(std::make_shared<_tag_EvidenceFile_>());
@@ -113,7 +112,7 @@ bool CEvidenceMgrDBByPG::QueryUnRelatedEvidenceFiles(std::list<EvidenceFilePtr>&
   const std::int64_t offset = (std::int64_t{filter->page_index} - 1) * filter->page_size;
   const std::string page_sql =
       "SELECT * " + common +
-      str_fmt("ORDER BY begin_time DESC limit %d offset %lld;", filter->page_size, static_cast<long long>(offset));
+      Format("ORDER BY begin_time DESC limit %d offset %lld;", filter->page_size, static_cast<long long>(offset));
   const bool done = Statement::Query(
       page_sql, Statement::EachRow([&files](const kelp::IDBResultSet& row) { files.push_back(FileOfRow(row)); }));
   if (done) return true;
@@ -125,7 +124,7 @@ constexpr char kSqlCountFiles[] = "SELECT count(*) FROM evidence.evidence_file W
 
 bool CEvidenceMgrDBByPG::GetEvidenceFilesCount(std::int32_t& count, std::int32_t evidence_id) {
   count = 0;
-  if (Statement::Query(str_fmt(kSqlCountFiles, evidence_id), Statement::FirstNumber(count))) return true;
+  if (Statement::Query(Format(kSqlCountFiles, evidence_id), Statement::FirstNumber(count))) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Get evidence file count failed, evidence-id[%d].[%s(%d)]", evidence_id);
   return Fail(kStatementFailed);
 }
@@ -134,7 +133,7 @@ constexpr char kSqlCountByType[] =
     "SELECT file_type, count(*) FROM evidence.evidence_file WHERE evidence_id = %d AND deleted = 0 GROUP BY file_type";
 
 bool CEvidenceMgrDBByPG::QueryUnRelatedEvidenceFilesNum(std::map<std::int32_t, std::int32_t>& counts) {
-  const bool done = Statement::Query(str_fmt(kSqlCountByType, -1), Statement::EachRow([&counts](const auto& row) {
+  const bool done = Statement::Query(Format(kSqlCountByType, -1), Statement::EachRow([&counts](const auto& row) {
                                        counts[row.GetInt("file_type")] = row.GetInt("count");
                                      }));
   if (!done) {
@@ -152,7 +151,7 @@ constexpr char kSqlNamesByFileIds[] =
 bool CEvidenceMgrDBByPG::GetEvidenceIDAndFileNameByFileID(std::map<std::int32_t, std::list<std::string>>& file_names,
                                                           const IdVector& file_ids) {
   if (file_ids.empty()) return true;
-  const std::string sql = str_fmt(kSqlNamesByFileIds, CommaList(file_ids).c_str());
+  const std::string sql = Format(kSqlNamesByFileIds, CommaList(file_ids).c_str());
   const bool done = Statement::Query(sql, Statement::EachRow([&file_names](const kelp::IDBResultSet& row) {
                                        file_names[row.GetInt("evidence_id")].push_back(row.GetString("file_name"));
                                      }));
@@ -166,7 +165,7 @@ constexpr char kSqlFilesByIds[] =
 
 bool CEvidenceMgrDBByPG::GetEvidenceFileByFileID(std::list<EvidenceFilePtr>& files, const IdVector& file_ids) {
   if (file_ids.empty()) return true;
-  const std::string sql = str_fmt(kSqlFilesByIds, CommaList(file_ids).c_str());
+  const std::string sql = Format(kSqlFilesByIds, CommaList(file_ids).c_str());
   const bool done = Statement::Query(sql, Statement::EachRow([&files](const kelp::IDBResultSet& row) {
                                        auto file = std::make_shared<_tag_EvidenceFile_>();
                                        file->id = row.GetInt("ID");

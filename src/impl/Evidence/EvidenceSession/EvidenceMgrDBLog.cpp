@@ -3,21 +3,20 @@
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
 #include "Common/TextList.h"
-#include "OrvBase/StringUtil.h"
 #include "OrvBase/TimeUtil.h"
 #include "impl/Evidence/EvidenceSession/EvidenceMgrDB.h"
 #include "impl/Evidence/EvidenceSession/Statement.h"
 
 namespace Evidence {
 
-using Orv::Base::StringUtil::str_fmt;
+using Statement::Escaped;
+using Statement::Format;
 
 namespace {
 
-/// A text for a history, where nothing may keep the row out: a NUL, which the database refuses, becomes U+FFFD.
-std::string Quoted(const std::string& text) {
-  using Orv::Base::StringUtil::StringReplace;
-  return Statement::Quoted(StringReplace(text, std::string_view("\0", 1), "\xEF\xBF\xBD"));
+/// A value as its column keeps it: "number:text".
+std::string StoredValue(std::int32_t number, const std::string& text) {
+  return std::to_string(number) + ':' + Escaped(text);
 }
 
 /// `operation_type` of a device entry.
@@ -32,9 +31,9 @@ struct ChangeColumns {
 };
 
 ChangeColumns ColumnsOf(const change_item& item) {
-  if (item.mod_type == kPlainEntry) return {Quoted(item.before_mod), kPlainEntry, {}, {}};
-  return {Quoted(item.file_name), item.mod_type, str_fmt("%d:%s", item.before_id, Quoted(item.before_mod).c_str()),
-          str_fmt("%d:%s", item.after_id, Quoted(item.after_mod).c_str())};
+  if (item.mod_type == kPlainEntry) return {Escaped(item.before_mod), kPlainEntry, {}, {}};
+  return {Escaped(item.file_name), item.mod_type, StoredValue(item.before_id, item.before_mod),
+          StoredValue(item.after_id, item.after_mod)};
 }
 
 constexpr std::size_t kStoredPieces = 4;
@@ -111,12 +110,12 @@ bool CEvidenceMgrDBByPG::WriteEvidenceLog(const std::vector<operation_record>& r
   std::list<std::string> sqls;
   const auto add_row = [&](const operation_record& record, const ChangeColumns& change) {
     const std::int32_t key = QueryLastSeqID("evidence.operation_log_id_seq");
-    const std::string user_name = Quoted(record.user_name);
-    const std::string user_ip = Quoted(record.user_ip);
-    sqls.push_back(str_fmt(kSqlInsertLog, key, record.evidence_id, user_name.c_str(), user_ip.c_str(),
-                           record.operation_type, change.file_name.c_str(), now.text.c_str(), now.offset_minutes,
-                           user_name.c_str(), Quoted(record.dev_name).c_str(), user_ip.c_str(), change.mod_type,
-                           change.before_mod.c_str(), change.after_mod.c_str(), client_type));
+    const std::string user_name = Escaped(record.user_name);
+    const std::string user_ip = Escaped(record.user_ip);
+    sqls.push_back(Format(kSqlInsertLog, key, record.evidence_id, user_name.c_str(), user_ip.c_str(),
+                          record.operation_type, change.file_name.c_str(), now.text.c_str(), now.offset_minutes,
+                          user_name.c_str(), Escaped(record.dev_name).c_str(), user_ip.c_str(), change.mod_type,
+                          change.before_mod.c_str(), change.after_mod.c_str(), client_type));
   };
   for (const auto& record : records) {
     for (const auto& item : record.change_items)
@@ -134,7 +133,7 @@ constexpr char kSqlLogOfEvidence[] = "SELECT * FROM evidence.operation_log WHERE
 bool CEvidenceMgrDBByPG::GetEvidenceLog(std::map<std::string, operation_record>& records, IdList& /*reserved*/,
                                         std::int32_t evidence_id) {
   const bool done =
-      Statement::Query(str_fmt(kSqlLogOfEvidence, evidence_id),
+      Statement::Query(Format(kSqlLogOfEvidence, evidence_id),
                        Statement::EachRow([&](const kelp::IDBResultSet& row) { FoldRow(records, row, evidence_id); }));
   if (done) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Get evidence label failed[%s(%d)]");  // sic

@@ -2,14 +2,13 @@
 
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
-#include "OrvBase/StringUtil.h"
 #include "impl/Evidence/EvidenceSession/EvidenceMgrDB.h"
 #include "impl/Evidence/EvidenceSession/Statement.h"
 
 namespace Evidence {
 
-using Orv::Base::StringUtil::str_fmt;
-using Statement::Quoted;
+using Statement::Escaped;
+using Statement::Format;
 
 namespace {
 
@@ -17,7 +16,7 @@ constexpr char kSqlInsertOption[] =
     "INSERT INTO evidence.evidence_option (ID, name,custom_id,deleted) VALUES (%d, '%s',%d,%d);";
 
 std::string InsertOptionText(const tag_EvidenceOption_& option, std::int32_t custom_id) {
-  return str_fmt(kSqlInsertOption, option.option_id, Quoted(option.option_name).c_str(), custom_id, 0);
+  return Format(kSqlInsertOption, option.option_id, Escaped(option.option_name).c_str(), custom_id, 0);
 }
 
 /// Appends the options of a result.
@@ -41,7 +40,7 @@ bool CEvidenceMgrDBByPG::ReadAllCustomOptions(std::list<EvidenceCustomPtr>& cust
   std::string sqls;
   for (const auto& custom : customs) {
     if (custom->custom_type == kCustomFreeText) continue;
-    sqls += str_fmt(kSqlOptionsOfCustom, custom->custom_id);
+    sqls += Format(kSqlOptionsOfCustom, custom->custom_id);
     const bool done =
         Statement::Query(sqls, [&custom](kelp::IDBResultSet* rows) { ReadOptions(custom->custom_options, rows); });
     if (!done) {
@@ -57,7 +56,7 @@ constexpr char kSqlOptionsOfOne[] = "SELECT * FROM evidence.evidence_option WHER
 bool CEvidenceMgrDBByPG::GetOptionsByCustom(std::vector<tag_EvidenceOption_>& options,
                                             const EvidenceCustomPtr& custom) {
   if (!custom) return false;
-  const bool done = Statement::Query(str_fmt(kSqlOptionsOfOne, custom->custom_id),
+  const bool done = Statement::Query(Format(kSqlOptionsOfOne, custom->custom_id),
                                      [&options](kelp::IDBResultSet* rows) { ReadOptions(options, rows); });
   if (done) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Get custom option failed, id[%d].[%s(%d)]", custom->custom_id);
@@ -95,7 +94,7 @@ bool CEvidenceMgrDBByPG::UpdatetOptions(const std::vector<tag_EvidenceOption_>& 
                                         const EvidenceCustomPtr& /*custom*/) {
   std::string sqls;
   for (const auto& option : options) {
-    sqls += str_fmt(kSqlUpdateOption, Quoted(option.option_name).c_str(), option.option_id);
+    sqls += Format(kSqlUpdateOption, Escaped(option.option_name).c_str(), option.option_id);
   }
   if (Statement::Execute(sqls)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Update custom option failed, sqls[%s].[%s(%d)]", sqls.c_str());
@@ -108,7 +107,7 @@ bool CEvidenceMgrDBByPG::DeleteOptions(const std::vector<tag_EvidenceOption_>& o
                                        const EvidenceCustomPtr& /*custom*/) {
   std::string sqls;
   for (const auto& option : options)
-    sqls += str_fmt(kSqlDeleteOption, option.option_id);
+    sqls += Format(kSqlDeleteOption, option.option_id);
   if (Statement::Execute(sqls)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Delete evidence custom options failed, sqls[%s].[%s(%d)]", sqls.c_str());
   return Fail(kStatementFailed);
@@ -119,7 +118,7 @@ constexpr char kSqlDeleteOptionsOfCustom[] = "UPDATE evidence.evidence_option SE
 bool CEvidenceMgrDBByPG::DeleteOptionsByCustom(const IdList& custom_ids) {
   std::string sqls;
   for (const std::int32_t id : custom_ids)
-    sqls += str_fmt(kSqlDeleteOptionsOfCustom, id);
+    sqls += Format(kSqlDeleteOptionsOfCustom, id);
   if (Statement::Execute(sqls)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Delete evidence custom options failed, sqls[%s].[%s(%d)]", sqls.c_str());
   return Fail(kStatementFailed);

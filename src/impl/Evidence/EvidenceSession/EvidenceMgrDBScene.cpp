@@ -2,14 +2,13 @@
 
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
-#include "OrvBase/StringUtil.h"
 #include "impl/Evidence/EvidenceSession/EvidenceMgrDB.h"
 #include "impl/Evidence/EvidenceSession/Statement.h"
 
 namespace Evidence {
 
-using Orv::Base::StringUtil::str_fmt;
-using Statement::Quoted;
+using Statement::Escaped;
+using Statement::Format;
 
 namespace {
 
@@ -68,7 +67,7 @@ bool Insert(const Entries<Words>& entries, Operation operation = Operation::curr
   const std::string now = Statement::UtcStampNow();
   std::string sqls;
   for (const auto& entry : entries) {
-    sqls += str_fmt(Words::kSqlInsert, (*entry).*Words::kId, Quoted(entry->type_name).c_str(), now.c_str(), 0);
+    sqls += Format(Words::kSqlInsert, (*entry).*Words::kId, Escaped(entry->type_name).c_str(), now.c_str(), 0);
   }
   if (Statement::Execute(sqls)) return true;
   EVIDENCE_LOG_OF(operation, kLogFailure, Words::kInsertFailed, sqls.c_str());
@@ -80,7 +79,7 @@ bool Update(const Entries<Words>& entries, Operation operation = Operation::curr
   const std::string now = Statement::UtcStampNow();
   std::string sqls;
   for (const auto& entry : entries) {
-    sqls += str_fmt(Words::kSqlUpdate, Quoted(entry->type_name).c_str(), now.c_str(), (*entry).*Words::kId);
+    sqls += Format(Words::kSqlUpdate, Escaped(entry->type_name).c_str(), now.c_str(), (*entry).*Words::kId);
   }
   if (Statement::Execute(sqls)) return true;
   EVIDENCE_LOG_OF(operation, kLogFailure, Words::kUpdateFailed, sqls.c_str());
@@ -91,7 +90,7 @@ template <class Words>
 bool Delete(const IdList& ids, Operation operation = Operation::current()) {
   std::string sqls;
   for (const std::int32_t id : ids)
-    sqls += str_fmt(Words::kSqlDelete, id);
+    sqls += Format(Words::kSqlDelete, id);
   if (Statement::Execute(sqls)) return true;
   EVIDENCE_LOG_OF(operation, kLogFailure, Words::kDeleteFailed, sqls.c_str());
   return Fail(kStatementFailed);
@@ -100,7 +99,7 @@ bool Delete(const IdList& ids, Operation operation = Operation::current()) {
 template <class Words>
 bool NameById(std::string& name, std::int32_t id, Operation operation = Operation::current()) {
   name.clear();
-  const bool done = Statement::Query(str_fmt(Words::kSqlById, id), [&name](const kelp::IDBResultSet* rows) {
+  const bool done = Statement::Query(Format(Words::kSqlById, id), [&name](const kelp::IDBResultSet* rows) {
     if (rows != nullptr && !rows->IsEof()) name = rows->GetString("name");
   });
   if (done) return true;

@@ -1,7 +1,6 @@
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
 #include "Common/NewRecord.h"
-#include "OrvBase/StringUtil.h"
 #include "impl/Evidence/EvidenceSession/EvidenceMgrDB.h"
 #include "impl/Evidence/EvidenceSession/Statement.h"
 #include "impl/Evidence/PrivateAESEncrypt.h"
@@ -61,11 +60,12 @@ bool CEvidenceMgrDBByPG::UpdateFTPSettings(const FTPSettingsPtr& settings) {
     EVIDENCE_LOG(kLogFailure, "[%s]PrivateEncrypt::PrivateAESEncrypt failed[%s(%d)]");
     return Fail(kEncryptionFailed);
   }
-  using Statement::Quoted;
-  const std::string sql = Orv::Base::StringUtil::str_fmt(
-      kSqlUpdateSettings, settings->enable ? 1 : 0, settings->type, Quoted(settings->address).c_str(), settings->port,
-      Quoted(settings->username).c_str(), Quoted(stored).c_str(), Quoted(settings->path).c_str(),
-      settings->storage_type, Quoted(settings->pool_name).c_str(), now.c_str());
+  using Statement::Escaped;
+  using Statement::Format;
+  const std::string sql = Statement::Format(
+      kSqlUpdateSettings, settings->enable ? 1 : 0, settings->type, Escaped(settings->address).c_str(), settings->port,
+      Escaped(settings->username).c_str(), Escaped(stored).c_str(), Escaped(settings->path).c_str(),
+      settings->storage_type, Escaped(settings->pool_name).c_str(), now.c_str());
   if (Statement::Execute(sql)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Update FTP settings failed, sql[%s].[%s(%d)]", sql.c_str());
   return Fail(kStatementFailed);

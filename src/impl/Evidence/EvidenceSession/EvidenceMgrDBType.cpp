@@ -1,13 +1,12 @@
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
-#include "OrvBase/StringUtil.h"
 #include "impl/Evidence/EvidenceSession/EvidenceMgrDB.h"
 #include "impl/Evidence/EvidenceSession/Statement.h"
 
 namespace Evidence {
 
-using Orv::Base::StringUtil::str_fmt;
-using Statement::Quoted;
+using Statement::Escaped;
+using Statement::Format;
 
 constexpr char kSqlReadAllTypes[] = "SELECT * FROM evidence.evidence_type WHERE deleted = 0;";
 
@@ -30,7 +29,7 @@ bool CEvidenceMgrDBByPG::InsertEvidenceTypes(const std::list<EvidenceTypePtr>& t
   const std::string now = Statement::UtcStampNow();
   std::string sqls;
   for (const auto& type : types) {
-    sqls += str_fmt(kSqlInsertType, type->type_id, Quoted(type->type_name).c_str(), now.c_str(), 0);
+    sqls += Format(kSqlInsertType, type->type_id, Escaped(type->type_name).c_str(), now.c_str(), 0);
   }
   if (Statement::Execute(sqls)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Insert evidence type failed, sqls[%s].[%s(%d)]", sqls.c_str());
@@ -43,7 +42,7 @@ bool CEvidenceMgrDBByPG::UpdateEvidenceTypes(const std::list<EvidenceTypePtr>& t
   const std::string now = Statement::UtcStampNow();
   std::string sqls;
   for (const auto& type : types) {
-    sqls += str_fmt(kSqlUpdateType, Quoted(type->type_name).c_str(), now.c_str(), type->type_id);
+    sqls += Format(kSqlUpdateType, Escaped(type->type_name).c_str(), now.c_str(), type->type_id);
   }
   if (Statement::Execute(sqls)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Update evidence type failed, sqls[%s].[%s(%d)]", sqls.c_str());
@@ -55,7 +54,7 @@ constexpr char kSqlDeleteType[] = "UPDATE evidence.evidence_type SET deleted = 1
 bool CEvidenceMgrDBByPG::DeleteEvidenceTypes(const std::list<std::int32_t>& type_ids) {
   std::string sqls;
   for (const std::int32_t id : type_ids)
-    sqls += str_fmt(kSqlDeleteType, id);
+    sqls += Format(kSqlDeleteType, id);
   if (Statement::Execute(sqls)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Delete evidence type failed, sqls[%s].[%s(%d)]", sqls.c_str());
   return Fail(kStatementFailed);
@@ -65,7 +64,7 @@ constexpr char kSqlTypeById[] = "SELECT * FROM evidence.evidence_type WHERE ID =
 
 bool CEvidenceMgrDBByPG::QueryEvidenceTypeNameById(std::string& name, std::int32_t type_id) {
   name.clear();
-  const bool done = Statement::Query(str_fmt(kSqlTypeById, type_id), [&name](const kelp::IDBResultSet* rows) {
+  const bool done = Statement::Query(Format(kSqlTypeById, type_id), [&name](const kelp::IDBResultSet* rows) {
     if (rows != nullptr && !rows->IsEof()) name = rows->GetString("name");
   });
   if (done) return true;

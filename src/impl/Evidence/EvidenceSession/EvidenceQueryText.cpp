@@ -3,13 +3,12 @@
 #include <algorithm>
 #include <array>
 
-#include "OrvBase/StringUtil.h"
 #include "impl/Evidence/EvidenceSession/Statement.h"
 
 namespace Evidence {
 namespace {
 
-using Orv::Base::StringUtil::str_fmt;
+using Statement::Format;
 
 constexpr char kPageStart[] = "SELECT * FROM evidence.evidence WHERE ";
 constexpr char kCountStart[] = "SELECT COUNT(id)  FROM evidence.evidence WHERE ";
@@ -49,11 +48,11 @@ std::string KeywordPart(const _tag_EvidenceFilterInfo_& filter) {
   const char* const keyword = escaped.c_str();
   switch (filter.keyword_type) {
     case kName:
-      return str_fmt("(name ilike '%%%s%%')  AND ", keyword);
+      return Format("(name ilike '%%%s%%')  AND ", keyword);
     case kNameAndLabel:
-      return str_fmt("(name ilike '%%%s%%' OR label ilike '%%%s%%' )  AND ", keyword, keyword);
+      return Format("(name ilike '%%%s%%' OR label ilike '%%%s%%' )  AND ", keyword, keyword);
     case kEveryColumn:
-      return str_fmt(
+      return Format(
           "(name ilike '%%%s%%' OR evidence_desc ilike '%%%s%%'  OR guid ilike '%%%s%%' OR  label ilike '%%%s%%'   OR  "
           "releated_camera_ids ilike '%%%s%%'   )  AND ",
           keyword, keyword, keyword, keyword, keyword);
@@ -65,21 +64,21 @@ std::string KeywordPart(const _tag_EvidenceFilterInfo_& filter) {
 /// A part only when both ends are given.
 std::string RangePart(const char* column, const std::string& start, const std::string& end) {
   if (start.empty() || end.empty()) return {};
-  return str_fmt("%s <= '%s' AND %s >= '%s'  AND ", column, end.c_str(), column, start.c_str());
+  return Format("%s <= '%s' AND %s >= '%s'  AND ", column, end.c_str(), column, start.c_str());
 }
 
 std::string Condition(const _tag_EvidenceFilterInfo_& f) {
   std::string text;
-  if (f.evidence_type_id != -1) text += str_fmt("evidence_type_id = %d AND ", f.evidence_type_id);
-  if (f.scene_id != -1) text += str_fmt("scene_id = %d  AND ", f.scene_id);
-  if (f.outcome_id != -1) text += str_fmt("outcome_id = %d  AND ", f.outcome_id);
-  if (f.status != -1) text += str_fmt("evidence_status = %d  AND ", f.status);
-  if (!f.guid.empty()) text += str_fmt("guid ilike '%%%s%%'  AND ", Statement::EscapeLikeText(f.guid).c_str());
+  if (f.evidence_type_id != -1) text += Format("evidence_type_id = %d AND ", f.evidence_type_id);
+  if (f.scene_id != -1) text += Format("scene_id = %d  AND ", f.scene_id);
+  if (f.outcome_id != -1) text += Format("outcome_id = %d  AND ", f.outcome_id);
+  if (f.status != -1) text += Format("evidence_status = %d  AND ", f.status);
+  if (!f.guid.empty()) text += Format("guid ilike '%%%s%%'  AND ", Statement::EscapeLikeText(f.guid).c_str());
   text += KeywordPart(f);
   text += RangePart(f.time_type == 1 ? "local_create_time" : "create_time", f.create_start_time, f.create_end_time);
   text += RangePart("evidence_begin_time", f.evidence_begin_start_time, f.evidence_begin_end_time);
   text += RangePart("evidence_end_time", f.evidence_end_start_time, f.evidence_end_end_time);
-  if (f.add_mode != -1) text += str_fmt("add_mode = %d AND ", f.add_mode);
+  if (f.add_mode != -1) text += Format("add_mode = %d AND ", f.add_mode);
   return text;
 }
 
@@ -90,7 +89,7 @@ EvidenceQueryText BuildEvidenceQuery(const _tag_EvidenceFilterInfo_& filter, con
   const long long limit = std::int64_t{page.PageSize} + 1;
   const long long offset = (std::int64_t{page.PageIndex} - 1) * page.PageSize;
   return {kCountStart + condition + kCountEnd,
-          kPageStart + condition + SortOrder(filter.sort_type) + str_fmt("limit %lld offset %lld;", limit, offset)};
+          kPageStart + condition + SortOrder(filter.sort_type) + Format("limit %lld offset %lld;", limit, offset)};
 }
 
 bool HoldsUnsafeTime(const _tag_EvidenceFilterInfo_& f) {

@@ -10,20 +10,16 @@ namespace Evidence::Statement {
 
 using Orv::Base::StringUtil::StringReplace;
 
-std::string Storable(std::string_view value) { return StringReplace(value, std::string_view("\0", 1), "\xFF"); }
-
-std::string Quoted(std::string_view value) { return StringReplace(Storable(value), "'", "''"); }
-
 std::string EscapeLikeText(std::string_view value) {
-  const std::string without_backslash = StringReplace(Storable(value), "\\", "\\\\");
-  return Quoted(StringReplace(StringReplace(without_backslash, "_", "\\_"), "%", "\\%"));
+  const std::string without_backslash = StringReplace(value, "\\", "\\\\");
+  return Escaped(StringReplace(StringReplace(without_backslash, "_", "\\_"), "%", "\\%"));
 }
 
-std::string UtcStampNow() { return Quoted(Orv::Base::TimeUtil::TimeT2StrUTCTimeStamp(std::time(nullptr))); }
+std::string UtcStampNow() { return Escaped(Orv::Base::TimeUtil::TimeT2StrUTCTimeStamp(std::time(nullptr))); }
 
 LocalTime LocalTimeOf(std::time_t time) {
   LocalTime local{{}, 0};
-  local.text = Quoted(Orv::Base::TimeUtil::TimeT2LocalTime(time, local.offset_minutes));
+  local.text = Escaped(Orv::Base::TimeUtil::TimeT2LocalTime(time, local.offset_minutes));
   return local;
 }
 

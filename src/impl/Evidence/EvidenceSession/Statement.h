@@ -7,17 +7,14 @@
 #include <string_view>
 
 #include "KelpPlatform/DBManager.h"
+#include "platform/SqlText.h"
 
-/// What every statement is made with. Texts are built by pure functions and run by one call; there are
-/// no bind parameters, so each text value goes through Quoted and stands between single quotes.
+/// What every statement is made with. Texts are built by pure functions, with Format, and run by one call; each text
+/// value goes through Escaped and stands between single quotes.
 namespace Evidence::Statement {
 
-/// `value` with a byte that no UTF-8 text holds in place of each NUL. The database cannot hold a NUL, and a text would
-/// end there unseen; so it refuses the statement instead.
-[[nodiscard]] std::string Storable(std::string_view value);
-
-/// `value` with each ' doubled, ready to stand between single quotes.
-[[nodiscard]] std::string Quoted(std::string_view value);
+using platform::SqlText::Escaped;
+using platform::SqlText::Format;
 
 /// Whether `value`, put between single quotes as it stands, would end the literal: such a text is never sent.
 [[nodiscard]] inline bool EndsLiteral(std::string_view value) { return value.find('\'') != std::string_view::npos; }
@@ -36,7 +33,8 @@ struct LocalTime {
 };
 [[nodiscard]] LocalTime LocalTimeOf(std::time_t time);
 
-/// Runs a text on the plugin's pool; the empty one is true and sends nothing.
+/// Runs a text on the plugin's pool; the empty one, made of an empty list, is true and sends nothing. A text that
+/// Format could not build is refused, here and below.
 [[nodiscard]] bool Execute(const std::string& sql);
 
 /// Runs the texts as one transaction.
