@@ -1,7 +1,5 @@
 #include "Database.h"
 
-#include <algorithm>
-#include <charconv>
 #include <filesystem>
 
 #include "Backends.h"
@@ -9,28 +7,6 @@
 #include "RealBackends.h"
 
 namespace host {
-namespace {
-
-namespace fs = std::filesystem;
-
-/// The number that the file "NNN_name.sql" brings the schema to; 0 for any other name.
-int SchemaVersionOf(const fs::path& file) {
-  int version = 0;
-  const auto name = file.filename().string();
-  const auto [stop, error] = std::from_chars(name.data(), name.data() + name.size(), version);
-  return error == std::errc() && *stop == '_' && file.extension() == ".sql" ? version : 0;
-}
-
-int NewestSchemaVersion(const std::string& sql_directory) {
-  int newest = 0;
-  std::error_code error;
-  for (const auto& entry : fs::directory_iterator(sql_directory, error)) {
-    newest = std::max(newest, SchemaVersionOf(entry.path()));
-  }
-  return newest;
-}
-
-}  // namespace
 
 std::string OpenDatabase(const Settings& settings) {
   platform::PostgresOptions options;
@@ -45,8 +21,8 @@ std::string OpenDatabase(const Settings& settings) {
 constexpr char kSqlSchemaVersion[] = "SELECT max(version) AS version FROM platform.schema_version";
 
 std::string CheckSchemaVersion(const std::string& sql_directory) {
-  const int wanted = NewestSchemaVersion(sql_directory);
-  if (wanted == 0) return "no set-up statements in " + sql_directory;
+  int wanted = 0;
+  if (auto fault = platform::NewestSchemaVersion(sql_directory, wanted); !fault.empty()) return fault;
   int version = 0;
   const bool answered =
       Query(kSqlSchemaVersion, [&version](kelp::IDBResultSet* rows) { version = rows->GetInt("version"); });
@@ -78,6 +54,8 @@ bool Execute(const std::string& sql) {
   return kelp::IDBManager::Instance()->ExecuteNoQuery(platform::kPlatformDbId, kelp::IDBManager::kConfigClass, sql);
 }
 
-std::string SqlDirectory(const Settings& settings) { return (fs::path(ExecutableDirectory()) / settings.sql).string(); }
+std::string SqlDirectory(const Settings& settings) {
+  return (std::filesystem::path(ExecutableDirectory()) / settings.sql).string();
+}
 
 }  // namespace host

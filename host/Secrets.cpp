@@ -21,7 +21,7 @@ std::string Crypt(const std::string& password, const char* setting) {
   // Too large for the stack of a worker; holds traces of the password.
   const auto data = std::make_unique<crypt_data>();
   const char* const hash = crypt_r(password.c_str(), setting, data.get());
-  const std::string result = hash == nullptr || hash[0] == '*' ? "" : hash;
+  std::string result = hash == nullptr || hash[0] == '*' ? "" : hash;
   OPENSSL_cleanse(data.get(), sizeof(crypt_data));
   return result;
 }

@@ -24,4 +24,8 @@ struct SetupResult {
 [[nodiscard]] PLATFORM_API SetupResult SetUpDatabase(const std::string& owner_connection,
                                                      const std::string& sql_directory);
 
+/// The number of the newest script in `sql_directory`, which SetUpDatabase brings a database to, in `version`. Returns
+/// "", or why there is none, one line for the operator.
+[[nodiscard]] PLATFORM_API std::string NewestSchemaVersion(const std::string& sql_directory, int& version);
+
 }  // namespace platform

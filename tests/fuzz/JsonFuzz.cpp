@@ -42,24 +42,24 @@ void Read(const std::string& path, const std::string& text) {
     static_cast<void>(proto.get_v(element + "ID", {}) + std::to_string(proto.get_int_v(element, -1)));
 }
 
-void Write(const std::string& name, const std::string& value) {
-  const auto root = std::make_shared<xmlpacket::JsonNode>(name, std::string());
-  root->AddChild(name, value, 0);
-  root->AddChild(name, value, 0)->repeat = true;
-  root->AddChild(value, name, 0)->repeat = true;
-  root->AddChild(value, std::string(), 0)->is_object = true;
+void Write(const std::string& one, const std::string& other) {
+  const auto root = std::make_shared<xmlpacket::JsonNode>(one, std::string());
+  root->AddChild(one, other, 0);
+  root->AddChild(one, other, 0)->repeat = true;
+  root->AddChild(other, one, 0)->repeat = true;
+  root->AddChild(other, std::string(), 0)->is_object = true;
   ExpectJson(root->Serialize(0), "a tree is written as JSON");
 
   kelp::CRapidJsonProto proto;
   if (!proto.set_v("/Root", std::string())) return;
   auto* const node = proto.get_node("/Root");
-  proto.add_v(node, name, value);
-  proto.add_v(proto.add_list_v(node, value, std::string()), name, 7);
-  proto.add_v(node, value);
+  proto.add_v(node, one, other);
+  proto.add_v(proto.add_list_v(node, other, std::string()), one, 7);
+  proto.add_v(node, other);
   ExpectJson(proto.get_str(), "a document that was built is JSON");
   // What is nested deeper than a reader takes is written all the same.
-  const bool readable = std::ranges::count(name, '/') < kelp::CRapidJsonProto::kMaxDepth - 2;
-  if (readable && proto.set_v("/" + name, value)) ExpectJson(proto.get_str(), "a path that was set is JSON");
+  const bool readable = std::ranges::count(one, '/') < kelp::CRapidJsonProto::kMaxDepth - 2;
+  if (readable && proto.set_v("/" + one, other)) ExpectJson(proto.get_str(), "a path that was set is JSON");
 }
 
 }  // namespace

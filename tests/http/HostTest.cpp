@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <filesystem>
 #include <memory>
 #include <set>
 #include <sstream>
@@ -240,6 +241,7 @@ TEST_F(LifeCycleTest, WhatKeepsTheHostFromStartingIsNamed) {
       {{{"listen", address}}, "cannot listen on " + address + ": Address already in use"},
       {{{"database", "host=/nowhere dbname=evidence"}}, "the database cannot be reached[^\n]*"},
       {{{"database", Postgres().ConnectionTo("postgres", "postgres")}}, "[^\n]*run evidence-host setup[^\n]*"},
+      {{{"sql", "/nowhere"}}, "/nowhere: No such file or directory"},
       {{{"plugins", "test_show.s.so, test_no_init.s.so"}}, "plugin /[^\n]*exports no Init"},
       {{{"plugins", "test_init_false.s.so"}}, "plugin /[^\n]*Init gave false"},
       {{{"plugins", "test_init_throws.s.so"}}, "plugin /[^\n]*Init threw: out of luck"},
@@ -267,8 +269,14 @@ TEST_F(LifeCycleTest, PluginsThatDoNotStartCanBeLeftOut) {
 
 TEST(FirstStartTest, SetsTheDatabaseUpAndMakesSysopOnce) {
   const ThrowawayPostgres postgres;
-  const SettingsMap settings{
-      {"plugins", ""}, {"database", postgres.AppConnection()}, {"setup_database", postgres.OwnerConnection()}};
+  const ScratchFolder scripts;
+  std::filesystem::copy(ThrowawayPostgres::Scripts(), scripts.path());
+  // No script by its name, neither to the set-up nor to the test of the version.
+  scripts.Write("8_x.sql", "SELECT 1/0;");
+  const SettingsMap settings{{"plugins", ""},
+                             {"database", postgres.AppConnection()},
+                             {"setup_database", postgres.OwnerConnection()},
+                             {"sql", scripts.path()}};
   HostProcess first(settings);
   first.WaitUntilListening();
   const auto out = first.Stop().out;

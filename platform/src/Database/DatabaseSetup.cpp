@@ -145,4 +145,11 @@ SetupResult SetUpDatabase(const std::string& owner_connection, const std::string
   return result;
 }
 
+std::string NewestSchemaVersion(const std::string& sql_directory, int& version) {
+  database::Scripts scripts;
+  if (auto fault = database::ListScripts(sql_directory, scripts); !fault.empty()) return fault;
+  version = scripts.rbegin()->first;
+  return {};
+}
+
 }  // namespace platform

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "Common/EvidenceLog.h"
 #include "Common/TextList.h"
 #include "impl/Evidence/CameraIds.h"
@@ -54,10 +56,8 @@ bool CEvidenceManager::CheckEvidenceAddMode(const EvidencePtr& evidence) {
 }
 
 bool CEvidenceManager::HasRoamlinkCamera(const std::string& camera_ids) {
-  for (const auto& piece : SplitText(camera_ids, kCameraSeparator)) {
-    if (IsRoamlinkCamera(ExtractDecimal(piece))) return true;
-  }
-  return false;
+  const auto pieces = SplitText(camera_ids, kCameraSeparator);
+  return std::ranges::any_of(pieces, [](const auto& piece) { return IsRoamlinkCamera(ExtractDecimal(piece)); });
 }
 
 bool CEvidenceManager::IsCamerasInSameDevice(const std::string& camera_ids) {

@@ -59,7 +59,7 @@ std::string Camera(const SHttpRequest& request) {
   const auto platform = kelp::IPlatformAdapterInterface::Instance();
   kelp::SElementBaseInfo camera;
   if (!platform->GetElementApi(true)->GetElementInfo(camera, request.url_ids.at(0), 0)) return "no such camera";
-  const auto text = camera.element_name + " on " + std::to_string(camera.element_device_id);
+  auto text = camera.element_name + " on " + std::to_string(camera.element_device_id);
   if (!camera.device_base) return text;
   const auto& base = *camera.device_base;
   const auto device = platform->GetDeviceApi(true)->GetDeviceObject(base.device_id, base.device_type);

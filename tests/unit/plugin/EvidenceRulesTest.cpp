@@ -143,7 +143,7 @@ TEST_F(EvidenceRulesTest, FieldsAtTheirLimits) {
   }
   std::list<EvidenceErrInfoPtr> results;
   std::vector<operation_record> records;
-  for (const std::size_t count : {10'000, 10'001}) {
+  for (const std::size_t count : {10'000UL, 10'001UL}) {
     const bool accepted = count == 10'000;
     EXPECT_EQ(manager_.DelEvidences(IdList(count, 3)), accepted);
     EXPECT_EQ(manager_.UpdateEvidences(results, std::list<EvidencePtr>(count, Valid(5)), records), accepted);
