@@ -76,6 +76,7 @@ struct Database final : kelp::IDBManager, Noting {
   std::function<std::optional<std::vector<Row>>(const std::string&)> answer = [](const std::string&) {
     return std::vector<Row>();
   };
+  bool has_cursor = true;         ///< whether a query that succeeds hands out a cursor
   std::vector<std::string> sent;  ///< every text, in order
 
   bool Initialize(const std::string& id, int config, int log, bool now) override {
@@ -94,7 +95,7 @@ struct Database final : kelp::IDBManager, Noting {
     const auto rows = Send(id, connection_class, sql);
     if (!rows) return false;
     ResultSet cursor(*rows);
-    reader(&cursor);
+    reader(has_cursor ? &cursor : nullptr);
     return true;
   }
 
@@ -175,10 +176,11 @@ struct Permissions final : kelp::IClientPermissionApi {
 struct SystemAndLog final : kelp::ISystemAndLogAPI, Noting {
   using Noting::Noting;
   std::vector<std::string> increments;  ///< "type id method"; those of several threads all come
+  bool refused = false;                 ///< whether increments are refused
   bool AddIncreResouce(int type, std::uint64_t id, int method) override {
     const std::lock_guard lock(mutex_);
     increments.push_back(Words(type, id, method));
-    return true;
+    return !refused;
   }
   int WriteOperatorLog(const std::string&, int log_type, std::int64_t object_id, const std::string& name, int,
                        const std::string&, int, int sub_code) override {
@@ -227,10 +229,14 @@ struct Comm final : plugin_comm::IPluginCommManager, Noting {
   }
 };
 
-/// Nothing ever changed.
 struct Increments final : platform::IIncreResourceBackend {
   using Change = TarnPlatform::IncreResource::CIncreResourceStructInterface;
-  bool ChangesAfter(std::vector<std::shared_ptr<Change>>&, std::uint32_t, int) override { return true; }
+  bool refused = false;
+  std::vector<std::shared_ptr<Change>> changes;  ///< after any version
+  bool ChangesAfter(std::vector<std::shared_ptr<Change>>& out, std::uint32_t, int) override {
+    out = changes;
+    return !refused;
+  }
 };
 
 /// Refuses names that begin with "refused".
