@@ -6,6 +6,7 @@
 #include "Common/EvidenceLog.h"
 #include "Common/Every.h"
 #include "impl/Evidence/EvidenceManager.h"
+#include "impl/Evidence/EvidenceTurns.h"
 #include "impl/Evidence/Limits.h"
 
 namespace Evidence {
@@ -42,6 +43,8 @@ IdList WithoutRepeats(const IdList& ids) {
 bool CEvidenceManager::DelEvidences(const IdList& asked_ids) {
   if (!EntryTest() || !Limits::Allows(Limits::kChangedEvidences, asked_ids.size())) return false;
   const IdList evidence_ids = WithoutRepeats(asked_ids);
+  const EvidenceTurn turn(evidence_ids);
+  if (!turn.IsGranted()) return false;
   if (!CheckFilesToUnlink(evidence_ids)) return false;
   if (!store_->DeleteEvidences(evidence_ids) || !store_->DeleteEvidenceCustomInfo(evidence_ids)) {
     EVIDENCE_LOG(kLogFailure, "[%s]Delete evidences failed.[%s(%d)]");

@@ -7,6 +7,7 @@
 #include "impl/Evidence/CameraIds.h"
 #include "impl/Evidence/EvidenceChanges.h"
 #include "impl/Evidence/EvidenceManager.h"
+#include "impl/Evidence/EvidenceTurns.h"
 #include "impl/Evidence/Limits.h"
 #include "impl/Evidence/StorableTexts.h"
 
@@ -122,6 +123,8 @@ bool CEvidenceManager::UpdateEvidence(const EvidencePtr& evidence, operation_rec
     return Fail(kBadInput);
   }
   if (!Limits::Allows(Limits::kValuesOfEvidence, evidence->evidence_customs.size())) return false;
+  const EvidenceTurn turn({evidence->id});
+  if (!turn.IsGranted()) return false;
   EvidencePtr standing;
   if (!GetEvidenceByID(standing, evidence->id)) {
     EVIDENCE_LOG(kLogFailure, "[%s]The evidence not exists, evidence-id[%d].[%s(%d)]", evidence->id);
@@ -200,6 +203,8 @@ bool CEvidenceManager::ChangeStatus(EvidencePtr& standing, const _tag_Evidence_&
     EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);
   }
+  const EvidenceTurn turn({wanted.id});
+  if (!turn.IsGranted(operation)) return false;
   if (!GetEvidenceByID(standing, wanted.id)) {
     EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]The evidence not exists, evidence-id[%d].[%s(%d)]", wanted.id);
     return false;

@@ -5,6 +5,7 @@
 #include "Common/EvidenceLog.h"
 #include "impl/Evidence/Batch.h"
 #include "impl/Evidence/EvidenceManager.h"
+#include "impl/Evidence/EvidenceTurns.h"
 #include "impl/Evidence/Limits.h"
 #include "impl/Evidence/StorableTexts.h"
 
@@ -18,6 +19,13 @@ IdVector FileIdsOf(const std::list<EvidenceFilePtr>& files) {
   return ids;
 }
 
+IdList EvidenceIdsOf(const std::list<EvidenceFilePtr>& files) {
+  IdList ids;
+  for (const auto& file : files)
+    if (file) ids.push_back(file->evidence_id);
+  return ids;
+}
+
 /// Their names go into the history.
 bool AreStorable(const std::list<EvidenceFilePtr>& files) {
   return std::ranges::all_of(files, [](const auto& file) { return !file || HasStorableTexts(*file); });
@@ -27,6 +35,8 @@ bool AreStorable(const std::list<EvidenceFilePtr>& files) {
 
 bool CEvidenceManager::InsertEvidenceFiles(std::list<ErrorPtr>& failures, const std::list<EvidenceFilePtr>& files) {
   if (!EntryTest()) return false;
+  const EvidenceTurn turn(EvidenceIdsOf(files));
+  if (!turn.IsGranted()) return false;
   // Held over the call to the file manager: two batches must not both find room for their files.
   const std::lock_guard lock(file_lock_);
   FileBatch batch;
@@ -126,6 +136,8 @@ bool CEvidenceManager::LinkBatch(std::list<ErrorPtr>& failures, const IdVector& 
 bool CEvidenceManager::UpdateEvidenceFiles(std::list<ErrorPtr>& failures, const std::list<EvidenceFilePtr>& files,
                                            std::int32_t evidence_id) {
   if (!EntryTest()) return false;
+  const EvidenceTurn turn({evidence_id});
+  if (!turn.IsGranted()) return false;
   const std::lock_guard lock(file_lock_);  // held over the call to the file manager, as for additions
   if (files.empty() || !AreStorable(files)) {
     EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");

@@ -1,0 +1,15 @@
+#include "impl/Evidence/EvidenceTurns.h"
+
+#include "Common/ErrorCodes.h"
+#include "Common/EvidenceLog.h"
+
+namespace Evidence {
+
+bool EvidenceTurn::IsGranted(Operation operation) const {
+  if (turn_) return true;
+  EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Other changes of the evidence have not ended in %lld s.[%s(%d)]",
+                  static_cast<long long>(platform::Turn::kPatience.count()));
+  return Fail(kStatementFailed);
+}
+
+}  // namespace Evidence
