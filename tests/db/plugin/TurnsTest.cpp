@@ -22,7 +22,9 @@ class TurnsTest : public evidence_test::PluginTest {
  protected:
   void SetUp() override {
     ASSERT_TRUE(manager_.Initialize());
+    // Lingers, so that a deletion could pass between the checks of a link and its row.
     const auto reply = [](const auto&, const auto&, std::shared_ptr<plugin_comm::IPluginCommData>& response) {
+      Postgres().Query("SELECT pg_sleep(0.01)");
       response = std::make_shared<plugin_comm::CPluginCommData>(R"({"ResponseStatus":{"ErrorModule":0,"ErrorCode":0}})",
                                                                 nullptr, 0);
     };
@@ -92,7 +94,7 @@ TEST_F(TurnsTest, ARowEndsWithTheValuesOfItsOwnWriter) {
 }
 
 TEST_F(TurnsTest, ADeletedEvidenceKeepsNoFiles) {
-  for (int round = 0; round < 20; ++round) {
+  for (int round = 0; round < 10; ++round) {
     const std::int32_t id = Created();
     std::vector<std::jthread> threads;
     for (int n = 0; n < 3; ++n) {
