@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <numeric>
 #include <optional>
 #include <set>
 #include <sstream>
@@ -14,16 +15,13 @@
 
 #include "Backend.h"
 #include "KelpPlatform/PlatformAdapter.h"
+#include "KelpUtils/StringFunctions.h"
 #include "support/ElementsStub.h"
 #include "support/LogRecorder.h"
+#include "unit/plugin/ScriptedDatabase.h"
 
 /// A platform whose every answer a test scripts, and which notes every call in order.
 namespace scripted {
-
-/// The calls of all scripted objects in the order in which they came.
-using Calls = std::vector<std::string>;
-
-using Row = std::map<std::string, std::string>;
 
 inline std::string ValueOf(const Row& row, const std::string& name) {
   const auto found = row.find(name);
@@ -43,7 +41,7 @@ struct Noting {
   /// Notes a call; always true.
   template <class... Parts>
   bool Note(const Parts&... parts) {
-    calls.push_back(Words(parts...));
+    NoteCall(calls, Words(parts...));
     return true;
   }
   Calls& calls;
@@ -59,7 +57,7 @@ class ResultSet final : public kelp::IDBResultSet {
     return text.empty() ? 0 : std::stoi(text);
   }
   std::string GetString(const std::string& column) const override {
-    return IsEof() ? std::string() : ValueOf(rows_[at_], column);
+    return IsEof() ? std::string() : ValueOf(rows_[at_], kelp::ToLower(column));
   }
   int GetIntByIndex(int) const override { return IsEof() ? 0 : std::stoi(rows_[at_].begin()->second); }
 
@@ -68,15 +66,12 @@ class ResultSet final : public kelp::IDBResultSet {
   std::size_t at_ = 0;
 };
 
-/// Answers statements from `answer`, one at a time; nothing is a failure.
+/// Runs texts on its tables, one at a time.
 struct Database final : kelp::IDBManager, Noting {
   using Noting::Noting;
   bool initialize = true;
-  /// Rows of a query, or of a statement (then only whether it succeeds counts).
-  std::function<std::optional<std::vector<Row>>(const std::string&)> answer = [](const std::string&) {
-    return std::vector<Row>();
-  };
-  std::vector<std::string> sent;  ///< every text, in order
+  Tables tables{calls};
+  std::string throws;  ///< the text of the exception that answers each statement
 
   bool Initialize(const std::string& id, int config, int log, bool now) override {
     return Note("db init", id, config, log, now ? "now" : "later") && initialize;
@@ -85,9 +80,8 @@ struct Database final : kelp::IDBManager, Noting {
   bool ExecuteNoQuery(const std::string& id, int connection_class, const std::string& sql) override {
     return Send(id, connection_class, sql).has_value();
   }
-  /// Each text is sent by itself; the first that fails ends the list.
   bool ExecuteNoQueryList(const std::string& id, int connection_class, const std::list<std::string>& sqls) override {
-    return std::ranges::all_of(sqls, [&](const auto& sql) { return Send(id, connection_class, sql).has_value(); });
+    return Send(id, connection_class, std::accumulate(sqls.begin(), sqls.end(), std::string())).has_value();
   }
   bool ExecuteQuery(const std::string& id, int connection_class, const std::string& sql,
                     const RowReader& reader) override {
@@ -102,8 +96,8 @@ struct Database final : kelp::IDBManager, Noting {
   std::optional<std::vector<Row>> Send(const std::string& id, int connection_class, const std::string& sql) {
     if (id != "casefile.s" || connection_class != kConfigClass) return std::nullopt;
     const std::lock_guard lock(mutex_);
-    sent.push_back(sql);
-    return answer(sql);
+    if (!throws.empty()) throw std::runtime_error(throws);
+    return tables.Run(sql);
   }
 
   std::mutex mutex_;
