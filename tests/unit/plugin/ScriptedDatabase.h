@@ -15,6 +15,7 @@
 
 #include "Common/TextList.h"
 #include "KelpPlatform/DBManager.h"
+#include "KelpUtils/StringFunctions.h"
 #include "OrvBase/StringUtil.h"
 
 namespace scripted {
@@ -40,77 +41,67 @@ struct Shape {
 };
 
 inline constexpr Shape kShapes[] = {
-    {"SELECT * FROM evidence.evidence WHERE ID = {id} AND deleted = 0", "read evidence {id}"},
-    {"SELECT * FROM evidence.evidence WHERE guid = {guid} AND deleted = 0", "read evidence {guid}"},
-    {"SELECT ID, name FROM evidence.evidence WHERE deleted = 0 AND  ID in ({id});", "read evidences {id}"},
+    {"SELECT * FROM evidence.evidence WHERE ID = {} AND deleted = 0", "read evidence {id}"},
+    {"SELECT * FROM evidence.evidence WHERE guid = {} AND deleted = 0", "read evidence {guid}"},
+    {"SELECT ID, name FROM evidence.evidence WHERE deleted = 0 AND  ID in ({});", "read evidences {id}"},
     {"SELECT count(*) FROM evidence.evidence WHERE deleted = 0 ", "count evidences"},
     {"SELECT COUNT(id)  FROM evidence.evidence WHERE deleted = 0", "count evidences"},
-    {"SELECT * FROM evidence.evidence WHERE deleted = 0 ORDER BY local_create_time DESC limit {limit} offset {offset};",
+    {"SELECT * FROM evidence.evidence WHERE deleted = 0 ORDER BY local_create_time DESC limit {} offset {};",
      "read page of evidences, {limit} from {offset}"},
     {"INSERT INTO evidence.evidence ", "add evidence {id} {guid} {name}"},
-    {"UPDATE evidence.evidence SET guid = {guid}, name = {name}, evidence_type_id = {evidence_type_id}, scene_id = "
-     "{scene_id}, outcome_id = {outcome_id}, evidence_desc = {evidence_desc}, evidence_status = {evidence_status}, "
-     "update_time_offset = {update_time_offset}, update_time = {update_time}, local_update_time = {local_update_time} "
-     ",label = {label} ,evidence_begin_time = {evidence_begin_time} ,evidence_end_time = {evidence_end_time}, cad_id = "
-     "{cad_id} WHERE id = {id};",
+    {"UPDATE evidence.evidence SET guid = {}, name = {}, evidence_type_id = {}, scene_id = {}, outcome_id = {}, "
+     "evidence_desc = {}, evidence_status = {}, update_time_offset = {}, update_time = {}, local_update_time = {} "
+     ",label = {} ,evidence_begin_time = {} ,evidence_end_time = {}, cad_id = {} WHERE id = {};",
      "change evidence {id} {guid} {name} status {evidence_status}"},
-    {"UPDATE evidence.evidence SET deleted = 1 WHERE id = {id};", "delete evidence {id}"},
-    {"UPDATE evidence.evidence SET evidence_type_id = -1, update_time = {update_time}, local_update_time = "
-     "{local_update_time} WHERE deleted = 0 AND evidence_type_id IN ({evidence_type_id});",
+    {"UPDATE evidence.evidence SET deleted = 1 WHERE id = {};", "delete evidence {id}"},
+    {"UPDATE evidence.evidence SET evidence_type_id = -1, update_time = {}, local_update_time = {} WHERE deleted = 0 "
+     "AND evidence_type_id IN ({});",
      "clear type {evidence_type_id} of evidences"},
 
     {"SELECT * FROM evidence.evidence_type WHERE deleted = 0;", "read types"},
-    {"SELECT * FROM evidence.evidence_type WHERE ID = {id}", "read type {id}"},
+    {"SELECT * FROM evidence.evidence_type WHERE ID = {}", "read type {id}"},
     {"INSERT INTO evidence.evidence_type ", "add type {id} {name}"},
-    {"UPDATE evidence.evidence_type SET name = {name}, update_time = {update_time} WHERE id = {id};",
-     "name type {id} {name}"},
-    {"UPDATE evidence.evidence_type SET deleted = 1 WHERE id = {id};", "delete type {id}"},
+    {"UPDATE evidence.evidence_type SET name = {}, update_time = {} WHERE id = {};", "name type {id} {name}"},
+    {"UPDATE evidence.evidence_type SET deleted = 1 WHERE id = {};", "delete type {id}"},
 
     {"SELECT * FROM evidence.evidence_custom WHERE deleted = 0;", "read customs"},
     {"INSERT INTO evidence.evidence_custom ", "add custom {id} {name} {types}"},
-    {"UPDATE evidence.evidence_custom SET name = {name}, types = {types} , update_time = {update_time} WHERE id = "
-     "{id};",
+    {"UPDATE evidence.evidence_custom SET name = {}, types = {} , update_time = {} WHERE id = {};",
      "name custom {id} {name} {types}"},
-    {"UPDATE evidence.evidence_custom SET deleted = 1 WHERE id = {id};", "delete custom {id}"},
-    {"SELECT * FROM evidence.evidence_option WHERE custom_id = {custom_id} AND deleted = 0;",
-     "read options of {custom_id}"},
-    {"SELECT * FROM evidence.evidence_option WHERE custom_id = {custom_id} AND deleted = 0",
-     "read options of {custom_id}"},
+    {"UPDATE evidence.evidence_custom SET deleted = 1 WHERE id = {};", "delete custom {id}"},
+    {"SELECT * FROM evidence.evidence_option WHERE custom_id = {} AND deleted = 0;", "read options of {custom_id}"},
+    {"SELECT * FROM evidence.evidence_option WHERE custom_id = {} AND deleted = 0", "read options of {custom_id}"},
     {"INSERT INTO evidence.evidence_option ", "add option {id} {name} of {custom_id}"},
-    {"UPDATE evidence.evidence_option SET name = {name} WHERE ID = {id};", "name option {id} {name}"},
-    {"UPDATE evidence.evidence_option SET deleted = 1 WHERE ID = {id};", "delete option {id}"},
-    {"UPDATE evidence.evidence_option SET deleted = 1 WHERE custom_id = {custom_id};", "delete options of {custom_id}"},
+    {"UPDATE evidence.evidence_option SET name = {} WHERE ID = {};", "name option {id} {name}"},
+    {"UPDATE evidence.evidence_option SET deleted = 1 WHERE ID = {};", "delete option {id}"},
+    {"UPDATE evidence.evidence_option SET deleted = 1 WHERE custom_id = {};", "delete options of {custom_id}"},
 
-    {"SELECT * FROM evidence.evidence_custom_info WHERE evidence_id = {evidence_id} AND deleted = 0",
+    {"SELECT * FROM evidence.evidence_custom_info WHERE evidence_id = {} AND deleted = 0",
      "read values of {evidence_id}"},
-    {"SELECT * FROM evidence.evidence_custom_info WHERE deleted = 0 AND evidence_id IN ({evidence_id});",
+    {"SELECT * FROM evidence.evidence_custom_info WHERE deleted = 0 AND evidence_id IN ({});",
      "read values of {evidence_id}"},
     {"INSERT INTO evidence.evidence_custom_info ",
      "add value {id} of {evidence_id}: {custom_id} {option_id} {option_text}"},
-    {"UPDATE evidence.evidence_custom_info SET deleted = 1 WHERE evidence_id = {evidence_id};",
-     "delete values of {evidence_id}"},
-    {"UPDATE evidence.evidence_custom_info SET deleted = 1 WHERE custom_id = {custom_id};",
+    {"UPDATE evidence.evidence_custom_info SET deleted = 1 WHERE evidence_id = {};", "delete values of {evidence_id}"},
+    {"UPDATE evidence.evidence_custom_info SET deleted = 1 WHERE custom_id = {};",
      "delete values of custom {custom_id}"},
 
-    {"SELECT * FROM evidence.evidence_file WHERE evidence_id = {evidence_id} AND deleted = 0 ",
-     "read files of {evidence_id}"},
-    {"SELECT * FROM evidence.evidence_file WHERE evidence_id = {evidence_id} AND deleted = 0  AND file_name = "
-     "{file_name} ",
+    {"SELECT * FROM evidence.evidence_file WHERE evidence_id = {} AND deleted = 0 ", "read files of {evidence_id}"},
+    {"SELECT * FROM evidence.evidence_file WHERE evidence_id = {} AND deleted = 0  AND file_name = {} ",
      "read files of {evidence_id} {file_name}"},
-    {"SELECT id, evidence_id FROM evidence.evidence_file WHERE evidence_id IN ({evidence_id}) AND deleted = 0;",
+    {"SELECT id, evidence_id FROM evidence.evidence_file WHERE evidence_id IN ({}) AND deleted = 0;",
      "read files of {evidence_id}"},
-    {"SELECT ID, evidence_id, file_name FROM evidence.evidence_file WHERE deleted = 0 AND id IN ({id});",
+    {"SELECT ID, evidence_id, file_name FROM evidence.evidence_file WHERE deleted = 0 AND id IN ({});",
      "read links of {id}"},
-    {"SELECT count(*) FROM evidence.evidence_file WHERE evidence_id = {evidence_id} AND deleted = 0 ",
+    {"SELECT count(*) FROM evidence.evidence_file WHERE evidence_id = {} AND deleted = 0 ",
      "count files of {evidence_id}"},
     {"INSERT INTO evidence.evidence_file ", "add file {id} {file_name} of {evidence_id}"},
-    {"UPDATE evidence.evidence_file SET deleted = 1 WHERE id = {id};", "delete file {id}"},
-    {"UPDATE evidence.evidence_file SET deleted = 1 WHERE id = {id} AND evidence_id = {evidence_id};",
+    {"UPDATE evidence.evidence_file SET deleted = 1 WHERE id = {};", "delete file {id}"},
+    {"UPDATE evidence.evidence_file SET deleted = 1 WHERE id = {} AND evidence_id = {};",
      "delete file {id} of {evidence_id}"},
-    {"UPDATE evidence.evidence_file SET deleted = 1 WHERE evidence_id = {evidence_id};",
-     "delete files of {evidence_id}"},
+    {"UPDATE evidence.evidence_file SET deleted = 1 WHERE evidence_id = {};", "delete files of {evidence_id}"},
 
-    {"SELECT * FROM evidence.operation_log WHERE evidence_id = {evidence_id} ", "read history of {evidence_id}"},
+    {"SELECT * FROM evidence.operation_log WHERE evidence_id = {} ", "read history of {evidence_id}"},
     {"INSERT INTO evidence.operation_log ",
      "history {operation_type} of {evidence_id} by {user_name} at {user_ip} on {client_type}: {mod_type} {file_name} "
      "{before_mod} {after_mod}"},
@@ -122,6 +113,32 @@ inline constexpr Shape kShapes[] = {
     {"SELECT NEXTVAL('evidence.evidence_custom_info_id_seq')", "key value"},
     {"SELECT NEXTVAL('evidence.evidence_file_id_seq')", "key file"},
     {"SELECT NEXTVAL('evidence.operation_log_id_seq')", "key history"},
+};
+
+/// A shape, taken apart.
+struct Form {
+  explicit Form(const Shape& shape) : statement(shape.statement), call(shape.call) {
+    const auto table_at = statement.find("evidence.") + 9;
+    table = statement.substr(table_at, statement.find(' ', table_at) - table_at);
+    const auto where_at = std::min(statement.find(" WHERE "), statement.size());
+    static const std::regex equation(R"((\w+) (?:= |IN \(|in \()?(\{\}|-?\d+))");
+    for (std::sregex_iterator found(statement.begin(), statement.end(), equation), end; found != end; ++found) {
+      const std::string column = kelp::ToLower((*found)[1].str());
+      const std::string value = (*found)[2];
+      if (value == "{}") columns.push_back(column);
+      if (column == "limit" || column == "offset") continue;
+      (static_cast<std::size_t>(found->position()) < where_at ? set : where).emplace_back(column, value);
+    }
+  }
+  [[nodiscard]] bool Begins(const char* word) const { return statement.starts_with(word); }
+
+  std::string statement;
+  std::string call;
+  std::string table;
+  std::vector<std::string> columns;  ///< for each pair of braces
+  /// Columns, and the values that they receive or must have; "{}" for those that are sent.
+  std::vector<std::pair<std::string, std::string>> set;
+  std::vector<std::pair<std::string, std::string>> where;
 };
 
 /// The plugin's tables in memory, for the statements of kShapes. Any other one fails the test and is printed.
@@ -168,37 +185,42 @@ class Tables {
 
  private:
   struct Statement {
-    const Shape* shape = nullptr;
+    const Form* form = nullptr;
     Row values;  ///< as they were sent, texts with their quotes
+
+    [[nodiscard]] std::string Sent(const std::string& column, const std::string& value) const {
+      return value == "{}" ? values.at(column) : value;
+    }
   };
 
   /// Takes the first statement off `text`. Blanks count once, and letters are large or small.
   static bool Recognise(Statement& statement, std::string_view& text) {
-    for (const Shape& shape : kShapes) {
+    static const std::vector<Form> forms(std::begin(kShapes), std::end(kShapes));
+    for (const Form& form : forms) {
       auto rest = text;
-      statement = {&shape, {}};
-      if (!TakeShape(statement.values, rest, shape.statement)) continue;
-      const bool whole = text.starts_with("INSERT") ? TakeInserted(statement.values, rest)
-                                                    : rest.empty() || std::string_view(shape.statement).ends_with(';');
-      if (!whole) continue;
+      statement = {&form, {}};
+      if (!TakeForm(statement.values, rest, form)) continue;
+      if (form.Begins("INSERT") ? !TakeInserted(statement.values, rest)
+                                : !rest.empty() && !form.statement.ends_with(';'))
+        continue;
       text = rest;
       return true;
     }
     return false;
   }
 
-  static bool TakeShape(Row& values, std::string_view& text, std::string_view shape) {
-    while (!shape.empty()) {
-      if (shape.front() == '{') {
-        if (!TakeValue(values[std::string(shape.substr(1, shape.find('}') - 1))], text, ",")) return false;
-        shape.remove_prefix(shape.find('}') + 1);
-      } else {
-        if (text.empty() || std::tolower(text.front()) != std::tolower(shape.front())) return false;
-        for (auto* side : {&text, &shape}) {
-          const auto count = side->front() == ' ' ? side->find_first_not_of(' ') : 1;
-          side->remove_prefix(std::min(count, side->size()));
-        }
+  static bool TakeForm(Row& values, std::string_view& text, const Form& form) {
+    auto column = form.columns.begin();
+    for (std::string_view shape = form.statement; !shape.empty();) {
+      if (shape.starts_with("{}")) {
+        if (!TakeValue(values[*column++], text, ",")) return false;
+        shape.remove_prefix(2);
+        continue;
       }
+      if (text.empty() || std::tolower(text.front()) != std::tolower(shape.front())) return false;
+      const bool blank = shape.front() == ' ';
+      for (auto* side : {&text, &shape})
+        side->remove_prefix(blank ? std::min(side->find_first_not_of(' '), side->size()) : 1);
     }
     return true;
   }
@@ -208,7 +230,8 @@ class Tables {
     const auto names_end = text.find(')');
     const auto begin = text.find('(', std::min(names_end, text.size()));
     if (!text.starts_with('(') || begin == std::string_view::npos) return false;
-    const auto names = Evidence::SplitText(Compact(text.substr(1, names_end - 1)), ',');
+    const auto listed = Orv::Base::StringUtil::StringReplace(text.substr(1, names_end - 1), " ", "");
+    const auto names = Evidence::SplitText(kelp::ToLower(listed), ',');
     text.remove_prefix(begin + 1);
     for (const auto& name : names) {
       if (!TakeValue(values[name], text, {})) return false;
@@ -234,71 +257,53 @@ class Tables {
     return end > 0;
   }
 
-  static std::string Compact(std::string_view text) {
-    std::string small;
-    for (const char letter : text)
-      if (letter != ' ') small += static_cast<char>(std::tolower(letter));
-    return small;
-  }
-
   static std::string Plain(const std::string& value) {
     return value.starts_with('\'') ? Orv::Base::StringUtil::StringReplace(value.substr(1, value.size() - 2), "''", "'")
                                    : value;
   }
 
   static std::string CallOf(const Statement& statement) {
-    std::string call = statement.shape->call;
+    std::string call = statement.form->call;
     for (const auto& [column, value] : statement.values)
       call = Orv::Base::StringUtil::StringReplace(call, "{" + column + "}", value);
     return call;
   }
 
-  /// What a part of a shape equates: columns, and the values that they must have or receive.
-  static std::map<std::string, std::set<std::string>> Equations(const Statement& statement, const std::string& part) {
-    static const std::regex equation(R"((\w+) (?:=|in|IN) \(?(?:\{(\w+)\}|(-?\d+)))");
-    std::map<std::string, std::set<std::string>> equations;
-    for (std::sregex_iterator found(part.begin(), part.end(), equation), end; found != end; ++found) {
-      auto& values = equations[Compact((*found)[1].str())];
-      const auto& sent = (*found)[2].matched ? statement.values.at((*found)[2]) : (*found)[3].str();
-      if (sent.starts_with('\'')) {
-        values.insert(Plain(sent));
-      } else {
-        for (const auto& number : Evidence::SplitText(sent, ','))
-          values.insert(number);
-      }
-    }
-    return equations;
+  static bool Meets(Row& row, const Statement& statement) {
+    return std::ranges::all_of(statement.form->where, [&](const auto& condition) {
+      const std::string& value = row[condition.first];
+      const std::string sent = statement.Sent(condition.first, condition.second);
+      return sent.starts_with('\'') ? Plain(sent) == value
+                                    : ("," + sent + ",").find("," + value + ",") != std::string::npos;
+    });
   }
 
   std::vector<Row> Apply(const Statement& statement) {
-    const std::string shape = statement.shape->statement;
-    if (shape.starts_with("SELECT NEXTVAL")) return {{{"nextval", std::to_string(next_key++)}}};
-    const auto table_at = shape.find("evidence.") + 9;
-    const std::string name = shape.substr(table_at, shape.find(' ', table_at) - table_at);
-    auto& table = rows[name];
-    if (shape.starts_with("INSERT")) {
+    const Form& form = *statement.form;
+    if (form.Begins("SELECT NEXTVAL")) return {{{"nextval", std::to_string(next_key++)}}};
+    auto& table = rows[form.table];
+    if (form.Begins("INSERT")) {
       for (auto& row = table.emplace_back(); const auto& [column, value] : statement.values)
         row[column] = Plain(value);
       return {};
     }
-    const auto where_at = shape.find(" WHERE ");
-    const auto where = Equations(statement, shape.substr(where_at));
-    const auto set = Equations(statement, shape.substr(0, where_at));
     std::vector<Row> found;
     for (Row& row : table) {
-      if (!std::ranges::all_of(where, [&](const auto& entry) { return entry.second.contains(row[entry.first]); }))
-        continue;
-      for (const auto& [column, values] : set)
-        row[column] = *values.begin();
+      if (!Meets(row, statement)) continue;
+      for (const auto& [column, value] : form.set)
+        row[column] = Plain(statement.Sent(column, value));
       found.push_back(row);
     }
-    if (statement.values.contains("limit")) {
-      const auto offset = std::min<std::size_t>(std::stoul(statement.values.at("offset")), found.size());
-      found.erase(found.begin(), found.begin() + static_cast<std::ptrdiff_t>(offset));
-      found.resize(std::min<std::size_t>(std::stoul(statement.values.at("limit")), found.size()));
-    }
-    if (Compact(shape).starts_with("selectcount")) return {{{"count", std::to_string(found.size() + others[name])}}};
-    return found;
+    if (form.Begins("SELECT count") || form.Begins("SELECT COUNT"))
+      return {{{"count", std::to_string(found.size() + others[form.table])}}};
+    return statement.values.contains("limit") ? Page(statement.values, found) : found;
+  }
+
+  static std::vector<Row> Page(const Row& values, const std::vector<Row>& all) {
+    const auto number = [&values](const char* name) { return std::stoull(values.at(name)); };
+    const auto begin = std::min<std::size_t>(number("offset"), all.size());
+    const auto end = std::min<std::size_t>(begin + number("limit"), all.size());
+    return {all.begin() + static_cast<std::ptrdiff_t>(begin), all.begin() + static_cast<std::ptrdiff_t>(end)};
   }
 
   Calls& calls_;

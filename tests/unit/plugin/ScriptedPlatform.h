@@ -15,7 +15,6 @@
 
 #include "Backend.h"
 #include "KelpPlatform/PlatformAdapter.h"
-#include "KelpUtils/StringFunctions.h"
 #include "support/ElementsStub.h"
 #include "support/LogRecorder.h"
 #include "unit/plugin/ScriptedDatabase.h"
