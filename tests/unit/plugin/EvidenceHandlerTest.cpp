@@ -7,33 +7,34 @@ namespace {
 using namespace handler_test;
 
 const std::string kNew = R"({"Evidence":{"Guid":"G","Name":"New","Status":1}})";
+const std::string kAdded = "add evidence 100 'G' 'New'";
 const std::string kSame = R"({"Evidence":{"Guid":"G7","Name":"Seven","Status":1}})";
 const std::string kRenamed = R"({"Evidence":{"ID":5,"Guid":"G7","Name":"7","Status":1}})";
 const std::string kRename = "change evidence 7 'G7' '7' status 1";
 const std::string kRenamedRow = History(2, 7, "1 '' '-1:Seven' '-1:7'");
+const std::string kStatus = "change evidence 7 'G7' 'Seven' status 0";
 const std::string kStatusRow = History(2, 7, "5 '' '1:' '0:'");
 
 using EvidenceHandlerTest = ExchangeTest;
 TEST_P(EvidenceHandlerTest, AnswersAndCalls) { Play(GetParam()); }
 
 const Exchange kCreations[] = {
-    On("Created", "POST /Evidence", kNew, "0", {"add evidence 100 'G' 'New'", "log 306017 New/", History(1, 100)}),
+    On("Created", "POST /Evidence", kNew, "0", {kAdded, "log 306017 New/", History(1, 100)}),
     On("CreatingNeedsItsPermission", "POST /Evidence", kNew, "10", {}, {.denied = 44}),
-    On("NotStored", "POST /Evidence", kNew, "15", {"add evidence 100 'G' 'New'"}, {.failing = "add evidence"}),
+    On("NotStored", "POST /Evidence", kNew, "15", {kAdded}, {.failing = "add evidence"}),
     On("CreatingNeedsASession", "POST /Evidence", kNew, "200", {}, {.session = ""}),
-    On("CreatedWithoutHistory", "POST /Evidence", kNew, "",
-       {"add evidence 100 'G' 'New'", "log 306017 New/", History(1, 100)}, {.failing = "history"}),
+    On("CreatedWithoutHistory", "POST /Evidence", kNew, "", {kAdded, "log 306017 New/", History(1, 100)},
+       {.failing = "history"}),
 };
 INSTANTIATE_TEST_SUITE_P(Creations, EvidenceHandlerTest, ::testing::ValuesIn(kCreations), NameOf);
 
 const Exchange kChanges[] = {
     On("StatusBatch", "PUT /Evidence", "@evidence_put", "@evidence_put",
-       {"change evidence 7 'G7' 'Seven' status 0", "log 306018 Seven/", "log 306018 /", kStatusRow}),
+       {kStatus, "log 306018 Seven/", "log 306018 /", kStatusRow}),
     On("StatusBatchWithoutHistory", "PUT /Evidence", "@evidence_put", "99999",
-       {"change evidence 7 'G7' 'Seven' status 0", "log 306018 Seven/", "log 306018 /", kStatusRow},
-       {.failing = "history"}),
+       {kStatus, "log 306018 Seven/", "log 306018 /", kStatusRow}, {.failing = "history"}),
     On("StatusBatchWithoutSession", "PUT /Evidence", "@evidence_put", "",
-       {"change evidence 7 'G7' 'Seven' status 0", "log 306018 Seven/", "log 306018 /"}, {.session = ""}),
+       {kStatus, "log 306018 Seven/", "log 306018 /"}, {.session = ""}),
     On("StatusBatchNeedsItsPermission", "PUT /Evidence", "@evidence_put", "10", {}, {.denied = 41}),
     On("EmptyStatusBatch", "PUT /Evidence", R"({"EvidenceList":{"Evidence":[]}})", "2"),
     On("Renamed", "PUT /Evidence/7", kRenamed, "0", {kRename, "delete values of 7", "log 306018 7/", kRenamedRow}),

@@ -7,6 +7,7 @@ namespace {
 using namespace handler_test;
 using Texts = std::vector<std::string>;
 
+const std::string kWrite = "POST /Evidence/OperationLog";
 const std::string kNobody = "'' at '' on ";
 
 std::string Entries(const std::string& entries) { return R"({"OperationLog":[)" + entries + "]}"; }
@@ -16,18 +17,17 @@ using LogHandlerTest = ExchangeTest;
 TEST_P(LogHandlerTest, AnswersAndCalls) { Play(GetParam()); }
 
 const Exchange kHistories[] = {
-    On("Written", "POST /Evidence/OperationLog", "@operation_log_post", "0",
+    On("Written", kWrite, "@operation_log_post", "0",
        {History(5, 4, "2 'a' '-1:a' '-1:'", "'camera' at '10.0.0.9' on 1"),
         History(5, 4, "-1 'b' '' ''", "'camera' at '10.0.0.9' on 1"),
         History(-1, -1, "3 '' '-1:' '-1:'", kNobody + "1")}),
-    On("NotWritten", "POST /Evidence/OperationLog", Entries("{}"), "15",
-       {History(-1, -1, "-1 '' '' ''", kNobody + "1")}, {.failing = "history"}),
-    On("UnreadableEntries", "POST /Evidence/OperationLog", "{", "@operation_log_post", {},
-       {.says = "]Request param error. req-data:"}),
+    On("NotWritten", kWrite, Entries("{}"), "15", {History(-1, -1, "-1 '' '' ''", kNobody + "1")},
+       {.failing = "history"}),
+    On("UnreadableEntries", kWrite, "{", "@operation_log_post", {}, {.says = "]Request param error. req-data:"}),
     On("NotRead", "GET /Evidence/7/OperationLog", "{", "15", {}, {.failing = "read history"}),
-    On("TooManyRows", "POST /Evidence/OperationLog", Entries(kHalf + ",{}," + kHalf), "2"),
+    On("TooManyRows", kWrite, Entries(kHalf + ",{}," + kHalf), "2"),
     // A name is written into each row.
-    On("TooLongNames", "POST /Evidence/OperationLog",
+    On("TooLongNames", kWrite,
        Entries(R"({"UserName":")" + std::string(40'000, 'x') + R"(","Details":[)" + Numbers(500) + "]}"), "2"),
 };
 INSTANTIATE_TEST_SUITE_P(Histories, LogHandlerTest, ::testing::ValuesIn(kHistories), NameOf);
@@ -35,7 +35,7 @@ INSTANTIATE_TEST_SUITE_P(Histories, LogHandlerTest, ::testing::ValuesIn(kHistori
 using HistoryTest = HandlerTest;
 
 TEST_F(HistoryTest, AsManyRowsAsAreAllowedAreWritten) {
-  EXPECT_EQ(CodeOf(Send("POST /Evidence/OperationLog", Entries(kHalf + "," + kHalf))), "0");
+  EXPECT_EQ(CodeOf(Send(kWrite, Entries(kHalf + "," + kHalf))), "0");
 }
 
 TEST_F(HistoryTest, ShowsEachWriteAsOneItem) {

@@ -2,10 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-
 #include "impl/Evidence/EvidenceModule.h"
+#include "support/ScratchFolder.h"
 #include "unit/plugin/ScriptedPlatform.h"
 
 namespace {
@@ -29,13 +27,9 @@ auto FailCall(const std::string& call) {
 class StartTest : public ::testing::Test {
  protected:
   StartTest() {
-    char pattern[] = "/tmp/evidence-start-XXXXXX";
-    root_ = mkdtemp(pattern);
-    scripts_ = root_ / "META_INFO/casefile.s/runtime_script";
     std::filesystem::create_directories(scripts_);
-    platform_.system->directory = root_.string() + "/";
+    platform_.system->directory = folder_.path() + "/";
   }
-  ~StartTest() override { std::filesystem::remove_all(root_); }
 
   /// Writes the file; none for a null text.
   void Write(const std::string& name, const char* text) const {
@@ -49,8 +43,8 @@ class StartTest : public ::testing::Test {
   }
 
   scripted::Platform platform_;
-  std::filesystem::path root_;
-  std::filesystem::path scripts_;
+  const evidence_test::ScratchFolder folder_;
+  const std::filesystem::path scripts_ = folder_.path() + "/META_INFO/casefile.s/runtime_script";
 };
 
 TEST_F(StartTest, StartsAndStopsInOrder) {
