@@ -108,10 +108,10 @@ TEST_P(DictionaryChange, EndsAsTold) {
 }
 
 const Change kChanges[] = {
-    Types("TypesAreAddedChangedDeleted", "6:a|7:b|8:c", "6:a|7:B|-1:c",
-          {"delete type 8", "clear type 8 of evidences", "log 306013 c", "name type 7 'B'", "log 306012 B",
+    Types("TypesAreAddedChangedDeleted", "6:a|7:b|8:c", "6:a|7:O'B|-1:c",
+          {"delete type 8", "clear type 8 of evidences", "log 306013 c", "name type 7 'O''B'", "log 306012 O'B",
            "add type 100 'c'", "log 306011 c", "incre 13001 8 2", "incre 13001 7 1", "incre 13001 100 0", "ok",
-           "now: 6:a 7:B 100:c"}),
+           "now: 6:a 7:O'B 100:c"}),
     Types("TypesAsTheyStandAreNotWritten", "0:|1:|6:a", "0:|1:|6:a", {"ok", "now: 0: 1:Theft 6:a"}),
     Types("AllTypesAreDeletedUnderTheNamesShown", "1:|6:a", "",
           {"delete type 1", "delete type 6", "clear type 1,6 of evidences", "log 306013 Theft a",
@@ -303,6 +303,13 @@ TEST_F(DictionaryTest, PagesAndFilters) {
 
 TEST_F(DictionaryTest, ReadersKeepWhatTheyHave) {
   Start(kCustom, "9:same:0:5=late|7:same:0:1=x,2=y|8:other");
+  std::list<ErrorPtr> errors;
+  const auto type = std::make_shared<_tag_EvidenceType_>(_tag_EvidenceType_{-1, "as read"});
+  ASSERT_TRUE(manager_.InsertEvidenceTypes(errors, {type}));
+  EvidenceTypePtr read;
+  ASSERT_TRUE(manager_.GetEvidenceTypeByName(read, "as read"));
+  (void)Set(kType, std::to_string(read->type_id) + ":renamed", false);
+  EXPECT_EQ(read->type_name, "as read");
   EvidenceCustomPtr custom;
   ASSERT_TRUE(manager_.GetEvidenceCustomByName(custom, "same"));
   EXPECT_EQ(custom->custom_id, 7) << "the first by id";

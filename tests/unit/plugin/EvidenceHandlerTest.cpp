@@ -81,6 +81,7 @@ INSTANTIATE_TEST_SUITE_P(Queries, EvidenceHandlerTest, ::testing::ValuesIn(kQuer
 
 const Exchange kDictionaries[] = {
     On("DeletingATypeNeedsItsPermission", "DELETE /Evidence/Type/6", "", "", {}, {.denied_on_web = 1425}),
+    On("NoTypeHasTheId", "DELETE /Evidence/Type/-1", "", "2", {"log 306013 /"}),
     On("TypeNotStored", "PUT /Evidence/Type/6", R"({"EvidenceType":{"ID":5,"Name":"x"}})", "15", {"name type 6 'x'"},
        {.failing = "name type", .says = R"({"ErrorModule":0,"ErrorCode":15}})"}),
     On("TypeNameTaken", "PUT /Evidence/Type/6", R"({"EvidenceType":{"Name":"Other"}})", "9808", {"log 306012 Other/"}),

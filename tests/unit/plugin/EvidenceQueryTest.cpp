@@ -63,6 +63,10 @@ TEST_F(EvidenceQueryTest, OneEvidenceIsNamedFromTheTableAndAListFromTheCache) {
   EXPECT_EQ(Did(manager_.QueryEvidences(evidences, page, has_more, filter, {1, 2})),
             Lines({"!get evidence custom name failed, evidence-id[2].", "ok"}));
   EXPECT_EQ(Text(*evidences.back()), Lines({"8=1:cached red", "9=-1:text"}));
+  EXPECT_TRUE(manager_.QueryEvidences(evidences, page, has_more, filter, {1, 2}));
+  EXPECT_EQ(LastCode(), 9804) << "one has no values";
+  EXPECT_TRUE(manager_.GetEvidenceByIDs(evidences, {1, -1}));
+  EXPECT_EQ(LastCode(), 2) << "nothing has the id -1";
   tables_.failing = {"read page of evidences"};
   EXPECT_EQ(Did(manager_.QueryEvidences(evidences, page, has_more, filter, {})),
             Lines({"!Query evidences failed.", "0-15"}));

@@ -50,11 +50,14 @@ class EvidenceRulesTest : public ManagerTest {
 
 TEST_F(EvidenceRulesTest, OutsideTheRunningTimeNothingReachesTheStore) {
   std::list<ErrorPtr> errors;
+  std::list<EvidenceTypePtr> types;
+  page_info page;
   operation_record record;
   const std::function<bool()> calls[] = {[&] { return manager_.AddEvidence(nullptr) != 0; },
                                          [&] { return manager_.UpdateEvidence(nullptr, record); },
                                          [&] { return manager_.DelEvidences({1}); },
                                          [&] { return manager_.InsertEvidenceFiles(errors, {}); },
+                                         [&] { return manager_.GetEvidenceTypes(types, page, nullptr); },
                                          [&] { return manager_.SetEvidenceTypes(errors, {}, "", nullptr, true); },
                                          [&] { return manager_.SetEvidenceCustoms(errors, {}, "", nullptr, true); },
                                          [&] { return manager_.WriteEvidenceLog({}, "ended"); }};
@@ -98,6 +101,8 @@ TEST_F(EvidenceRulesTest, FieldsAtTheirLimits) {
            Case{"status -1", 2, [](auto& e) { e.evidence_status = -1; }},
            Case{"5000 values", 0, [&](auto& e) { e.evidence_customs = values(5'000, "v"); }},
            Case{"5001 values", 2, [&](auto& e) { e.evidence_customs = values(5'001, "v"); }},
+           Case{"quotes", 0, [](auto& e) { e.guid = e.name = e.label = e.cad_id = "O'B"; }},
+           Case{"quote in a value", 15, [&](auto& e) { e.evidence_customs = values(1, "'"); }},
            Case{"NUL in a value", 2, [&](auto& e) { e.evidence_customs = values(1, std::string(1, '\0')); }},
            Case{"recorded", 0, [](auto&) {}, true},
            Case{"no cameras", 2, [](auto& e) { e.releated_camera_ids.clear(); }, true},
@@ -219,6 +224,14 @@ TEST_F(EvidenceRulesTest, ChecksOfAChangeInTheirOrder) {
     EXPECT_EQ(Changed(wanted), Lines(expected));
     mend();
   }
+  // All labels there may be; its own gives way to the new one, which counts from then on.
+  auto others = SplitLabels(labels_);
+  others.remove("17");
+  manager_.UpdateLabelMap(1, others);
+  wanted->label = "new";
+  operation_record record;
+  EXPECT_TRUE(manager_.UpdateEvidence(wanted, record));
+  EXPECT_TRUE(manager_.IsLabelCountExceeded(-1, {"another"}));
 }
 
 TEST_F(EvidenceRulesTest, ChangesAreListedFieldByField) {

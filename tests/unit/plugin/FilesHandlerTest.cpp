@@ -29,6 +29,10 @@ const Exchange kFiles[] = {
     On("LinkedWithoutHistory", kChange, kOn, "15",
        {"link 1 of 7", "add file 1 'c' of 7", "log 306018 Seven/", "log 306021 c/Seven", History(4, 7, "-1 'c' '' ''")},
        {.failing = "history", .says = R"("ErrorCode":15}})"}),
+    On("LinkedFromInside", kChange, kOn, "0",
+       {"link 1 of 7", "add file 1 'c' of 7", "log 306018 Seven/", "log 306021 c/Seven",
+        History(4, 7, "-1 'c' '' ''", "'' at '' on -1")},
+       {.session = ""}),
     On("NoFiles", kChange, "{}", "2", {}, {.says = R"("FileErrorList":{})"}),
     On("FilesNeedAPermission", kChange, kOn, "10", {}, {.denied = 41}),
 };

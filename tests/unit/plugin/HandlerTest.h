@@ -112,7 +112,7 @@ class HandlerTest : public service_test::ServiceTest {
     const std::map<std::string, int> methods{{"PUT", 1}, {"POST", 2}, {"DELETE", 3}, {"GET", 4}};
     std::string path = route.substr(route.find('/'));
     std::vector<std::int32_t> ids;
-    if (std::smatch number; std::regex_search(path, number, std::regex("/([0-9]+)"))) {
+    if (std::smatch number; std::regex_search(path, number, std::regex("/(-?[0-9]+)"))) {
       ids = {std::stoi(number[1])};
       path = std::string(number.prefix()) + "/ID" + std::string(number.suffix());
     }

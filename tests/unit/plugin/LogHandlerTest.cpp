@@ -47,6 +47,7 @@ TEST_F(HistoryTest, ShowsEachWriteAsOneItem) {
   add("2", {{"mod_type", "2"}, {"before_mod", "6:before"}, {"after_mod", "7:after"}});
   add("2", {{"mod_type", "3"}, {"file_name", "A1"}});
   add("1", {{"mod_type", "1"}, {"file_name", "not shown"}});
+  add("3", {{"mod_type", "1"}, {"file_name", "not shown"}});
   add("4", {{"mod_type", "-1"}, {"file_name", "f1"}});
   add("4", {{"mod_type", "-1"}, {"file_name", "f2"}});
   add("5", {{"file_name", "f3"}, {"camera_name", "camera"}, {"dev_name", "device"}, {"dev_ip", "10.0.0.9"}});

@@ -208,22 +208,15 @@ struct Comm final : plugin_comm::IPluginCommManager, Noting {
   plugin_comm::ApiCallback answer;
   /// Whether a request counts as served when the reply is left empty.
   bool serve_empty = false;
-  std::vector<std::string> requests;  ///< "path>target json", with the number of data bytes behind when there are any
+  std::vector<std::string> requests;  ///< "path>target json"
   bool Request(std::shared_ptr<plugin_comm::IPluginCommData>& response, const std::string& path,
                const std::shared_ptr<plugin_comm::IPluginCommData>& request, const std::string& target) override {
     const auto sent = std::dynamic_pointer_cast<plugin_comm::CPluginCommData>(request);
-    requests.push_back(path + ">" + target + " " + (sent ? sent->JsonTxt() : "null") +
-                       (sent && !sent->Data().empty() ? " " + std::to_string(sent->Data().size()) : ""));
+    requests.push_back(path + ">" + target + " " + (sent ? sent->JsonTxt() : "null"));
     response.reset();
     if (answer) answer(path, request, response);
     return response || serve_empty;
   }
-};
-
-/// Nothing ever changed.
-struct Increments final : platform::IIncreResourceBackend {
-  using Change = TarnPlatform::IncreResource::CIncreResourceStructInterface;
-  bool ChangesAfter(std::vector<std::shared_ptr<Change>>&, std::uint32_t, int) override { return true; }
 };
 
 /// Refuses names that begin with "refused".
@@ -247,6 +240,17 @@ struct System final : platform::ISystemBackend {
   std::string AESKey() override { return "0123456789abcdef"; }
 };
 
+/// An object in its slot.
+template <class Object, class Interface>
+struct Installed {
+  template <class... Arguments>
+  explicit Installed(Arguments&... arguments) : object(std::make_shared<Object>(arguments...)) {}
+  Object* operator->() const { return object.get(); }
+
+  std::shared_ptr<Object> object;
+  platform::ScopedBackend<Interface> slot{object};
+};
+
 /// Installs the whole platform for the life of an object.
 class Platform {
  public:
@@ -263,30 +267,18 @@ class Platform {
   Platform& operator=(const Platform&) = delete;
 
   Calls calls;
-  std::shared_ptr<evidence_test::LogRecorder> sink = std::make_shared<evidence_test::LogRecorder>();
-  std::shared_ptr<Database> db = std::make_shared<Database>(calls);
-  std::shared_ptr<Threads> threads = std::make_shared<Threads>(calls);
-  std::shared_ptr<Language> language = std::make_shared<Language>(calls);
+  Installed<evidence_test::LogRecorder, platform::ILogSink> sink;
+  Installed<Database, kelp::IDBManager> db{calls};
+  Installed<Threads, kelp::IThreadManager> threads{calls};
+  Installed<Language, kelp::IMultiLanguageMgr> language{calls};
+  Installed<Comm, plugin_comm::IPluginCommManager> comm{calls};
+  Installed<PlatformLog, platform::ILogBackend> log{calls};
+  Installed<System, platform::ISystemBackend> system;
+  Installed<Adapter, kelp::IPlatformAdapterInterface> adapter;
   std::shared_ptr<Bus> bus = std::make_shared<Bus>(calls);
   std::shared_ptr<Permissions> permissions = std::make_shared<Permissions>();
   std::shared_ptr<SystemAndLog> system_and_log = std::make_shared<SystemAndLog>(calls);
   std::shared_ptr<evidence_test::ElementsStub> elements = std::make_shared<evidence_test::ElementsStub>();
-  std::shared_ptr<Adapter> adapter = std::make_shared<Adapter>();
-  std::shared_ptr<Comm> comm = std::make_shared<Comm>(calls);
-  std::shared_ptr<Increments> increments = std::make_shared<Increments>();
-  std::shared_ptr<PlatformLog> log = std::make_shared<PlatformLog>(calls);
-  std::shared_ptr<System> system = std::make_shared<System>();
-
- private:
-  platform::ScopedBackend<platform::ILogSink> sink_{sink};
-  platform::ScopedBackend<kelp::IDBManager> db_{db};
-  platform::ScopedBackend<kelp::IThreadManager> threads_{threads};
-  platform::ScopedBackend<kelp::IMultiLanguageMgr> language_{language};
-  platform::ScopedBackend<kelp::IPlatformAdapterInterface> adapter_{adapter};
-  platform::ScopedBackend<plugin_comm::IPluginCommManager> comm_{comm};
-  platform::ScopedBackend<platform::IIncreResourceBackend> increments_{increments};
-  platform::ScopedBackend<platform::ILogBackend> log_{log};
-  platform::ScopedBackend<platform::ISystemBackend> system_{system};
 };
 
 }  // namespace scripted
