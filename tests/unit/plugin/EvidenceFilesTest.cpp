@@ -112,7 +112,7 @@ TEST_F(EvidenceFilesTest, ASecondWriterWaitsForTheFileManagerAndReadersDoNot) {
     platform_.comm->answer = [&](const auto&, const auto&, auto& out) {
       if (requests++ == 0) {
         asked.set_value();
-        reply.get_future().wait();
+        reply.get_future().wait_for(std::chrono::seconds(60));
       }
       out = std::make_shared<CPluginCommData>(reply_, nullptr, 0);
     };
@@ -122,7 +122,7 @@ TEST_F(EvidenceFilesTest, ASecondWriterWaitsForTheFileManagerAndReadersDoNot) {
                   : manager_.UpdateEvidenceFiles(failures, {File(51, "a")}, 5);
     };
     auto first = std::async(std::launch::async, write, adds_first);
-    asked.get_future().wait();
+    ASSERT_EQ(asked.get_future().wait_for(std::chrono::seconds(30)), std::future_status::ready);
     auto second = std::async(std::launch::async, write, !adds_first);
     // Readers finish while both wait; the second has asked nothing.
     std::list<EvidenceFilePtr> files;

@@ -292,8 +292,10 @@ TEST_F(EvidenceRulesTest, ChangedValuesOfAttributes) {
     AddValue(5, 8, 1, "old");
   const auto wanted = Valid(5);
   wanted->evidence_customs.resize(5'000, {8, "x", {{1, "new"}}, 0, -1});
-  (void)Did(true);
-  EXPECT_EQ(Changed(wanted), Lines({"!Input param error.", "0-2"}));
+  operation_record record;
+  EXPECT_FALSE(manager_.UpdateEvidence(wanted, record));
+  EXPECT_EQ(LastCode(), 2);
+  EXPECT_TRUE(record.change_items.empty());
 }
 
 TEST_F(EvidenceRulesTest, AStatusBatchTellsOfEachEvidence) {
