@@ -58,7 +58,7 @@ class ManagerTest : public ::testing::Test {
                                          {"option_id", std::to_string(option_id)},
                                          {"option_text", text}});
   }
-  void Note(const std::string& call) { platform_.calls.push_back(call); }
+  void Note(const std::string& call) { scripted::NoteCall(platform_.calls, call); }
 
   /// The calls since this was asked last, without reads and the drawing of keys.
   Texts TakeCalls() {

@@ -43,63 +43,62 @@ struct Shape {
 inline constexpr Shape kShapes[] = {
     {"SELECT * FROM evidence.evidence WHERE ID = {} AND deleted = 0", "read evidence {id}"},
     {"SELECT * FROM evidence.evidence WHERE guid = {} AND deleted = 0", "read evidence {guid}"},
-    {"SELECT ID, name FROM evidence.evidence WHERE deleted = 0 AND  ID in ({});", "read evidences {id}"},
+    {"SELECT ID, name FROM evidence.evidence WHERE deleted = 0 AND  ID in ({})", "read evidences {id}"},
     {"SELECT count(*) FROM evidence.evidence WHERE deleted = 0 ", "count evidences"},
     {"SELECT COUNT(id)  FROM evidence.evidence WHERE deleted = 0", "count evidences"},
-    {"SELECT * FROM evidence.evidence WHERE deleted = 0 ORDER BY local_create_time DESC limit {} offset {};",
+    {"SELECT * FROM evidence.evidence WHERE deleted = 0 ORDER BY local_create_time DESC limit {} offset {}",
      "read page of evidences, {limit} from {offset}"},
     {"INSERT INTO evidence.evidence ", "add evidence {id} {guid} {name}"},
     {"UPDATE evidence.evidence SET guid = {}, name = {}, evidence_type_id = {}, scene_id = {}, outcome_id = {}, "
      "evidence_desc = {}, evidence_status = {}, update_time_offset = {}, update_time = {}, local_update_time = {} "
-     ",label = {} ,evidence_begin_time = {} ,evidence_end_time = {}, cad_id = {} WHERE id = {};",
+     ",label = {} ,evidence_begin_time = {} ,evidence_end_time = {}, cad_id = {} WHERE id = {}",
      "change evidence {id} {guid} {name} status {evidence_status}"},
-    {"UPDATE evidence.evidence SET deleted = 1 WHERE id = {};", "delete evidence {id}"},
+    {"UPDATE evidence.evidence SET deleted = 1 WHERE id = {}", "delete evidence {id}"},
     {"UPDATE evidence.evidence SET evidence_type_id = -1, update_time = {}, local_update_time = {} WHERE deleted = 0 "
-     "AND evidence_type_id IN ({});",
+     "AND evidence_type_id IN ({})",
      "clear type {evidence_type_id} of evidences"},
 
-    {"SELECT * FROM evidence.evidence_type WHERE deleted = 0;", "read types"},
+    {"SELECT * FROM evidence.evidence_type WHERE deleted = 0", "read types"},
     {"SELECT * FROM evidence.evidence_type WHERE ID = {}", "read type {id}"},
     {"INSERT INTO evidence.evidence_type ", "add type {id} {name}"},
-    {"UPDATE evidence.evidence_type SET name = {}, update_time = {} WHERE id = {};", "name type {id} {name}"},
-    {"UPDATE evidence.evidence_type SET deleted = 1 WHERE id = {};", "delete type {id}"},
+    {"UPDATE evidence.evidence_type SET name = {}, update_time = {} WHERE id = {}", "name type {id} {name}"},
+    {"UPDATE evidence.evidence_type SET deleted = 1 WHERE id = {}", "delete type {id}"},
 
-    {"SELECT * FROM evidence.evidence_custom WHERE deleted = 0;", "read customs"},
+    {"SELECT * FROM evidence.evidence_custom WHERE deleted = 0", "read customs"},
     {"INSERT INTO evidence.evidence_custom ", "add custom {id} {name} {types}"},
-    {"UPDATE evidence.evidence_custom SET name = {}, types = {} , update_time = {} WHERE id = {};",
+    {"UPDATE evidence.evidence_custom SET name = {}, types = {} , update_time = {} WHERE id = {}",
      "name custom {id} {name} {types}"},
-    {"UPDATE evidence.evidence_custom SET deleted = 1 WHERE id = {};", "delete custom {id}"},
-    {"SELECT * FROM evidence.evidence_option WHERE custom_id = {} AND deleted = 0;", "read options of {custom_id}"},
+    {"UPDATE evidence.evidence_custom SET deleted = 1 WHERE id = {}", "delete custom {id}"},
     {"SELECT * FROM evidence.evidence_option WHERE custom_id = {} AND deleted = 0", "read options of {custom_id}"},
     {"INSERT INTO evidence.evidence_option ", "add option {id} {name} of {custom_id}"},
-    {"UPDATE evidence.evidence_option SET name = {} WHERE ID = {};", "name option {id} {name}"},
-    {"UPDATE evidence.evidence_option SET deleted = 1 WHERE ID = {};", "delete option {id}"},
-    {"UPDATE evidence.evidence_option SET deleted = 1 WHERE custom_id = {};", "delete options of {custom_id}"},
+    {"UPDATE evidence.evidence_option SET name = {} WHERE ID = {}", "name option {id} {name}"},
+    {"UPDATE evidence.evidence_option SET deleted = 1 WHERE ID = {}", "delete option {id}"},
+    {"UPDATE evidence.evidence_option SET deleted = 1 WHERE custom_id = {}", "delete options of {custom_id}"},
 
     {"SELECT * FROM evidence.evidence_custom_info WHERE evidence_id = {} AND deleted = 0",
      "read values of {evidence_id}"},
-    {"SELECT * FROM evidence.evidence_custom_info WHERE deleted = 0 AND evidence_id IN ({});",
+    {"SELECT * FROM evidence.evidence_custom_info WHERE deleted = 0 AND evidence_id IN ({})",
      "read values of {evidence_id}"},
     {"INSERT INTO evidence.evidence_custom_info ",
      "add value {id} of {evidence_id}: {custom_id} {option_id} {option_text}"},
-    {"UPDATE evidence.evidence_custom_info SET deleted = 1 WHERE evidence_id = {};", "delete values of {evidence_id}"},
-    {"UPDATE evidence.evidence_custom_info SET deleted = 1 WHERE custom_id = {};",
+    {"UPDATE evidence.evidence_custom_info SET deleted = 1 WHERE evidence_id = {}", "delete values of {evidence_id}"},
+    {"UPDATE evidence.evidence_custom_info SET deleted = 1 WHERE custom_id = {}",
      "delete values of custom {custom_id}"},
 
     {"SELECT * FROM evidence.evidence_file WHERE evidence_id = {} AND deleted = 0 ", "read files of {evidence_id}"},
     {"SELECT * FROM evidence.evidence_file WHERE evidence_id = {} AND deleted = 0  AND file_name = {} ",
      "read files of {evidence_id} {file_name}"},
-    {"SELECT id, evidence_id FROM evidence.evidence_file WHERE evidence_id IN ({}) AND deleted = 0;",
+    {"SELECT id, evidence_id FROM evidence.evidence_file WHERE evidence_id IN ({}) AND deleted = 0",
      "read files of {evidence_id}"},
-    {"SELECT ID, evidence_id, file_name FROM evidence.evidence_file WHERE deleted = 0 AND id IN ({});",
+    {"SELECT ID, evidence_id, file_name FROM evidence.evidence_file WHERE deleted = 0 AND id IN ({})",
      "read links of {id}"},
     {"SELECT count(*) FROM evidence.evidence_file WHERE evidence_id = {} AND deleted = 0 ",
      "count files of {evidence_id}"},
     {"INSERT INTO evidence.evidence_file ", "add file {id} {file_name} of {evidence_id}"},
-    {"UPDATE evidence.evidence_file SET deleted = 1 WHERE id = {};", "delete file {id}"},
-    {"UPDATE evidence.evidence_file SET deleted = 1 WHERE id = {} AND evidence_id = {};",
+    {"UPDATE evidence.evidence_file SET deleted = 1 WHERE id = {}", "delete file {id}"},
+    {"UPDATE evidence.evidence_file SET deleted = 1 WHERE id = {} AND evidence_id = {}",
      "delete file {id} of {evidence_id}"},
-    {"UPDATE evidence.evidence_file SET deleted = 1 WHERE evidence_id = {};", "delete files of {evidence_id}"},
+    {"UPDATE evidence.evidence_file SET deleted = 1 WHERE evidence_id = {}", "delete files of {evidence_id}"},
 
     {"SELECT * FROM evidence.operation_log WHERE evidence_id = {} ", "read history of {evidence_id}"},
     {"INSERT INTO evidence.operation_log ",
@@ -200,9 +199,9 @@ class Tables {
       auto rest = text;
       statement = {&form, {}};
       if (!TakeForm(statement.values, rest, form)) continue;
-      if (form.Begins("INSERT") ? !TakeInserted(statement.values, rest)
-                                : !rest.empty() && !form.statement.ends_with(';'))
-        continue;
+      if (form.Begins("INSERT") && !TakeInserted(statement.values, rest)) continue;
+      if (!rest.empty() && rest.front() != ';') continue;
+      rest.remove_prefix(std::min<std::size_t>(1, rest.size()));
       text = rest;
       return true;
     }
@@ -227,18 +226,20 @@ class Tables {
 
   /// The columns and values of an INSERT: "(id, name) VALUES (1, 'x');".
   static bool TakeInserted(Row& values, std::string_view& text) {
+    static constexpr std::string_view kValues = "VALUES (";
     const auto names_end = text.find(')');
-    const auto begin = text.find('(', std::min(names_end, text.size()));
-    if (!text.starts_with('(') || begin == std::string_view::npos) return false;
+    const auto begin = text.find(kValues);
+    if (!text.starts_with('(') || begin == std::string_view::npos || names_end > begin) return false;
     const auto listed = Orv::Base::StringUtil::StringReplace(text.substr(1, names_end - 1), " ", "");
     const auto names = Evidence::SplitText(kelp::ToLower(listed), ',');
-    text.remove_prefix(begin + 1);
+    text.remove_prefix(begin + kValues.size());
     for (const auto& name : names) {
+      if (name != names.front()) text.remove_prefix(std::min(text.find_first_not_of(", "), text.size()));
       if (!TakeValue(values[name], text, {})) return false;
-      text.remove_prefix(std::min(text.find_first_not_of(name == names.back() ? ")" : ", "), text.size()));
     }
-    if (text.starts_with(';')) text.remove_prefix(1);
-    return text.empty() || text.starts_with("INSERT");
+    if (!text.starts_with(')')) return false;
+    text.remove_prefix(1);
+    return true;
   }
 
   /// A text between quotes, those within doubled; or a number, or several with `separator` between.
