@@ -50,7 +50,7 @@ std::string ListedNames(const std::list<UserPtr>& users) {
   return text;
 }
 
-/// Whether a plain user is in the list, too; `user_name` receives the login name.
+/// Whether the list includes the login user, as it must for a plain user; `user_name` receives the name.
 bool ListsLoginUser(std::string& user_name, const std::list<UserPtr>& users, const std::string& session,
                     Operation operation = Operation::current()) {
   GetUsername(user_name, session);
