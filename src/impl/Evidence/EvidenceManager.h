@@ -51,7 +51,8 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
                             std::chrono::milliseconds progress_interval = std::chrono::seconds(5));
 
   /// Loads the dictionaries and creates the worker loop. After a failed read the loop is created nevertheless and the
-  /// manager stays closed. A second call on a running manager reloads nothing and requests the loop again.
+  /// manager stays closed; without the platform's element interface neither is there. A second call on a running
+  /// manager reloads nothing and requests the loop again.
   [[nodiscard]] bool Initialize();
 
   /// Closes the manager; always true. Calls that have passed the entry test continue.
@@ -76,9 +77,10 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
                                      std::vector<operation_record>& records);
 
   /// With cameras and attribute values; the options are named from the table. (0, 9804) when there is no such live
-  /// evidence or it cannot be read.
+  /// evidence or it cannot be read, (0, 2) for an id of -1.
   [[nodiscard]] bool GetEvidenceByID(EvidencePtr& evidence, std::int32_t evidence_id);
-  /// Without cameras and values. An id of -1 sets (0, 2) and is queried nevertheless.
+  /// Without cameras and values. An id of -1 sets (0, 2) and is queried nevertheless; more ids than
+  /// Limits::kReadEvidences are (0, 2).
   [[nodiscard]] bool GetEvidenceByIDs(std::list<EvidencePtr>& evidences, IdList evidence_ids);
   /// Without cameras and values; (0, 9804) when the guid is not in use.
   [[nodiscard]] bool GetEvidenceByGuid(EvidencePtr& evidence, const std::string& guid);
@@ -97,7 +99,7 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   /// A page of the evidences that match `filter`, or, when `evidence_ids` is not empty, the evidences with these ids.
   /// `page.total` receives the number before paging, `has_more` whether more rows follow. Evidences with attribute
   /// values come with cameras and options, named from the cache; the others without, and they set (0, 9804). (0, 1)
-  /// without a filter.
+  /// without a filter, (0, 2) for a NUL in it and for more ids than Limits::kReadEvidences.
   [[nodiscard]] bool QueryEvidences(std::list<EvidencePtr>& evidences, page_info& page, bool& has_more,
                                     const EvidenceFilterPtr& filter, const IdList& evidence_ids);
 
@@ -107,7 +109,8 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   [[nodiscard]] static bool CheckEvidenceAddMode(const EvidencePtr& evidence);
   /// Whether any camera, except those of mobile devices, uses the Roamlink protocol; unknown ones do not.
   [[nodiscard]] static bool HasRoamlinkCamera(const std::string& camera_ids);
-  /// Whether all cameras belong to one device; cameras without a device are skipped.
+  /// Whether all cameras belong to one device. Cameras without a device are skipped; an unknown
+  /// camera is of no device, and so not of the one of a camera before it.
   [[nodiscard]] static bool IsCamerasInSameDevice(const std::string& camera_ids);
 
   // File
@@ -135,8 +138,8 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   [[nodiscard]] bool GetEvidenceTypes(std::list<EvidenceTypePtr>& types, page_info& page,
                                       const std::shared_ptr<_tag_EvidenceAttributeFilterInfo_>& filter);
 
-  /// What changed since a client's version: record n changed by method n (0 add, 1 modify, 2 delete). A
-  /// deleted type has only its id. Needs no store.
+  /// What changed since a client's version: record n changed by method n (0 add, 1 modify, 2 delete;
+  /// others are passed through). A deleted type has only its id; one that is gone meanwhile is left out.
   [[nodiscard]] bool GetIncreEvidenceTypes(std::list<EvidenceTypePtr>& types, std::list<std::int32_t>& methods,
                                            std::int32_t client_resource_version);
 
@@ -294,8 +297,8 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   /// False with the pair when the batch as a whole is refused.
   [[nodiscard]] bool CheckFileBatch(const std::list<EvidenceFilePtr>& files,
                                     Operation operation = Operation::current());
-  /// Classifies one file. False when it is refused: with the pair of the failed read, or, for a file without an
-  /// evidence, with the last error unchanged.
+  /// Classifies one file. False when it is refused: with the pair of the failed read, with (0, 2) for a NUL in
+  /// its texts, or, for a file without an evidence, with the last error unchanged.
   [[nodiscard]] bool ClassifyFile(FileBatch& batch, const EvidenceFilePtr& file,
                                   Operation operation = Operation::current());
   /// Assigns a key to each new file without one; those that get none are moved to `failures`.

@@ -27,6 +27,7 @@ class CEvidenceUserInterface : public Orv::Base::CNoncopyable {
   EVIDENCE_FORWARD(UpdateEvidences)
   EVIDENCE_FORWARD(GetEvidenceByID)
   EVIDENCE_FORWARD(GetEvidenceByIDs)
+  // Delete
   EVIDENCE_FORWARD(DelEvidences)
   // Query
   EVIDENCE_FORWARD(QueryEvidences)
@@ -41,12 +42,12 @@ class CEvidenceUserInterface : public Orv::Base::CNoncopyable {
   EVIDENCE_FORWARD(GetEvidenceTypeById)
   EVIDENCE_FORWARD(SetEvidenceTypes)
   EVIDENCE_FORWARD(DeleteEvidenceTypes)
+  EVIDENCE_FORWARD(QueryEvidenceTypeNameById)
   // Custom
   EVIDENCE_FORWARD(GetEvidenceCustoms)
   EVIDENCE_FORWARD(GetIncreEvidenceCustoms)
   EVIDENCE_FORWARD(SetEvidenceCustoms)
   // Log
-  EVIDENCE_FORWARD(QueryEvidenceTypeNameById)
   EVIDENCE_FORWARD(WriteEvidenceLog)
   EVIDENCE_FORWARD(GetEvidenceLog)
 
