@@ -7,8 +7,8 @@
 
 namespace Evidence {
 
-/// Runs `work` at an edge where the host enters; an exception ends here: it is logged, and `failed`
-/// gives the result.
+/// Runs `work` at an entry point of the host. No exception leaves it: it is logged, and the result of `failed` is
+/// returned.
 template <class Work, class Failed>
 auto GuardEdge(Work&& work, Failed&& failed) {
   return platform::Guard(std::forward<Work>(work), [&](const char* reason) {

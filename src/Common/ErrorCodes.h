@@ -7,7 +7,7 @@ namespace Evidence {
 /// Sub codes of the plugin's own (main, sub) pairs; main is always 0.
 enum ErrorSubCode : int {
   kSuccess = 0,
-  /// A needed object is gone, or the operation is not served.
+  /// A required object is missing, or the operation is not served.
   kObjectMissing = 1,
   kBadInput = 2,
   /// Method not served on the custom attribute route.
@@ -16,11 +16,11 @@ enum ErrorSubCode : int {
   /// No permission, or the platform's log refused a line.
   kNoPermission = 10,
   kStatementFailed = 15,
-  /// There was no memory for the record of an answer.
+  /// No memory for the record of an answer.
   kAnswerNotMade = 54,
-  /// Session not found, or its client address not known.
+  /// Session not found, or its client address unknown.
   kSessionNotFound = 200,
-  /// A secret could not be enciphered for the table, or opened again.
+  /// A secret could not be encrypted for the table, or decrypted.
   kEncryptionFailed = 252,
   kDecryptionFailed = 253,
   kEvidenceNotFound = 9804,
@@ -34,7 +34,7 @@ enum ErrorSubCode : int {
   kSomeFilesFailed = 9999,
   /// A batch link body that cannot be read, or that names no files or no evidences.
   kBadBatchLink = 10002,
-  /// Cameras that are to be uploaded from by WIFI lie on several devices.
+  /// The cameras of an upload by WIFI belong to several devices.
   kCamerasOnSeveralDevices = 120002,
   kRoamlinkCamera = 120003,
   kTooManyEvidences = 120004,

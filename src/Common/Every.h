@@ -4,14 +4,14 @@
 
 namespace Evidence {
 
-/// Says when a long piece of work reports how far it is: once for each interval that has passed. For one thread.
+/// Decides when a long operation reports its progress: once per interval. For one thread.
 class Every {
  public:
   using Clock = std::chrono::steady_clock;
 
   explicit Every(Clock::duration interval) : interval_(interval) {}
 
-  /// Whether an interval has passed since the start or since this was true last.
+  /// Whether an interval has passed since construction or since the last call that returned true.
   [[nodiscard]] bool IsDue() {
     const auto now = Clock::now();
     if (now - last_ < interval_) return false;

@@ -12,8 +12,8 @@ namespace Evidence {
 using Orv::Base::LogLevel;
 using enum Orv::Base::LogLevel;
 
-/// The qualified name within a compiler's full signature: "bool Evidence::CFoo::Bar(int)" gives
-/// "Evidence::CFoo::Bar". A lambda has the name of the function around it, which for a template is the bare name, too.
+/// The qualified name within a compiler's full signature: "bool Evidence::CFoo::Bar(int)" gives "Evidence::CFoo::Bar".
+/// A lambda gets the name of the enclosing function, which for a template is the bare name, too.
 inline std::string QualifiedFunctionName(std::string_view signature) {
   constexpr std::string_view kUnnamed = "(anonymous namespace)";  // as clang writes it
   int angle_depth = 0;
@@ -37,8 +37,8 @@ inline std::string QualifiedFunctionName(std::string_view signature) {
 
 }  // namespace Evidence
 
-/// Writes one log line under the name of the function it stands in. `text` is one literal that begins with "[%s]" for
-/// the function and ends with "[%s(%d)]" for the source position; the arguments between follow it.
+/// Writes one log line under the name of the enclosing function. `text` is one literal that begins with "[%s]" for the
+/// function and ends with "[%s(%d)]" for the source position; the arguments between follow it.
 #define EVIDENCE_LOG(level, text, ...) \
   EVIDENCE_LINE(::Evidence::kLogTag, __PRETTY_FUNCTION__, level, text __VA_OPT__(, ) __VA_ARGS__)
 
@@ -46,7 +46,7 @@ inline std::string QualifiedFunctionName(std::string_view signature) {
 #define EVIDENCE_LOG_OF(operation, level, text, ...) \
   EVIDENCE_LINE(::Evidence::kLogTag, (operation).function_name(), level, text __VA_OPT__(, ) __VA_ARGS__)
 
-/// The same for the rules on devices, which have a tag of their own.
+/// The same for the device rules, which have a tag of their own.
 #define EVIDENCE_DEVICE_LOG_OF(operation, level, text, ...) \
   EVIDENCE_LINE(::Evidence::kDeviceLogTag, (operation).function_name(), level, text __VA_OPT__(, ) __VA_ARGS__)
 

@@ -14,7 +14,7 @@ namespace {
 
 using Context = std::unique_ptr<EVP_MAC_CTX, decltype(&EVP_MAC_CTX_free)>;
 
-/// A context that holds the process's key, to be copied; null when the library gives none.
+/// A context with the process's key, to be duplicated; null when the library provides none.
 Context MakeKeyedContext() {
   const std::unique_ptr<EVP_MAC, decltype(&EVP_MAC_free)> siphash(EVP_MAC_fetch(nullptr, "SIPHASH", nullptr),
                                                                   &EVP_MAC_free);
@@ -41,7 +41,7 @@ std::size_t KeyedHash::operator()(std::string_view text) const {
   std::array<unsigned char, sizeof(hash)> digest{};
   std::size_t written = 0;
   const auto* const bytes = reinterpret_cast<const unsigned char*>(text.data());
-  // Init without a key takes up the one that stands.
+  // Init without a key resets the context and keeps its key.
   if (!context_ || EVP_MAC_init(context_.get(), nullptr, 0, nullptr) != 1 ||
       EVP_MAC_update(context_.get(), bytes, text.size()) != 1 ||
       EVP_MAC_final(context_.get(), digest.data(), &written, digest.size()) != 1) {

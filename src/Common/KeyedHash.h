@@ -8,15 +8,15 @@ struct evp_mac_ctx_st;
 
 namespace Evidence {
 
-/// Hash of texts that clients choose: SipHash under a key that the process draws once, so that nobody can
-/// prepare texts that all fall together. For one thread at a time; copies share their working state.
+/// Hash for texts chosen by clients: SipHash under a random key per process, so that no client can prepare texts that
+/// collide. For one thread at a time; copies share their context.
 class KeyedHash {
  public:
   KeyedHash();
   [[nodiscard]] std::size_t operator()(std::string_view text) const;
 
  private:
-  /// Null when the library gives none; then a plain hash serves.
+  /// Null when the library provides none; then std::hash is used.
   std::shared_ptr<evp_mac_ctx_st> context_;
 };
 

@@ -6,7 +6,7 @@
 
 namespace Evidence {
 
-/// A new object; null when there is no memory for it, which its caller reports in its own words.
+/// A new object; null when out of memory, which the caller logs in its own words.
 template <class Record, class... Args>
 [[nodiscard]] std::shared_ptr<Record> NewRecord(Args&&... args) {
   try {

@@ -4,13 +4,13 @@
 
 namespace Evidence {
 
-/// Operators find the lines of an operation by its name, whichever helper writes them. So a helper that logs takes, as
-/// its last parameter, `Operation operation = Operation::current()`: its caller, unless that one passes on whose helper
-/// it is itself.
+/// Log lines carry the name of the operation, whichever helper writes them, so that operators find them. A helper that
+/// logs therefore takes `Operation operation = Operation::current()` as its last parameter: its caller, unless the
+/// caller is itself a helper and passes its own operation on.
 #if __has_builtin(__builtin_source_location)
 using Operation = std::source_location;
 #else
-/// clang before 15 knows the plain name alone.
+/// clang before 15 provides only the unqualified name.
 class Operation {
  public:
   static constexpr Operation current(const char* name = __builtin_FUNCTION()) { return Operation(name); }

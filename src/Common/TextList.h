@@ -11,7 +11,7 @@
 
 namespace Evidence {
 
-/// The pieces of `text` between separators, empty ones dropped; nothing else is done to a piece.
+/// The pieces of `text` between separators, unchanged; empty ones are dropped.
 inline std::list<std::string> SplitText(std::string_view text, char separator) {
   std::list<std::string> pieces;
   while (!text.empty()) {
@@ -44,8 +44,8 @@ template <class Ids>
   return text;
 }
 
-/// The decimal number that `text` begins with, blanks before it allowed; 0 when it begins with none, the nearest end of
-/// the 32-bit range when it lies outside.
+/// The decimal number at the start of `text`, after optional blanks; 0 when there is none, the nearest limit when it
+/// exceeds the 32-bit range.
 inline std::int32_t ExtractDecimal(const std::string& text) {
   std::int32_t number = 0;
   std::istringstream stream(text);

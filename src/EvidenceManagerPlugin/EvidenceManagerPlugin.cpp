@@ -17,7 +17,7 @@ extern "C" __attribute__((visibility("default"))) bool Init() {
   return started;
 }
 
-/// Stops the plugin, also one whose start failed; always true.
+/// Stops the plugin, also after a failed start; always true.
 extern "C" __attribute__((visibility("default"))) bool UnInit() {
   Evidence::GuardEdge([] { CEvidenceModule::Instance()->Finalize(); }, [] {});
   EVIDENCE_LOG(Evidence::kLogProgress, "[%s]Evidence Plugin UnInit success.[%s(%d)]");

@@ -16,8 +16,8 @@ struct Action {
     kNothing,         ///< no answer
     kReject,          ///< (0, 8) in an answer
     kRejectSilently,  ///< (0, 6) without an answer
-    kHandle,          ///< the handler, which leaves the answer empty when it must
-    kHandleOrReport,  ///< the handler; when it gives false the last error is the answer
+    kHandle,          ///< the handler, which may leave the answer empty
+    kHandleOrReport,  ///< the handler; when it returns false, the last error is the answer
   };
   Kind kind;
   Handler handler = nullptr;
@@ -33,7 +33,7 @@ enum class RequestLog {
 
 struct Dispatcher {
   enum class Ids { kAny, kOne, kOneOnGet };
-  /// How many ids the path must hold; another number is (0, 2), whatever the method.
+  /// How many ids the path must contain; another number is (0, 2), checked before the method.
   Ids ids;
   /// By method code: PUT, POST, DELETE, GET.
   std::array<Action, kMethodCount> actions;

@@ -13,7 +13,7 @@ inline constexpr int kLogEvidenceQueried = 306020;
 inline constexpr int kLogFilesLinked = 306021;
 inline constexpr int kLogFilesUnlinked = 306022;
 
-/// `operation_type` of history entries; other values come from clients as they are, 5 for a device.
+/// `operation_type` of history entries; other values are stored as clients send them, 5 for a device.
 enum HistoryType : std::int32_t {
   kHistoryCreated = 1,
   kHistoryChanged = 2,

@@ -14,9 +14,8 @@ inline constexpr char kBaseV1[] = "/TRELL/Halyard/Evidence/V1";
 inline constexpr char kBaseV2[] = "/TRELL/Halyard/Evidence/V2";
 inline constexpr char kCapability[] = "s_basevideo_evidence_support";
 
-/// How a route is registered. What a host makes of a mode is its own business; ours makes no difference. The modes do
-/// not follow the methods everywhere: a new guid is read in the mode of changes, and files, batch links and histories
-/// are changed in the mode of reads.
+/// How a route is registered. The meaning of a mode is up to the host; ours ignores it. The modes do not always match
+/// the methods: a new guid is read in change mode, and files, batch links and histories are changed in read mode.
 enum RouteMode : int { kReadMode = 0, kChangeMode = 2 };
 
 using DispatcherFunction = void (CUsrServiceEvidence::*)(kelp::SHttpResponse&, const kelp::SHttpRequest&);
@@ -72,7 +71,7 @@ inline constexpr std::array kRoutes{
 };
 static_assert(kRoutes.size() == 33);
 
-/// A path whose registrations go at the stop, all methods at once.
+/// A path that is unregistered at shutdown, all methods at once.
 struct RoutePath {
   const char* base;
   const char* sub_path;
@@ -101,7 +100,7 @@ constexpr bool IsPathOf(const RoutePath& path, const Route& route) {
   return std::string_view(path.base) == route.base && std::string_view(path.sub_path) == route.sub_path;
 }
 
-/// Whether every route goes at the stop, and no path is removed twice or without having been registered.
+/// Whether every route is unregistered at shutdown, and no path is removed twice or without a registration.
 constexpr bool RemovesWhatIsRegistered() {
   for (const Route& route : kRoutes) {
     if (std::ranges::count_if(kRemovedPaths, [&](const auto& path) { return IsPathOf(path, route); }) != 1)

@@ -9,10 +9,10 @@
 
 namespace Evidence {
 
-/// The flow of a request whose messages are a pair: decode the text, do the work, encode the record. `Pdu` is a
-/// message object with `bool DecodeReq(text)`, `Request()` (a shared pointer, empty when nothing was decoded), `bool
-/// EncodeRsp(record)` and `Text()`. The work is done without a request when the text is empty. A failure
-/// goes into the record's codes; the response text is written in every case.
+/// The flow of a request: decode the text, run `work`, encode the record. `Pdu` is a message object with `bool
+/// DecodeReq(text)`, `Request()` (a shared pointer, null when nothing was decoded), `bool EncodeRsp(record)` and
+/// `Text()`. With an empty text `work` runs without a request. A failure is stored in the codes of the record; the
+/// response text is always written.
 template <class Pdu, class Response>
 void ProcRequestSTDFlow(std::string& response_text, const std::string& request_text, Pdu& pdu,
                         const std::shared_ptr<Response>& response, const std::function<bool()>& work) {

@@ -15,22 +15,22 @@ namespace {
 using namespace TarnPlatform::Authentication;
 using Orv::Base::Error::SetLastError;
 
-/// With whose password a super user confirms.
+/// The user whose password confirms a deletion by a super user.
 constexpr char kSuperUserName[] = "sysop";
 
 constexpr int kPermissionDeleteEvidence = 43;
 
-/// The error code when the platform gave no answer, or none that can be used.
+/// The error code when the platform returned no usable answer.
 constexpr int kNoLoginResponse = 1;
 
-/// Values of `lock_type`: whose remaining tries are told.
+/// Values of `lock_type`: whose remaining tries are reported.
 constexpr std::int32_t kUserTries = 1;
 constexpr std::int32_t kClientTries = 2;
 
 bool IsDomainAccount(const std::string& name) { return name.find('\\') != std::string::npos; }
 
-/// Whether a refusal is told with the number of tries that remain.
-bool TellsRemainingTries(int error_code) {
+/// Whether a refusal is reported with the remaining tries.
+bool ReportsRemainingTries(int error_code) {
   switch (error_code) {
     case kLoginWrongPassword:
     case kLoginUserDisabled:
@@ -50,9 +50,9 @@ std::string ListedNames(const std::list<UserPtr>& users) {
   return text;
 }
 
-/// A plain user confirms among others for himself; `user_name` receives his login name.
-bool ListsHimself(std::string& user_name, const std::list<UserPtr>& users, const std::string& session,
-                  Operation operation = Operation::current()) {
+/// Whether the list includes the login user, as it must for a plain user; `user_name` receives the name.
+bool ListsLoginUser(std::string& user_name, const std::list<UserPtr>& users, const std::string& session,
+                    Operation operation = Operation::current()) {
   GetUsername(user_name, session);
   for (const auto& user : users) {
     if (IsDomainAccount(user->name)) user->name = kelp::ToLower(user->name);
@@ -78,7 +78,7 @@ bool CUsrServiceEvidence::CheckUsersDelEvidencePerm(std::int32_t& remain_count, 
                                                     const std::string& session) {
   remain_count = -1;
   if (!Limits::Allows(Limits::kConfirmingUsers, users.size())) return false;
-  if (IsSuperUser(session) ? !ListsSuperUserAlone(users) : !ListsHimself(user_name, users, session)) return false;
+  if (IsSuperUser(session) ? !ListsSuperUserAlone(users) : !ListsLoginUser(user_name, users, session)) return false;
   remain_count = -1;
   lock_type = kUserTries;
   std::string client_address;
@@ -86,7 +86,7 @@ bool CUsrServiceEvidence::CheckUsersDelEvidencePerm(std::int32_t& remain_count, 
     EVIDENCE_LOG(kLogFailure, "[%s]GetClientAddress failed, session-id[%s].[%s(%d)]", session.c_str());
     return Fail(kSessionNotFound);
   }
-  // What was found right once in this call is not tried again: one body may repeat a user very often.
+  // A pair confirmed once in this call is not checked again: one body may repeat a user very often.
   std::set<std::pair<std::string, std::string>> confirmed;
   for (const auto& user : users) {
     user_name = user->name;
@@ -128,12 +128,12 @@ std::int32_t CUsrServiceEvidence::CheckUserPass(std::int32_t& remain_count, std:
   error_code = kNoLoginResponse;
   if (!response) return -1;
   const std::int32_t user_id = response->GetValUserID();
-  // A right password of nobody confirms nothing.
+  // A right password without a user id confirms nothing.
   if (right) return user_id < 0 ? -1 : user_id;
   // A refusal without a code must not read as success.
   if (response->GetValErrCode() != 0) error_code = response->GetValErrCode();
   if (error_code == kLoginWrongPassword) AddLoginFailCount(client_address);
-  if (TellsRemainingTries(error_code)) {
+  if (ReportsRemainingTries(error_code)) {
     CheckFreezeSurplus(remain_count, lock_type, error_code, user_id, client_address, user_name);
   }
   return -1;

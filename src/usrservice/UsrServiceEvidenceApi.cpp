@@ -18,7 +18,7 @@ using plugin_comm::IPluginCommManager;
 /// Callers inside the system are trusted and have no session.
 constexpr char kNoSession[] = "";
 
-/// `upload_state` of a file that is wholly there.
+/// `upload_state` of a completely uploaded file.
 constexpr std::int32_t kUploaded = 1;
 
 bool HasMsgBus(Operation operation = Operation::current()) {
@@ -81,7 +81,7 @@ void CUsrServiceEvidence::ServeApi(LogLevel level, const std::string& url,
   const auto user_interface = LockUserInterface();
   const auto call = std::dynamic_pointer_cast<CPluginCommData>(request);
   if (!user_interface || !call) {
-    // The response stays as the caller gave it, which tells the caller that the call failed.
+    // An unchanged response signals the failure to the caller.
     Orv::Base::Error::SetLastError({0, kObjectMissing});
     return;
   }
@@ -109,7 +109,7 @@ void CUsrServiceEvidence::Evidence_Evidence_API(const std::string& url, const st
                EVIDENCE_LOG(kLogFailure, "[%s]Input param invalid, evidence is empty.[%s(%d)]");
                ok = Fail(kBadInput);
              }
-             // The first failure ends the call; what was done before it stays.
+             // The first failure ends the call; the evidences before it remain.
              ok = ok && std::ranges::all_of(evidences, [&](const auto& entry) {
                     return AddEvidenceOfPlugin(user_interface, entry.first, entry.second);
                   });
@@ -160,7 +160,7 @@ bool CUsrServiceEvidence::LogEvidenceOfPlugin(const CEvidenceUserInterface& user
   };
   bool written = write_history({}, kHistoryCreated);
   if (written && !files.empty()) {
-    // A line that the platform's log refuses must not keep the files out of the history.
+    // A line refused by the platform's log must not keep the files out of the history.
     (void)WriteLog(kNoSession, kLogFilesLinked, evidence->id, names, {}, evidence->name);
     written = write_history(files, kHistoryFilesLinked);
   }

@@ -21,7 +21,7 @@ std::size_t NameBytes(const std::list<EvidenceFilePtr>& files) {
   return bytes;
 }
 
-/// The failures of a batch that failed as a whole: each of its files, for the same reason.
+/// The failures of a batch that failed as a whole: each of its files, with the same error.
 std::list<ErrorPtr> EveryFileFailed(const std::list<EvidenceFilePtr>& files) {
   const auto error = Orv::Base::Error::GetLastError();
   std::list<ErrorPtr> failures;
@@ -41,7 +41,7 @@ struct CUsrServiceEvidence::BatchLink {
   std::list<EvidenceFilePtr> files;
   IdSet evidence_ids;
 
-  /// False with (0, 10002) for a body that cannot be read, names none of what it must, or more than one request may.
+  /// False with (0, 10002) for a body that cannot be parsed, lacks required entries, or exceeds a limit.
   [[nodiscard]] bool Read(const std::string& body, bool needs_evidences, Operation operation = Operation::current()) {
     IdList ids;
     if (!FileBatchLinkDecode(files, ids, body)) return false;
@@ -95,7 +95,7 @@ bool CUsrServiceEvidence::MakeLinksEqual(LinkFailures& failures, const BatchLink
     IdSet to_add = batch.evidence_ids;
     IdSet to_drop;
     for (const auto& link : links) {
-      if (link->evidence_id == -1) continue;  // a file of no evidence is no link
+      if (link->evidence_id == -1) continue;  // a file without an evidence is not a link
       to_add.erase(link->evidence_id);
       if (!batch.evidence_ids.contains(link->evidence_id)) to_drop.insert(link->evidence_id);
     }
@@ -172,7 +172,7 @@ bool CUsrServiceEvidence::ChangeFiles(const FileChange& change, LinkFailures& fa
       if (!LogFileChange(change, evidence_id, evidence, files, session, operation)) return false;
     } else {
       if (refused.empty()) refused = EveryFileFailed(files);
-      // The files of a request may come one by one: each keeps its failure.
+      // The files of a request may be changed one by one: each keeps its failure.
       auto& of_evidence = failures[evidence_id];
       of_evidence.splice(of_evidence.end(), refused);
     }

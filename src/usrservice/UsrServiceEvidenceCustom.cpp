@@ -28,7 +28,7 @@ bool CUsrServiceEvidence::ProcEvidenceCustomGet(kelp::SHttpResponse& response, c
                    : user_interface->GetIncreEvidenceCustoms(customs, methods, client_resource_version))) {
     TakeLastError(status);
   }
-  // The message of a list without entries is no body, which must not hide a failure.
+  // An empty list is encoded as no body, which must not hide a failure.
   if (customs.empty() && (status.main_code != 0 || status.sub_code != kSuccess)) {
     EncodeBaseErrorRsp(response);
     return true;

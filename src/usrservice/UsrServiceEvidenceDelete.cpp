@@ -7,7 +7,7 @@
 namespace Evidence {
 namespace {
 
-/// More ids than one call deletes are no list at all: neither passwords nor history are worked on for them.
+/// Clears a list above the limit of one call: no passwords are checked and no history is written for it.
 bool IsDeletable(IdList& evidence_ids, Operation operation = Operation::current()) {
   if (Limits::Allows(Limits::kChangedEvidences, evidence_ids.size(), kBadInput, operation)) return true;
   evidence_ids.clear();

@@ -72,7 +72,7 @@ bool CUsrServiceEvidence::ProcEvidenceIDPut(kelp::SHttpResponse& response, const
     evidence.reset();
   } else {
     evidence->id = request.url_ids.front();
-    // An unknown user is no obstacle to the change.
+    // An unknown user does not prevent the change.
     (void)ParsePutEvidenceLog(record, evidence->id, session);
     if (!user_interface->UpdateEvidence(evidence, record)) TakeLastError(status);
   }

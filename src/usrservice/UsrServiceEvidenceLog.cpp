@@ -19,7 +19,7 @@
 namespace Evidence {
 namespace {
 
-/// A line of joined names is ended before it reaches this many bytes; one longer name stands alone.
+/// A line of joined names ends before it reaches this many bytes; a longer name has a line of its own.
 constexpr std::size_t kJoinedNamesBytes = 256;
 
 bool WriteSuccess(const std::string& session, int log_type, std::int64_t object_id, const std::string& object_name,
@@ -61,8 +61,7 @@ std::string JoinedNames(const std::list<EvidenceFilePtr>& files) {
   return text;
 }
 
-/// Whether the rows that the entries make are within the limits. Name and address of an entry stand twice in each of
-/// its rows.
+/// Whether the rows of the entries are within the limits. Each row holds the name and the address of its entry twice.
 bool IsWritable(const std::vector<pdu::SOperationLogEntry>& entries, Operation operation = Operation::current()) {
   std::size_t rows = 0;
   std::size_t bytes = 0;
@@ -106,7 +105,7 @@ pdu::SOperationInfo InfoOf(const change_item& change) {
   return {change.mod_type, change.before_id, change.before_mod, change.after_id, change.after_mod};
 }
 
-/// Appends the record as a client reads it: a change once for each edit it collects.
+/// Appends the record as a client reads it: a change as one item per edit.
 void AppendItems(std::vector<pdu::SOperationLogItem>& items, const operation_record& record) {
   if (record.operation_type == kHistoryChanged) {
     std::map<std::string, pdu::SOperationLogItem> edits;
@@ -238,7 +237,7 @@ bool CUsrServiceEvidence::ProcOperationLogGet(kelp::SHttpResponse& response, con
       AppendItems(answer->OperationLogList, record);
     return true;
   };
-  // The path says all there is to ask: the body is not looked at.
+  // The path is the whole request: the body is ignored.
   ProcRequestSTDFlow(response.response_body, std::string(), message, answer, read);
   return true;
 }

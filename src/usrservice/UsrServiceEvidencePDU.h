@@ -186,11 +186,10 @@ class CEvidencePduJson final : public IEvidencePdu, public Orv::Base::CNoncopyab
   /// Null with (0, 1) when it is gone.
   std::shared_ptr<CEvidenceUserInterface> LockUserInterface() const;
 
-  /// Gives the record the names of its type and its creator that hold now. A type that was never there has the name
-  /// ""; a creator who cannot be asked for keeps the one in the record. Failures may leave their pair in the last
-  /// error.
+  /// Refreshes the names of type and creator in the record. A type that never existed gets the name ""; a creator that
+  /// cannot be queried keeps the one in the record. Failures may leave their pair in the last error.
   void UpdateEvidenceInfo(const EvidencePtr& evidence);
-  /// The same for one record of many: names that only the table knows are read once for all of them.
+  /// The same for one record of many: names that are only in the table are read once for all of them.
   using TypeNames = std::map<std::int32_t, std::string>;
   void UpdateEvidenceInfo(const EvidencePtr& evidence, TypeNames& names_from_table);
 

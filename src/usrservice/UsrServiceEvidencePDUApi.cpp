@@ -23,7 +23,7 @@ template <class Pdu>
   return request;
 }
 
-/// Fills a fresh answer of `Pdu` with `fill` and writes it.
+/// Fills a new answer of `Pdu` with `fill` and encodes it.
 template <class Pdu, class Response, class Fill>
 [[nodiscard]] bool EncodeApi(std::string& text, const ResponseStatus& status, const Fill& fill,
                              Operation operation = Operation::current()) {

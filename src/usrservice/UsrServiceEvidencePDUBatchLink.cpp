@@ -48,7 +48,7 @@ bool FileBatchLinkEncode(std::string& response, const LinkFailures& failures,
       evidence.ErrorList.push_back({error->id, error->sub_code, error->main_code});
     answer->EvidenceErrorList.push_back(std::move(evidence));
   }
-  // A text that cannot be built leaves the answer as it was; the links themselves stand.
+  // A text that cannot be built leaves the answer unchanged; the links themselves remain.
   (void)pdu::Encode(response, answer);
   return true;
 }

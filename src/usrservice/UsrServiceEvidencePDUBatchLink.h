@@ -15,13 +15,13 @@ class CEvidenceUserInterface;
 /// Failures of a batch link by evidence id.
 using LinkFailures = std::map<std::int32_t, std::list<ErrorPtr>>;
 
-/// Appends the request's files, their `delete_flag` 0, and its evidence ids, repeated ones too. (0, 10002) for a body
-/// that cannot be read.
+/// Appends the request's files, their `delete_flag` 0, and its evidence ids, duplicates included. (0, 10002) for a body
+/// that cannot be parsed.
 [[nodiscard]] bool FileBatchLinkDecode(std::list<EvidenceFilePtr>& files, IdList& evidence_ids,
                                        const std::string& body);
 
 /// The answer to a batch link that failed in part: (0, 9999) and the refused files of each evidence, whose name is
-/// looked up and stays empty when it cannot be had. Without failures `response` is left as it was. Always true.
+/// looked up and stays empty when that fails. Without failures `response` is unchanged. Always true.
 bool FileBatchLinkEncode(std::string& response, const LinkFailures& failures,
                          const std::weak_ptr<CEvidenceUserInterface>& user_interface);
 

@@ -54,7 +54,7 @@ bool CEvidencePduJson::EncodeEvidenceCustomGetRsp(std::string& response, const R
     PduFrame::AddSigned(element, "CustomType", custom->custom_type);
     if (custom->custom_type == kChoice) AddOptions(element, *custom);
   }
-  // Clients take an empty body, not an empty list, as the answer that holds no attributes.
+  // Clients expect an empty body, not an empty list, when there are no attributes.
   return customs.empty() || PduFrame::Render(envelope, response);
 }
 

@@ -6,8 +6,8 @@
 
 #include "usrservice/UsrServiceEvidencePDUFrame.h"
 
-/// The messages of the dictionaries of types, scenes and outcomes: the same but for their words. Decoders are called
-/// with a parsed body.
+/// The messages of the dictionaries of types, scenes and outcomes, which differ only in their keys. Decoders take a
+/// parsed body.
 namespace Evidence::PduFrame {
 
 template <class Record>
@@ -61,7 +61,7 @@ void ReadEntries(std::list<std::shared_ptr<Record>>& records, const Dictionary<R
                  [&](const std::string& element) { records.push_back(ReadEntry(words, proto, element)); });
 }
 
-/// `methods` runs beside `records`; what lies behind its end has no method.
+/// `methods` is parallel to `records`; entries beyond its end have no method.
 template <class Record>
 [[nodiscard]] bool WriteEntries(std::string& response, const Dictionary<Record>& words, const ResponseStatus& status,
                                 const page_info& page, const std::list<std::shared_ptr<Record>>& records,
@@ -102,7 +102,7 @@ template <class Record>
   return Render(envelope, response);
 }
 
-/// `record` may be empty.
+/// `record` may be null.
 template <class Record>
 [[nodiscard]] bool WriteEntry(std::string& response, const Dictionary<Record>& words, const ResponseStatus& status,
                               const std::shared_ptr<Record>& record) {

@@ -24,7 +24,7 @@ constexpr TextKey kTextKeys[] = {{"Guid", &_tag_Evidence_::guid},
                                  {"EvidenceEndTime", &_tag_Evidence_::evidence_end_time},
                                  {"CADID", &_tag_Evidence_::cad_id}};
 
-/// What is said once, when the evidence is made.
+/// Keys that are read only when an evidence is created.
 constexpr NumberKey kCreationNumberKeys[] = {{"AddMode", &_tag_Evidence_::add_mode},
                                              {"UploadMode", &_tag_Evidence_::upload_mode}};
 
@@ -43,7 +43,7 @@ tag_EvidenceCustom_ ReadCustomValue(const CRapidJsonProto& proto, const std::str
   return custom;
 }
 
-/// What a body to create and one to change have in common.
+/// The common part of the bodies for creation and change.
 EvidencePtr ReadEvidence(const CRapidJsonProto& proto) {
   const std::string root = kEvidenceRoot;
   auto evidence = std::make_shared<_tag_Evidence_>();
@@ -58,7 +58,7 @@ EvidencePtr ReadEvidence(const CRapidJsonProto& proto) {
   return evidence;
 }
 
-/// The status of a batch: results know no main code of their own.
+/// The status of a batch; results have no main code.
 ResponseStatus ResultsStatus(const ResponseStatus& status, const std::list<EvidenceErrInfoPtr>& results) {
   const bool refused = std::ranges::any_of(results, [](const auto& result) { return result->sub_code != 0; });
   return refused ? ResponseStatus{status.main_code, kSomeEntriesFailed, {}} : status;
@@ -147,7 +147,7 @@ void CEvidencePduJson::UpdateEvidenceInfo(const EvidencePtr& evidence, TypeNames
   if (user_interface->GetEvidenceTypeById(type, evidence->evidence_type.type_id) && type) {
     evidence->evidence_type.type_name = type->type_name;
   } else {
-    // A deleted type keeps its name in the table. What could not be read is asked again for the next evidence.
+    // A deleted type keeps its name in the table. A failed read is retried for the next evidence.
     const std::int32_t type_id = evidence->evidence_type.type_id;
     std::string& name = evidence->evidence_type.type_name;
     if (const auto known = names_from_table.find(type_id); known != names_from_table.end()) {

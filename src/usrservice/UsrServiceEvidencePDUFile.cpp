@@ -41,7 +41,7 @@ void AddStatistics(const NodePtr& data, const std::map<std::int32_t, std::int32_
   PduFrame::AddUnsigned(node, "TotalNum", static_cast<std::int32_t>(sum));
 }
 
-/// The answer to a batch of files. `add_names` writes what each entry is called by.
+/// The answer to a batch of files. `add_names` writes the id or the names of each entry.
 template <class AddNames>
 bool EncodeFileErrors(std::string& response, const ResponseStatus& status, const std::list<ErrorPtr>& errors,
                       AddNames add_names) {

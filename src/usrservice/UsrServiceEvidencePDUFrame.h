@@ -13,21 +13,21 @@
 #include "usrservice/IEvidencePdu.h"
 #include "usrservice/ReadList.h"
 
-/// What the messages of IEvidencePdu are read and written with.
+/// Helpers to read and write the messages of IEvidencePdu.
 namespace Evidence::PduFrame {
 
 using NodePtr = std::shared_ptr<xmlpacket::JsonNode>;
 using ProtoPtr = std::shared_ptr<kelp::CRapidJsonProto>;
 
-/// What a decoder reads with; null with (0, 2) when there is no memory for it. `word` is the name that the decoder's
-/// line carries in its text, for some another one's.
+/// The parser of a decoder; null with (0, 2) when out of memory. `word` is the decoder named in the text of its log
+/// line, in some cases a different one.
 [[nodiscard]] ProtoPtr NewProto(const char* word, Operation operation = Operation::current());
-/// The same with the parsed body in it; null with (0, 2) when the body cannot be parsed.
+/// The same with the parsed body; null with (0, 2) when the body cannot be parsed.
 [[nodiscard]] ProtoPtr ParseBody(const char* word, const std::string& body, Operation operation = Operation::current());
 
-/// A child that takes children of its own; `{}` until it has any.
+/// Adds an object; `{}` until it has children.
 NodePtr AddObject(const NodePtr& parent, const std::string& name);
-/// One element of the list `name` under `parent`.
+/// Adds an element to the list `name` under `parent`.
 NodePtr AddElement(const NodePtr& parent, const std::string& name);
 /// The 32 bits as an unsigned number: -1 is written as 4294967295.
 void AddUnsigned(const NodePtr& parent, const std::string& name, std::int32_t value);
@@ -36,19 +36,19 @@ void AddSigned(const NodePtr& parent, const std::string& name, std::int32_t valu
 void AddOptionalId(const NodePtr& parent, const std::string& name, std::int32_t value);
 void AddText(const NodePtr& parent, const std::string& name, const std::string& value);
 
-/// `Error` with its two codes, of one refused entry.
+/// Adds `Error` with its two codes to a refused entry.
 void AddError(const NodePtr& entry, std::int32_t main_code, std::int32_t sub_code);
 
-/// What every answer tells of an evidence, up to `CreateTime`. `add_type_id` writes the type's id.
+/// Adds the fields of an evidence that all answers have, up to `CreateTime`. `add_type_id` writes the type's id.
 void AddEvidenceHead(const NodePtr& node, const _tag_Evidence_& evidence, decltype(AddUnsigned)& add_type_id);
 
-/// The envelope with its two codes; null when there is no memory for it.
+/// The envelope with its two codes; null when out of memory.
 NodePtr NewEnvelope(const ResponseStatus& status);
 NodePtr AddData(const NodePtr& envelope);
-/// Renders into `response`; always true, so that it ends an encoder.
+/// Renders into `response`; always true, so that an encoder can return it.
 bool Render(const NodePtr& envelope, std::string& response);
 
-/// `status`, or (0, 99999) in its place when any entry holds a code.
+/// `status`, or (0, 99999) instead when any entry has a nonzero code.
 ResponseStatus BatchStatus(const ResponseStatus& status, const std::list<ErrorPtr>& errors);
 
 /// Calls `read` with the path of each element of the list at `list_path`.
@@ -64,7 +64,7 @@ struct Key {
   Value Record::*field;
 };
 
-/// Keys that the body lacks blank their fields.
+/// Missing keys clear their fields.
 template <class Record, std::size_t kCount>
 void ReadTexts(Record& record, const kelp::CRapidJsonProto& proto, const std::string& path,
                const Key<Record, std::string> (&keys)[kCount]) {
@@ -72,7 +72,7 @@ void ReadTexts(Record& record, const kelp::CRapidJsonProto& proto, const std::st
     record.*field = proto.get_v(path + name, std::string());
 }
 
-/// Keys that the body lacks set their fields to -1.
+/// Missing keys set their fields to -1.
 template <class Record, std::size_t kCount>
 void ReadNumbers(Record& record, const kelp::CRapidJsonProto& proto, const std::string& path,
                  const Key<Record, std::int32_t> (&keys)[kCount]) {
@@ -80,7 +80,7 @@ void ReadNumbers(Record& record, const kelp::CRapidJsonProto& proto, const std::
     record.*field = proto.get_int_v(path + name, -1);
 }
 
-/// The ids of a comma list; a piece that is no number is 0.
+/// The ids of a comma-separated list; a piece that is not a number is 0.
 IdList ReadIds(const kelp::CRapidJsonProto& proto, const std::string& path);
 
 }  // namespace Evidence::PduFrame

@@ -20,7 +20,7 @@ bool CEvidencePduJson::DecodeWriteEvidenceLogPostReq(std::vector<operation_recor
   record.user_name = user->GetValUserName();
   record.operation_type = proto->get_int_v(root + "OperationType", -1);
   change_item item;
-  // Both, so that the name reads back whatever the type.
+  // Both, so that the name is read back for every type.
   item.file_name = proto->get_v(root + "FileName", std::string());
   item.before_mod = item.file_name;
   record.change_items.push_back(std::move(item));

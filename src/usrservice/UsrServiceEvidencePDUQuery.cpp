@@ -37,7 +37,7 @@ constexpr PduFrame::Key<_tag_EvidenceFilterInfo_, std::int32_t> kFilterNumbers[]
 void ReadFilter(_tag_EvidenceFilterInfo_& filter, const CRapidJsonProto& proto, const std::string& path) {
   PduFrame::ReadTexts(filter, proto, path, kFilterTexts);
   PduFrame::ReadNumbers(filter, proto, path, kFilterNumbers);
-  filter.keyword_type = proto.get_int_v(path + "KeywordType", 0);  // the one number that is not -1 when left out
+  filter.keyword_type = proto.get_int_v(path + "KeywordType", 0);  // the only number that does not default to -1
 }
 
 /// Whether the comma list `field` asks for the files.
@@ -45,7 +45,7 @@ bool WantsFiles(const std::string& field) {
   return std::ranges::any_of(SplitText(field, ','), [](const auto& word) { return word == "FileList"; });
 }
 
-/// The chosen options of one attribute stand side by side, without a list of their own.
+/// The chosen options of an attribute are written one after the other, without a list of their own.
 void AddCustomValues(const NodePtr& node, const _tag_Evidence_& evidence) {
   const auto list = PduFrame::AddObject(node, "EvidenceCustomList");
   for (const auto& custom : evidence.evidence_customs) {

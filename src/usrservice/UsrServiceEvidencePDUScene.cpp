@@ -1,4 +1,4 @@
-// Messages of scenes and outcomes; operators know some of the log lines by the word of another operation.
+// Messages of scenes and outcomes; some log lines name another operation, and operators rely on that.
 
 #include "usrservice/UsrServiceEvidencePDU.h"
 #include "usrservice/UsrServiceEvidencePDUDictionary.h"

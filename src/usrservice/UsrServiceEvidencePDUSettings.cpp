@@ -1,4 +1,4 @@
-// Storage settings in two generations of messages; the password crosses the wire enciphered for its session's client.
+// Storage settings in two generations of messages; the password is sent encrypted for the client of its session.
 
 #include "TarnPlatform/Authentication.h"
 #include "usrservice/UsrServiceEvidencePDU.h"
@@ -37,7 +37,7 @@ bool IsZeroOrOne(const std::string& text) { return text == "0" || text == "1"; }
   return true;
 }
 
-/// What both decoders begin with: a fresh record and the parsed body.
+/// The common start of both decoders: a new record and the parsed body.
 [[nodiscard]] bool OpenPutRequest(FTPSettingsPtr& settings, kelp::CRapidJsonProto& proto, const std::string& body,
                                   Operation operation = Operation::current()) {
   settings = NewRecord<_tag_FTPSettings_>();
@@ -47,9 +47,9 @@ bool IsZeroOrOne(const std::string& text) { return text == "0" || text == "1"; }
   return Fail(kBadInput);
 }
 
-/// The password for the client of `session`, empty when there is none; one that cannot be enciphered shows in `status`.
-std::string SealedPassword(ResponseStatus& status, const _tag_FTPSettings_& settings, const std::string& session,
-                           Operation operation = Operation::current()) {
+/// The password encrypted for the client of `session`, empty when there is none; a failure is reported in `status`.
+std::string EncryptedPassword(ResponseStatus& status, const _tag_FTPSettings_& settings, const std::string& session,
+                              Operation operation = Operation::current()) {
   std::string cipher;
   if (settings.password.empty() ||
       TarnPlatform::Authentication::AESEncryptClient(cipher, settings.password, session, 0)) {
@@ -69,12 +69,12 @@ void AddFtpKeys(const PduFrame::NodePtr& node, const _tag_FTPSettings_& settings
   PduFrame::AddText(node, "FTPPath", settings.path);
 }
 
-/// The answer of both generations; `add_settings` gets its `Data`, the settings and the enciphered password.
+/// The answer of both generations; `add_settings` gets its `Data`, the settings and the encrypted password.
 template <class AddSettings>
 [[nodiscard]] bool EncodeSettings(std::string& response, const std::string& session, ResponseStatus status,
                                   const _tag_FTPSettings_& settings, const AddSettings& add_settings,
                                   Operation operation = Operation::current()) {
-  const std::string cipher = SealedPassword(status, settings, session, operation);
+  const std::string cipher = EncryptedPassword(status, settings, session, operation);
   const auto envelope = PduFrame::NewEnvelope(status);
   if (!envelope) return false;
   add_settings(PduFrame::AddData(envelope), settings, cipher);

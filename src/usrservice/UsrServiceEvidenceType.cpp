@@ -5,7 +5,7 @@
 namespace Evidence {
 namespace {
 
-/// An answer about one entry reports what became of that entry.
+/// An answer about one entry reports the error of that entry.
 void TakeFirstError(ResponseStatus& status, const std::list<ErrorPtr>& errors) {
   if (errors.empty()) return;
   status.main_code = errors.front()->main_code;

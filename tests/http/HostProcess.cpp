@@ -11,10 +11,7 @@
 #include <array>
 #include <boost/asio/ip/tcp.hpp>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <regex>
-#include <sstream>
 #include <stdexcept>
 #include <utility>
 
@@ -53,26 +50,6 @@ pid_t Spawn(std::vector<std::string> line, const std::string& folder) {
 }
 
 }  // namespace
-
-ScratchFolder::ScratchFolder() : path_((std::filesystem::temp_directory_path() / "evidence-host-XXXXXX").string()) {
-  if (!mkdtemp(path_.data())) throw std::runtime_error("no temporary folder " + path_);
-}
-
-ScratchFolder::~ScratchFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
-
-std::string ScratchFolder::Write(const std::string& name, const std::string& text) const {
-  std::ofstream(path_ + "/" + name, std::ios::binary) << text;
-  return path_ + "/" + name;
-}
-
-std::string ScratchFolder::Read(const std::string& name) const {
-  std::ostringstream text;
-  text << std::ifstream(path_ + "/" + name, std::ios::binary).rdbuf();
-  return text.str();
-}
 
 HostProcess::HostProcess(SettingsMap settings, const std::vector<std::string>& arguments, const std::string& input,
                          const std::string& executable)

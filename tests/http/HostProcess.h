@@ -11,23 +11,9 @@
 #include <thread>
 #include <vector>
 
+#include "support/ScratchFolder.h"
+
 namespace evidence_test {
-
-/// A folder of its own, deleted at the end.
-class ScratchFolder {
- public:
-  ScratchFolder();
-  ~ScratchFolder();
-  ScratchFolder(const ScratchFolder&) = delete;
-  ScratchFolder& operator=(const ScratchFolder&) = delete;
-
-  const std::string& path() const { return path_; }
-  std::string Write(const std::string& name, const std::string& text) const;
-  std::string Read(const std::string& name) const;
-
- private:
-  std::string path_;
-};
 
 /// Keys and values of a settings file; listen, data and database are filled when they are not there, database with
 /// Postgres().AppConnection().

@@ -7,11 +7,11 @@ namespace Evidence {
 /// Permission checks shared by the request service and the manager. Stateless; any thread.
 class CTarnCommonFun {
  public:
-  /// Whether the session's user may change dictionaries under `code`, asked as a web client. The
-  /// empty session is a caller inside the system and passes. False: (0, 10).
+  /// Whether the session's user may change dictionaries under `code`, checked as a web client. An empty session is a
+  /// caller inside the system and passes. False: (0, 10).
   [[nodiscard]] static bool CheckConfigPermission(const std::string& session, int code);
 
-  /// Whether the session's user may work on evidences under `code`, asked as a CS client. Else as above.
+  /// Whether the session's user may work on evidences under `code`, checked as a CS client. Otherwise as above.
   [[nodiscard]] static bool CheckOperatePermission(const std::string& session, int code);
 };
 

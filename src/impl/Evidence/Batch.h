@@ -12,7 +12,7 @@
 #include "OrvBase/StringUtil.h"
 #include "impl/Evidence/EvidenceRecords.h"
 
-/// What batches of changes have in common.
+/// The common parts of batches of changes.
 namespace Evidence::Batch {
 
 inline constexpr std::size_t kNameMaxChars = 64;
@@ -29,7 +29,7 @@ inline constexpr std::size_t kNameMaxChars = 64;
   return std::make_shared<_tag_Error_>(_tag_Error_{id, name, error.MainCode(), error.SubCode()});
 }
 
-/// What a whole dictionary asks for, against the one that stands.
+/// The changes that turn the current dictionary into a requested one.
 template <class Record>
 struct FullSetChanges {
   std::list<std::shared_ptr<Record>> to_add;
@@ -37,10 +37,10 @@ struct FullSetChanges {
   std::list<std::shared_ptr<Record>> to_delete;
 };
 
-/// Entries without an id are added, others changed; what stands and is not among the changed is deleted.
+/// Entries without an id are added, others changed; current entries that are not among the changed are deleted.
 template <auto kId, class Record>
 [[nodiscard]] FullSetChanges<Record> SplitFullSet(const std::list<std::shared_ptr<Record>>& wanted,
-                                                  const std::list<std::shared_ptr<Record>>& standing) {
+                                                  const std::list<std::shared_ptr<Record>>& current) {
   FullSetChanges<Record> changes;
   std::set<std::int32_t> kept;
   for (const auto& entry : wanted) {
@@ -51,23 +51,23 @@ template <auto kId, class Record>
       kept.insert((*entry).*kId);
     }
   }
-  for (const auto& entry : standing) {
+  for (const auto& entry : current) {
     if (!kept.contains((*entry).*kId)) changes.to_delete.push_back(entry);
   }
   return changes;
 }
 
-/// The accepted entries of a batch of changes. An id that comes again takes the place of its earlier entry: the row
-/// ends the same, and no request can have one row written thousands of times in one transaction.
+/// The accepted entries of a batch of changes. A repeated id replaces its earlier entry: the row ends the same, and no
+/// request can have one row written thousands of times in one transaction.
 template <auto kId, class Record>
 class AcceptedChanges {
  public:
   void Add(const std::shared_ptr<Record>& entry) {
-    const auto [standing, first] = by_id_.try_emplace((*entry).*kId, nullptr);
+    const auto [known, first] = by_id_.try_emplace((*entry).*kId, nullptr);
     if (first) {
-      standing->second = &entries_.emplace_back(entry);
+      known->second = &entries_.emplace_back(entry);
     } else {
-      *standing->second = entry;
+      *known->second = entry;
     }
   }
   [[nodiscard]] std::list<std::shared_ptr<Record>>& Entries() { return entries_; }

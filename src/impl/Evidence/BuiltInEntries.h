@@ -7,8 +7,8 @@
 
 namespace Evidence {
 
-/// Entries below this id come with the system. Their rows hold no name until a user gives one: the
-/// name shown is the localised one.
+/// Entries below this id are built in. Their rows have no name until a user sets one; until then the localised name is
+/// shown.
 inline constexpr std::int32_t kFirstOwnId = 6;
 
 inline bool IsUnnamedBuiltIn(std::int32_t id, const std::string& name) { return id < kFirstOwnId && name.empty(); }

@@ -2,7 +2,7 @@
 
 namespace Evidence {
 
-/// Stands between the element ids of an evidence's cameras.
+/// Separates the element ids of an evidence's cameras.
 inline constexpr char kCameraSeparator = ',';
 
 }  // namespace Evidence

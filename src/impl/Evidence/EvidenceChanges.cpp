@@ -8,8 +8,8 @@
 namespace Evidence::Changes {
 namespace {
 
-/// The items of one edit take at most this many bytes while each value is compared with all that stand for its
-/// attribute: some 480 values of one attribute that all differ.
+/// The most bytes of the items of one edit while each value is compared with all current values of its attribute: some
+/// 480 values of one attribute that all differ.
 constexpr std::size_t kPairBytes = std::size_t{32} << 20;
 
 struct TextField {
@@ -45,21 +45,21 @@ change_item NumberChange(ChangedField kind, std::int32_t before, std::int32_t af
   return item;
 }
 
-/// The attribute values of an evidence, found in little time however many a client sent.
-class StandingValues {
+/// The attribute values of an evidence, indexed so that lookups stay fast however many a client sent.
+class CurrentValues {
  public:
   using Values = std::vector<const tag_EvidenceCustom_*>;
 
-  explicit StandingValues(const std::vector<tag_EvidenceCustom_>& values) {
+  explicit CurrentValues(const std::vector<tag_EvidenceCustom_>& values) {
     for (const auto& value : values) {
       by_id_[value.custom_id].push_back(&value);
       names_.insert(value.custom_name);
     }
   }
 
-  /// Whether a value stands for the attribute of `sought`. Values are kept without their attribute's name, so one that
-  /// is sought without a name finds whatever stands.
-  [[nodiscard]] bool Hold(const tag_EvidenceCustom_& sought) const {
+  /// Whether the attribute of `sought` has a value. Values are stored without their attribute's name, so a `sought`
+  /// without a name matches any value.
+  [[nodiscard]] bool HasValueFor(const tag_EvidenceCustom_& sought) const {
     return by_id_.contains(sought.custom_id) || names_.contains(sought.custom_name);
   }
 
@@ -78,19 +78,19 @@ class StandingValues {
 struct ChosenValue {
   std::string text;
   std::int32_t custom_id;
-  /// Whether nothing stands for its attribute.
+  /// Whether its attribute has no current value.
   bool is_new;
-  const StandingValues::Values* replaced;
+  const CurrentValues::Values* replaced;
 };
 
 /// The values of the new state that have an option and something to be compared with.
-std::vector<ChosenValue> ChosenValues(const _tag_Evidence_& after, const StandingValues& standing,
+std::vector<ChosenValue> ChosenValues(const _tag_Evidence_& after, const CurrentValues& current,
                                       const OptionName& option_name) {
   std::vector<ChosenValue> chosen;
   for (const auto& value : after.evidence_customs) {
     if (value.custom_options.empty()) continue;
-    const bool is_new = !standing.Hold(value);
-    const auto& replaced = standing.Of(value.custom_id);
+    const bool is_new = !current.HasValueFor(value);
+    const auto& replaced = current.Of(value.custom_id);
     if (!is_new && replaced.empty()) continue;
     const auto& [option_id, name] = value.custom_options.front();
     chosen.push_back(
@@ -101,13 +101,13 @@ std::vector<ChosenValue> ChosenValues(const _tag_Evidence_& after, const Standin
 
 /// Calls `visit` with the text of each value that has an option.
 template <class Visit>
-void ForEachText(const StandingValues::Values& values, const Visit& visit) {
+void ForEachText(const CurrentValues::Values& values, const Visit& visit) {
   for (const auto* value : values)
     if (!value->custom_options.empty()) visit(value->custom_options.front().option_name);
 }
 
-/// Compares each value with all that stand for its attribute. False, with some items added, when these would take more
-/// than kPairBytes.
+/// Compares each value with all current values of its attribute. False, with some items added, when these would take
+/// more than kPairBytes.
 bool AddEachPair(std::vector<change_item>& changes, const std::vector<ChosenValue>& chosen) {
   std::size_t bytes = 0;
   const auto add = [&](const std::string& old_text, const std::string& new_text) {
@@ -123,7 +123,7 @@ bool AddEachPair(std::vector<change_item>& changes, const std::vector<ChosenValu
   return true;
 }
 
-/// What came and what went, attribute by attribute.
+/// The texts removed and added, by attribute.
 void AddDifference(std::vector<change_item>& changes, const std::vector<ChosenValue>& chosen) {
   struct Texts {
     std::multiset<std::string_view> old_texts;
@@ -173,8 +173,8 @@ void AddFields(std::vector<change_item>& changes, const _tag_Evidence_& before, 
 
 void AddCustoms(std::vector<change_item>& changes, const _tag_Evidence_& before, const _tag_Evidence_& after,
                 const OptionName& option_name) {
-  const StandingValues standing(before.evidence_customs);
-  const auto chosen = ChosenValues(after, standing, option_name);
+  const CurrentValues current(before.evidence_customs);
+  const auto chosen = ChosenValues(after, current, option_name);
   const std::size_t others = changes.size();
   if (AddEachPair(changes, chosen)) return;
   changes.resize(others);

@@ -35,7 +35,7 @@ bool CEvidenceManager::Initialize() {
   if (!not_running_) {
     EVIDENCE_LOG(kLogProgress, "[%s]It's initialized.[%s(%d)]");
   } else {
-    // Held over the reads: nobody may see half a load.
+    // Held during the reads: no reader may see a partial load.
     const std::lock_guard lock(cache_lock_);
     ok = loaded = LoadDictionaries();
     if (loaded) {

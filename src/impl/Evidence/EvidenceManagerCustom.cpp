@@ -143,7 +143,7 @@ bool CEvidenceManager::InsertEvidenceCustoms(std::list<ErrorPtr>& errors, const 
     EVIDENCE_LOG(kLogFailure, "[%s]Insert custom option failed.[%s(%d)]");
     return false;
   }
-  // Options without their attribute reach nobody.
+  // Options without their attribute are unreachable.
   if (!inserted) return false;
   CacheInsertEvidenceCustoms(accepted);
   NotifyCustoms(accepted, kIncreAdd);
@@ -156,14 +156,14 @@ bool CEvidenceManager::CheckChangedCustom(const tag_EvidenceCustom_& custom,
     EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);
   }
-  EvidenceCustomPtr standing;
-  if (!GetEvidenceCustomById(standing, custom.custom_id)) {
+  EvidenceCustomPtr stored;
+  if (!GetEvidenceCustomById(stored, custom.custom_id)) {
     EVIDENCE_LOG_OF(operation, kLogFailure,
                     "[%s]The evidence custom not exists, evidence-outcome-id[%d].[%s(%d)]",  // sic
                     custom.custom_id);
     return false;
   }
-  // Several built-in attributes may stand without a name.
+  // Several built-in attributes may have no name.
   if (!custom.custom_name.empty()) {
     EvidenceCustomPtr same_name;
     const bool taken =
@@ -207,9 +207,9 @@ bool CEvidenceManager::ModifyEvidenceCustoms(std::list<ErrorPtr>& errors, const 
 }
 
 bool CEvidenceManager::StoreChangedOptions(const EvidenceCustomPtr& custom, Operation operation) {
-  std::vector<tag_EvidenceOption_> standing;
-  (void)GetCustomOptionList(standing, *custom);
-  OptionChanges changes = SplitOptionChanges(standing, custom->custom_options);
+  std::vector<tag_EvidenceOption_> current;
+  (void)GetCustomOptionList(current, *custom);
+  OptionChanges changes = SplitOptionChanges(current, custom->custom_options);
   for (auto& option : changes.kept) {
     if (option.option_id != -1) continue;
     option.option_id = store_->QueryEvidenceOptionSeqID();

@@ -3,8 +3,8 @@
 #include <set>
 
 #include "Common/ErrorCodes.h"
-#include "Common/EvidenceLog.h"
 #include "Common/Every.h"
+#include "Common/EvidenceLog.h"
 #include "impl/Evidence/EvidenceManager.h"
 #include "impl/Evidence/EvidenceTurns.h"
 #include "impl/Evidence/Limits.h"
@@ -12,7 +12,7 @@
 namespace Evidence {
 namespace {
 
-/// How many file ids the link calls of a deletion name: each evidence names its own and, again, all that were named
+/// The number of file ids in the link calls of a deletion: each evidence names its own and, again, all that were named
 /// before it.
 class FileIdSum {
  public:
@@ -30,7 +30,7 @@ class FileIdSum {
   std::size_t total_ = 0;
 };
 
-/// Each id once, where it stands first: no request can have one row written thousands of times.
+/// Each id once, at its first position: no request can have one row written thousands of times.
 IdList WithoutRepeats(const IdList& ids) {
   IdList once;
   std::set<std::int32_t> seen;
@@ -70,7 +70,7 @@ bool CEvidenceManager::CheckFilesToUnlink(const IdList& evidence_ids, Operation 
   FileIdSum at_most;
   for (std::size_t i = 0; i < evidence_ids.size() && at_most.Fits(); ++i)
     at_most.AddEvidence(Limits::kFilesOfEvidence);
-  if (at_most.Fits()) return true;  // so few evidences need no count
+  if (at_most.Fits()) return true;  // so few evidences cannot exceed the limit
   FileIdSum sum;
   for (const std::int32_t evidence_id : evidence_ids) {
     std::int32_t count = 0;
@@ -94,7 +94,7 @@ bool CEvidenceManager::UnlinkAllFiles(std::int32_t evidence_id, std::list<Eviden
   std::list<ErrorPtr> failures;
   if (!APILinkFile(failures, file_ids, evidence_id, kUnlinkFiles)) {
     EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Delete evidences files failed.[%s(%d)]");
-    // Refusals of single files come without a pair, and a stale one may say success.
+    // Refused files set no last error, and a stale one may be success.
     return failures.empty() ? false : Fail(kSomeFilesFailed);
   }
   (void)store_->DeleteEvidenceFilesByEvidenceId(evidence_id);

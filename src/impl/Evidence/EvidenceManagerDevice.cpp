@@ -15,7 +15,7 @@ constexpr std::int32_t kUploadByWifi = 2;
 
 constexpr std::int32_t kNoDevice = -1;
 
-/// The element interface is asked for anew for each camera: the platform may have taken it away meanwhile.
+/// The element interface is requested for each camera: the platform may have withdrawn it meanwhile.
 bool ReadElement(kelp::SElementBaseInfo& element, std::int32_t element_id) {
   const auto api = kelp::IPlatformAdapterInterface::Instance()->GetElementApi(true);
   return api && api->GetElementInfo(element, element_id, 0);

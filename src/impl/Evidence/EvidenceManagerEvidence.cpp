@@ -22,7 +22,7 @@ constexpr std::uint32_t kNotAdded = 0xFFFFFFFF;
 
 bool IsStatus(std::int32_t status) { return status == 0 || status == 1; }
 
-/// The rules on single fields that hold for a new evidence and for a changed one.
+/// The field rules for new and changed evidences.
 bool IsWithinRules(const _tag_Evidence_& evidence) {
   using namespace Orv::Base::StringUtil;
   return Batch::IsNameWithinRules(evidence.guid) && Batch::IsNameWithinRules(evidence.name) &&
@@ -69,8 +69,8 @@ bool CEvidenceManager::CheckNewEvidence(const EvidencePtr& evidence, Operation o
     EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]WIFI upload not in same device, cameras : %s.[%s(%d)]", cameras);
     return Fail(kCamerasOnSeveralDevices);
   }
-  EvidencePtr standing;
-  if (GetEvidenceByGuid(standing, evidence->guid)) {
+  EvidencePtr stored;
+  if (GetEvidenceByGuid(stored, evidence->guid)) {
     EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]The evidence already exists, evidence-guid[%s].[%s(%d)]",
                     evidence->guid.c_str());
     return Fail(kEvidenceRepeated);
@@ -125,32 +125,32 @@ bool CEvidenceManager::UpdateEvidence(const EvidencePtr& evidence, operation_rec
   if (!Limits::Allows(Limits::kValuesOfEvidence, evidence->evidence_customs.size())) return false;
   const EvidenceTurn turn({evidence->id});
   if (!turn.IsGranted()) return false;
-  EvidencePtr standing;
-  if (!GetEvidenceByID(standing, evidence->id)) {
+  EvidencePtr stored;
+  if (!GetEvidenceByID(stored, evidence->id)) {
     EVIDENCE_LOG(kLogFailure, "[%s]The evidence not exists, evidence-id[%d].[%s(%d)]", evidence->id);
     return false;
   }
   auto& changes = record.change_items;
-  Changes::AddFields(changes, *standing, *evidence);
+  Changes::AddFields(changes, *stored, *evidence);
   const auto option_name = [this](std::int32_t option_id, std::int32_t custom_id) {
     tag_EvidenceOption_ option;
     (void)GetCustomOptionById(option, option_id, custom_id);
     return option.option_name;
   };
-  Changes::AddCustoms(changes, *standing, *evidence, option_name);
+  Changes::AddCustoms(changes, *stored, *evidence, option_name);
   EvidencePtr holder;
-  if (GetEvidenceByGuid(holder, evidence->guid) && holder->id != standing->id) {
+  if (GetEvidenceByGuid(holder, evidence->guid) && holder->id != stored->id) {
     EVIDENCE_LOG(kLogFailure, "[%s]The evidence already exists, evidence-guid[%s].[%s(%d)]", evidence->guid.c_str());
     return Fail(kEvidenceRepeated);
   }
-  AddTypeChange(changes, standing->evidence_type.type_id, evidence->evidence_type.type_id);
+  AddTypeChange(changes, stored->evidence_type.type_id, evidence->evidence_type.type_id);
   return CheckLabels(evidence->id, evidence->label) && StoreChangedEvidence(evidence);
 }
 
 void CEvidenceManager::AddTypeChange(std::vector<change_item>& changes, std::int32_t before_id, std::int32_t after_id,
                                      Operation operation) {
   EvidenceTypePtr after;
-  (void)GetEvidenceTypeById(after, after_id);  // an unknown type is no obstacle and has no name
+  (void)GetEvidenceTypeById(after, after_id);  // an unknown type is allowed and has no name
   if (after_id == before_id) return;
   EvidenceTypePtr before;
   if (!GetEvidenceTypeById(before, before_id)) {
@@ -180,13 +180,13 @@ bool CEvidenceManager::UpdateEvidences(std::list<EvidenceErrInfoPtr>& results, c
   if (!Limits::Allows(Limits::kChangedEvidences, evidences.size())) return false;
   bool all = true;
   for (const auto& evidence : evidences) {
-    EvidencePtr standing;
-    const bool changed = ChangeStatus(standing, *evidence, records);
+    EvidencePtr stored;
+    const bool changed = ChangeStatus(stored, *evidence, records);
     const auto result = std::make_shared<_tag_EvidenceErrInfo_>();
     result->id = evidence->id;
-    if (standing) {
-      result->guid = standing->guid;
-      result->name = standing->name;
+    if (stored) {
+      result->guid = stored->guid;
+      result->name = stored->name;
     }
     if (!changed) {
       all = false;
@@ -197,7 +197,7 @@ bool CEvidenceManager::UpdateEvidences(std::list<EvidenceErrInfoPtr>& results, c
   return all;
 }
 
-bool CEvidenceManager::ChangeStatus(EvidencePtr& standing, const _tag_Evidence_& wanted,
+bool CEvidenceManager::ChangeStatus(EvidencePtr& stored, const _tag_Evidence_& wanted,
                                     std::vector<operation_record>& records, Operation operation) {
   if (!IsStatus(wanted.evidence_status)) {
     EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param error.[%s(%d)]");
@@ -205,16 +205,16 @@ bool CEvidenceManager::ChangeStatus(EvidencePtr& standing, const _tag_Evidence_&
   }
   const EvidenceTurn turn({wanted.id});
   if (!turn.IsGranted(operation)) return false;
-  if (!GetEvidenceByID(standing, wanted.id)) {
+  if (!GetEvidenceByID(stored, wanted.id)) {
     EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]The evidence not exists, evidence-id[%d].[%s(%d)]", wanted.id);
     return false;
   }
-  if (standing->evidence_status == wanted.evidence_status) return true;
+  if (stored->evidence_status == wanted.evidence_status) return true;
   operation_record& record = records.emplace_back();
   record.evidence_id = wanted.id;
-  record.change_items.push_back(Changes::StatusChange(standing->evidence_status, wanted.evidence_status));
-  standing->evidence_status = wanted.evidence_status;
-  if (store_->UpdateEvidence(standing)) return true;
+  record.change_items.push_back(Changes::StatusChange(stored->evidence_status, wanted.evidence_status));
+  stored->evidence_status = wanted.evidence_status;
+  if (store_->UpdateEvidence(stored)) return true;
   EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Update Evidence failed.[%s(%d)]");
   return false;
 }

@@ -37,18 +37,18 @@ bool CEvidenceManager::InsertEvidenceFiles(std::list<ErrorPtr>& failures, const 
   if (!EntryTest()) return false;
   const EvidenceTurn turn(EvidenceIdsOf(files));
   if (!turn.IsGranted()) return false;
-  // Held over the call to the file manager: two batches must not both find room for their files.
+  // Held during the call to the file manager: two batches must not both pass the limit of files.
   const std::lock_guard lock(file_lock_);
   FileBatch batch;
   bool ok = CheckFileBatch(files);
   if (ok) {
     for (const auto& file : files) {
       batch.evidence_id = file->evidence_id;
-      ok = SortFile(batch, file);
+      ok = ClassifyFile(batch, file);
       if (!ok) failures.push_back(Batch::RefusedEntry(file->id, std::string()));
     }
   }
-  DrawFileKeys(failures, batch.to_insert);
+  AssignFileKeys(failures, batch.to_insert);
   if (!batch.to_insert.empty()) {
     if (!LinkBatch(failures, FileIdsOf(batch.to_insert), batch.evidence_id, kLinkFiles)) {
       EVIDENCE_LOG(kLogFailure, "[%s]Insert evidences files failed.[%s(%d)]");
@@ -75,7 +75,7 @@ bool CEvidenceManager::CheckFileBatch(const std::list<EvidenceFilePtr>& files, O
     EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);
   }
-  // The first file's evidence stands for all, and a file that is to be taken off counts as well.
+  // The evidence of the first file is checked for all, and a file to be unlinked counts as well.
   const std::int32_t evidence_id = files.front()->evidence_id;
   EvidencePtr evidence;
   if (!GetEvidenceByID(evidence, evidence_id)) {
@@ -97,9 +97,9 @@ bool CEvidenceManager::CheckFileBatch(const std::list<EvidenceFilePtr>& files, O
   return true;
 }
 
-bool CEvidenceManager::SortFile(FileBatch& batch, const EvidenceFilePtr& file, Operation operation) {
+bool CEvidenceManager::ClassifyFile(FileBatch& batch, const EvidenceFilePtr& file, Operation operation) {
   if (file->evidence_id == -1) return false;
-  // The file manager must not be told of a file that the table will refuse.
+  // The file manager must not receive a file that the table will refuse.
   if (!HasStorableTexts(*file)) return Fail(kBadInput);
   std::list<EvidenceFilePtr> existing;
   if (!QueryEvidenceFiles(existing, file->evidence_id, file->file_name, file->guid)) return false;
@@ -116,7 +116,7 @@ bool CEvidenceManager::SortFile(FileBatch& batch, const EvidenceFilePtr& file, O
   return true;
 }
 
-void CEvidenceManager::DrawFileKeys(std::list<ErrorPtr>& failures, std::list<EvidenceFilePtr>& files) {
+void CEvidenceManager::AssignFileKeys(std::list<ErrorPtr>& failures, std::list<EvidenceFilePtr>& files) {
   files.remove_if([&](const EvidenceFilePtr& file) {
     if (file->id == -1) file->id = store_->QueryEvidenceFileSeqID();
     if (file->id != -1) return false;
@@ -138,7 +138,7 @@ bool CEvidenceManager::UpdateEvidenceFiles(std::list<ErrorPtr>& failures, const 
   if (!EntryTest()) return false;
   const EvidenceTurn turn({evidence_id});
   if (!turn.IsGranted()) return false;
-  const std::lock_guard lock(file_lock_);  // held over the call to the file manager, as for additions
+  const std::lock_guard lock(file_lock_);  // held during the call to the file manager, as for additions
   if (files.empty() || !AreStorable(files)) {
     EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);

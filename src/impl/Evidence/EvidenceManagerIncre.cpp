@@ -39,7 +39,7 @@ void AppendChanged(std::list<std::shared_ptr<Record>>& records, std::list<std::i
       }
       (*record).*kId = id;
     } else if (!IsIncreOfLiveEntry(method) || !find(record, id)) {
-      // Deleted since: a later entry of the list says so.
+      // Deleted since: a later entry of the list reports it.
       continue;
     }
     records.push_back(std::move(record));

@@ -16,12 +16,12 @@ constexpr char kLabelSeparator = '|';
 
 std::list<std::string> SplitLabels(const std::string& text) { return SplitText(text, kLabelSeparator); }
 
-void DiffLabels(const std::list<std::string>& wanted, const std::list<std::string>& standing,
+void DiffLabels(const std::list<std::string>& wanted, const std::list<std::string>& current,
                 std::list<std::string>& added, std::list<std::string>& removed) {
-  std::unordered_map<std::string_view, bool, KeyedHash> is_wanted(standing.size());
+  std::unordered_map<std::string_view, bool, KeyedHash> is_wanted(current.size());
   std::vector<const bool*> in_order;
-  in_order.reserve(standing.size());
-  for (const auto& label : standing)
+  in_order.reserve(current.size());
+  for (const auto& label : current)
     in_order.push_back(&is_wanted.try_emplace(label, false).first->second);
   for (const auto& label : wanted) {
     const auto found = is_wanted.find(label);
@@ -32,7 +32,7 @@ void DiffLabels(const std::list<std::string>& wanted, const std::list<std::strin
     }
   }
   auto kept = in_order.begin();
-  for (const auto& label : standing) {
+  for (const auto& label : current) {
     if (!**kept++) removed.push_back(label);
   }
 }
@@ -42,11 +42,11 @@ bool CEvidenceManager::IsLabelCountExceeded(std::int32_t evidence_id, const std:
   const std::lock_guard lock(label_lock_);
   std::list<std::string> added;
   std::list<std::string> removed;
-  const auto standing = evidence_labels_.find(evidence_id);
-  if (standing == evidence_labels_.end()) {
+  const auto stored = evidence_labels_.find(evidence_id);
+  if (stored == evidence_labels_.end()) {
     added = labels;
   } else {
-    DiffLabels(labels, standing->second, added, removed);
+    DiffLabels(labels, stored->second, added, removed);
   }
   const auto count_of = [this](const std::string& label) {
     const auto found = label_counts_.find(label);
@@ -68,37 +68,37 @@ void CEvidenceManager::AddLabelsToMap(std::int32_t evidence_id, const std::strin
 
 void CEvidenceManager::UpdateLabelMap(std::int32_t evidence_id, const std::list<std::string>& labels) {
   const std::lock_guard lock(label_lock_);
-  const auto standing = evidence_labels_.find(evidence_id);
-  if (standing == evidence_labels_.end()) {
+  const auto stored = evidence_labels_.find(evidence_id);
+  if (stored == evidence_labels_.end()) {
     ApplyLabelDelta(labels, {});
     if (!labels.empty()) evidence_labels_.emplace(evidence_id, labels);
     return;
   }
   std::list<std::string> added;
   std::list<std::string> removed;
-  DiffLabels(labels, standing->second, added, removed);
+  DiffLabels(labels, stored->second, added, removed);
   ApplyLabelDelta(added, removed);
   if (labels.empty()) {
-    evidence_labels_.erase(standing);
+    evidence_labels_.erase(stored);
   } else {
-    standing->second = labels;
+    stored->second = labels;
   }
 }
 
 void CEvidenceManager::DeleteFromMap(std::int32_t evidence_id) {
   EVIDENCE_LOG(kLogProgress, "[%s]DeleteFromMap id : %d.[%s(%d)]", evidence_id);
   const std::lock_guard lock(label_lock_);
-  const auto standing = evidence_labels_.find(evidence_id);
-  if (standing == evidence_labels_.end()) return;
-  ApplyLabelDelta({}, standing->second);
-  evidence_labels_.erase(standing);
+  const auto stored = evidence_labels_.find(evidence_id);
+  if (stored == evidence_labels_.end()) return;
+  ApplyLabelDelta({}, stored->second);
+  evidence_labels_.erase(stored);
 }
 
 void CEvidenceManager::ApplyLabelDelta(const std::list<std::string>& added, const std::list<std::string>& removed) {
   for (const auto& label : added) {
     auto& count = label_counts_[label];
-    // A label that stands twice in a list is counted twice but need not be taken back twice, so a count may grow for
-    // ever.
+    // A label that occurs twice in a list is counted twice but may be removed only once, so a count may grow without
+    // bound.
     if (count < std::numeric_limits<std::int32_t>::max()) ++count;
   }
   for (const auto& label : removed) {

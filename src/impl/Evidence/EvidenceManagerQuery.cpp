@@ -13,7 +13,7 @@
 namespace Evidence {
 namespace {
 
-/// A value as an evidence carries it, its options named as in `known` where they stand there.
+/// A value for an evidence, its options named from `known` where found.
 tag_EvidenceCustom_ NamedValue(const tag_EvidenceCustom_& value, const std::vector<tag_EvidenceOption_>& known) {
   tag_EvidenceCustom_ named;
   named.custom_id = value.custom_id;

@@ -54,8 +54,8 @@ bool PageEvidenceTypes(std::list<EvidenceTypePtr>& types, const page_info& page)
   return true;
 }
 
-/// Drops the entries that change nothing. A built-in entry without a name of its own is shown under its
-/// localised name or under none, so an empty name says "as it is".
+/// Drops the entries that change nothing. A built-in entry without a name is shown under its localised name or under
+/// none, so an empty name means "unchanged".
 void DropUnchanged(std::list<EvidenceTypePtr>& types, const std::list<EvidenceTypePtr>& cached) {
   std::map<std::int32_t, const std::string*> names;
   for (const auto& type : cached)
@@ -261,8 +261,8 @@ bool CEvidenceManager::CheckChangedType(const _tag_EvidenceType_& type, const st
     EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);
   }
-  EvidenceTypePtr standing;
-  if (!GetEvidenceTypeById(standing, type.type_id)) {
+  EvidenceTypePtr stored;
+  if (!GetEvidenceTypeById(stored, type.type_id)) {
     EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]The evidence type not exists, evidence-type-id[%d].[%s(%d)]",
                     type.type_id);
     return false;

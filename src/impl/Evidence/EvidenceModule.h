@@ -9,29 +9,29 @@
 
 namespace Evidence {
 
-/// Owns the plugin's two long-lived objects and brings them up and down. Initialize and Finalize come
-/// once each, one after the other, on the host's thread.
+/// Owns the plugin's two long-lived objects, starts and stops them. Initialize and Finalize are called once each, in
+/// this order, on the host's thread.
 class CEvidenceModule : public Orv::Base::CNoncopyable {
  public:
-  /// The one instance, made at first use; lives until the library is unloaded.
+  /// The singleton, created on first use; lives until the library is unloaded.
   static const std::shared_ptr<CEvidenceModule>& Instance();
 
-  /// Makes the manager and the user interface. Touches no database.
+  /// Creates the manager and the user interface. Does not access the database.
   CEvidenceModule();
 
-  /// Connection numbers, database, language table, manager, message loop, request service. False when the
-  /// database, the manager or the loop does not stand; nothing is undone then, Finalize does it.
+  /// Starts, in this order: connection numbers, database, language table, manager, message loop, request service. False
+  /// when the database, the manager or the loop fails; Finalize then cleans up.
   [[nodiscard]] bool Initialize();
 
-  /// The same backwards. Safe after a failed Initialize.
+  /// Stops them in reverse order. Safe after a failed Initialize.
   void Finalize();
 
-  /// Loads the plugin's texts and selects English. `file_name` is not used: the locale directory beside the
-  /// executable decides what is loaded.
+  /// Loads the plugin's texts and selects English. `file_name` is ignored: the texts come from the locale directory
+  /// next to the executable.
   [[nodiscard]] bool LoadMultiLanguage(const std::string& file_name);
 
-  /// The numbers of connections from ConnsLimit.xml for the server's size class; 5 and 10 where it tells
-  /// none. False only when the file cannot be read.
+  /// The numbers of connections from ConnsLimit.xml for the server's size class; 5 and 10 by default. False only when
+  /// the file cannot be read.
   [[nodiscard]] bool GetDbConnMaxMinNumByServerStandards(int& config_connections, int& log_connections);
 
  private:

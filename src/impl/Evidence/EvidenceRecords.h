@@ -7,13 +7,13 @@
 #include <utility>
 #include <vector>
 
-/// The records that travel between the layers, by shared pointer. Names follow the columns and the wire keys, their
-/// spellings included. Integers start at -1 where -1 means "none" or "all". Times are texts.
+/// The records passed between the layers, by shared pointer. Names follow the columns and the wire keys, misspellings
+/// included. Integers default to -1 where -1 means "none" or "all". Times are texts.
 namespace Evidence {
 
 // Dictionaries
 
-/// An entry of the evidence type dictionary. Immutable once it stands in the manager's cache.
+/// An entry of the evidence type dictionary. Immutable once it is in the manager's cache.
 struct _tag_EvidenceType_ {
   std::int32_t type_id = -1;
   std::string type_name;
@@ -38,14 +38,14 @@ struct tag_EvidenceOption_ {
 /// `custom_type` of an attribute of free text, which has no options.
 inline constexpr std::int32_t kCustomFreeText = 1;
 
-/// A custom attribute, or its value in one evidence: then the options are the chosen ones. Immutable once it stands
-/// in the manager's cache.
+/// A custom attribute, or its value in one evidence: then the options are the chosen ones. Immutable once it is in the
+/// manager's cache.
 struct tag_EvidenceCustom_ {
   std::int32_t custom_id = -1;
   std::string custom_name;
   std::vector<tag_EvidenceOption_> custom_options;
   std::int32_t custom_type = 0;
-  /// What a change request asks for; in no column.
+  /// Requested by a change; in no column.
   std::int32_t modify_type = -1;
 };
 
@@ -61,7 +61,7 @@ struct tag_CameraInfo_ {
   std::int32_t camera_id = -1;
   std::string device_name;
   std::string element_name;
-  /// Filled by nobody.
+  /// Never set.
   std::string reserved;
 };
 
@@ -102,7 +102,7 @@ inline constexpr std::int32_t kLinkFlag = 0;
 inline constexpr std::int32_t kUnlinkFlag = 1;
 
 struct _tag_EvidenceFile_ {
-  /// What a file batch asks for; in no column.
+  /// Requested by a file batch; in no column.
   std::int32_t delete_flag = kLinkFlag;
   std::int32_t id = -1;
   std::int32_t file_type = 1;
@@ -125,7 +125,7 @@ struct _tag_FTPSettings_ {
   std::string address;
   std::int32_t port = 0;
   std::string username;
-  /// In plain text here; enciphered in the table and on the wire.
+  /// In plain text here; encrypted in the table and on the wire.
   std::string password;
   std::string path;
   std::int32_t storage_type = 1;
@@ -197,13 +197,13 @@ struct _tag_EvidenceErrInfo_ {
 /// A user who confirms with a password, or a text with its key.
 struct _tag_User_ {
   std::string name;
-  /// Enciphered by the client.
+  /// Encrypted by the client.
   std::string password;
 };
 
 /// Values of `mod_type`: which field changed.
 enum ChangedField : std::int32_t {
-  kPlainEntry = -1,  // no change; the entry's object stands in `before_mod`
+  kPlainEntry = -1,  // no change; the entry's object is in `before_mod`
   kNameChanged = 1,
   kTypeChanged = 2,
   kStatusChanged = 5,
@@ -259,7 +259,7 @@ using UserPtr = std::shared_ptr<_tag_User_>;
 
 using IdList = std::list<std::int32_t>;
 using IdVector = std::vector<std::int32_t>;
-/// Evidences with the files that are to be linked to each, in the order in which they were asked for.
+/// Evidences with the files to be linked to each, in request order.
 using EvidenceFilesMap = std::vector<std::pair<EvidencePtr, std::list<EvidenceFilePtr>>>;
 
 }  // namespace Evidence

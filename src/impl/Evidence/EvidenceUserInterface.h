@@ -9,8 +9,8 @@
 
 namespace Evidence {
 
-/// The manager as the request service sees it: each operation is the manager's of the same name, result
-/// and errors unchanged. When the manager is gone, (0, 1) and the result 0 (false). No state, any thread.
+/// The manager as seen by the request service: each operation forwards to the manager's of the same name, result and
+/// errors unchanged. When the manager is gone, (0, 1) and the result 0 (false). Stateless; any thread.
 class CEvidenceUserInterface : public Orv::Base::CNoncopyable {
  public:
   explicit CEvidenceUserInterface(std::weak_ptr<CEvidenceManager> manager) : manager_(std::move(manager)) {}
@@ -27,6 +27,7 @@ class CEvidenceUserInterface : public Orv::Base::CNoncopyable {
   EVIDENCE_FORWARD(UpdateEvidences)
   EVIDENCE_FORWARD(GetEvidenceByID)
   EVIDENCE_FORWARD(GetEvidenceByIDs)
+  // Delete
   EVIDENCE_FORWARD(DelEvidences)
   // Query
   EVIDENCE_FORWARD(QueryEvidences)
@@ -41,12 +42,12 @@ class CEvidenceUserInterface : public Orv::Base::CNoncopyable {
   EVIDENCE_FORWARD(GetEvidenceTypeById)
   EVIDENCE_FORWARD(SetEvidenceTypes)
   EVIDENCE_FORWARD(DeleteEvidenceTypes)
+  EVIDENCE_FORWARD(QueryEvidenceTypeNameById)
   // Custom
   EVIDENCE_FORWARD(GetEvidenceCustoms)
   EVIDENCE_FORWARD(GetIncreEvidenceCustoms)
   EVIDENCE_FORWARD(SetEvidenceCustoms)
   // Log
-  EVIDENCE_FORWARD(QueryEvidenceTypeNameById)
   EVIDENCE_FORWARD(WriteEvidenceLog)
   EVIDENCE_FORWARD(GetEvidenceLog)
 

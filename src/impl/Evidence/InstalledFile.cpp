@@ -32,8 +32,8 @@ std::string DataPathBeside(const std::string& path) {
 
 bool ReadFile(const std::string& path, std::string& text, const std::string& second_path) {
   if (!ReadWhole(path, text)) {
-    const std::string stand_in = second_path.empty() ? DataPathBeside(path) : second_path;
-    if (stand_in.empty() || !ReadWhole(stand_in, text)) return false;
+    const std::string fallback = second_path.empty() ? DataPathBeside(path) : second_path;
+    if (fallback.empty() || !ReadWhole(fallback, text)) return false;
   }
   const auto last_line_feed = text.rfind('\n');
   if (last_line_feed != std::string::npos) text.resize(last_line_feed + 1);

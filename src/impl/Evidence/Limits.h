@@ -5,44 +5,45 @@
 #include "Common/ErrorCodes.h"
 #include "Common/Operation.h"
 
-/// What one request may ask for at most. The dictionaries and the number of evidences bound what makes sense; without
-/// these a body of some megabytes would keep a thread and the database busy for hours, or take all memory.
+/// The limits of one request. The limits of the dictionaries and the number of evidences bound what makes sense;
+/// without these a body of some megabytes would keep a thread and the database busy for hours, or exhaust the memory.
 namespace Evidence::Limits {
 
 struct Limit {
   std::size_t most;
-  /// What is counted, as the log line names it.
+  /// What is counted, as named in the log line.
   const char* of;
 };
 
 /// Every option of every attribute that the dictionary can hold.
 inline constexpr Limit kValuesOfEvidence{5'000, "attribute values of an evidence"};
 inline constexpr Limit kCamerasOfEvidence{10'000, "cameras of an evidence"};
-/// As many as there may be distinct ones.
+/// The limit of distinct labels.
 inline constexpr Limit kLabelsOfEvidence{100'000, "labels of an evidence"};
-/// Evidences that are changed or deleted by one call.
+/// Evidences changed or deleted by one call.
 inline constexpr Limit kChangedEvidences{10'000, "evidences of one change"};
-/// As many evidences as there may be.
+/// The limit of evidences.
 inline constexpr Limit kReadEvidences{100'000, "evidences asked for by id"};
 inline constexpr Limit kLinkedFiles{10'000, "files of one batch link"};
-/// An evidence that is full of files, with 1024 evidences. Each pair may be a failure that is answered.
+/// A full evidence, and the files of such an evidence with 1024 evidences. Each pair may become a failure in the
+/// answer.
 inline constexpr std::size_t kFilesOfEvidence = 128;
 inline constexpr Limit kLinkPairs{kFilesOfEvidence * 1024, "files times evidences of one batch link"};
-/// File ids that one deletion names to the file manager, repeated ones too: 209 evidences full of files, 1061 with one
-/// file each. They take about half a minute.
+/// File ids that one deletion sends to the file manager, repeats included: those of 209 full evidences, or of 1061 with
+/// one file each. They take about half a minute.
 inline constexpr Limit kUnlinkedIds{200'000'000, "file ids to unlink in one deletion"};
-/// Rows of a history that a client writes with one call.
+/// History rows that a client writes in one call.
 inline constexpr Limit kWrittenEntries{10'000, "rows of one write to histories"};
 /// Each password takes a noticeable time to check.
 inline constexpr Limit kConfirmingUsers{100, "users who confirm a deletion"};
 
-/// Bytes that one call may write more than once.
+/// Bytes that one call may write repeatedly.
 inline constexpr std::size_t kRepeatedBytes = std::size_t{32} << 20;
 inline constexpr Limit kLinkedNameBytes{kRepeatedBytes, "bytes of file names times evidences of one batch link"};
 inline constexpr Limit kWrittenUserBytes{kRepeatedBytes, "bytes of users repeated by one write to histories"};
 
-/// Whether `number` is within `limit`. If not, the error is (0, `sub_code`), and a line of `operation` names the limit
-/// and both numbers.
+/// Whether `number` is within `limit`. If not, the error is (0, `sub_code`), and a log line of `operation` names the
+/// limit and both numbers.
 [[nodiscard]] bool Allows(const Limit& limit, std::size_t number, ErrorSubCode sub_code = kBadInput,
                           Operation operation = Operation::current());
 

@@ -29,7 +29,7 @@ Reply ReadReply(const kelp::CRapidJsonProto& proto) {
   reply.main_code = proto.get_int_v(root + "ErrorModule", -1);
   reply.sub_code = proto.get_int_v(root + "ErrorCode", -1);
   if (reply.sub_code != 0) return reply;
-  // One list holds as many values as there are entries; the entries are a list of another name beside it.
+  // `LinkFileErrorList` only has the number of entries; the entries are a list of another name at the same level.
   const std::string data = root + "Data/";
   const int count = proto.get_cnt(data + "LinkFileErrorList");
   for (int n = 1; n <= count; ++n) {

@@ -1,4 +1,4 @@
-// The plain AES calls are what the stored form is made of; the library keeps them for such uses.
+// The stored form is built with the low-level AES calls, which the library keeps for such uses.
 #define OPENSSL_SUPPRESS_DEPRECATED
 
 #include "impl/Evidence/PrivateAESEncrypt.h"
@@ -28,7 +28,7 @@ constexpr int kNothingToDo = -1;
 
 constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-/// Each byte is its own index. The cipher changes what it is given, so every call takes a new one.
+/// Each byte is its own index. The cipher modifies the vector, so every call needs a new one.
 InitialVector NewInitialVector() {
   InitialVector vector{};
   for (std::size_t n = 0; n < vector.size(); ++n)
@@ -36,7 +36,7 @@ InitialVector NewInitialVector() {
   return vector;
 }
 
-/// The cipher's key schedule, wiped at the end.
+/// The cipher's key schedule, wiped on destruction.
 class KeySchedule {
  public:
   using SetKey = int(const unsigned char*, int, AES_KEY*);
@@ -57,7 +57,7 @@ class KeySchedule {
 };
 
 std::string EncodeBase64(const Bytes& bytes) {
-  // The library writes a NUL behind the text.
+  // The library appends a NUL to the text.
   std::string text(4 * ((bytes.size() + 2) / 3) + 1, '\0');
   const int written =
       EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()), bytes.data(), static_cast<int>(bytes.size()));
@@ -65,7 +65,7 @@ std::string EncodeBase64(const Bytes& bytes) {
   return text;
 }
 
-/// Passes over what is not of the alphabet and ends at "=".
+/// Skips characters outside the alphabet and stops at "=".
 Bytes DecodeBase64(const std::string& text) {
   Bytes bytes;
   std::uint32_t bits = 0;
@@ -85,7 +85,7 @@ Bytes DecodeBase64(const std::string& text) {
 
 using Routine = int(std::string&, const std::string&, const std::string&);
 
-/// Runs a routine on the text and the platform's key, which travel as one record and are wiped afterwards.
+/// Runs a routine on the text and the platform's key, which are kept in one record and wiped afterwards.
 bool Run(Routine* routine, std::string& out, const std::string& text,
          Evidence::Operation operation = Evidence::Operation::current()) {
   Evidence::_tag_User_ input{text, TarnPlatform::Common::GetAESKey()};
@@ -126,7 +126,7 @@ int DecryptWithKey(std::string& out, const std::string& stored, const std::strin
   if (!cipher.empty()) {
     AES_cbc_encrypt(cipher.data(), buffer.data(), cipher.size(), schedule.Get(), vector.data(), AES_DECRYPT);
   }
-  // Lenient: a last byte that cannot be a padding leaves the whole text.
+  // Lenient: when the last byte cannot be a padding, the whole text is kept.
   const std::size_t padding = buffer.empty() ? 0 : buffer.back();
   const std::size_t length = padding >= buffer.size() ? buffer.size() : buffer.size() - padding;
   out.assign(buffer.begin(), buffer.begin() + static_cast<std::ptrdiff_t>(length));

@@ -8,8 +8,8 @@
 #include "usrservice/pdu/PduFrame.h"
 #include "usrservice/pdu/PduMessage.h"
 
-/// Calls from other plugins: evidences to be created with their files, and the list of types. A request stands under
-/// "/Request", an answer under "/Response", and "/BinarySize" beside them.
+/// Calls from other plugins: evidences to be created with their files, and the list of types. A request is under
+/// "/Request", an answer under "/Response", with "/BinarySize" at the same level.
 namespace pdu {
 
 struct SAPIEvidenceFile {
@@ -64,7 +64,7 @@ struct SReqAPIEvidenceTypePost {
 
 struct SRspAPIEvidenceTypePost : Status {
   SRspAPIEvidenceTypePost() : Status{-1, -1, {}} {}
-  /// A text here, a number in the answer about evidences: callers know each as it is.
+  /// A text here, a number in the answer about evidences; callers expect both as they are.
   std::string BinarySize;
   std::int32_t PageIndex = -1;
   std::int32_t PageSize = -1;

@@ -25,7 +25,7 @@ struct SReqFileBatchLinkEvidences {
   std::vector<SLinkFile> FileList;
 };
 
-/// A file that could not be linked with an evidence, or not be taken off it.
+/// A file that could not be linked with an evidence or unlinked from it.
 struct SLinkFileError {
   std::int32_t FileID = -1;
   std::int32_t ErrorCode = 0;

@@ -6,7 +6,7 @@
 #include "KelpUtils/RapidJsonProto.h"
 #include "usrservice/ReadList.h"
 
-/// What the messages of namespace pdu are read and written with. They write signed numbers.
+/// Helpers to read and write the messages of namespace pdu. They write signed numbers.
 namespace pdu {
 
 /// The root of an answer to a client.
@@ -27,8 +27,8 @@ struct Status {
   std::string cascading_error_info;
 };
 
-/// Opens an answer at `root` ("/ResponseStatus"): the codes and `CascadingErrorInfo`, which is "" when empty. Null
-/// when the root cannot be made.
+/// Begins an answer at `root` ("/ResponseStatus"): the codes and `CascadingErrorInfo`, which is "" when empty. Null
+/// when the root cannot be created.
 Node* BeginResponse(kelp::CRapidJsonProto& proto, const std::string& root, const Status& status);
 
 /// The answer's `Data`, `{}` until it has children; null when `root` is.

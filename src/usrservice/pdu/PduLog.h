@@ -31,7 +31,7 @@ struct SReqOperationLogPost {
 
 struct SRspOperationLogPost : Status {};
 
-/// The evidence stands in the path; the body only has to be JSON.
+/// The id of the evidence is in the path; no body is read.
 struct SReqOperationLogGet {};
 
 /// What a client reads: before and after of one change, or a name alone.

@@ -4,15 +4,14 @@
 
 #include <array>
 #include <filesystem>
-#include <fstream>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "FileManagerModule.h"
 #include "RealBackends.h"
+#include "support/ScratchFolder.h"
 #include "support/ThrowawayPostgres.h"
 
 namespace evidence_test {
@@ -45,19 +44,17 @@ std::string Links() {
 class LinkFileTest : public testing::Test {
  protected:
   LinkFileTest() {
-    if (mkdtemp(folder_.data()) == nullptr) throw std::runtime_error("no temporary folder");
-    fs::current_path(folder_);
-    fs::copy(FILE_MANAGER_RUNTIME, folder_, fs::copy_options::recursive);
+    fs::current_path(folder_.path());
+    fs::copy(FILE_MANAGER_RUNTIME, folder_.path(), fs::copy_options::recursive);
     Postgres().Query("DELETE FROM filemanager.link");
   }
   ~LinkFileTest() override {
     module_.Stop();
     fs::current_path(testing::TempDir());
-    fs::remove_all(folder_);
   }
 
   bool StartWith(const std::string& settings) {
-    std::ofstream(kSettingsFile) << settings;
+    folder_.Write(kSettingsFile, settings);
     return module_.Start();
   }
   /// The reply's text; "no reply" when the call failed on the bus.
@@ -69,7 +66,7 @@ class LinkFileTest : public testing::Test {
     return std::dynamic_pointer_cast<CPluginCommData>(response)->JsonTxt();
   }
 
-  std::string folder_ = testing::TempDir() + "file-manager-XXXXXX";
+  const ScratchFolder folder_;
   platform::ScopedBackend<plugin_comm::IPluginCommManager> comm_slot_{platform::MakePluginCommManager()};
   platform::ScopedBackend<kelp::IDBManager> db_slot_{
       platform::MakePostgresDBManager({.connection = Postgres().AppConnection()})};

@@ -3,7 +3,6 @@
 
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <future>
 #include <stdexcept>
 #include <string>
@@ -12,6 +11,7 @@
 
 #include "DatabaseSetup.h"
 #include "support/Eventually.h"
+#include "support/ScratchFolder.h"
 #include "support/ThrowawayPostgres.h"
 
 namespace {
@@ -28,22 +28,20 @@ using testing::HasSubstr;
 class DatabaseSetupTest : public testing::Test {
  protected:
   DatabaseSetupTest() {
-    if (mkdtemp(folder_.data()) == nullptr) throw std::runtime_error("no temporary folder");
     fs::copy(ThrowawayPostgres::Scripts(), folder_);
     MakeDatabase("");
   }
-  ~DatabaseSetupTest() override { fs::remove_all(folder_); }
 
   static void MakeDatabase(const std::string& options) {
     Postgres().Query("DROP DATABASE IF EXISTS own WITH (FORCE)");
     Postgres().Query("CREATE DATABASE own " + options);
   }
-  void AddScript(const std::string& name, const std::string& text) const { std::ofstream(folder_ + name) << text; }
   platform::SetupResult Apply() const { return platform::SetUpDatabase(owner_, folder_); }
   Rows Query(const std::string& sql) const { return Session(owner_).Query(sql); }
 
   const std::string owner_ = Postgres().ConnectionTo("own", "postgres");
-  std::string folder_ = testing::TempDir() + "scripts-XXXXXX";
+  const evidence_test::ScratchFolder scratch_;
+  const std::string& folder_ = scratch_.path();
 };
 
 TEST_F(DatabaseSetupTest, CallsThatMeetTakeTurnsAndALaterOneFindsNothingToDo) {
@@ -72,13 +70,13 @@ TEST_F(DatabaseSetupTest, AFailureNamesTheFaultAndLeavesTheDatabaseAsItWas) {
     EXPECT_THAT(Apply().fault, HasSubstr(fault));
     EXPECT_EQ(Query("SELECT 1 FROM pg_namespace WHERE nspname IN ('platform', 'evidence')"), Rows()) << fault;
   };
-  AddScript("/900_broken.sql", "CREATE TABLE evidence.extra (a integer); SELECT 1/0;");
+  scratch_.Write("900_broken.sql", "CREATE TABLE evidence.extra (a integer); SELECT 1/0;");
   expect_fault("900_broken.sql: 22012");
   MakeDatabase("ENCODING 'SQL_ASCII' LC_CTYPE 'C' TEMPLATE template0");
   expect_fault("SQL_ASCII");
   MakeDatabase("LC_CTYPE 'C' TEMPLATE template0");
   expect_fault("LC_CTYPE");
-  AddScript("/003_twin.sql", "SELECT 1;");
+  scratch_.Write("003_twin.sql", "SELECT 1;");
   expect_fault("two scripts");
   fs::remove_all(folder_);
   expect_fault(folder_);
@@ -104,7 +102,7 @@ TEST_F(DatabaseSetupTest, AnOlderSchemaWithDataComesUpToDateWithoutLosingARowAnd
       "platform.system";
   const auto before = Query(contents);
   fs::copy(ThrowawayPostgres::Scripts(), folder_, fs::copy_options::recursive | fs::copy_options::skip_existing);
-  AddScript("/900_more.sql", "CREATE TABLE evidence.extra (a integer);");
+  scratch_.Write("900_more.sql", "CREATE TABLE evidence.extra (a integer);");
   const auto upgraded = Apply();
   EXPECT_EQ(upgraded.fault, "");
   EXPECT_EQ(upgraded.version, 900);

@@ -12,13 +12,15 @@ using plugin_comm::CPluginCommData;
 class EvidenceFilesTest : public ManagerTest {
  protected:
   void SetUp() override {
-    rows_["read evidence 5"] = {{{"ID", "5"}}};
-    const Row a{{"ID", "51"}};
-    const Row b{{"ID", "52"}};
-    rows_["read file evidence_id = 5 AND file_name = 'a'"] = {a};
-    rows_["read file evidence_id = 5 AND file_name = 'b'"] = {b};
-    rows_["read file evidence_id = 5"] = {a, b};
+    SetTables();
     Start();
+  }
+  /// Evidence 5 with the files a and b.
+  void SetTables() {
+    tables_.rows.clear();
+    tables_.Add("evidence", {{"id", "5"}});
+    tables_.Add("evidence_file", {{"id", "51"}, {"evidence_id", "5"}, {"file_name", "a"}});
+    tables_.Add("evidence_file", {{"id", "52"}, {"evidence_id", "5"}, {"file_name", "b"}});
   }
   static EvidenceFilePtr File(std::int32_t id, const std::string& name, bool take_off = false,
                               std::int32_t evidence_id = 5) {
@@ -32,8 +34,8 @@ class EvidenceFilesTest : public ManagerTest {
   /// What a batch wrote and asked, and the files refused.
   std::string Inserted(const std::list<EvidenceFilePtr>& files) {
     std::list<ErrorPtr> failures;
-    const std::string done = Did(manager_.InsertEvidenceFiles(failures, files));
-    return done + (failures.empty() ? "" : " | refused: " + ErrorTexts(failures));
+    const bool ok = manager_.InsertEvidenceFiles(failures, files);
+    return Did(ok, failures);
   }
 };
 
@@ -41,34 +43,38 @@ TEST_F(EvidenceFilesTest, ABatchIsSortedIntoAdditionsAndRemovals) {
   // New; taken off; taken off but not there, which adds; one of the name but another id, dropped; there already.
   EXPECT_EQ(
       Inserted({File(60, "new"), File(51, "a", true), File(61, "gone", true), File(62, "b", true), File(52, "b")}),
-      "link 60,61,52 of 5 | add file 60;add file 61;add file 52; | unlink 51 of 5 | delete file 51; | !evidences files "
-      "repeated. | ok");
+      Lines({"link 60,61,52 of 5", "add file 60 'new' of 5", "add file 61 'gone' of 5", "add file 52 'b' of 5",
+             "unlink 51 of 5", "delete file 51", "!evidences files repeated.", "ok"}));
   EXPECT_EQ(Inserted({File(62, "b", true)}), "ok");
   EXPECT_EQ(Inserted({File(-1, "without a key"), File(63, "with one")}),
-            "key file | link 100,63 of 5 | add file 100;add file 63; | ok");
-  EXPECT_EQ(Inserted({}), "!Input param error. | 0-2");
-  // Removals count as well.
+            Lines({"link 100,63 of 5", "add file 100 'without a key' of 5", "add file 63 'with one' of 5", "ok"}));
+  EXPECT_EQ(Inserted({}), Lines({"!Input param error.", "0-2"}));
+  EXPECT_EQ(Inserted({File(1, "x", false, 9)}), Lines({"!The evidence not exists, evidence-id[9].", "0-9804"}));
+}
+
+TEST_F(EvidenceFilesTest, RemovalsCountTowardsTheLimitAsWell) {
   const std::list<EvidenceFilePtr> both{File(51, "a", true), File(52, "b", true)};
-  rows_["count file evidence_id = 5"] = {{{"count", "126"}}};
-  EXPECT_EQ(Inserted(both), "unlink 51,52 of 5 | delete file 51;delete file 52; | ok");
-  rows_["count file evidence_id = 5"] = {{{"count", "127"}}};
-  EXPECT_EQ(Inserted(both), "!The number of evidence associated files exceeds the limit, evidence-id[5]. | 0-9807");
-  EXPECT_EQ(Inserted({File(1, "x", false, 9)}), "!The evidence not exists, evidence-id[9]. | 0-9804");
+  tables_.others["evidence_file"] = 125;
+  EXPECT_EQ(Inserted(both),
+            Lines({"!The number of evidence associated files exceeds the limit, evidence-id[5].", "0-9807"}));
+  tables_.others["evidence_file"] = 124;
+  EXPECT_EQ(Inserted(both), Lines({"unlink 51,52 of 5", "delete file 51", "delete file 52", "ok"}));
 }
 
 TEST_F(EvidenceFilesTest, RefusedFilesStandInTheListAndTheOthersGoOn) {
   // The first file's evidence decides about the batch, the last one's is told to the file manager.
   EXPECT_EQ(Inserted({File(60, "new"), File(61, "other", false, -1), File(64, std::string(1, '\0')), File(63, "x"),
                       File(62, "nowhere", false, 9)}),
-            "link 60,63 of 9 | add file 60;add file 63; | !The evidence not exists, evidence-id[9]. | 0-9999 | "
-            "refused: 61  77-77 | 64  0-2 | 62  0-9804");
-  failing_ = {"key file"};
-  EXPECT_EQ(Inserted({File(-1, "x"), File(60, "y")}),
-            "key file | link 60 of 5 | add file 60; | 0-9999 | refused: -1 x 0-15");
+            Lines({"link 60,63 of 9", "add file 60 'new' of 5", "add file 63 'x' of 5",
+                   "!The evidence not exists, evidence-id[9].", "0-9999", "refused 61  77-77", "refused 64  0-2",
+                   "refused 62  0-9804"}));
+  tables_.failing = {"key file"};
+  EXPECT_EQ(Inserted({File(-1, "x"), File(70, "y")}),
+            Lines({"link 70 of 5", "add file 70 'y' of 5", "0-9999", "refused -1 x 0-15"}));
   // The file manager's refusals end the batch before the store, and removals with it.
   reply_ = kOneRefused;
-  EXPECT_EQ(Inserted({File(60, "new"), File(51, "a", true)}),
-            "link 60 of 5 | !Insert evidences files failed. | 77-77 | refused: 60 n 31-4");
+  EXPECT_EQ(Inserted({File(71, "z"), File(51, "a", true)}),
+            Lines({"link 71 of 5", "!Insert evidences files failed.", "77-77", "refused 60 n 31-4"}));
 }
 
 TEST_F(EvidenceFilesTest, FailuresOfTheStore) {
@@ -77,22 +83,25 @@ TEST_F(EvidenceFilesTest, FailuresOfTheStore) {
     return Did(manager_.UpdateEvidenceFiles(failures, files, 5));
   };
   EXPECT_EQ(take_off({File(51, "a"), nullptr, File(52, "b")}),
-            "unlink 51,52 of 5 | delete file 51 AND evidence_id = 5;delete file 52 AND evidence_id = 5; | ok");
-  EXPECT_EQ(take_off({}), "!Input param error. | 0-2");
-  failing_ = {"count file"};
-  EXPECT_EQ(Inserted({File(1, "x")}), "!Get Evidence file count failed, evidence-id[5]. | 0-15");
-  failing_ = {"add file"};
-  EXPECT_EQ(Inserted({File(60, "y")}), "link 60 of 5 | add file 60; | !Insert evidences files failed. | 0-15");
+            Lines({"unlink 51,52 of 5", "delete file 51 of 5", "delete file 52 of 5", "ok"}));
+  EXPECT_EQ(take_off({}), Lines({"!Input param error.", "0-2"}));
+  SetTables();
+  tables_.failing = {"count files"};
+  EXPECT_EQ(Inserted({File(1, "x")}), Lines({"!Get Evidence file count failed, evidence-id[5].", "0-15"}));
+  tables_.failing = {"add file"};
+  EXPECT_EQ(Inserted({File(60, "y")}),
+            Lines({"link 60 of 5", "add file 60 'y' of 5", "!Insert evidences files failed.", "0-15"}));
   EXPECT_EQ(Inserted({File(60, "y"), File(51, "a", true)}),
-            "link 60 of 5 | add file 60; | unlink 51 of 5 | delete file 51; | !Insert evidences files failed. | ok")
+            Lines({"link 60 of 5", "add file 60 'y' of 5", "unlink 51 of 5", "delete file 51",
+                   "!Insert evidences files failed.", "ok"}))
       << "the last writing decides";
-  failing_ = {"delete file"};
+  tables_.failing = {"delete file"};
   EXPECT_EQ(take_off({File(51, "a")}),
-            "unlink 51 of 5 | delete file 51 AND evidence_id = 5; | !Update evidences files failed. | 0-15");
+            Lines({"unlink 51 of 5", "delete file 51 of 5", "!Update evidences files failed.", "0-15"}));
   platform_.comm->answer = nullptr;
-  EXPECT_EQ(take_off({File(51, "a")}), "!Delete evidences files failed. | 0-1");
+  EXPECT_EQ(take_off({File(51, "a")}), Lines({"!Delete evidences files failed.", "0-1"}));
   platform_.comm->serve_empty = true;
-  EXPECT_EQ(take_off({File(51, "a")}), "!Delete evidences files failed. | 0-1");
+  EXPECT_EQ(take_off({File(51, "a")}), Lines({"!Delete evidences files failed.", "0-1"}));
 }
 
 TEST_F(EvidenceFilesTest, ASecondWriterWaitsForTheFileManagerAndReadersDoNot) {
@@ -103,7 +112,7 @@ TEST_F(EvidenceFilesTest, ASecondWriterWaitsForTheFileManagerAndReadersDoNot) {
     platform_.comm->answer = [&](const auto&, const auto&, auto& out) {
       if (requests++ == 0) {
         asked.set_value();
-        reply.get_future().wait();
+        reply.get_future().wait_for(std::chrono::seconds(60));
       }
       out = std::make_shared<CPluginCommData>(reply_, nullptr, 0);
     };
@@ -113,7 +122,7 @@ TEST_F(EvidenceFilesTest, ASecondWriterWaitsForTheFileManagerAndReadersDoNot) {
                   : manager_.UpdateEvidenceFiles(failures, {File(51, "a")}, 5);
     };
     auto first = std::async(std::launch::async, write, adds_first);
-    asked.get_future().wait();
+    ASSERT_EQ(asked.get_future().wait_for(std::chrono::seconds(30)), std::future_status::ready);
     auto second = std::async(std::launch::async, write, !adds_first);
     // Readers finish while both wait; the second has asked nothing.
     std::list<EvidenceFilePtr> files;
@@ -132,25 +141,25 @@ TEST_F(EvidenceFilesTest, RequestsAndRepliesOfTheFileManager) {
   const auto done = [](const std::string& data) {
     return R"({"ResponseStatus":{"ErrorModule":0,"ErrorCode":0,"Data":)" + data + "}}";
   };
-  const std::pair<std::string, const char*> cases[] = {
-      {R"({"ResponseStatus":{"ErrorCode":0}})", "ok "},
+  const std::pair<std::string, Texts> cases[] = {
+      {R"({"ResponseStatus":{"ErrorCode":0}})", {"ok"}},
       {done(R"({"LinkFileErrorList":[{},{}],"LinkFileError":[)"
             R"({"ID":1,"Name":"a.mp4","Error":{"ErrorModule":3,"ErrorCode":4}},{"ID":2,"Error":{"ErrorCode":9}}]})"),
-       "77-77 1 a.mp4 3-4 | 2  -1-9"},
+       {"77-77", "refused 1 a.mp4 3-4", "refused 2  -1-9"}},
       // The count is that of one list, the entries are those of the other.
-      {done(R"({"LinkFileErrorList":[{"ID":1,"Name":"n"},{}]})"), "77-77 -1  -1--1 | -1  -1--1"},
-      {done(R"({"LinkFileError":[{"ID":1,"Name":"n"}]})"), "ok "},
-      {"not JSON", "!Data Parse failed, data invalid! | 0-2 "},
-      {R"({"ResponseStatus":{"ErrorModule":0}})", "!API return failed: [0--1]! | 0--1 "},
+      {done(R"({"LinkFileErrorList":[{"ID":1,"Name":"n"},{}]})"), {"77-77", "refused -1  -1--1", "refused -1  -1--1"}},
+      {done(R"({"LinkFileError":[{"ID":1,"Name":"n"}]})"), {"ok"}},
+      {"not JSON", {"!Data Parse failed, data invalid!", "0-2"}},
+      {R"({"ResponseStatus":{"ErrorModule":0}})", {"!API return failed: [0--1]!", "0--1"}},
       {R"({"ResponseStatus":{"ErrorModule":41,"ErrorCode":3,"Data":{"LinkFileErrorList":[{}]}}})",
-       "!API return failed: [41-3]! | 41-3 "}};
+       {"!API return failed: [41-3]!", "41-3"}}};
   for (const auto& [reply, expected] : cases) {
     reply_ = reply;
     std::list<ErrorPtr> failures;
     const bool linked = manager_.APILinkFile(failures, {1000000001, 2}, 5, CEvidenceManager::kLinkFiles);
     EXPECT_EQ(platform_.comm->requests.back(), head + R"(5,"FileIDs":"1000000001,2","OperationType":1}})");
     platform_.calls.clear();
-    EXPECT_EQ(Did(linked) + " " + ErrorTexts(failures), expected) << reply;
+    EXPECT_EQ(Did(linked, failures), Lines(expected)) << reply;
   }
   std::list<ErrorPtr> failures;
   (void)manager_.APILinkFile(failures, {}, -1, CEvidenceManager::kUnlinkFiles);

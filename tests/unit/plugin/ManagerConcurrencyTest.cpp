@@ -17,14 +17,11 @@ using namespace Evidence;
 TEST(ManagerConcurrencyTest, StartStopAndCallsFromManyThreads) {
   scripted::Platform platform;
   platform::SetLogThreshold(6);
-  int last_key = 1000;
-  std::vector<scripted::Row> rows;
-  for (int id = 0; id < 100; ++id)
-    rows.push_back({{"ID", std::to_string(id)}, {"name", id < 6 ? "" : "own" + std::to_string(id)}});
-  platform.db->answer = [&](const std::string& sql) {
-    if (sql.starts_with("SELECT NEXTVAL")) return std::vector<scripted::Row>{{{"nextval", std::to_string(++last_key)}}};
-    return sql.find("FROM evidence.evidence_type") == std::string::npos ? std::vector<scripted::Row>() : rows;
-  };
+  platform.db->tables.next_key = 1001;
+  for (int id = 0; id < 100; ++id) {
+    platform.db->tables.Add("evidence_type",
+                            {{"id", std::to_string(id)}, {"name", id < 6 ? "" : "own" + std::to_string(id)}});
+  }
   CEvidenceManager manager;
 
   constexpr int kCallers = 6;

@@ -93,15 +93,17 @@ TEST_F(MessagesTest, EvidencesAreAnsweredAsTheyWereSent) {
 
   ExpectAnswer("evidence_post", pdu_.EncodeEvidencePostRsp(response_, {}, created));
   ExpectAnswer("evidence_post_blank", pdu_.EncodeEvidencePostRsp(response_, {}, blank));
-  tables_.Link("31>11,32>11");
+  AddFile(31, 11);
+  AddFile(32, 11);
   platform_.calls.clear();
   ExpectAnswer("evidence_get",
                pdu_.EncodeEvidenceGetRsp(response_, {}, {41, 1, 20}, true, {created, blank}, "Other,FileList"));
-  EXPECT_EQ(platform_.calls, scripted::Calls{"files 11,-1"}) << "one query for all files";
+  std::erase_if(platform_.calls, [](const auto& call) { return !call.starts_with("read files"); });
+  EXPECT_EQ(platform_.calls, scripted::Calls{"read files of 11,-1"}) << "one query for all files";
   ExpectAnswer("evidence_id_get", pdu_.EncodeEvidenceIDGetRsp(response_, {}, changed, "FileList"));
   // Files that are not asked for or cannot be read are left out.
-  for (const auto& [refused, field] : {std::pair("", "FileLists,filelist, FileList"), {"files", "FileList"}}) {
-    tables_.refused = refused;
+  for (const auto& [refused, field] : {std::pair("none", "FileLists,filelist, FileList"), {"read files", "FileList"}}) {
+    tables_.failing = {refused};
     ExpectAnswer("evidence_get_plain", pdu_.EncodeEvidenceGetRsp(response_, {}, {}, false, {created, blank}, field));
     ExpectAnswer("evidence_id_get_plain", pdu_.EncodeEvidenceIDGetRsp(response_, {}, changed, field));
   }

@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <numeric>
 #include <optional>
 #include <set>
 #include <sstream>
@@ -16,14 +17,10 @@
 #include "KelpPlatform/PlatformAdapter.h"
 #include "support/ElementsStub.h"
 #include "support/LogRecorder.h"
+#include "unit/plugin/ScriptedDatabase.h"
 
 /// A platform whose every answer a test scripts, and which notes every call in order.
 namespace scripted {
-
-/// The calls of all scripted objects in the order in which they came.
-using Calls = std::vector<std::string>;
-
-using Row = std::map<std::string, std::string>;
 
 inline std::string ValueOf(const Row& row, const std::string& name) {
   const auto found = row.find(name);
@@ -43,7 +40,7 @@ struct Noting {
   /// Notes a call; always true.
   template <class... Parts>
   bool Note(const Parts&... parts) {
-    calls.push_back(Words(parts...));
+    NoteCall(calls, Words(parts...));
     return true;
   }
   Calls& calls;
@@ -59,7 +56,7 @@ class ResultSet final : public kelp::IDBResultSet {
     return text.empty() ? 0 : std::stoi(text);
   }
   std::string GetString(const std::string& column) const override {
-    return IsEof() ? std::string() : ValueOf(rows_[at_], column);
+    return IsEof() ? std::string() : ValueOf(rows_[at_], kelp::ToLower(column));
   }
   int GetIntByIndex(int) const override { return IsEof() ? 0 : std::stoi(rows_[at_].begin()->second); }
 
@@ -68,16 +65,15 @@ class ResultSet final : public kelp::IDBResultSet {
   std::size_t at_ = 0;
 };
 
-/// Answers statements from `answer`, one at a time; nothing is a failure.
+/// Runs texts on its tables, one at a time.
 struct Database final : kelp::IDBManager, Noting {
   using Noting::Noting;
   bool initialize = true;
-  /// Rows of a query, or of a statement (then only whether it succeeds counts).
-  std::function<std::optional<std::vector<Row>>(const std::string&)> answer = [](const std::string&) {
-    return std::vector<Row>();
-  };
-  bool has_cursor = true;         ///< whether a query that succeeds hands out a cursor
-  std::vector<std::string> sent;  ///< every text, in order
+  Tables tables{calls};
+  /// Answers a text in place of the tables; nothing is a failure.
+  std::function<std::optional<std::vector<Row>>(const std::string&)> answer;
+  bool has_cursor = true;  ///< whether a query that succeeds hands out a cursor
+  std::string throws;      ///< the text of the exception that answers each statement
 
   bool Initialize(const std::string& id, int config, int log, bool now) override {
     return Note("db init", id, config, log, now ? "now" : "later") && initialize;
@@ -86,9 +82,8 @@ struct Database final : kelp::IDBManager, Noting {
   bool ExecuteNoQuery(const std::string& id, int connection_class, const std::string& sql) override {
     return Send(id, connection_class, sql).has_value();
   }
-  /// Each text is sent by itself; the first that fails ends the list.
   bool ExecuteNoQueryList(const std::string& id, int connection_class, const std::list<std::string>& sqls) override {
-    return std::ranges::all_of(sqls, [&](const auto& sql) { return Send(id, connection_class, sql).has_value(); });
+    return Send(id, connection_class, std::accumulate(sqls.begin(), sqls.end(), std::string())).has_value();
   }
   bool ExecuteQuery(const std::string& id, int connection_class, const std::string& sql,
                     const RowReader& reader) override {
@@ -103,8 +98,8 @@ struct Database final : kelp::IDBManager, Noting {
   std::optional<std::vector<Row>> Send(const std::string& id, int connection_class, const std::string& sql) {
     if (id != "casefile.s" || connection_class != kConfigClass) return std::nullopt;
     const std::lock_guard lock(mutex_);
-    sent.push_back(sql);
-    return answer(sql);
+    if (!throws.empty()) throw std::runtime_error(throws);
+    return answer ? answer(sql) : tables.Run(sql);
   }
 
   std::mutex mutex_;
@@ -217,12 +212,11 @@ struct Comm final : plugin_comm::IPluginCommManager, Noting {
   plugin_comm::ApiCallback answer;
   /// Whether a request counts as served when the reply is left empty.
   bool serve_empty = false;
-  std::vector<std::string> requests;  ///< "path>target json", with the number of data bytes behind when there are any
+  std::vector<std::string> requests;  ///< "path>target json"
   bool Request(std::shared_ptr<plugin_comm::IPluginCommData>& response, const std::string& path,
                const std::shared_ptr<plugin_comm::IPluginCommData>& request, const std::string& target) override {
     const auto sent = std::dynamic_pointer_cast<plugin_comm::CPluginCommData>(request);
-    requests.push_back(path + ">" + target + " " + (sent ? sent->JsonTxt() : "null") +
-                       (sent && !sent->Data().empty() ? " " + std::to_string(sent->Data().size()) : ""));
+    requests.push_back(path + ">" + target + " " + (sent ? sent->JsonTxt() : "null"));
     response.reset();
     if (answer) answer(path, request, response);
     return response || serve_empty;
@@ -260,6 +254,17 @@ struct System final : platform::ISystemBackend {
   std::string AESKey() override { return "0123456789abcdef"; }
 };
 
+/// An object in its slot.
+template <class Object, class Interface>
+struct Installed {
+  template <class... Arguments>
+  explicit Installed(Arguments&... arguments) : object(std::make_shared<Object>(arguments...)) {}
+  Object* operator->() const { return object.get(); }
+
+  std::shared_ptr<Object> object;
+  platform::ScopedBackend<Interface> slot{object};
+};
+
 /// Installs the whole platform for the life of an object.
 class Platform {
  public:
@@ -276,30 +281,19 @@ class Platform {
   Platform& operator=(const Platform&) = delete;
 
   Calls calls;
-  std::shared_ptr<evidence_test::LogRecorder> sink = std::make_shared<evidence_test::LogRecorder>();
-  std::shared_ptr<Database> db = std::make_shared<Database>(calls);
-  std::shared_ptr<Threads> threads = std::make_shared<Threads>(calls);
-  std::shared_ptr<Language> language = std::make_shared<Language>(calls);
+  Installed<evidence_test::LogRecorder, platform::ILogSink> sink;
+  Installed<Database, kelp::IDBManager> db{calls};
+  Installed<Threads, kelp::IThreadManager> threads{calls};
+  Installed<Language, kelp::IMultiLanguageMgr> language{calls};
+  Installed<Comm, plugin_comm::IPluginCommManager> comm{calls};
+  Installed<PlatformLog, platform::ILogBackend> log{calls};
+  Installed<Increments, platform::IIncreResourceBackend> increments;
+  Installed<System, platform::ISystemBackend> system;
+  Installed<Adapter, kelp::IPlatformAdapterInterface> adapter;
   std::shared_ptr<Bus> bus = std::make_shared<Bus>(calls);
   std::shared_ptr<Permissions> permissions = std::make_shared<Permissions>();
   std::shared_ptr<SystemAndLog> system_and_log = std::make_shared<SystemAndLog>(calls);
   std::shared_ptr<evidence_test::ElementsStub> elements = std::make_shared<evidence_test::ElementsStub>();
-  std::shared_ptr<Adapter> adapter = std::make_shared<Adapter>();
-  std::shared_ptr<Comm> comm = std::make_shared<Comm>(calls);
-  std::shared_ptr<Increments> increments = std::make_shared<Increments>();
-  std::shared_ptr<PlatformLog> log = std::make_shared<PlatformLog>(calls);
-  std::shared_ptr<System> system = std::make_shared<System>();
-
- private:
-  platform::ScopedBackend<platform::ILogSink> sink_{sink};
-  platform::ScopedBackend<kelp::IDBManager> db_{db};
-  platform::ScopedBackend<kelp::IThreadManager> threads_{threads};
-  platform::ScopedBackend<kelp::IMultiLanguageMgr> language_{language};
-  platform::ScopedBackend<kelp::IPlatformAdapterInterface> adapter_{adapter};
-  platform::ScopedBackend<plugin_comm::IPluginCommManager> comm_{comm};
-  platform::ScopedBackend<platform::IIncreResourceBackend> increments_{increments};
-  platform::ScopedBackend<platform::ILogBackend> log_{log};
-  platform::ScopedBackend<platform::ISystemBackend> system_{system};
 };
 
 }  // namespace scripted

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <map>
 #include <memory>
 #include <regex>
 #include <sstream>
@@ -11,11 +10,11 @@
 #include <vector>
 
 #include "support/AuthenticationStub.h"
-#include "unit/plugin/ScriptedPlatform.h"
+#include "unit/plugin/ManagerTest.h"
 #include "usrservice/UsrServiceEvidence.h"
 #include "usrservice/UsrServiceEvidencePDU.h"
 
-/// What the tests of the request service share: tables and accounts that note what is asked of them, and bodies.
+/// What the tests of the request service share: accounts that note what is asked of them, and bodies.
 namespace service_test {
 
 using namespace Evidence;
@@ -47,84 +46,6 @@ std::shared_ptr<Record> New(Record record) {
 inline ErrorPtr Refused(std::int32_t id, const std::string& name, int main_code, int sub_code) {
   return New(_tag_Error_{id, name, main_code, sub_code});
 }
-
-/// The plugin's tables as a database answers from them; each statement that counts is noted in few words.
-class Tables {
- public:
-  explicit Tables(Calls& calls) : calls_(calls) {
-    for (const auto& [id, name] : {std::pair("7", "Seven"), {"8", "Eight"}, {"9", "Nine"}, {"11", "Eleven"}})
-      Add("evidence", {{"ID", id}, {"name", name}, {"guid", "G" + std::string(id)}, {"evidence_status", "1"}});
-    for (Row& row : rows["evidence"])
-      row.insert({{"evidence_type_id", "-1"}, {"scene_id", "-1"}, {"outcome_id", "-1"}});
-    Add("evidence_type", {{"ID", "0"}, {"name", "Other"}});
-    Add("evidence_type", {{"ID", "6"}, {"name", "Burglary"}});
-    Add("evidence_type", {{"ID", "9"}, {"name", "Deleted type"}, {"deleted", "1"}});
-  }
-
-  std::string refused;  ///< how the calls begin that fail
-  std::map<std::string, std::vector<Row>> rows;
-
-  void Add(const std::string& table, Row row) {
-    row["id"] = row["ID"];
-    row.try_emplace("deleted", "0");
-    rows[table].push_back(std::move(row));
-  }
-  /// Files "f<id>", each linked to an evidence: "1>7,2>8".
-  void Link(const std::string& links) {
-    static const std::regex link(R"((\d+)>(-?\d+))");
-    rows["evidence_file"].clear();
-    for (std::sregex_iterator found(links.begin(), links.end(), link), end; found != end; ++found)
-      Add("evidence_file", {{"ID", (*found)[1]}, {"evidence_id", (*found)[2]}, {"file_name", found->format("f$1")}});
-  }
-
-  std::optional<std::vector<Row>> Answer(const std::string& sql) {
-    // A call that begins with "?" can be refused, but is not noted.
-    static const std::pair<std::regex, const char*> calls[] = {
-        {std::regex(R"(SELECT ID, name FROM evidence\.evidence .*\((.*)\))"), "read $1"},
-        {std::regex(R"(INSERT INTO evidence\.evidence \(.*VALUES \(\d+, '.*?', '(.*?)')"), "insert $1"},
-        {std::regex(R"(UPDATE evidence\.evidence SET guid .*id = (-?\d+);)"), "update $1"},
-        {std::regex(R"(UPDATE evidence\.evidence SET deleted = 1 WHERE id = (\d+);)"), "delete $1"},
-        {std::regex(R"(SELECT id, evidence_id FROM .*\((.*)\))"), "files $1"},
-        {std::regex(R"(SELECT \* FROM evidence\.evidence_file )"), "?files"},
-        {std::regex(R"(file_name FROM evidence\.evidence_file .*\((.*)\))"), "?links of $1"},
-        {std::regex(R"(evidence_file \([^)]*\) VALUES \((\d+), [^)]*, (\d+), '[^)]*\);)"), "link $1>$2"},
-        {std::regex(R"(evidence_file SET deleted = 1 WHERE id = (\d+) AND evidence_id = (\d+);)"), "unlink $1>$2"},
-        {std::regex(R"(evidence_file SET deleted = 1 WHERE id = (\d+);)"), "unlink $1"},
-        {std::regex(R"(evidence_type SET name = '(.*)', .*id = (\d+);)"), "type $2 $1"},
-        {std::regex(R"(operation_log .*VALUES \(\d+, (-?\d+), '(.*?)', '(.*?)', (-?\d+), '(.*?)', .*, )"
-                    R"((-?\d+), '(.*?)', '(.*?)')"),
-         "history $4:$1 by $2@$3 [$6 $5:$7>$8]"},
-        {std::regex(R"(FROM evidence\.operation_log)"), "?history"}};
-    const std::string text = sql.substr(0, 2'000);
-    for (const auto& [statement, words] : calls) {
-      for (std::sregex_iterator found(text.begin(), text.end(), statement), end; found != end; ++found) {
-        static const std::regex usual(R"( by alice@10\.0\.0\.7| \[-1 :>\]|(\[)-1 |:>(?=\]))");
-        const std::string call = std::regex_replace(found->format(words), usual, "$1");
-        const bool unnoted = call.starts_with('?');
-        if (!unnoted) calls_.push_back(call);
-        if (!refused.empty() && call.substr(unnoted).starts_with(refused)) return std::nullopt;
-      }
-    }
-    return Rows(text);
-  }
-
- private:
-  [[nodiscard]] std::vector<Row> Rows(const std::string& sql) const {
-    static const std::regex query(
-        R"(SELECT (.*) FROM evidence\.(\w+) WHERE (?:deleted = 0 AND +)?(\w+) (?:=|in|IN) \(?([-\d,]+))");
-    std::vector<Row> found;
-    std::smatch part;
-    if (sql.starts_with("SELECT NEXTVAL")) return {{{"nextval", "9"}}};
-    if (!std::regex_search(sql, part, query) || !rows.contains(part[2])) return {};
-    const std::string column = part[3];
-    for (const Row& row : rows.at(part[2]))
-      if (("," + part[4].str() + ",").find("," + row.at(column) + ",") != std::string::npos) found.push_back(row);
-    if (part[1] == "count(*)") return {{{"count", std::to_string(found.size())}}};
-    return found;
-  }
-
-  Calls& calls_;
-};
 
 /// Session "s" of the account 7. The password of a user is "right", "nobody" (right, but of no account), "silent" (no
 /// answer at all), or the code of its refusal. Carol is account 4 and may not delete. Account 8 is of a directory.
@@ -183,12 +104,30 @@ class Accounts final : public evidence_test::AuthenticationStub {
   }
 };
 
-class ServiceTest : public ::testing::Test {
+/// The service over evidences 7, 8, 9 and 11, "Seven" to "Eleven", and types 0, 6 and, deleted, 9.
+class ServiceTest : public evidence_test::ManagerTest {
  protected:
   void SetUp() override {
-    platform_.db->answer = [this](const std::string& sql) { return tables_.Answer(sql); };
-    ASSERT_TRUE(manager_->Initialize());
+    for (const auto& [id, name] : {std::pair("7", "Seven"), {"8", "Eight"}, {"9", "Nine"}, {"11", "Eleven"}}) {
+      tables_.Add("evidence", {{"id", id},
+                               {"name", name},
+                               {"guid", "G" + std::string(id)},
+                               {"evidence_status", "1"},
+                               {"evidence_type_id", "-1"},
+                               {"scene_id", "-1"},
+                               {"outcome_id", "-1"}});
+    }
+    tables_.Add("evidence_type", {{"id", "0"}, {"name", "Other"}});
+    tables_.Add("evidence_type", {{"id", "6"}, {"name", "Burglary"}});
+    tables_.Add("evidence_type", {{"id", "9"}, {"name", "Deleted type"}, {"deleted", "1"}});
+    Start();
     Orv::Base::Error::SetLastError({});
+  }
+  /// A file "f<id>" of an evidence.
+  void AddFile(std::int32_t id, std::int32_t evidence_id) {
+    const std::string text = std::to_string(id);
+    tables_.Add("evidence_file",
+                {{"id", text}, {"evidence_id", std::to_string(evidence_id)}, {"file_name", "f" + text}});
   }
   /// What was written into `response_` is the body `name`.
   void ExpectAnswer(const std::string& name, bool encoded, const std::string& word = "Scene") const {
@@ -197,12 +136,9 @@ class ServiceTest : public ::testing::Test {
   }
 
   std::string response_;
-  scripted::Platform platform_;
-  Tables tables_{platform_.calls};
   const std::shared_ptr<Accounts> accounts_ = std::make_shared<Accounts>();
   const platform::ScopedBackend<platform::IAuthenticationBackend> accounts_slot_{accounts_};
-  const std::shared_ptr<CEvidenceManager> manager_ = std::make_shared<CEvidenceManager>();
-  std::shared_ptr<CEvidenceUserInterface> user_interface_ = std::make_shared<CEvidenceUserInterface>(manager_);
+  std::shared_ptr<CEvidenceUserInterface> user_interface_ = std::make_shared<CEvidenceUserInterface>(shared_manager_);
   CEvidencePduJson pdu_{user_interface_};
   CUsrServiceEvidence service_;
 };

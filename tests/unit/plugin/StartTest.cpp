@@ -2,10 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-
 #include "impl/Evidence/EvidenceModule.h"
+#include "support/ScratchFolder.h"
 #include "unit/plugin/ScriptedPlatform.h"
 
 namespace {
@@ -21,26 +19,17 @@ constexpr char kLimits[] =
     "<LowerConfig><MaxConnForConfig>3</MaxConnForConfig></LowerConfig>\n"
     "</Configs>\n";
 
-/// A platform whose every statement with `part` fails.
-auto FailStatement(const std::string& part) {
-  return [part](scripted::Platform& platform) {
-    platform.db->answer = [part](const std::string& sql) -> std::optional<std::vector<scripted::Row>> {
-      if (sql.find(part) != std::string::npos) return std::nullopt;
-      return std::vector<scripted::Row>{{{"ID", "2"}, {"name", "x"}, {"types", "0"}}};
-    };
-  };
+/// A platform on which the calls that begin so fail.
+auto FailCall(const std::string& call) {
+  return [call](scripted::Platform& platform) { platform.db->tables.failing = {call}; };
 }
 
 class StartTest : public ::testing::Test {
  protected:
   StartTest() {
-    char pattern[] = "/tmp/evidence-start-XXXXXX";
-    root_ = mkdtemp(pattern);
-    scripts_ = root_ / "META_INFO/casefile.s/runtime_script";
     std::filesystem::create_directories(scripts_);
-    platform_.system->directory = root_.string() + "/";
+    platform_.system->directory = folder_.path() + "/";
   }
-  ~StartTest() override { std::filesystem::remove_all(root_); }
 
   /// Writes the file; none for a null text.
   void Write(const std::string& name, const char* text) const {
@@ -54,19 +43,20 @@ class StartTest : public ::testing::Test {
   }
 
   scripted::Platform platform_;
-  std::filesystem::path root_;
-  std::filesystem::path scripts_;
+  const evidence_test::ScratchFolder folder_;
+  const std::filesystem::path scripts_ = folder_.path() + "/META_INFO/casefile.s/runtime_script";
 };
 
 TEST_F(StartTest, StartsAndStopsInOrder) {
   Write("ConnsLimit.xml", kLimits);
   Evidence::CEvidenceModule module;
   ASSERT_TRUE(module.Initialize());
-  EXPECT_EQ(platform_.calls,
-            (Calls{"db init casefile.s 21 22 now", "language load casefile.s " + (scripts_ / "locales").string(),
-                   "language set casefile.s en", "multi loop casefile.s.upload_mobile_task 1 25 1", "loop Evidence.Msg",
-                   "routes", "publish casefile.s /API/Evidence/V1/Evidence",
-                   "publish casefile.s /API/Evidence/V1/Evidence/Type"}));
+  EXPECT_EQ(
+      platform_.calls,
+      (Calls{"db init casefile.s 21 22 now", "language load casefile.s " + (scripts_ / "locales").string(),
+             "language set casefile.s en", "read types", "read customs",
+             "multi loop casefile.s.upload_mobile_task 1 25 1", "loop Evidence.Msg", "routes",
+             "publish casefile.s /API/Evidence/V1/Evidence", "publish casefile.s /API/Evidence/V1/Evidence/Type"}));
   platform_.calls.clear();
   module.Finalize();
   EXPECT_EQ(platform_.calls, (Calls{"end routes", "recover casefile.s /API/Evidence/V1/Evidence",
@@ -114,9 +104,9 @@ TEST_F(StartTest, FailuresAreToldAndLeaveNothingOpen) {
            Case{[](Platform& p) { p.comm->refused = {"/API/Evidence/V1/Evidence"}; }, true, 0,
                 "]Register api url to platform failed.["},
            Case{[](Platform& p) { p.db->initialize = false; }, false, 0, "]IDBManager Initialize failed.["},
-           Case{FailStatement("evidence_type"), false, 9820, "]Get all evidence type failed.["},
-           Case{FailStatement("evidence_custom"), false, 9820, "]Get all evidence custom failed.["},
-           Case{FailStatement("evidence_option"), false, 9820, "]Get all evidence custom options failed.["},
+           Case{FailCall("read types"), false, 9820, "]Get all evidence type failed.["},
+           Case{FailCall("read customs"), false, 9820, "]Get all evidence custom failed.["},
+           Case{FailCall("read options"), false, 9820, "]Get all evidence custom options failed.["},
            Case{[](Platform& p) { p.adapter->elements = nullptr; }, false, 9820,
                 "]Evidence maganger failed to initialize.["},
            Case{[](Platform& p) { p.threads->refused = {kUploadLoop}; }, false, 9820,
@@ -126,6 +116,7 @@ TEST_F(StartTest, FailuresAreToldAndLeaveNothingOpen) {
        }) {
     SCOPED_TRACE(line);
     Platform platform;
+    platform.db->tables.Add("evidence_custom", {{"id", "2"}, {"types", "0"}});
     script(platform);
     Evidence::CEvidenceModule module;
     EXPECT_EQ(module.Initialize(), starts);
@@ -146,10 +137,10 @@ TEST_F(StartTest, FailuresAreToldAndLeaveNothingOpen) {
 TEST_F(StartTest, AManagerStartsOnceAndStartsAgainAfterAStop) {
   Evidence::CEvidenceManager manager;
   ASSERT_TRUE(manager.Initialize());
-  platform_.db->sent.clear();
+  platform_.calls.clear();
   platform_.threads->refused = {kUploadLoop};
   EXPECT_FALSE(manager.Initialize()) << "asks for the loop again";
-  EXPECT_TRUE(platform_.db->sent.empty()) << "reloads nothing";
+  EXPECT_EQ(platform_.calls, Calls{"multi loop casefile.s.upload_mobile_task 1 25 1"}) << "reloads nothing";
   EXPECT_EQ(Refusal(manager), 0) << "runs on";
 
   EXPECT_TRUE(manager.Finalize());

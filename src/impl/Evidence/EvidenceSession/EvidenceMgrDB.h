@@ -124,12 +124,12 @@ class CEvidenceMgrDBByPG final : public IEvidenceMgrDB, public Orv::Base::CNonco
   /// memory.
   [[nodiscard]] static bool ConvertToEvidenceStruct(EvidencePtr& evidence, const kelp::IDBResultSet* row);
 
-  /// Appends every row; one that cannot be converted is logged and left out.
+  /// Appends every row; one that cannot be converted is logged and skipped.
   static void ReadEvidenceRows(std::list<EvidencePtr>& evidences, kelp::IDBResultSet* rows,
                                Operation operation = Operation::current());
 
   enum class SingleRow { kRead, kNone, kNoCursor, kNotConverted };
-  /// Reads the first row, if there is one; sets the pair of the two failures, and logs the first.
+  /// Reads the first row, if any; sets the pair of the two failures, and logs the first.
   static SingleRow ReadSingleEvidence(EvidencePtr& evidence, const kelp::IDBResultSet* rows,
                                       Operation operation = Operation::current());
 };

@@ -19,7 +19,7 @@ void MissingCursor(Operation operation = Operation::current()) {
   EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Query ftp settings failed.[%s(%d)]");  // sic
 }
 
-/// A row as a custom with the one option that it holds.
+/// A row as a custom with its one option.
 tag_EvidenceCustom_ CustomOfRow(const kelp::IDBResultSet& row) {
   tag_EvidenceCustom_ custom;
   custom.custom_id = row.GetInt("custom_id");
@@ -27,7 +27,7 @@ tag_EvidenceCustom_ CustomOfRow(const kelp::IDBResultSet& row) {
   return custom;
 }
 
-/// Whether a value would end its literal: values go into their statement as they stand.
+/// Whether a value would end its literal: values are inserted unescaped.
 bool HoldsUnsafeValue(const _tag_Evidence_& evidence) {
   return std::ranges::any_of(evidence.evidence_customs, [](const tag_EvidenceCustom_& custom) {
     return std::ranges::any_of(custom.custom_options, [](const tag_EvidenceOption_& option) {
@@ -36,7 +36,7 @@ bool HoldsUnsafeValue(const _tag_Evidence_& evidence) {
   });
 }
 
-/// One statement for each chosen option. Draws one key for each custom, which all its rows share.
+/// One statement per chosen option. Each custom gets one key from the sequence, shared by all its rows.
 template <const auto& kSql>
 std::string ValueTexts(IEvidenceMgrDB& store, const _tag_Evidence_& evidence) {
   std::string sqls;
@@ -106,7 +106,7 @@ bool CEvidenceMgrDBByPG::GetEvidenceCustomInfo(std::map<std::int32_t, tag_Eviden
     for (; !rows->IsEof(); rows->Next()) {
       tag_EvidenceCustom_ custom;
       custom.custom_id = rows->GetInt("custom_id");
-      // Nobody uses this text; it is the low byte of the text read as a number.
+      // This text is unused; it is the low byte of the text read as a number.
       const auto low_byte = static_cast<char>(static_cast<unsigned char>(rows->GetInt("option_text")));
       custom.custom_options.push_back({rows->GetInt("option_id"), std::string(1, low_byte)});
       customs.emplace(rows->GetInt("evidence_id"), std::move(custom));

@@ -14,7 +14,7 @@ constexpr char kSqlInsertFile[] =
     "INSERT INTO evidence.evidence_file (ID, file_type, file_name, file_path, begin_time, end_time, time_offset, "
     "evidence_id, guid, digest, deleted) VALUES (%d, %d, '%s', '%s', '%s', '%s',  %d, %d, '%s', '%s', %d);";
 
-// Both times are those of the writing: the list of files is in the order of writing.
+// Both times are the time of writing, so that files are listed in the order of writing.
 bool CEvidenceMgrDBByPG::InsertEvidenceFiles(const std::list<EvidenceFilePtr>& files) {
   const auto now = Statement::LocalTimeOf(std::time(nullptr));
   std::string sqls;

@@ -15,7 +15,7 @@ namespace {
 
 /// `file_type` of a filter that means the list in `assemble_types`.
 constexpr std::int32_t kAssembledTypes = 8;
-/// Kinds of file that are always counted, from 1.
+/// File types that are always counted, from 1.
 constexpr std::int32_t kCountedTypes = 8;
 
 EvidenceFilePtr FileOfRow(const kelp::IDBResultSet& row) {
@@ -33,7 +33,7 @@ EvidenceFilePtr FileOfRow(const kelp::IDBResultSet& row) {
   return file;
 }
 
-/// The part that both statements of a query of unrelated files share.
+/// The common part of both statements of a query of unrelated files.
 std::string UnrelatedFilesText(const _tag_EvidenceFilterInfo_& filter, std::time_t start, std::time_t end) {
   std::string text = "FROM evidence.evidence_file WHERE ";
   if (!filter.keyword.empty()) {
@@ -84,7 +84,7 @@ bool CEvidenceMgrDBByPG::QueryEvidenceFiles(std::list<EvidenceFilePtr>& files, s
   std::string sql = Format(kSqlFilesOfEvidence, evidence_id);
   if (!file_name.empty()) sql += Format(" AND file_name = '%s' ", Escaped(file_name).c_str());
   if (!guid.empty()) sql += Format(" AND guid = '%s' ", Escaped(guid).c_str());
-  // Tells which files match, not what they hold.
+  // Reads only which files match, not their fields.
   const bool done = Statement::Query(sql, Statement::EachRow([&files](const kelp::IDBResultSet& row) {
                                        files.push_back(std::make_shared<_tag_EvidenceFile_>());
                                        files.back()->id = row.GetInt("ID");

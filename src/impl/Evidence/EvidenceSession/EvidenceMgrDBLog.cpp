@@ -14,7 +14,7 @@ using Statement::Format;
 
 namespace {
 
-/// A value as its column keeps it: "number:text".
+/// A value as stored in its column: "number:text".
 std::string StoredValue(std::int32_t number, const std::string& text) {
   return std::to_string(number) + ':' + Escaped(text);
 }
@@ -22,7 +22,7 @@ std::string StoredValue(std::int32_t number, const std::string& text) {
 /// `operation_type` of a device entry.
 constexpr std::int32_t kDeviceOperation = 5;
 
-/// What one row says of its change, ready for its columns.
+/// The change in one row, ready for its columns.
 struct ChangeColumns {
   std::string file_name;
   std::int32_t mod_type = kPlainEntry;
@@ -38,7 +38,7 @@ ChangeColumns ColumnsOf(const change_item& item) {
 
 constexpr std::size_t kStoredPieces = 4;
 
-/// Takes a stored "number:text" apart. The text may hold up to two colons; what follows a third is lost.
+/// Splits a stored "number:text". The text may hold up to two colons; what follows a third is lost.
 void SplitStoredValue(const std::string& value, std::int32_t& number, std::string& text) {
   if (value.empty()) {
     text.clear();
@@ -76,7 +76,7 @@ void ReadUserEntry(const kelp::IDBResultSet& row, operation_record& record, chan
   }
 }
 
-/// Rows of one write by one user at one time fold into one record.
+/// Merges the rows of one write by one user at one time into one record.
 void FoldRow(std::map<std::string, operation_record>& records, const kelp::IDBResultSet& row,
              std::int32_t evidence_id) {
   operation_record record;

@@ -36,7 +36,7 @@ void ReadOptions(std::vector<tag_EvidenceOption_>& options, kelp::IDBResultSet* 
 constexpr char kSqlOptionsOfCustom[] = "SELECT * FROM evidence.evidence_option WHERE custom_id = %d AND deleted = 0;";
 
 bool CEvidenceMgrDBByPG::ReadAllCustomOptions(std::list<EvidenceCustomPtr>& customs) {
-  // The text grows from custom to custom: the database gives the result of its last statement.
+  // The text grows from custom to custom: the database returns the result of its last statement.
   std::string sqls;
   for (const auto& custom : customs) {
     if (custom->custom_type == kCustomFreeText) continue;

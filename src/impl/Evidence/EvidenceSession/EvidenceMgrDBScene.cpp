@@ -1,4 +1,4 @@
-// Scenes and outcomes: one set of statements over the words of each dictionary.
+// Scenes and outcomes: one set of functions over the statements and log texts of each dictionary.
 
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"

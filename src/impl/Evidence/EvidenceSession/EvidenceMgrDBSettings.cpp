@@ -8,10 +8,10 @@
 namespace Evidence {
 namespace {
 
-/// `storage_type` of settings that are on, whatever the row says.
+/// `storage_type` of enabled settings, whatever the row says.
 constexpr std::int32_t kStorageTypeWhenEnabled = 1;
 
-/// Reads the row into `settings`; false with its pair when the password cannot be opened, all else read.
+/// Reads the row into `settings`; false with its pair when the password cannot be decrypted, everything else read.
 bool ReadSettings(_tag_FTPSettings_& settings, const kelp::IDBResultSet& row,
                   Operation operation = Operation::current()) {
   settings.enable = row.GetInt("enable") == 1;

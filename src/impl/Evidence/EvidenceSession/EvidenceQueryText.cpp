@@ -61,7 +61,7 @@ std::string KeywordPart(const _tag_EvidenceFilterInfo_& filter) {
   }
 }
 
-/// A part only when both ends are given.
+/// Empty unless both ends are given.
 std::string RangePart(const char* column, const std::string& start, const std::string& end) {
   if (start.empty() || end.empty()) return {};
   return Format("%s <= '%s' AND %s >= '%s'  AND ", column, end.c_str(), column, start.c_str());

@@ -12,11 +12,11 @@ struct EvidenceQueryText {
   std::string page;
 };
 
-/// Builds both from the filter; the page statement asks for one row more than the page holds. Time texts stand in it as
-/// they are: see HoldsUnsafeTime.
+/// Builds both from the filter; the page statement requests one row more than the page has. Time texts are inserted
+/// unescaped: see HoldsUnsafeTime.
 [[nodiscard]] EvidenceQueryText BuildEvidenceQuery(const _tag_EvidenceFilterInfo_& filter, const page_info& page);
 
-/// Whether a time text of the filter holds a character that could leave its literal.
+/// Whether a time text of the filter contains a character that could end its literal.
 [[nodiscard]] bool HoldsUnsafeTime(const _tag_EvidenceFilterInfo_& filter);
 
 }  // namespace Evidence

@@ -10,10 +10,9 @@
 
 namespace Evidence {
 
-/// The plugin's only way to its database. Each operation builds a statement text, runs it as one call and maps rows;
-/// it never retries, and undoes nothing. A bool is false with the last error (0, 15) when the statement failed.
-/// A batch is one text; an empty one is true and sends nothing. Lists that are read are appended to. Stateless: any
-/// thread.
+/// The plugin's only access to its database. Each operation builds a statement text, runs it as one call and maps rows;
+/// there are no retries and no rollback. A bool is false with the last error (0, 15) when the statement failed. A batch
+/// is one text; an empty one returns true and sends nothing. Results are appended to lists. Stateless: any thread.
 class IEvidenceMgrDB {
  public:
   virtual ~IEvidenceMgrDB() = default;
@@ -40,11 +39,11 @@ class IEvidenceMgrDB {
   [[nodiscard]] virtual bool DeleteEvidences(const IdList& evidence_ids) = 0;
   [[nodiscard]] virtual bool QueryEvidences(std::list<EvidencePtr>& evidences, page_info& page, bool& has_more,
                                             const EvidenceFilterPtr& filter) = 0;
-  /// False without a new pair when there is no live row of that id.
+  /// False, with the last error unchanged, when there is no live row with that id.
   [[nodiscard]] virtual bool GetEvidenceByID(EvidencePtr& evidence, std::int32_t evidence_id) = 0;
   /// Records with id and name only.
   [[nodiscard]] virtual bool GetEvidenceByIDs(std::list<EvidencePtr>& evidences, const IdList& evidence_ids) = 0;
-  /// False without a new pair when there is no live row of that guid.
+  /// False, with the last error unchanged, when there is no live row with that guid.
   [[nodiscard]] virtual bool GetEvidenceByGuid(EvidencePtr& evidence, const std::string& guid) = 0;
   [[nodiscard]] virtual bool GetEvidencesCount(std::int32_t& count) = 0;
 
@@ -85,14 +84,14 @@ class IEvidenceMgrDB {
   [[nodiscard]] virtual bool DeleteEvidenceCustomInfo(const IdList& evidence_ids) = 0;
   [[nodiscard]] virtual bool GetEvidenceCustomInfo(std::map<std::int32_t, std::vector<tag_EvidenceCustom_>>& customs,
                                                    const IdVector& evidence_ids) = 0;
-  /// All values; one custom stays for each evidence.
+  /// All values, reduced to one custom per evidence.
   [[nodiscard]] virtual bool GetEvidenceCustomInfo(std::map<std::int32_t, tag_EvidenceCustom_>& customs) = 0;
   [[nodiscard]] virtual bool DeleteEvidenceCustomInfoByCustomID(const IdList& custom_ids) = 0;
   [[nodiscard]] virtual bool GetEvidenceCustomByID(std::list<EvidenceCustomPtr>& customs, std::int32_t evidence_id) = 0;
   [[nodiscard]] virtual bool QueryEvidenceCustomNameById(std::string& name, std::int32_t custom_id) = 0;
 
   // Custom: options
-  /// Draws the key of each option and writes it into the list.
+  /// Gets the key of each option from the sequence and sets it in the list.
   [[nodiscard]] virtual bool InsertOptionsByCustom(std::list<EvidenceCustomPtr>& customs) = 0;
   [[nodiscard]] virtual bool GetOptionsByCustom(std::vector<tag_EvidenceOption_>& options,
                                                 const EvidenceCustomPtr& custom) = 0;
@@ -106,7 +105,7 @@ class IEvidenceMgrDB {
 
   // File
   [[nodiscard]] virtual bool InsertEvidenceFiles(const std::list<EvidenceFilePtr>& files) = 0;
-  /// Takes the files out of the evidence.
+  /// Unlinks the files from the evidence.
   [[nodiscard]] virtual bool UpdateEvidenceFiles(const IdVector& file_ids, std::int32_t evidence_id) = 0;
   [[nodiscard]] virtual bool UpdateEvidenceFiles(const std::list<EvidenceFilePtr>& files) = 0;
   [[nodiscard]] virtual bool DeleteEvidenceFiles(const IdList& file_ids) = 0;
@@ -126,7 +125,7 @@ class IEvidenceMgrDB {
   // Log
   [[nodiscard]] virtual bool WriteEvidenceLog(const std::vector<operation_record>& records,
                                               std::int32_t client_type) = 0;
-  /// `reserved` is left alone.
+  /// `reserved` is ignored.
   [[nodiscard]] virtual bool GetEvidenceLog(std::map<std::string, operation_record>& records, IdList& reserved,
                                             std::int32_t evidence_id) = 0;
 

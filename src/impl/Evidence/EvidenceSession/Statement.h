@@ -9,31 +9,30 @@
 #include "KelpPlatform/DBManager.h"
 #include "platform/SqlText.h"
 
-/// What every statement is made with. Texts are built by pure functions, with Format, and run by one call; each text
-/// value goes through Escaped and stands between single quotes.
+/// The common parts of all statements. Texts are built by pure functions, with Format, and run by one call; each text
+/// value is passed through Escaped and put between single quotes.
 namespace Evidence::Statement {
 
 using platform::SqlText::Escaped;
 using platform::SqlText::Format;
 
-/// Whether `value`, put between single quotes as it stands, would end the literal: such a text is never sent.
+/// Whether `value`, put between single quotes unescaped, would end the literal: such a text is never sent.
 [[nodiscard]] inline bool EndsLiteral(std::string_view value) { return value.find('\'') != std::string_view::npos; }
 
-/// `value` as a part of a LIKE pattern between single quotes, where it means itself.
+/// `value` escaped as a part of a LIKE pattern between single quotes, so that it matches literally.
 [[nodiscard]] std::string EscapeLikeText(std::string_view value);
 
-/// The UTC stamp of now, ready to stand between single quotes. Taken once per operation.
+/// The current UTC time stamp, escaped. Taken once per operation.
 [[nodiscard]] std::string UtcStampNow();
 
-/// Local time as the tables keep it: the text, ready to stand between single quotes, and its offset in minutes east of
-/// UTC beside it.
+/// Local time as stored in the tables: the text, escaped, and its offset in minutes east of UTC.
 struct LocalTime {
   std::string text;
   int offset_minutes;
 };
 [[nodiscard]] LocalTime LocalTimeOf(std::time_t time);
 
-/// Runs a text on the plugin's pool; the empty one, made of an empty list, is true and sends nothing. A text that
+/// Runs a text on the plugin's pool; an empty one, from an empty list, returns true and sends nothing. A text that
 /// Format could not build is refused, here and below.
 [[nodiscard]] bool Execute(const std::string& sql);
 
@@ -43,14 +42,14 @@ struct LocalTime {
 /// Runs a query; `reader` gets the cursor, which may be null.
 [[nodiscard]] bool Query(const std::string& sql, const kelp::IDBManager::RowReader& reader);
 
-/// A reader of one number in the first column of the first row; leaves `number` alone without a row.
+/// A reader of the number in the first column of the first row; `number` is unchanged without a row.
 [[nodiscard]] inline kelp::IDBManager::RowReader FirstNumber(std::int32_t& number) {
   return [&number](const kelp::IDBResultSet* rows) {
     if (rows != nullptr && !rows->IsEof()) number = rows->GetIntByIndex(0);
   };
 }
 
-/// A reader that calls `on_row` for each row and passes over a null cursor.
+/// A reader that calls `on_row` for each row and ignores a null cursor.
 template <class OnRow>
 [[nodiscard]] kelp::IDBManager::RowReader EachRow(OnRow on_row) {
   return [on_row](kelp::IDBResultSet* rows) {

@@ -1,0 +1,76 @@
+// The table of routes, what is checked before a handler is called, and what is left when one cannot work.
+
+#include "unit/plugin/HandlerTest.h"
+
+namespace {
+
+using handler_test::Links;
+using Orv::Base::Error::GetLastError;
+using RoutesTest = handler_test::HandlerTest;
+using Texts = std::vector<std::string>;
+
+TEST_F(RoutesTest, EveryPathIsRemovedAndTypesCarryTheCapability) {
+  std::set<std::string> urls;
+  for (const auto& [url, method, mode, capability] : platform_.bus->registrations) {
+    urls.insert(url);
+    EXPECT_EQ(capability, url.ends_with("/Evidence/Type") ? "s_basevideo_evidence_support" : "") << url;
+    const bool writes = method != 4 && url.find("/V2/") == std::string::npos && !url.ends_with("/Files");
+    EXPECT_EQ(mode, writes || url.ends_with("/GUID") ? 2 : 0) << url << " " << method;
+  }
+  EXPECT_EQ(platform_.bus->registrations.size(), 33U);
+  service_.UnInit();
+  std::ranges::sort(platform_.bus->removed);
+  EXPECT_EQ(platform_.bus->removed, Texts(urls.begin(), urls.end()));
+  EXPECT_EQ(Call("V1/Evidence/Type", 2), "") << "without a message object nothing is written";
+}
+
+// For no id, one and two: the codes of methods 0 to 5, with "!" where an answer is written.
+TEST_F(RoutesTest, MethodsAndNumbersOfIdsAreCheckedAndWithoutAUserInterfaceOnlySomeAnswer) {
+  service_.Init(std::weak_ptr<Evidence::CEvidenceUserInterface>());
+  std::string told;
+  for (const auto& [url, callback] : platform_.bus->callbacks) {
+    if (!url.starts_with(kBase)) continue;
+    told += "\n" + url.substr(kBase.size());
+    for (const auto& ids : {std::vector<std::int32_t>(), {7}, {7, 8}}) {
+      told += " |";
+      for (int method = 0; method <= 5; ++method) {
+        Orv::Base::Error::SetLastError({});
+        const bool answered = !Call(url.substr(kBase.size()), method, ids, Links("1", "7")).empty();
+        told += " " + std::to_string(GetLastError().SubCode()) + (answered ? "!" : "");
+      }
+    }
+  }
+  EXPECT_EQ(told, R"(
+V1/Evidence | 0 1 1 1 1 0 | 0 1 1 1 1 0 | 0 1 1 1 1 0
+V1/Evidence/Custom | 6 1 6 6 1 6 | 6 1 6 6 1 6 | 6 1 6 6 1 6
+V1/Evidence/ID | 2! 2! 2! 2! 2! 2! | 0 1 8! 1 1 0 | 2! 2! 2! 2! 2! 2!
+V1/Evidence/ID/Files | 2! 2! 2! 2! 2! 2! | 0 8! 1! 8! 8! 0 | 2! 2! 2! 2! 2! 2!
+V1/Evidence/Type | 0 1 8! 8! 1 0 | 0 1 8! 8! 1 0 | 0 1 8! 8! 1 0
+V1/Evidence/Type/ID | 2! 2! 2! 2! 2! 2! | 0 1 8! 1 1 0 | 2! 2! 2! 2! 2! 2!
+V2/Evidence/Files/BatchLinks | 0 1 1! 8! 8! 0 | 0 1 1! 8! 8! 0 | 0 1 1! 8! 8! 0
+V2/Evidence/GUID | 0 8! 8! 8! 0! 0 | 0 8! 8! 8! 0! 0 | 0 8! 8! 8! 0! 0
+V2/Evidence/ID/OperationLog | 0 8! 1! 8! 2! 0 | 0 8! 1! 8! 1! 0 | 0 8! 1! 8! 2! 0
+V2/Evidence/OperationLog | 0 8! 1! 8! 2! 0 | 0 8! 1! 8! 1! 0 | 0 8! 1! 8! 2! 0)");
+}
+
+TEST_F(RoutesTest, RequestLinesSpareTheDeletion) {
+  for (const int method : {2, 3})
+    Call("V1/Evidence", method, {}, "{\"Password\":1}");
+  const std::string line = "Evidence_Evidence]Merhod : 2, request json [{\"Password\":1}], session : .[";
+  for (const auto& [level, tag, text] : platform_.sink->Lines())
+    EXPECT_EQ(text.find("Password") == std::string::npos, text.find(line) == std::string::npos) << text;
+  EXPECT_TRUE(platform_.sink->Has(3, line));
+}
+
+TEST_F(RoutesTest, FaultsGetAPair) {
+  platform_.db->throws = "broken";
+  EXPECT_EQ(CodeOf(Send("GET /Evidence/7", "{}")), "1");
+  EXPECT_TRUE(platform_.sink->Has(5, "]Unexpected exception: broken.["));
+  const auto orphan = std::make_shared<Evidence::CEvidenceUserInterface>(std::weak_ptr<Evidence::CEvidenceManager>());
+  service_.Init(orphan);
+  const std::string answer = Send("PUT /Evidence/Type", "{}");
+  EXPECT_EQ(CodeOf(answer), "1");
+  EXPECT_TRUE(answer.ends_with(R"("Data":{"EvidenceTypeErrorList":{}}}})")) << answer;
+}
+
+}  // namespace
