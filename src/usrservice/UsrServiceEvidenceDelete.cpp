@@ -1,18 +1,10 @@
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
-#include "impl/Evidence/Limits.h"
 #include "usrservice/LogTypes.h"
 #include "usrservice/UsrServiceEvidence.h"
 
 namespace Evidence {
 namespace {
-
-/// Clears a list above the limit of one call: no passwords are checked and no history is written for it.
-bool IsDeletable(IdList& evidence_ids, Operation operation = Operation::current()) {
-  if (Limits::Allows(Limits::kChangedEvidences, evidence_ids.size(), kBadInput, operation)) return true;
-  evidence_ids.clear();
-  return false;
-}
 
 Orv::Base::Error::ErrorCode ErrorOf(const ResponseStatus& status) { return {status.main_code, status.sub_code}; }
 
@@ -39,7 +31,7 @@ bool CUsrServiceEvidence::ProcEvidenceDelete(kelp::SHttpResponse& response, cons
   IdList evidence_ids;
   std::list<UserPtr> users;
   std::list<EvidencePtr> evidences;
-  if (!pdu_->DecodeEvidenceDeleteReq(evidence_ids, users, request.request_body) || !IsDeletable(evidence_ids)) {
+  if (!pdu_->DecodeEvidenceDeleteReq(evidence_ids, users, request.request_body)) {
     TakeLastError(deletion.status);
   } else {
     DeleteConfirmed(deletion, *user_interface, evidence_ids, users, session, [&] {

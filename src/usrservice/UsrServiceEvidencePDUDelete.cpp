@@ -19,7 +19,7 @@ bool CEvidencePduJson::DecodeEvidenceDeleteReq(IdList& evidence_ids, std::list<U
                                                const std::string& body) {
   const auto proto = PduFrame::ParseBody("DecodeEvidenceDeleteReq", body);
   if (!proto) return false;
-  evidence_ids.splice(evidence_ids.end(), PduFrame::ReadIds(*proto, "/EvidenceDeleteReq/IDs"));
+  if (!PduFrame::ReadIds(evidence_ids, *proto, "/EvidenceDeleteReq/IDs", Limits::kChangedEvidences)) return false;
   ReadUsers(users, *proto);
   return true;
 }

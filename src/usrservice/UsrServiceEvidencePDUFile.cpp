@@ -136,8 +136,7 @@ bool CEvidencePduJson::EncodeUnrelatedFilesGetRsp(std::string& response, const R
 bool CEvidencePduJson::DecodeEvidenceFilesDeleteReq(IdList& file_ids, const std::string& body) {
   const auto proto = PduFrame::ParseBody("DecodeEvidenceFilesDeleteReq", body);
   if (!proto) return false;
-  file_ids.splice(file_ids.end(), PduFrame::ReadIds(*proto, "/File/IDs"));
-  return true;
+  return PduFrame::ReadIds(file_ids, *proto, "/File/IDs", Limits::kLinkedFiles);
 }
 
 bool CEvidencePduJson::DecodeModifyEvidenceFilesDigestPutReq(std::map<std::int32_t, std::string>& digests,

@@ -102,11 +102,14 @@ ResponseStatus BatchStatus(const ResponseStatus& status, const std::list<ErrorPt
   return refused ? ResponseStatus{0, kSomeEntriesFailed, {}} : status;
 }
 
-IdList ReadIds(const kelp::CRapidJsonProto& proto, const std::string& path) {
-  IdList ids;
-  for (const auto& piece : SplitText(proto.get_v(path, std::string()), ','))
-    ids.push_back(ExtractDecimal(piece));
-  return ids;
+bool ReadIds(IdList& ids, const kelp::CRapidJsonProto& proto, const std::string& path, const Limits::Limit& limit,
+             Operation operation) {
+  const bool read = ForEachPiece(proto.get_v(path, std::string()), ',', [&](std::string_view piece) {
+    ids.push_back(ExtractDecimal(std::string(piece)));
+    return Limits::Allows(limit, ids.size(), kBadInput, operation);
+  });
+  if (!read) ids.clear();
+  return read;
 }
 
 }  // namespace Evidence::PduFrame

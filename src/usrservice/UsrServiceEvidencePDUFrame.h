@@ -10,6 +10,7 @@
 #include "Common/NewRecord.h"
 #include "KelpUtils/RapidJsonProto.h"
 #include "OrvProto/JsonNode.h"
+#include "impl/Evidence/Limits.h"
 #include "usrservice/IEvidencePdu.h"
 #include "usrservice/ReadList.h"
 
@@ -80,7 +81,9 @@ void ReadNumbers(Record& record, const kelp::CRapidJsonProto& proto, const std::
     record.*field = proto.get_int_v(path + name, -1);
 }
 
-/// The ids of a comma-separated list; a piece that is not a number is 0.
-IdList ReadIds(const kelp::CRapidJsonProto& proto, const std::string& path);
+/// Appends the ids of a comma list; a piece that is no number is 0. More than `limit` are refused with (0, 2) as soon as
+/// they are counted, and none are left.
+[[nodiscard]] bool ReadIds(IdList& ids, const kelp::CRapidJsonProto& proto, const std::string& path,
+                           const Limits::Limit& limit, Operation operation = Operation::current());
 
 }  // namespace Evidence::PduFrame

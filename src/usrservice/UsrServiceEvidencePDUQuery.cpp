@@ -96,7 +96,7 @@ bool CEvidencePduJson::DecodeEvidenceGetReq(page_info& page, EvidenceFilterPtr& 
   page.PageIndex = proto->get_int_v(root + "PageIndex", -1);
   page.PageSize = proto->get_int_v(root + "PageSize", -1);
   field = proto->get_v(root + "Field", std::string());
-  evidence_ids.splice(evidence_ids.end(), PduFrame::ReadIds(*proto, root + "EvidenceIDS"));
+  if (!PduFrame::ReadIds(evidence_ids, *proto, root + "EvidenceIDS", Limits::kReadEvidences)) return false;
   if (proto->get_cnt(root + "Filter") > 0) {
     filter = std::make_shared<_tag_EvidenceFilterInfo_>();
     filter->sort_type = proto->get_int_v(root + "SortType", -1);

@@ -5,6 +5,7 @@
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
 #include "Common/TextList.h"
+#include "OrvBase/StringUtil.h"
 #include "impl/Evidence/CameraIds.h"
 #include "impl/Evidence/EvidenceManager.h"
 #include "impl/Evidence/Limits.h"
@@ -109,6 +110,8 @@ bool CEvidenceManager::QueryEvidences(std::list<EvidencePtr>& evidences, page_in
   if (!filter) return Fail(kObjectMissing);
   if (!Limits::Allows(Limits::kReadEvidences, evidence_ids.size())) return false;
   if (evidence_ids.empty()) {
+    using namespace Orv::Base::StringUtil;
+    if (!Limits::Allows(Limits::kKeywordChars, str_len(filter->keyword, kCodePageUtf8))) return false;
     if (!HasStorableTexts(*filter)) {
       EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
       return Fail(kBadInput);

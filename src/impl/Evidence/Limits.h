@@ -24,6 +24,8 @@ inline constexpr Limit kLabelsOfEvidence{100'000, "labels of an evidence"};
 inline constexpr Limit kChangedEvidences{10'000, "evidences of one change"};
 /// The limit of evidences.
 inline constexpr Limit kReadEvidences{100'000, "evidences asked for by id"};
+/// A text that is sought in five columns of every evidence.
+inline constexpr Limit kKeywordChars{1'000, "characters of a keyword"};
 inline constexpr Limit kLinkedFiles{10'000, "files of one batch link"};
 /// A full evidence, and the files of such an evidence with 1024 evidences. Each pair may become a failure in the
 /// answer.
