@@ -95,7 +95,7 @@ std::jthread FollowCameras(std::shared_ptr<CameraDirectory> cameras) {
       // The database layer logs why a refresh fails; the next one may succeed.
       platform::Guard([&] { static_cast<void>(cameras->Refresh()); },
                       [](const char* reason) {
-                        LogHost(kLogFailure, "the cameras cannot be taken up: %s", reason ? reason : "unknown");
+                        LogHost(kLogFailure, "the cameras cannot be read: %s", reason ? reason : "unknown");
                       });
     }
   });

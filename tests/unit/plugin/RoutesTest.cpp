@@ -65,7 +65,7 @@ TEST_F(RoutesTest, RequestLinesSpareTheDeletion) {
 TEST_F(RoutesTest, FaultsGetAPair) {
   platform_.db->throws = "broken";
   EXPECT_EQ(CodeOf(Send("GET /Evidence/7", "{}")), "1");
-  EXPECT_TRUE(platform_.sink->Has(5, "]Unexpected exception: broken.["));
+  EXPECT_TRUE(platform_.sink->Has(5, "[Evidence::CUsrServiceEvidence::Evidence_Evidence_ID]Unexpected exception: broken.["));
   const auto orphan = std::make_shared<Evidence::CEvidenceUserInterface>(std::weak_ptr<Evidence::CEvidenceManager>());
   service_.Init(orphan);
   const std::string answer = Send("PUT /Evidence/Type", "{}");
