@@ -11,14 +11,24 @@
 
 namespace Evidence {
 
-/// The pieces of `text` between separators, unchanged; empty ones are dropped.
-inline std::list<std::string> SplitText(std::string_view text, char separator) {
-  std::list<std::string> pieces;
+/// Calls `visit` with each piece of `text` between separators, empty ones skipped, until it returns false. False then.
+template <class Visit>
+bool ForEachPiece(std::string_view text, char separator, const Visit& visit) {
   while (!text.empty()) {
     const std::string_view piece = text.substr(0, text.find(separator));
-    if (!piece.empty()) pieces.emplace_back(piece);
+    if (!piece.empty() && !visit(piece)) return false;
     text.remove_prefix(std::min(piece.size() + 1, text.size()));
   }
+  return true;
+}
+
+/// Those pieces; nothing else is done to them.
+inline std::list<std::string> SplitText(std::string_view text, char separator) {
+  std::list<std::string> pieces;
+  ForEachPiece(text, separator, [&pieces](std::string_view piece) {
+    pieces.emplace_back(piece);
+    return true;
+  });
   return pieces;
 }
 

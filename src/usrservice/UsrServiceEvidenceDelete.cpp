@@ -9,7 +9,7 @@ namespace {
 
 /// Clears a list above the limit of one call: no passwords are checked and no history is written for it.
 bool IsDeletable(IdList& evidence_ids, Operation operation = Operation::current()) {
-  if (Limits::Allows(Limits::kChangedEvidences, evidence_ids.size(), kBadInput, operation)) return true;
+  if (Limits::Allows(Limits::kChangedEvidences, evidence_ids.size(), operation)) return true;
   evidence_ids.clear();
   return false;
 }

@@ -29,7 +29,6 @@ using Member = Value::Member;
 using xmlpacket::JsonNode;
 
 constexpr char kLogTag[] = "kelp_utils";
-constexpr int kLogAnomaly = 4;
 
 std::string_view TextOf(const Value& value) { return {value.GetString(), value.GetStringLength()}; }
 
@@ -189,8 +188,8 @@ bool CRapidJsonProto::set_str(const std::string& text) {
   rapidjson::Document parsed;
   JsonFault fault;
   if (!ParseJsonText(text, {kMaxDepth, kMaxValues}, parsed, &fault)) {
-    Orv::Base::details::ITarnFormatLog(kLogAnomaly, kLogTag, "A JSON text was refused at byte %zu: %s", fault.at,
-                                       fault.reason.c_str());
+    Orv::Base::details::ITarnFormatLog(Orv::Base::kLogAnomaly, kLogTag, "A JSON text was refused at byte %zu: %s",
+                                       fault.at, fault.reason.c_str());
     return false;
   }
   document_->parsed.emplace(std::move(parsed));
