@@ -140,6 +140,8 @@ TEST_F(PluginTest, TheLifeOfAnEvidence) {
       {"GET", kV1 + "/1", "{}", Answer(9804, "{}")},
       {"PUT", kV1 + "/Type", R"({"EvidenceTypeList":{"EvidenceType":[{"ID":0}]}})",
        Answer(10, R"({"EvidenceTypeErrorList":{}})")},
+      {"PUT", kV1 + "/Custom", "{", Answer(2)},  // before any permission
+      {"PUT", kV1 + "/Custom", R"({"EvidenceCustomList":{"EvidenceCustom":[{"Name":"a"}]}})", Answer(10)},
       {"DELETE", kV1 + "/Type/5", "", "204"},
       {"GET", kV1 + "/Type", R"({"EvidenceTypeQueryReq":{"PageIndex":2,"PageSize":4}})",
        Answer(0, R"({"TotalNum":6,"PageIndex":2,"PageSize":4,"EvidenceTypeList":{"EvidenceType":[)"

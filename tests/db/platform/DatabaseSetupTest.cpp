@@ -179,6 +179,7 @@ TEST_F(SchemaTest, AGuidIsUniqueAmongLiveRowsOfAnyLength) {
       {insert(9, "S"), false},
       {insert_long(9, "S"), false},
       {insert(9, "L"), false},
+      {insert_long(9, "L"), false},
       {insert_long(1, "new"), false},
       {kChange + "guid = 'L' WHERE ID = 1", false},
       {kChange + "guid = 'S', cad_id = repeat('x', 9000) WHERE ID = 3", false},

@@ -12,10 +12,15 @@ thread_local bool memory_was_refused = false;
 
 }  // namespace evidence_test
 
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  if (size < evidence_test::no_memory_from) return std::malloc(size == 0 ? 1 : size);
+  evidence_test::memory_was_refused = true;
+  return nullptr;
+}
 void* operator new(std::size_t size) {
-  evidence_test::memory_was_refused |= size >= evidence_test::no_memory_from;
-  void* const memory = size < evidence_test::no_memory_from ? std::malloc(size == 0 ? 1 : size) : nullptr;
-  return memory != nullptr ? memory : throw std::bad_alloc();
+  if (void* const memory = operator new(size, std::nothrow)) return memory;
+  throw std::bad_alloc();
 }
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
