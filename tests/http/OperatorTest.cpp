@@ -1,12 +1,10 @@
 // What an operator gives the host: settings, users, the key file, cameras.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <filesystem>
 #include <mutex>
-#include <set>
 
 #include "CameraFile.h"
 #include "KeyFile.h"
@@ -156,7 +154,7 @@ std::string Element(const std::string& members) {
          members + "}]}";
 }
 
-TEST(CameraTest, ARunningHostTakesUpEachListAsAWhole) {
+TEST(CameraTest, ARunningHostReplacesItsListAsAWhole) {
   EnsureTester();
   const ScratchFolder folder;
   const auto load = [](const std::string& file) {

@@ -1,10 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstdint>
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "KelpUtils/RapidJsonProto.h"
 #include "OrvProto/JsonNode.h"
 #include "support/LogRecorder.h"
