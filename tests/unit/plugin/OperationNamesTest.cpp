@@ -54,9 +54,12 @@ struct Sample<std::shared_ptr<T>> {
   }
 };
 template <class T>
-  requires requires(T list) { list.push_back(list.front()); } && (!std::is_same_v<T, std::string>)
-struct Sample<T> {
-  static T Make() { return {Sample<typename T::value_type>::Make()}; }
+struct Sample<std::list<T>> {
+  static std::list<T> Make() { return {Sample<T>::Make()}; }
+};
+template <class T>
+struct Sample<std::vector<T>> {
+  static std::vector<T> Make() { return {Sample<T>::Make()}; }
 };
 template <class Key, class T>
 struct Sample<std::map<Key, T>> {
@@ -81,7 +84,8 @@ struct World : HandlerTest {
       if (sql.find("WHERE guid") != std::string::npos) return std::vector<Row>();
       if (sql.find("count(*)") != std::string::npos) return std::vector<Row>{{{"count", "0"}}};
       if (sql.starts_with("SELECT NEXTVAL")) return std::vector<Row>{{{"nextval", "9"}}};
-      return std::vector<Row>{{{"ID", "5"}, {"id", "5"}, {"evidence_id", "5"}, {"guid", "h"}, {"custom_id", "8"}}};
+      const Row ids{{"id", "5"}, {"evidence_id", "5"}, {"evidence_type_id", "77"}, {"custom_id", "8"}, {"guid", "h"}};
+      return std::vector<Row>{ids};
     };
   }
   void LinksFiles() {
@@ -97,7 +101,8 @@ struct World : HandlerTest {
     const auto set_text = [&text](auto& argument) {
       if constexpr (std::is_same_v<decltype(argument), std::string&>) argument = text;
     };
-    std::apply([&](auto&... argument) { (set_text(argument), ..., (void)(object.*operation)(argument...)); }, arguments);
+    std::apply([&](auto&... argument) { (set_text(argument), ..., (void)(object.*operation)(argument...)); },
+               arguments);
   }
   void Api(void (Service::*handler)(const std::string&, const std::shared_ptr<IPluginCommData>&,
                                     std::shared_ptr<IPluginCommData>&),
@@ -138,8 +143,7 @@ const std::string kFtpKeys = R"({"FTPSettings":{"Enable":"1","StorageInfo":{"Typ
 #define EXPAND_4(...) __VA_ARGS__
 #define PARENTHESES ()
 #define NEXT_ROW() ONE_ROW
-#define ONE_ROW(make, x, operation, ...) \
-  make(x, operation) __VA_OPT__(NEXT_ROW PARENTHESES(make, x, __VA_ARGS__))
+#define ONE_ROW(make, x, operation, ...) make(x, operation) __VA_OPT__(NEXT_ROW PARENTHESES(make, x, __VA_ARGS__))
 #define ROWS(make, x, ...) EXPAND(ONE_ROW(make, x, __VA_ARGS__))
 
 // Operations of a class while every read and statement fails.
@@ -152,8 +156,7 @@ const std::string kFtpKeys = R"({"FTPSettings":{"Enable":"1","StorageInfo":{"Typ
 // Operations of the store that are given no cursor.
 #define WITHOUT_CURSOR(...) ROWS(WITHOUT_CURSOR_ROW, Store, __VA_ARGS__)
 #define WITHOUT_CURSOR_ROW(Class, operation) \
-  {"Store::" #operation,                     \
-   [](World& w) { w.Has({}), w.platform_.db->has_cursor = false, w.Call(&Class::operation); }},
+  {"Store::" #operation, [](World& w) { w.Has({}), w.platform_.db->has_cursor = false, w.Call(&Class::operation); }},
 
 // clang-format off
 const Case kCases[] = {
