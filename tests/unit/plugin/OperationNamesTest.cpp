@@ -66,7 +66,7 @@ struct Sample<std::map<Key, T>> {
   static std::map<Key, T> Make() { return {{Sample<Key>::Make(), Sample<T>::Make()}}; }
 };
 
-/// A running plugin on a database that fails, has no rows, or has the rows of the case; nobody links files.
+/// A running plugin on a database that fails, has no rows, or has the rows of the case; files are never linked.
 struct World : HandlerTest {
   World() {
     SetUp();
