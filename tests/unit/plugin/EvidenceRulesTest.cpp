@@ -152,7 +152,7 @@ TEST_F(EvidenceRulesTest, RulesOnTheDevicesOfCameras) {
   }
 }
 
-// Each fault stands before those below it: with all of them from one on, that one is told.
+// Each fault is found before those below it: with all of them from one on, that one is reported.
 TEST_F(EvidenceRulesTest, ChecksOfCreationInTheirOrder) {
   Start();
   for (const auto& [camera, protocol] : {std::pair{1, 1}, {2, 1}, {5, kelp::kRoamlinkProtocol}})
@@ -224,7 +224,7 @@ TEST_F(EvidenceRulesTest, ChecksOfAChangeInTheirOrder) {
     EXPECT_EQ(Changed(wanted), Lines(expected));
     mend();
   }
-  // All labels there may be; its own gives way to the new one, which counts from then on.
+  // All labels there may be; its own is replaced by the new one, which counts from then on.
   auto others = SplitLabels(labels_);
   others.remove("17");
   manager_.UpdateLabelMap(1, others);
@@ -259,7 +259,7 @@ TEST_F(EvidenceRulesTest, ChangedValuesOfAttributes) {
   PutColour("red");
   Start();
   PutEvidence(5, "G");
-  /// Standing and wanted values as "attribute=option:text of its own"; what is listed.
+  /// Current and wanted values as "attribute=option:text of its own"; what is listed.
   const std::tuple<const char*, const char*, Texts> cases[] = {
       {"8=1:", "8=2:", {"13 -1/red -1/blue"}},
       {"8=1:", "8=2:own", {"13 -1/red -1/own"}},
@@ -342,7 +342,7 @@ TEST_F(EvidenceRulesTest, ATextWithNulIsRefusedBeforeAnythingIsWritten) {
   EXPECT_EQ(Did(manager_.WriteEvidenceLog({{}, record}, "")), Lines({"!Input param error.", "0-2"}));
 }
 
-TEST_F(EvidenceRulesTest, AStatusBatchTellsOfEachEvidence) {
+TEST_F(EvidenceRulesTest, AStatusBatchReportsEachEvidence) {
   Start();
   for (const std::int32_t id : {1, 2, 3})
     PutEvidence(id, "G" + std::to_string(id));
@@ -355,12 +355,12 @@ TEST_F(EvidenceRulesTest, AStatusBatchTellsOfEachEvidence) {
   EXPECT_EQ(Did(manager_.UpdateEvidences(results, batch, records)),
             Lines({"change evidence 1 'G1' 'n' status 0", "change evidence 3 'G3' 'n' status 0", "!Input param error.",
                    "0-2"}));
-  Texts told;
+  Texts reported;
   for (const auto& row : results)
-    told.push_back(scripted::Words(row->id, row->guid, row->name, row->sub_code));
+    reported.push_back(scripted::Words(row->id, row->guid, row->name, row->sub_code));
   for (const auto& record : records)
-    told.push_back(std::to_string(record.evidence_id) + ": " + Lines(ItemTexts(record)));
-  EXPECT_EQ(Lines(told),
+    reported.push_back(std::to_string(record.evidence_id) + ": " + Lines(ItemTexts(record)));
+  EXPECT_EQ(Lines(reported),
             Lines({"1 G1 n 0", "2 G2 n 0", "3 G3 n 15", "4   9804", "-1   2", "1   2", "1: 5 1/ 0/", "3: 5 1/ 0/"}));
 }
 

@@ -27,20 +27,20 @@ TEST_F(RoutesTest, EveryPathIsRemovedAndTypesCarryTheCapability) {
 // For no id, one and two: the codes of methods 0 to 5, with "!" where an answer is written.
 TEST_F(RoutesTest, MethodsAndNumbersOfIdsAreCheckedAndWithoutAUserInterfaceOnlySomeAnswer) {
   service_.Init(std::weak_ptr<Evidence::CEvidenceUserInterface>());
-  std::string told;
+  std::string reported;
   for (const auto& [url, callback] : platform_.bus->callbacks) {
     if (!url.starts_with(kBase)) continue;
-    told += "\n" + url.substr(kBase.size());
+    reported += "\n" + url.substr(kBase.size());
     for (const auto& ids : {std::vector<std::int32_t>(), {7}, {7, 8}}) {
-      told += " |";
+      reported += " |";
       for (int method = 0; method <= 5; ++method) {
         Orv::Base::Error::SetLastError({});
         const bool answered = !Call(url.substr(kBase.size()), method, ids, Links("1", "7")).empty();
-        told += " " + std::to_string(GetLastError().SubCode()) + (answered ? "!" : "");
+        reported += " " + std::to_string(GetLastError().SubCode()) + (answered ? "!" : "");
       }
     }
   }
-  EXPECT_EQ(told, R"(
+  EXPECT_EQ(reported, R"(
 V1/Evidence | 0 1 1 1 1 0 | 0 1 1 1 1 0 | 0 1 1 1 1 0
 V1/Evidence/Custom | 6 1 6 6 1 6 | 6 1 6 6 1 6 | 6 1 6 6 1 6
 V1/Evidence/ID | 2! 2! 2! 2! 2! 2! | 0 1 8! 1 1 0 | 2! 2! 2! 2! 2! 2!
