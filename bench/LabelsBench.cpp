@@ -1,5 +1,5 @@
-// Time of the label operations by the number of labels that one request carries. Beside each stands the diff
-// by a plain sort, which does the same work with the standard library alone.
+// Time of the label operations by the number of labels that one request carries. For comparison, a diff by a plain sort
+// does the same work with the standard library alone.
 
 #include <benchmark/benchmark.h>
 
@@ -22,11 +22,11 @@ Labels Numbered(std::int64_t first, std::int64_t count) {
 /// Half of the labels stay, half are replaced.
 void DiffLabels(benchmark::State& state) {
   const Labels wanted = Numbered(0, state.range(0));
-  const Labels standing = Numbered(state.range(0) / 2, state.range(0));
+  const Labels stored = Numbered(state.range(0) / 2, state.range(0));
   for (auto _ : state) {
     Labels added;
     Labels removed;
-    Evidence::DiffLabels(wanted, standing, added, removed);
+    Evidence::DiffLabels(wanted, stored, added, removed);
     benchmark::DoNotOptimize(added);
     benchmark::DoNotOptimize(removed);
   }
@@ -36,10 +36,10 @@ BENCHMARK(DiffLabels)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMill
 
 void DiffBySorting(benchmark::State& state) {
   const Labels wanted = Numbered(0, state.range(0));
-  const Labels standing = Numbered(state.range(0) / 2, state.range(0));
+  const Labels stored = Numbered(state.range(0) / 2, state.range(0));
   for (auto _ : state) {
     std::vector<std::string> left(wanted.begin(), wanted.end());
-    std::vector<std::string> right(standing.begin(), standing.end());
+    std::vector<std::string> right(stored.begin(), stored.end());
     std::ranges::sort(left);
     std::ranges::sort(right);
     Labels added;

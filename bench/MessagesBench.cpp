@@ -1,4 +1,4 @@
-// Time of the message layer alone: a whole dictionary to its answer and back.
+// Time of the message layer alone: encoding a whole dictionary and decoding it.
 
 #include <benchmark/benchmark.h>
 

@@ -3,11 +3,11 @@
 SET LOCAL synchronous_commit = off;
 SET LOCAL work_mem = '256MB';
 
--- A number in 0 .. below-1 for row n; salts tell the choices of one row apart.
+-- A number in 0 .. below-1 for row n; salts distinguish the choices of one row.
 CREATE FUNCTION pg_temp.pick(n integer, salt integer, below integer) RETURNS integer LANGUAGE sql IMMUTABLE AS
 $$ SELECT ((hashint8extended(n, salt) & 9223372036854775807) % below)::integer $$;
 
--- The same, with small numbers far more frequent than great ones.
+-- The same, with small numbers far more frequent than large ones.
 CREATE FUNCTION pg_temp.skewed(n integer, salt integer, below integer) RETURNS integer LANGUAGE sql IMMUTABLE AS
 $$ SELECT floor(below * power(pg_temp.pick(n, salt, 1000000) / 1000000.0, 3))::integer $$;
 

@@ -2,12 +2,12 @@
 --
 --   wrk -t 1 -s bench/routes.lua ADDRESS -- REQUESTS SESSION COUNTER SMALLEST LARGEST
 --
--- REQUESTS is a file of lines: method, path, body, and a text that a right answer holds, with tabs between them. They are sent
--- in turns; @E in them becomes the id of an evidence, 21 k + 1 with a random k from SMALLEST to LARGEST, @L the id of one that
--- no request had before, 21 k + 2, @G twelve digits that no request had before, and @S a status that changes after
--- each turn. The file COUNTER holds how many requests there were before, also those of earlier runs. Prints, with tabs
--- between them: answers, those that were wrong, requests a second, median and 99th percentile in milliseconds, socket
--- errors, and the first wrong answer.
+-- REQUESTS is a file of lines: method, path, body, and a text that a correct answer contains, with tabs between them.
+-- They are sent in turn; @E in them becomes the id of an evidence, 21 k + 1 with a random k from SMALLEST to LARGEST,
+-- @L the id of one that no request had before, 21 k + 2, @G twelve digits that no request had before, and @S a status
+-- that changes after each turn. The file COUNTER has the number of requests so far, including earlier runs. Prints,
+-- with tabs between them: answers, those that were wrong, requests a second, median and 99th percentile in
+-- milliseconds, socket errors, and the first wrong answer.
 
 local requests, smallest, largest, right_start = {}, 1, 1, '{"ResponseStatus":{"ErrorModule":0,"ErrorCode":0'
 local held = {}

@@ -1,7 +1,7 @@
 # Turns what PostgreSQL logged of one request into a script for pgbench; bench/routes uses it.
 #
-# Every text stays as it was sent, but keys: each comes anew from its sequence, and takes the place of the logged one. What the
-# host does once a second, whatever is asked of it, and what opens a connection is left out. A text must not hold
+# Texts stay as sent except for keys: each is drawn again from its sequence and replaces the logged one. The host's
+# periodic statements, its reads of users, and those that open a connection are left out. A text must not contain
 # ");INSERT " inside quotes.
 
 function finish(    start, key) {

@@ -1,4 +1,4 @@
--- The platform's own lasting state.
+-- The platform's own persistent state.
 
 CREATE SCHEMA platform;
 
@@ -50,7 +50,7 @@ CREATE TABLE platform.operation_log (
 );
 ALTER SEQUENCE platform.operation_log_id_seq OWNED BY platform.operation_log.id;
 
--- The sequence has no cache: a session that held numbers back would give them out after greater ones.
+-- The sequence has no cache: a session with cached numbers would hand them out after larger ones.
 CREATE SEQUENCE platform.incre_resource_version_seq CACHE 1;
 CREATE TABLE platform.incre_resource (
   version     bigint PRIMARY KEY,

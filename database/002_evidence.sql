@@ -1,11 +1,11 @@
--- The evidence plugin's tables. Keys come from the sequences, drawn by the plugin before it inserts;
--- deleted is 0 for a live row and 1 for a deleted one, and rows are never removed. create_time and
--- update_time are UTC; local times stand beside their offset in minutes east of UTC.
+-- The evidence plugin's tables. Keys come from the sequences, drawn by the plugin before it inserts; deleted is 0 for a
+-- live row and 1 for a deleted one, and rows are never removed. create_time and update_time are UTC; local times are
+-- stored with their offset in minutes east of UTC.
 
 CREATE SCHEMA evidence;
 
--- The evidence's own begin and end are texts in ISO order: a record without them holds '', and what was
--- written reads back unchanged.
+-- The evidence's own begin and end are texts in ISO order: a record without them has '', and values read back
+-- unchanged.
 CREATE TABLE evidence.evidence (
   ID                        integer PRIMARY KEY,
   evidence_type_id          integer NOT NULL DEFAULT -1,

@@ -2,7 +2,7 @@
 
 CREATE SCHEMA filemanager;
 
--- A link that was taken back stays as a row, so that the role needs no right to delete.
+-- A removed link stays as a row, so that the role needs no DELETE privilege.
 CREATE TABLE filemanager.link (
   file_id     integer NOT NULL,
   evidence_id integer NOT NULL,

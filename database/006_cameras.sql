@@ -1,5 +1,5 @@
--- Cameras and other elements, and the devices they belong to. A row that a newer list leaves out stays without `listed`,
--- so that the role needs no right to delete.
+-- Cameras and other elements, and the devices they belong to. A row that a newer list omits stays with `listed` false,
+-- so that the role needs no DELETE privilege.
 
 CREATE TABLE platform.devices (
   id       integer PRIMARY KEY CHECK (id > 0),
@@ -9,7 +9,7 @@ CREATE TABLE platform.devices (
   listed   boolean NOT NULL DEFAULT true
 );
 
--- An element without a device lies on none.
+-- device_id is null for an element that belongs to no device.
 CREATE TABLE platform.elements (
   id        integer PRIMARY KEY CHECK (id > 0),
   name      text NOT NULL CHECK (char_length(name) BETWEEN 1 AND 256),
@@ -17,7 +17,7 @@ CREATE TABLE platform.elements (
   listed    boolean NOT NULL DEFAULT true
 );
 
--- One row. Whoever changes the list gives it another revision: running hosts look at nothing else.
+-- One row. Every change of the list changes its revision, which is all that running hosts poll.
 CREATE TABLE platform.camera_list (
   only_row boolean PRIMARY KEY DEFAULT true CHECK (only_row),
   revision bigint NOT NULL

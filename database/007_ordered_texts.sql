@@ -1,7 +1,7 @@
--- Pages in the order of texts without a limit of length. A b-tree gives an order and refuses a row above 2704 bytes, so
--- an evidence with a longer text of this kind stands in a partition of its own, which has no such index. A page merges
--- what an index gives in order with the sorted rows of the other partition; they are few, and no value is refused.
--- An update moves a row when its texts grow or shrink past the bound.
+-- Pages in the order of texts of unlimited length. A b-tree provides an order and rejects a row above 2704 bytes, so an
+-- evidence with a longer text of this kind is stored in a partition of its own, which has no such index. A page merges
+-- the ordered rows of an index with the sorted rows of the other partition; they are few, and no value is rejected. An
+-- update moves a row when its texts grow or shrink past the limit.
 
 ALTER TABLE evidence.evidence RENAME TO evidence_ordinary;
 CREATE TABLE evidence.evidence (LIKE evidence.evidence_ordinary INCLUDING DEFAULTS) PARTITION BY LIST
@@ -19,9 +19,9 @@ ALTER TABLE evidence.evidence ATTACH PARTITION evidence.evidence_ordinary FOR VA
 GRANT SELECT, INSERT, UPDATE ON evidence.evidence TO evidence_app;
 REVOKE ALL ON evidence.evidence_ordinary, evidence.evidence_outsize FROM evidence_app;
 
--- Each partition keeps its own keys and guids apart; this keeps them apart from those of the other one. Two writers of
--- one guid take turns, and the second looks only when the first has ended, so its look must be a statement of its own.
--- Guids share 1024 locks, so that many rows written at once do not fill the server's table of locks.
+-- Each partition enforces unique keys and guids for itself; this enforces them across both. Two writers of one guid are
+-- serialized, and the second must see what the first has committed, so its check must be a separate statement. Guids
+-- share 1024 locks, so that many rows written at once do not fill the server's lock table.
 CREATE FUNCTION evidence.refuse_twin() RETURNS trigger LANGUAGE plpgsql AS $$
 BEGIN
   PERFORM pg_advisory_xact_lock(711, 1024 + (hashtext(NEW.guid) & 1023));
@@ -38,8 +38,8 @@ CREATE TRIGGER refuse_twin_of_changed BEFORE UPDATE OF guid, deleted ON evidence
   FOR EACH ROW WHEN (NEW.deleted = 0 AND (NEW.guid <> OLD.guid OR OLD.deleted <> 0))
   EXECUTE FUNCTION evidence.refuse_twin();
 
--- The newest-first index also holds the other times: a page of an old month passes over all that is newer, and does so
--- within the index. Its longest row holds two texts at the bound.
+-- The newest-first index also contains the other times: a page of an old month skips all newer rows within the index.
+-- Its longest row has two texts at the limit.
 DROP INDEX evidence.evidence_live_local_create_time, evidence.evidence_live_begin_time, evidence.evidence_live_end_time;
 CREATE INDEX evidence_live_local_create_time ON evidence.evidence_ordinary
   (local_create_time, evidence_type_id, scene_id, outcome_id, evidence_status, add_mode, create_time,
@@ -48,17 +48,17 @@ CREATE INDEX evidence_live_begin_time ON evidence.evidence_ordinary (evidence_be
 CREATE INDEX evidence_live_end_time ON evidence.evidence_ordinary (evidence_end_time, ID) WHERE deleted = 0;
 CREATE INDEX evidence_live_cad_id ON evidence.evidence_ordinary (cad_id) WHERE deleted = 0;
 
--- A keyword's page is read newest first when many rows match and through the words' index when few do. A hundred
+-- A keyword's page is read newest first when many rows match and through the trigram index when few do. A hundred
 -- sampled names, the default, cannot tell one row in two hundred from none.
 ALTER TABLE evidence.evidence ALTER COLUMN name SET STATISTICS 400;
 ANALYZE evidence.evidence;
 
--- How the planner weighs. The tables fit into memory, so a page anywhere costs little more than the next one. A
--- case-blind comparison turns each text into small letters first, which costs as much as some hundred other
--- comparisons. Workers cost several milliseconds to start and pay only for searches of all texts. A compiled plan
--- takes longer to compile than it saves. The partitions are counted apart and then added up.
--- Only the owner of the database may set these, and only a superuser the cost of a function of PostgreSQL itself;
--- without them every answer is the same, but a keyword that only old evidences hold takes long.
+-- Planner settings. The tables fit into memory, so a random page costs little more than the next one. A
+-- case-insensitive comparison converts each text to lower case first, which costs as much as some hundred other
+-- comparisons. Workers take several milliseconds to start and pay off only for searches of all texts. JIT compilation
+-- takes longer than it saves. The partitions are counted separately and then added up. Only the owner of the database
+-- may set these, and only a superuser the cost of a built-in function; without them every answer is the same, but a
+-- keyword that occurs only in old evidences takes long.
 DO $$
 DECLARE
   setting text;

@@ -40,7 +40,7 @@ void Accounts::Remember(int user_id, const Entry& entry) {
   const std::lock_guard lock(mutex_);
   if (entries_.size() >= kLimit) {
     std::erase_if(entries_, [&](const auto& old) { return entry.read - old.second.read >= kLifetime; });
-    // Filled within one lifetime: begun anew, which costs each id one more read.
+    // Full of fresh entries: start over, which costs each id one more read.
     if (entries_.size() >= kLimit) entries_.clear();
   }
   entries_.insert_or_assign(user_id, entry);

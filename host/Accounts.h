@@ -11,20 +11,20 @@
 
 namespace host {
 
-/// The accounts of platform.users by id, remembered for a few seconds: a page of records asks for the same few again
-/// and again. Any thread.
+/// Cache of the accounts in platform.users by id, for a few seconds: one page of records looks up the same few again
+/// and again. Thread-safe.
 class Accounts {
  public:
   using Clock = std::chrono::steady_clock;
 
-  /// How old an answer may be, one for an unknown id included.
+  /// Maximum age of an answer, including one for an unknown id.
   static constexpr std::chrono::seconds kLifetime{5};
-  /// How many answers are remembered.
+  /// Maximum number of cached answers.
   static constexpr std::size_t kLimit = 1000;
 
   explicit Accounts(std::function<Clock::time_point()> now = &Clock::now) : now_(std::move(now)) {}
 
-  /// 0, or with `out` emptied kUnknownUser or kUserNotRead. A failed read is not remembered.
+  /// 0, or with `out` emptied kUnknownUser or kUserNotRead. A failed read is not cached.
   [[nodiscard]] int Query(std::shared_ptr<TarnPlatform::Authentication::CUserInfo>& out, int user_id);
 
   static constexpr int kUnknownUser = 202;
@@ -37,7 +37,7 @@ class Accounts {
     Clock::time_point read;
   };
 
-  /// False when nothing fresh is remembered of `user_id`.
+  /// False when the cache has no fresh entry for `user_id`.
   bool Recall(Entry& entry, int user_id, Clock::time_point now);
   void Remember(int user_id, const Entry& entry);
 

@@ -57,7 +57,7 @@ class Authentication final : public platform::IAuthenticationBackend {
   }
 
  private:
-  /// What speaks against trying `request` at all, or 0; `password` gets the plain text to try.
+  /// The error that forbids trying `request` at all, or 0; `password` gets the plain text.
   int Refusal(const CLoginRequest& request, std::string& password);
 
   const std::shared_ptr<const Sessions> sessions_;

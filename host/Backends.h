@@ -9,7 +9,7 @@
 #include "RealBackends.h"
 #include "Sessions.h"
 
-/// The platform interfaces that the host itself stands behind. All on any thread.
+/// The platform interfaces that the host implements itself. All are thread-safe.
 namespace host {
 
 /// kelp::IClientPermissionApi on the host's sessions: a super user has every permission.
@@ -22,8 +22,8 @@ std::shared_ptr<platform::ISystemBackend> MakeSystem(int server_standard, std::s
 /// Folder of the running executable, ending in "/".
 std::string ExecutableDirectory();
 
-/// The route table as plugins see it: notes which paths were registered, so that those of a plugin that did not start
-/// can be taken back.
+/// The route table as plugins see it: records which paths were registered, so that those of a plugin that failed to
+/// start can be removed.
 class RouteLedger final : public kelp::IMsgBus {
  public:
   explicit RouteLedger(std::shared_ptr<kelp::IMsgBus> routes) : routes_(std::move(routes)) {}
@@ -33,9 +33,9 @@ class RouteLedger final : public kelp::IMsgBus {
                                  const kelp::UrlCallback& callback, const std::string& capability) override;
   bool UnRegisterUrl(const std::string& url) override;
 
-  /// Registrations from here on belong to one plugin.
+  /// Starts recording the registrations of one plugin.
   void BeginPlugin();
-  /// Takes back what was registered since BeginPlugin.
+  /// Removes the routes registered since BeginPlugin.
   void DropPlugin();
 
  private:
@@ -46,7 +46,7 @@ class RouteLedger final : public kelp::IMsgBus {
   std::vector<std::string> noted_;
 };
 
-/// kelp::IPlatformAdapterInterface that gives the objects it was made of.
+/// kelp::IPlatformAdapterInterface that returns the objects it was made from.
 struct AdapterParts {
   std::shared_ptr<kelp::IMsgBus> bus;
   std::shared_ptr<kelp::IClientPermissionApi> permissions;

@@ -63,7 +63,7 @@ std::shared_ptr<kelp::IDeviceObject> CameraDirectory::GetDeviceObject(std::int32
 }
 
 bool CameraDirectory::Refresh() {
-  // Read before the list, which may then be newer than it: the next call reads that again.
+  // Read before the list, which may then be newer than the revision: the next call reads it again.
   std::string revision;
   if (!ReadCameraRevision(revision)) return false;
   if (revision == revision_) return true;
@@ -81,7 +81,7 @@ bool CameraDirectory::Refresh() {
   revision_ = std::move(revision);
   std::shared_ptr<const Lists> next = std::move(lists);
   const std::lock_guard lock(mutex_);
-  // The former list ends with `next`, after the lock.
+  // The previous list is destroyed with `next`, after the lock is released.
   lists_.swap(next);
   return true;
 }
@@ -92,10 +92,10 @@ std::jthread FollowCameras(std::shared_ptr<CameraDirectory> cameras) {
     std::condition_variable_any wake;
     std::unique_lock lock(mutex);
     while (!wake.wait_for(lock, stop, kInterval, [&stop] { return stop.stop_requested(); })) {
-      // The database's own log lines tell why one fails; the next may not.
+      // The database layer logs why a refresh fails; the next one may succeed.
       platform::Guard([&] { static_cast<void>(cameras->Refresh()); },
                       [](const char* reason) {
-                        LogHost(kLogFailure, "the cameras cannot be taken up: %s", reason ? reason : "unknown");
+                        LogHost(kLogFailure, "the cameras cannot be read: %s", reason ? reason : "unknown");
                       });
     }
   });

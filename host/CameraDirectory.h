@@ -10,8 +10,8 @@
 
 namespace host {
 
-/// The stored list of cameras and devices, held in memory. Any thread, but for Refresh. Each list is immutable; a
-/// change replaces it whole, and what was handed out of the former one stays good.
+/// The stored list of cameras and devices, cached in memory. Thread-safe except for Refresh. Each list is immutable; a
+/// change replaces it as a whole, and objects handed out of the previous one stay valid.
 class CameraDirectory final : public kelp::IElementApi, public kelp::IDeviceApi {
  public:
   CameraDirectory();
@@ -19,8 +19,8 @@ class CameraDirectory final : public kelp::IElementApi, public kelp::IDeviceApi 
   bool GetElementInfo(kelp::SElementBaseInfo& out, std::int32_t element_id, std::int32_t reserved) override;
   std::shared_ptr<kelp::IDeviceObject> GetDeviceObject(std::int32_t device_id, std::int32_t device_type) override;
 
-  /// Takes up the stored list when it has changed. False when the database does not answer: the former list stays. One
-  /// thread at a time.
+  /// Reloads the stored list if it has changed. False, with the previous list kept, when the database does not answer.
+  /// One thread at a time.
   [[nodiscard]] bool Refresh();
 
  private:
@@ -32,7 +32,7 @@ class CameraDirectory final : public kelp::IElementApi, public kelp::IDeviceApi 
   // Under mutex_:
   std::shared_ptr<const Lists> lists_;
 
-  /// Of the list in memory; Refresh's alone.
+  /// Of the list in memory; used by Refresh only.
   std::string revision_;
 };
 

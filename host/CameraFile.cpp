@@ -40,16 +40,16 @@ std::string_view TextOf(const Value& value) { return {value.GetString(), value.G
 
 std::string Take(std::int32_t& target, const Value& value, std::int32_t least) {
   constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
-  if (!value.IsInt64() && !value.IsUint64()) return "is no whole number";
+  if (!value.IsInt64() && !value.IsUint64()) return "is not a whole number";
   if (!value.IsInt64() || value.GetInt64() < least || value.GetInt64() > kMost) {
-    return "must lie between " + std::to_string(least) + " and " + std::to_string(kMost);
+    return "must be between " + std::to_string(least) + " and " + std::to_string(kMost);
   }
   target = static_cast<std::int32_t>(value.GetInt64());
   return {};
 }
 
 std::string Take(std::string& target, const Value& value, std::int32_t /*least*/) {
-  if (!value.IsString()) return "is no text";
+  if (!value.IsString()) return "is not a string";
   const auto text = TextOf(value);
   if (text.empty() || StringUtil::str_len(text, StringUtil::kCodePageUtf8) > kMaxCameraName ||
       StringUtil::ContainsIllegalCharacters(text) || text.find_first_of("\t\r\n") != std::string_view::npos) {
@@ -61,7 +61,7 @@ std::string Take(std::string& target, const Value& value, std::int32_t /*least*/
 
 template <class Record, std::size_t kCount>
 std::string ReadRecord(Record& record, const Value& value, const Field<Record> (&fields)[kCount]) {
-  if (!value.IsObject()) return "is no object";
+  if (!value.IsObject()) return "is not an object";
   std::bitset<kCount> seen;
   for (const auto& member : value.GetObject()) {
     const auto* const field = std::ranges::find(fields, TextOf(member.name), &Field<Record>::key);
@@ -79,13 +79,13 @@ std::string ReadRecord(Record& record, const Value& value, const Field<Record> (
   return {};
 }
 
-/// Reads the list under `name`; `check` finds what else stands against a record.
+/// Reads the list under `name`; `check` returns any other fault of a record.
 template <class Record, std::size_t kCount, class Check>
 std::string ReadList(std::vector<Record>& list, const Value& root, const char* name,
                      const Field<Record> (&fields)[kCount], Check check) {
   const auto found = root.FindMember(name);
   if (found == root.MemberEnd()) return std::string(name) + " is missing";
-  if (!found->value.IsArray()) return std::string(name) + " is no list";
+  if (!found->value.IsArray()) return std::string(name) + " is not a list";
   std::unordered_set<std::int32_t> ids;
   for (const auto& value : found->value.GetArray()) {
     Record record;
@@ -99,7 +99,7 @@ std::string ReadList(std::vector<Record>& list, const Value& root, const char* n
 }
 
 std::string ReadLists(CameraList& list, const Value& root) {
-  if (!root.IsObject()) return "is no object";
+  if (!root.IsObject()) return "is not an object";
   std::unordered_set<std::int32_t> device_ids;
   auto fault = ReadList(list.devices, root, "Devices", kDeviceFields, [&](const Device& device) {
     device_ids.insert(device.id);
@@ -111,10 +111,10 @@ std::string ReadLists(CameraList& list, const Value& root) {
     return known ? "" : "there is no device " + std::to_string(element.device_id);
   });
   if (!fault.empty()) return fault;
-  return root.MemberCount() == 2 ? "" : "Devices and Elements, each once, are the only keys";
+  return root.MemberCount() == 2 ? "" : "must have exactly the keys Devices and Elements";
 }
 
-/// False when the file cannot be read; a file that is too large gives more than kMaxCameraFile bytes.
+/// False when the file cannot be read; one that is too large yields more than kMaxCameraFile bytes.
 bool ReadText(const std::string& file, std::string& text) {
   std::ifstream stream(file, std::ios::binary);
   text.resize(kMaxCameraFile + 1);
@@ -129,7 +129,7 @@ std::string ReadCameraFile(const std::string& file, CameraList& list) {
   list = {};
   std::string text;
   if (!ReadText(file, text)) return file + ": cannot be read";
-  if (text.size() > kMaxCameraFile) return file + ": has more than " + std::to_string(kMaxCameraFile) + " bytes";
+  if (text.size() > kMaxCameraFile) return file + ": is larger than " + std::to_string(kMaxCameraFile) + " bytes";
   rapidjson::Document document;
   kelp::JsonFault json_fault;
   if (!kelp::ParseJsonText(text, {kFileDepth}, document, &json_fault)) {

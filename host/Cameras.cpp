@@ -15,13 +15,13 @@ using Texts = std::list<std::string>;
 
 constexpr std::size_t kRowsOfAStatement = 1000;
 
-// The lock of the one row that the first statement takes makes changes of the list take turns.
+// The first statement's lock on the only row serializes changes of the list.
 constexpr char kSqlBeginReplacing[] =
     "UPDATE platform.camera_list SET revision = revision + 1;"
     "UPDATE platform.devices SET listed = false WHERE listed;"
     "UPDATE platform.elements SET listed = false WHERE listed";
 
-/// The texts before and behind the rows of a statement.
+/// The texts before and after the rows of a statement.
 struct PutWords {
   const char* begin;
   const char* end;
@@ -46,7 +46,7 @@ std::string ElementRow(const Element& element) {
   return SqlText::Format("(%d, %s, %s)", element.id, SqlText::Literal(element.name).c_str(), device.c_str());
 }
 
-/// The rows of `records` in as few statements as are of a sane length.
+/// Statements that insert `records`, each with at most kRowsOfAStatement rows.
 template <class Record>
 Texts PutStatements(const std::vector<Record>& records, std::string (*row)(const Record&), const PutWords& words) {
   Texts texts;
@@ -64,7 +64,7 @@ Texts PutStatements(const std::vector<Record>& records, std::string (*row)(const
 
 std::string ReplaceCameras(const CameraList& list) {
   Texts texts{kSqlBeginReplacing};
-  // Devices first, for the elements' reference to them.
+  // Devices first, since elements reference them.
   texts.splice(texts.end(), PutStatements(list.devices, &DeviceRow, kSqlPutDevices));
   texts.splice(texts.end(), PutStatements(list.elements, &ElementRow, kSqlPutElements));
   const bool done =
@@ -72,7 +72,7 @@ std::string ReplaceCameras(const CameraList& list) {
   return done ? "" : kNoAnswer;
 }
 
-// One statement, so that it sees one state of the list. A row is a device, an element, or both.
+// One statement, for one snapshot of the list. A row is a device, an element, or both.
 constexpr char kSqlReadCameras[] =
     "SELECT d.id AS device_id, d.type, d.protocol, d.name AS device_name,"
     " e.id AS element_id, e.name AS element_name, e.device_id AS element_device_id"
@@ -91,8 +91,9 @@ bool ReadCameras(CameraList& list) {
       }
       const int element = rows->GetInt("element_id");
       if (element == 0) continue;
-      const int lies_on = rows->GetInt("element_device_id");
-      list.elements.push_back({element, rows->GetString("element_name"), lies_on == 0 ? kNoDevice : lies_on});
+      const int element_device = rows->GetInt("element_device_id");
+      list.elements.push_back(
+          {element, rows->GetString("element_name"), element_device == 0 ? kNoDevice : element_device});
     }
   });
   if (!answered) list = {};

@@ -6,13 +6,13 @@
 #include <vector>
 
 /// The tables platform.devices, platform.elements and platform.camera_list, through kelp::IDBManager under
-/// platform::kPlatformDbId. Any thread.
+/// platform::kPlatformDbId. Thread-safe.
 namespace host {
 
 /// Longest name of a device or an element in code points.
 inline constexpr std::size_t kMaxCameraName = 256;
 
-/// `device_id` of an element that lies on no device.
+/// `device_id` of an element that belongs to no device.
 inline constexpr std::int32_t kNoDevice = -1;
 
 struct Device {
@@ -28,19 +28,19 @@ struct Element {
   std::int32_t device_id = kNoDevice;
 };
 
-/// Ids are positive and not repeated, and an element's device is one of the list.
+/// Ids are positive and unique, and an element's device is in the list.
 struct CameraList {
   std::vector<Device> devices;
   std::vector<Element> elements;
 };
 
-/// Makes the stored list `list`, in one transaction; calls that meet take turns. "" or what stood against it.
+/// Replaces the stored list by `list` in one transaction; concurrent calls are serialized. Returns "" or the fault.
 [[nodiscard]] std::string ReplaceCameras(const CameraList& list);
 
-/// The stored list, by ids. False, with `list` empty, when the database does not answer.
+/// The stored list, sorted by id. False, with `list` empty, when the database does not answer.
 [[nodiscard]] bool ReadCameras(CameraList& list);
 
-/// A text that is another one after each change of the stored list. False when the database does not answer.
+/// A text that differs after each change of the stored list. False when the database does not answer.
 [[nodiscard]] bool ReadCameraRevision(std::string& revision);
 
 }  // namespace host

@@ -13,7 +13,7 @@
 namespace host {
 namespace {
 
-/// Prints `fault` when there is one; the exit code.
+/// Prints `fault` if there is one; returns the exit code.
 int Finish(const std::string& fault) {
   platform::Slot<kelp::IDBManager>::Exchange(nullptr);
   platform::Slot<platform::ILogSink>::Exchange(nullptr);

@@ -5,11 +5,11 @@
 
 #include "Settings.h"
 
-/// The executable's commands beside serving. Each prints its result, or one line on standard error, and returns the
+/// The executable's commands other than serving. Each prints its result, or one line on standard error, and returns the
 /// exit code of the process.
 namespace host {
 
-/// Permission codes by the kind of client they hold for.
+/// Permission codes by the kind of client they apply to.
 struct PermissionCodes {
   std::vector<int> web;
   std::vector<int> cs;
@@ -27,9 +27,9 @@ struct UserAddOptions {
 [[nodiscard]] int RunSetup(const Settings& settings);
 [[nodiscard]] int RunUserAdd(const Settings& settings, const UserAddOptions& options);
 [[nodiscard]] int RunUserList(const Settings& settings);
-/// The user keeps exactly the codes given.
+/// The user's permissions become exactly `codes`.
 [[nodiscard]] int RunUserPermissions(const Settings& settings, const std::string& name, const PermissionCodes& codes);
-/// The list of cameras and devices becomes that of `file`; hosts that serve take it up by themselves.
+/// Replaces the list of cameras and devices with that of `file`; running hosts pick it up by themselves.
 [[nodiscard]] int RunCamerasLoad(const Settings& settings, const std::string& file);
 [[nodiscard]] int RunCamerasList(const Settings& settings);
 

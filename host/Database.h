@@ -9,27 +9,27 @@
 /// one line for the operator.
 namespace host {
 
-/// Installs kelp::IDBManager and makes the host's pools.
+/// Installs kelp::IDBManager and creates the host's pools.
 [[nodiscard]] std::string OpenDatabase(const Settings& settings);
 
-/// Whether the database's schema is the one that the set-up statements in `sql_directory` lead to.
+/// Checks that the schema has the version of the newest script in `sql_directory`.
 [[nodiscard]] std::string CheckSchemaVersion(const std::string& sql_directory);
 
-/// Brings the schema up to date. `owner_connection` is a role that may create schemas and roles.
+/// Brings the schema up to date. `owner_connection` has a role that may create schemas and roles.
 [[nodiscard]] std::string SetUpSchema(const std::string& owner_connection, const std::string& sql_directory,
                                       int& version);
 
-/// Whether a statement is answered now.
+/// Whether the database answers a statement now.
 [[nodiscard]] bool DatabaseAnswers();
 
-/// Runs `sql` on the host's pools; results as of kelp::IDBManager.
+/// Runs `sql` on the host's pools; results as for kelp::IDBManager.
 [[nodiscard]] bool Query(const std::string& sql, const kelp::IDBManager::RowReader& reader);
 [[nodiscard]] bool Execute(const std::string& sql);
 
-/// What an operator reads of a statement that failed.
-inline constexpr char kNoAnswer[] = "the database does not answer, or refuses the statement";
+/// The operator's message for a failed statement.
+inline constexpr char kNoAnswer[] = "the database does not answer, or rejected the statement";
 
-/// The folder of the set-up statements.
+/// The folder of the schema scripts.
 [[nodiscard]] std::string SqlDirectory(const Settings& settings);
 
 }  // namespace host

@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::size_t kLongestPlainKey = 64;
 
-/// `key`, or, as clients choose names of any length, a digest in its place. The two differ in length.
+/// `key`, or a digest of a long one, since clients choose names of any length. The two differ in length.
 std::string ShortKey(const std::string& key) {
   if (key.size() <= kLongestPlainKey) return key;
   std::array<unsigned char, SHA512_DIGEST_LENGTH> digest{};
@@ -69,7 +69,7 @@ void FailedTries::EndTry(const std::string& short_key, Try::Outcome outcome) {
   {
     const std::lock_guard lock(mutex_);
     ForgetLapsed();
-    // There: an entry with a try under way is never erased.
+    // Found: an entry with a pending try is never erased.
     const auto at = entries_.find(short_key);
     --at->second.under_way;
     const bool forget = outcome == Try::Outcome::kSucceeded && at->second.queue != &frozen_;
@@ -97,13 +97,13 @@ FailedTries::Entries::iterator FailedTries::FindOrAdd(const std::string& short_k
 
 void FailedTries::AddFailed(Entries::iterator at) {
   auto& [key, entry] = *at;
-  // A failed try more must not put the end of a freeze off.
+  // Another failed try must not extend a freeze.
   if (entry.queue == &frozen_) return;
   ++entry.failed;
   if (entry.queue != nullptr) entry.queue->erase(entry.place);
   entry.queue = entry.failed >= rules_.limit ? &frozen_ : &counted_;
   entry.place = entry.queue->insert(entry.queue->end(), &key);
-  // Read under the mutex, so that a queue is in the order of its times.
+  // Read under the mutex, so that a queue is sorted by time.
   entry.since = now_();
 }
 
@@ -129,7 +129,7 @@ void FailedTries::ForgetLapsed(Queue& queue, Clock::time_point now) {
 }
 
 bool FailedTries::GiveUpOldest(const Queue& queue) {
-  // Entries with tries under way are as few as the threads that try.
+  // At most as many entries as there are trying threads have a pending try.
   const auto idle = std::ranges::find_if(
       queue, [this](const std::string* key) { return entries_.find(*key)->second.under_way == 0; });
   if (idle == queue.end()) return false;

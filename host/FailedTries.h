@@ -13,21 +13,20 @@
 
 namespace host {
 
-/// Failed tries of a password by key (a user name, a client address), and the freeze that too many lead to. Keys are
-/// compared exactly. Any thread; nothing outlives the process.
+/// Counts failed password tries by key (a user name, a client address) and freezes a key after too many. Keys are
+/// compared exactly. Thread-safe; nothing is persisted.
 ///
-/// The failed try that reaches the limit freezes its key; the freeze lifts, and the count starts anew, when
-/// `freeze` has passed since it began, whatever is counted meanwhile. Short of the limit a count is forgotten when
-/// `freeze` has passed since the last failed try.
+/// The failed try that reaches the limit freezes its key. The freeze expires, and the count restarts, `freeze` after it
+/// began, whatever is counted meanwhile. Below the limit a count expires `freeze` after the last failed try.
 ///
-/// Memory is bounded by `max_keys`: beyond it the count unchanged for longest is given up, and only when there is no
-/// mere count left the freeze that would lift next.
+/// Memory is bounded by `max_keys`: beyond it the least recently changed count is evicted, or, when only freezes are
+/// left, the one that expires next.
 class FailedTries {
  public:
   using Clock = std::chrono::steady_clock;
 
   struct Rules {
-    /// Failed tries that freeze; at least 1.
+    /// Number of failed tries that freezes a key; at least 1.
     int limit = 1;
     Clock::duration freeze{};
     /// False: nothing is counted, nothing frozen, and the tries left are always `limit`.
@@ -39,8 +38,8 @@ class FailedTries {
   FailedTries(const FailedTries&) = delete;
   FailedTries& operator=(const FailedTries&) = delete;
 
-  /// Leave to try one password. Exactly one of Failed and Succeeded says how it went; without either, nothing was
-  /// tried and nothing is counted. Must not outlive its FailedTries.
+  /// Permission to try one password. Exactly one of Failed and Succeeded reports the outcome; without either, nothing
+  /// is counted. Must not outlive its FailedTries.
   class Try {
    public:
     Try(Try&& other) noexcept : tries_(std::exchange(other.tries_, nullptr)), key_(std::move(other.key_)) {}
@@ -48,7 +47,7 @@ class FailedTries {
     ~Try() { End(Outcome::kNotTried); }
 
     void Failed() { End(Outcome::kFailed); }
-    /// The key's failed tries are forgotten.
+    /// Clears the key's count, unless it is frozen by now.
     void Succeeded() { End(Outcome::kSucceeded); }
 
    private:
@@ -62,21 +61,21 @@ class FailedTries {
     std::string key_;
   };
 
-  /// Leave for one try, or none when the key is frozen. Tries under way count as failed ones until they end, so that
-  /// many at once cannot pass the limit; when only they stand in the way, this waits for one of them. A caller that
+  /// Permission for one try; none when the key is frozen. Pending tries count as failed until they end, so that
+  /// concurrent ones cannot exceed the limit; when only they exhaust it, this blocks until one ends. A caller that
   /// holds a Try must not begin another of the same FailedTries.
   [[nodiscard]] std::optional<Try> Begin(const std::string& key);
 
-  /// Counts a failed try for which no leave was taken.
+  /// Counts a failed try made without a Try.
   void CountFailed(const std::string& key);
 
   [[nodiscard]] bool IsFrozen(const std::string& key);
-  /// Failed tries left before the freeze, without regard to those under way; 0 when frozen.
+  /// Failed tries left before the freeze, ignoring pending ones; 0 when frozen.
   [[nodiscard]] int Left(const std::string& key);
   [[nodiscard]] bool on() const { return rules_.on; }
 
  private:
-  /// Keys of entries_, the one to lapse first in front.
+  /// Keys of entries_, the first to expire in front.
   using Queue = std::list<const std::string*>;
 
   struct Entry {
@@ -85,7 +84,7 @@ class FailedTries {
     /// counted_, frozen_, or null while no try has failed.
     Queue* queue = nullptr;
     Queue::iterator place;
-    /// Of the last failed try, or of the freeze's begin.
+    /// Of the last failed try, or of the start of the freeze.
     Clock::time_point since;
   };
   using Entries = std::unordered_map<std::string, Entry>;
@@ -109,8 +108,8 @@ class FailedTries {
   Queue frozen_;
 };
 
-/// The failed tries of the whole host. A right password clears its user's count only: if it cleared the client's too,
-/// whoever has one account could guess at all others without end by logging in to his own in between.
+/// The failed tries of the whole host. A correct password clears only the user's count: if it cleared the client's too,
+/// the owner of one account could guess the passwords of all others forever by logging in to it in between.
 struct LoginTries {
   LoginTries(const FailedTries::Rules& for_users, const FailedTries::Rules& for_clients,
              const std::function<FailedTries::Clock::time_point()>& now = &FailedTries::Clock::now)

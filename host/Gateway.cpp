@@ -22,7 +22,7 @@ constexpr unsigned kMethodNotAllowed = 405;
 constexpr unsigned kTooManyRequests = 429;
 constexpr unsigned kUnavailable = 503;
 
-/// A login is open to everybody, so it gets less room than the body limit gives.
+/// A login needs no session, so its body limit is small.
 constexpr std::size_t kLoginBodyLimit = 16 * 1024;
 
 struct Method {
@@ -77,7 +77,7 @@ std::variant<HttpAnswer, HttpTask> Gateway::Admit(const HttpHead& head) const {
 }
 
 std::variant<HttpAnswer, HttpTask> Gateway::AdmitToPlugin(const HttpHead& head, int method_code) const {
-  // An empty session means a trusted caller inside the system: it must not come from here.
+  // An empty session denotes a trusted internal caller: it must not come from here.
   auto session_id = BearerToken(head.authorization);
   if (session_id.empty() || !parts_.sessions->Use(session_id)) return ErrorAnswer(kUnauthorized, "no session");
   auto match = parts_.routes->Find(head.path);
@@ -92,7 +92,7 @@ HttpAnswer Gateway::Login(const std::string& client_address, const std::string& 
   kelp::CRapidJsonProto request;
   if (!request.set_str(body)) return ErrorAnswer(kBadRequest, "no JSON");
   const auto name = request.get_v("/UserName", "");
-  // The address first: whoever waits for a user's turn holds the address's, never the reverse.
+  // The address first: a caller that waits for the user's try holds the address's, never the reverse.
   auto client_try = parts_.tries->clients.Begin(client_address);
   auto user_try = client_try ? parts_.tries->users.Begin(name) : std::nullopt;
   if (!user_try) {
@@ -105,7 +105,7 @@ HttpAnswer Gateway::Login(const std::string& client_address, const std::string& 
       return ErrorAnswer(kUnavailable, "database away");
     case PasswordOutcome::kWrong:
     case PasswordOutcome::kDisabled:
-      // Counted alike, so that an account that is switched off shows nothing of itself.
+      // Counted alike, so that a login does not reveal that an account is disabled.
       user_try->Failed();
       client_try->Failed();
       LogHost(kLogAnomaly, "login refused: client %s", client_address.c_str());

@@ -14,9 +14,8 @@
 
 namespace host {
 
-/// What requests meet on their way in, in this order: 405 for a method outside PUT, POST, DELETE and GET; the host's
-/// own paths; 401 without a session, before 404 so that nobody without one learns which paths there are; 404 for
-/// an unknown path; the plugin.
+/// Routes requests, in this order: 405 for a method other than PUT, POST, DELETE and GET; the host's own paths; 401
+/// without a session, before 404 so that paths cannot be probed without one; 404 for an unknown path; the plugin.
 class Gateway {
  public:
   struct Parts {
@@ -25,7 +24,7 @@ class Gateway {
     std::shared_ptr<const platform::IRouteTable> routes;
     /// Runs plugin requests and GET /ready.
     WorkerPool* workers = nullptr;
-    /// Runs logins, whose hashes are costly by design: their number at a time is bounded by its threads.
+    /// Runs logins, whose hashes are expensive by design: its threads bound how many run at once.
     WorkerPool* login_workers = nullptr;
     std::size_t body_limit = 0;
     /// Whether the host can serve; may block.
@@ -34,7 +33,7 @@ class Gateway {
 
   explicit Gateway(Parts parts) : parts_(std::move(parts)) {}
 
-  /// As HttpAdmission.
+  /// Implements HttpAdmission.
   std::variant<HttpAnswer, HttpTask> Admit(const HttpHead& head) const;
 
  private:

@@ -20,11 +20,11 @@
 namespace host {
 namespace {
 
-/// A refused request's body up to this size is read away, so that the client sees the answer and keeps its
-/// connection; before a larger one the connection is closed.
-constexpr std::uint64_t kReadAwayAnnounced = 64 * 1024;
+/// A refused request's body up to this size is discarded, so that the client sees the answer and keeps its connection;
+/// with a larger one the connection is closed.
+constexpr std::uint64_t kDiscardAnnounced = 64 * 1024;
 /// The same for bodies without an announced size, which cannot be answered before their end.
-constexpr std::uint64_t kReadAwayChunked = 64 * 1024 * 1024;
+constexpr std::uint64_t kDiscardChunked = 64 * 1024 * 1024;
 constexpr std::uint64_t kUnknownLength = std::numeric_limits<std::uint64_t>::max();
 constexpr std::size_t kReserveAtOnce = 1024 * 1024;
 
@@ -34,7 +34,7 @@ std::optional<std::string_view> Header(MHD_Connection& connection, const char* n
   return value;
 }
 
-/// Bytes of the body to come: 0 without one, kUnknownLength for a chunked one.
+/// Announced size of the body: 0 without one, kUnknownLength for a chunked one.
 std::uint64_t AnnouncedLength(MHD_Connection& connection) {
   if (Header(connection, MHD_HTTP_HEADER_TRANSFER_ENCODING)) return kUnknownLength;
   const auto text = Header(connection, MHD_HTTP_HEADER_CONTENT_LENGTH);
@@ -43,18 +43,18 @@ std::uint64_t AnnouncedLength(MHD_Connection& connection) {
   return length;
 }
 
-/// Whether the request tells its length in more than one way. A proxy before this host might read the other one, and
-/// take the rest of the body for a request of its own.
+/// Whether the request gives its length in more than one way. A proxy in front of this host might use the other one,
+/// and treat the rest of the body as another request.
 bool IsLengthAmbiguous(MHD_Connection& connection) {
-  int told = Header(connection, MHD_HTTP_HEADER_TRANSFER_ENCODING) ? 1 : 0;
+  int given = Header(connection, MHD_HTTP_HEADER_TRANSFER_ENCODING) ? 1 : 0;
   MHD_get_connection_values(
       &connection, MHD_HEADER_KIND,
       [](void* count, MHD_ValueKind, const char* name, const char*) {
         if (strcasecmp(name, MHD_HTTP_HEADER_CONTENT_LENGTH) == 0) ++*static_cast<int*>(count);
         return MHD_YES;
       },
-      &told);
-  return told > 1;
+      &given);
+  return given > 1;
 }
 
 const MHD_ConnectionInfo* Info(MHD_Connection& connection, MHD_ConnectionInfoType type) {
@@ -90,12 +90,12 @@ struct HttpServer::Exchange {
   std::string body;
   std::uint64_t received = 0;
 
-  /// Guards what follows once the connection is suspended: a worker and a stop may both want to answer.
+  /// Guards the members below once the connection is suspended: a worker and a stop may both try to answer.
   std::mutex mutex;
   bool suspended = false;
   std::optional<HttpAnswer> answer;
 
-  /// Nothing that a request throws, in a plugin or in the host, may end the process.
+  /// No exception of a request, in a plugin or in the host, may terminate the process.
   HttpAnswer Run() {
     return platform::Guard([this] { return task.run(std::move(body)); },
                            [this](const char* reason) {
@@ -108,8 +108,8 @@ struct HttpServer::Exchange {
                            });
   }
 
-  /// Does nothing on a connection that was resumed already. Touches nothing but this object and the connection,
-  /// which lives as long as it is suspended: a late worker may come when the server is gone.
+  /// Does nothing on a connection that was already resumed. Touches only this object and the connection, which lives
+  /// while it is suspended: a late worker may call this after the server is destroyed.
   void Resume(HttpAnswer next) {
     const std::lock_guard lock(mutex);
     if (!suspended) return;
@@ -119,7 +119,7 @@ struct HttpServer::Exchange {
   }
 };
 
-/// The entry points of libmicrohttpd, which must see no exception.
+/// The callbacks of libmicrohttpd, which no exception may leave.
 struct HttpCallbacks {
   static MHD_Result Access(void* server, MHD_Connection* connection, const char* path, const char* method, const char*,
                            const char* data, std::size_t* size, void** context) {
@@ -145,7 +145,7 @@ struct HttpCallbacks {
     }
   }
 
-  /// The connection stays: the library's own time-out on silence still holds for it.
+  /// The connection is kept: the library's own inactivity timeout still applies to it.
   static void WithoutDeadline(const char* reason) {
     LogHost(kLogFailure, "a connection has no deadline: %s", reason != nullptr ? reason : "unknown");
   }
@@ -177,8 +177,8 @@ bool HttpServer::Start(int listen_fd) {
     tls.push_back({MHD_OPTION_HTTPS_MEM_KEY, 0, const_cast<char*>(options_.tls_key.c_str())});
   }
   tls.push_back({MHD_OPTION_END, 0, nullptr});
-  // Header lines take their own size and a record each, so that twice the limit holds any usual header of
-  // the limit's size; the exact limit is tested where requests begin.
+  // Each header line takes its own size and a record, so that twice the limit holds any usual header of the limit's
+  // size; Begin checks the exact limit.
   const std::size_t memory = 2 * options_.header_limit + 32 * 1024;
   daemon_ = MHD_start_daemon(flags, 0, nullptr, nullptr, &HttpCallbacks::Access, this,                             //
                              MHD_OPTION_EXTERNAL_LOGGER, &HttpCallbacks::Log, nullptr,                             //
@@ -238,8 +238,8 @@ bool HttpServer::Admit(Exchange& exchange, std::variant<HttpAnswer, HttpTask> ve
   const auto announced = AnnouncedLength(connection);
   if (auto* const refusal = std::get_if<HttpAnswer>(&verdict)) {
     exchange.answer = std::move(*refusal);
-    const bool read_away = announced <= kReadAwayAnnounced || announced == kUnknownLength;
-    return (read_away && !Header(connection, MHD_HTTP_HEADER_EXPECT)) || Answer(exchange);
+    const bool discard = announced <= kDiscardAnnounced || announced == kUnknownLength;
+    return (discard && !Header(connection, MHD_HTTP_HEADER_EXPECT)) || Answer(exchange);
   }
   exchange.task = std::move(std::get<HttpTask>(verdict));
   if (announced == kUnknownLength) return true;
@@ -253,7 +253,7 @@ bool HttpServer::Admit(Exchange& exchange, std::variant<HttpAnswer, HttpTask> ve
 
 bool HttpServer::Take(Exchange& exchange, std::string_view data) {
   exchange.received += data.size();
-  if (exchange.answer) return exchange.received <= kReadAwayChunked;
+  if (exchange.answer) return exchange.received <= kDiscardChunked;
   if (exchange.received > exchange.task.body_limit) {
     exchange.answer = ErrorAnswer(MHD_HTTP_CONTENT_TOO_LARGE, "body too large");
     exchange.body = {};
@@ -263,7 +263,7 @@ bool HttpServer::Take(Exchange& exchange, std::string_view data) {
   return true;
 }
 
-/// The caller holds the exchange's mutex, so that a quick worker's Resume comes after the suspension.
+/// The caller holds the exchange's mutex, so that a fast worker's Resume comes after the suspension.
 bool HttpServer::Dispatch(const std::shared_ptr<Exchange>& exchange) {
   deadlines_.Clear(Descriptor(*exchange->connection));
   if (abandoned_) {
@@ -340,11 +340,11 @@ bool HttpServer::Stop(std::chrono::milliseconds timeout) {
     stopping_ = true;
   }
   const int listen_fd = MHD_quiesce_daemon(daemon_);
-  // Clients are refused from here on instead of waiting in the backlog until the socket is closed.
+  // From here on clients are refused instead of waiting in the backlog until the socket is closed.
   if (listen_fd >= 0) shutdown(listen_fd, SHUT_RD);
   const bool drained = Drained(timeout);
   if (!drained) {
-    // A suspended connection would abort the process below.
+    // MHD_stop_daemon aborts the process when a connection is still suspended.
     constexpr std::chrono::seconds kLastAnswers{2};
     AbandonSuspended();
     Drained(kLastAnswers);

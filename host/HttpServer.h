@@ -22,10 +22,10 @@ struct MHD_Daemon;
 
 namespace host {
 
-/// What is known of a request when its header has been read. The views live as long as the call.
+/// What is known of a request when its header has been read. The views are valid during the call.
 struct HttpHead {
   std::string_view method;
-  /// As sent, without the query: percent signs are not decoded.
+  /// As sent, without the query: percent-encoding is not decoded.
   std::string_view path;
   /// Absent when there is no such header.
   std::optional<std::string_view> authorization;
@@ -37,7 +37,7 @@ struct HttpAnswer {
   unsigned status = 0;
   /// JSON; empty for an answer without a body.
   std::string body;
-  /// The methods of a 405 answer.
+  /// The Allow header of a 405 answer.
   const char* allow = nullptr;
 };
 
@@ -52,8 +52,8 @@ struct HttpTask {
   std::function<HttpAnswer(std::string body)> run;
 };
 
-/// Decides on requests by their head, before a byte of the body is kept. Runs on the connection thread and must
-/// not block.
+/// Decides on requests by their head, before any of the body is stored. Runs on the connection thread and must not
+/// block.
 using HttpAdmission = std::function<std::variant<HttpAnswer, HttpTask>(const HttpHead&)>;
 
 struct HttpOptions {
@@ -76,12 +76,12 @@ class HttpServer {
   HttpServer(const HttpServer&) = delete;
   HttpServer& operator=(const HttpServer&) = delete;
 
-  /// Serves on `listen_fd`, which listens and stays the caller's to close after Stop. False when no
-  /// daemon could be made.
+  /// Serves on `listen_fd`, a listening socket that the caller owns and closes after Stop. False when the daemon could
+  /// not be started.
   [[nodiscard]] bool Start(int listen_fd);
 
-  /// Refuses new connections, answers 503 to new requests on old ones, waits until requests in flight are answered,
-  /// and closes everything. False when some were not answered within `timeout`: they got 503, and their tasks
+  /// Refuses new connections, answers 503 to new requests on existing ones, waits until requests in flight are
+  /// answered, and closes everything. False when some were not answered within `timeout`: they got 503, and their tasks
   /// may still be running. Only the first call does anything.
   bool Stop(std::chrono::milliseconds timeout);
 
@@ -107,7 +107,7 @@ class HttpServer {
   ReadDeadlines deadlines_;
   MHD_Daemon* daemon_ = nullptr;
 
-  /// No request may be suspended any more.
+  /// Requests may no longer be suspended.
   std::atomic<bool> abandoned_ = false;
 
   std::mutex mutex_;

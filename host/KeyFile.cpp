@@ -59,7 +59,7 @@ bool IsKeyText(std::string_view text) {
 
 /// "" with `found` false when there is no file.
 std::string ReadKey(const std::string& file, std::string& key, bool& found) {
-  // A pipe in the key's place must not hold the start up.
+  // A FIFO in place of the key file must not block the start.
   const Descriptor descriptor(open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   found = descriptor.IsOpen() || errno != ENOENT;
   if (!descriptor.IsOpen()) return found ? SystemFault(file) : "";
@@ -67,7 +67,7 @@ std::string ReadKey(const std::string& file, std::string& key, bool& found) {
   if (fstat(descriptor.get(), &status) != 0) return SystemFault(file);
   if (!S_ISREG(status.st_mode)) return file + ": no regular file";
   if ((status.st_mode & 077) != 0) return file + ": open to others than its owner; its mode must be 0600";
-  // Room for a line feed, and for one byte too many.
+  // Room for a line feed, and for one excess byte.
   std::array<char, kLongestKey + 2> buffer{};
   const auto size = read(descriptor.get(), buffer.data(), buffer.size());
   if (size < 0) return SystemFault(file);
@@ -79,7 +79,7 @@ std::string ReadKey(const std::string& file, std::string& key, bool& found) {
   return fits ? "" : file + ": no key of 16, 24 or 32 printable characters; bring back the file that was there";
 }
 
-/// kLongestKey characters of the base64 alphabet; empty when the system gives no random bytes.
+/// kLongestKey characters of the base64 alphabet; empty when the system provides no random bytes.
 std::string RandomKey() {
   std::array<unsigned char, kLongestKey / 4 * 3> random{};
   std::array<unsigned char, kLongestKey + 1> text{};
@@ -88,7 +88,8 @@ std::string RandomKey() {
   return {text.begin(), text.begin() + size};
 }
 
-/// Puts a name on the disk for good: a key that is lost with the power takes what is stored with it.
+/// Makes a new directory entry durable: if the key were lost in a power failure, the data stored with it would be
+/// unreadable.
 bool SyncFolder(const std::string& file) {
   auto folder = std::filesystem::path(file).parent_path();
   if (folder.empty()) folder = ".";
@@ -96,8 +97,8 @@ bool SyncFolder(const std::string& file) {
   return descriptor.IsOpen() && fsync(descriptor.get()) == 0;
 }
 
-/// Writes a new key under a name of its own and then links it to `file`, which fails when somebody else was first:
-/// whoever reads `file` finds a whole key.
+/// Writes a new key to a temporary file and then links it to `file`, which fails when another process was first: a
+/// reader of `file` always finds a complete key.
 std::string MakeKey(const std::string& file) {
   const std::string key = RandomKey();
   if (key.empty()) return file + ": the system gives no random bytes for a new key";

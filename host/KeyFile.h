@@ -4,11 +4,11 @@
 
 namespace host {
 
-/// Reads the installation's key text from `file` into `key`; when there is no such file, makes one first, with 32
-/// random characters and mode 0600. Processes that make it at the same time all get the same key. Returns "" or, in
-/// one line for the operator, why there is no key: the file cannot be read, is no regular file, may be used by anybody
-/// but its owner, or does not hold 16, 24 or 32 printable ASCII characters (one line feed behind them is passed
-/// over). A file that stands is never written: the key in it opens what is stored.
+/// Reads the installation's key from `file` into `key`; when there is no such file, creates one first, with 32 random
+/// characters and mode 0600. Processes that create it at the same time all get the same key. Returns "" or the fault,
+/// one line for the operator: the file cannot be read, is not a regular file, is accessible to others than its owner,
+/// or does not contain 16, 24 or 32 printable ASCII characters (one trailing line feed is ignored). An existing file is
+/// never written: its key decrypts the stored data.
 [[nodiscard]] std::string OpenKeyFile(const std::string& file, std::string& key);
 
 }  // namespace host

@@ -21,7 +21,7 @@ std::optional<in_port_t> ParsePort(std::string_view text) {
   return port;
 }
 
-/// The same storage seen as one of the address families.
+/// The same storage viewed as one of the address families.
 template <class Family, class Storage>
 Family& As(Storage& storage) {
   return reinterpret_cast<Family&>(storage);

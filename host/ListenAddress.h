@@ -22,7 +22,7 @@ struct ListenAddress {
 /// The address without its port: "127.0.0.1", "::1". "" for a family other than the two.
 [[nodiscard]] std::string AddressText(const sockaddr& address);
 
-/// A socket bound to an address; connections are refused until `Listen`. Owned by one thread.
+/// A socket bound to an address; connections are refused until `Listen`. Not thread-safe.
 class ListenSocket {
  public:
   ListenSocket() = default;
@@ -30,12 +30,12 @@ class ListenSocket {
   ListenSocket(const ListenSocket&) = delete;
   ListenSocket& operator=(const ListenSocket&) = delete;
 
-  /// False, with `fault` filled, when the address cannot be had.
+  /// False, with `fault` filled, when the address is not available.
   [[nodiscard]] bool Bind(const ListenAddress& address, std::string& fault);
   [[nodiscard]] bool Listen(std::string& fault);
 
   int fd() const { return fd_; }
-  /// The address with the port that was really taken.
+  /// The bound address, with its actual port.
   const std::string& text() const { return text_; }
 
  private:

@@ -8,7 +8,7 @@
 namespace host {
 namespace {
 
-/// Calls a plugin's function. "" when it gave true, else what it did instead.
+/// Calls a plugin's function. "" when it returned true, else what it did instead.
 std::string CallEntry(bool (*entry)()) {
   return platform::Guard(
       [entry] { return std::string(entry() ? "" : "gave false"); },

@@ -7,22 +7,22 @@
 
 namespace host {
 
-/// Starts and stops plugins: shared libraries that export `extern "C" bool Init()` and `extern "C" bool
-/// UnInit()`. Used from one thread.
+/// Starts and stops plugins: shared libraries that export `extern "C" bool Init()` and `extern "C" bool UnInit()`. Not
+/// thread-safe.
 class PluginLoader {
  public:
   explicit PluginLoader(RouteLedger& routes) : routes_(routes) {}
-  /// Stops what still runs.
+  /// Stops the plugins still running.
   ~PluginLoader();
   PluginLoader(const PluginLoader&) = delete;
   PluginLoader& operator=(const PluginLoader&) = delete;
 
   /// Loads the library and calls Init. False, with `fault` as one line, when the plugin is refused: it cannot be
-  /// loaded, lacks one of the two functions, or its Init gives false or throws. A refused plugin's UnInit has been
-  /// called if its Init was, and its routes are gone.
+  /// loaded, lacks one of the two functions, or its Init returns false or throws. A refused plugin's UnInit has been
+  /// called if its Init was, and its routes are removed.
   [[nodiscard]] bool Start(const std::string& file, std::string& fault);
 
-  /// Calls UnInit of the started plugins, last one first. No request may be inside a plugin any more.
+  /// Calls UnInit of the started plugins, in reverse order of their start. No request may still be inside a plugin.
   void StopAll();
 
  private:

@@ -17,7 +17,7 @@ void ReadDeadlines::Clear(int fd) {
 }
 
 void ReadDeadlines::Watch(const std::stop_token& stop) {
-  // Deadlines are whole seconds, so that looking once a second is exact enough.
+  // Deadlines are whole seconds, so checking once a second is precise enough.
   constexpr std::chrono::seconds kPeriod{1};
   std::unique_lock lock(mutex_);
   while (!stop.stop_requested()) {

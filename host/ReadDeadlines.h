@@ -9,8 +9,8 @@
 
 namespace host {
 
-/// Cuts connections whose request does not arrive whole in time. A time-out on silence alone lets
-/// a client hold a connection for ever by sending a byte now and then. Any thread.
+/// Shuts down connections whose request does not arrive completely in time. An inactivity timeout alone lets a client
+/// hold a connection forever by sending a byte now and then. Thread-safe.
 class ReadDeadlines {
  public:
   using Clock = std::chrono::steady_clock;
@@ -20,7 +20,7 @@ class ReadDeadlines {
   ReadDeadlines(const ReadDeadlines&) = delete;
   ReadDeadlines& operator=(const ReadDeadlines&) = delete;
 
-  /// `fd` is shut down when `Clear` does not come within `time`; replaces an earlier deadline.
+  /// `fd` is shut down unless `Clear` is called within `time`; replaces an earlier deadline.
   void Set(int fd, std::chrono::seconds time);
   /// Must be called before `fd` is closed.
   void Clear(int fd);
@@ -31,7 +31,7 @@ class ReadDeadlines {
   std::mutex mutex_;
   std::condition_variable_any wake_;
   std::unordered_map<int, Clock::time_point> deadlines_;
-  /// Last, so that it ends before what it uses.
+  /// Last, so that it is joined before what it uses is destroyed.
   std::jthread watcher_;
 };
 

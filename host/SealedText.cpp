@@ -20,7 +20,7 @@ constexpr std::size_t kHeaderBytes = kMagic.size() + kSaltBytes;
 constexpr std::size_t kKeyBytes = 32;
 constexpr std::size_t kBlockBytes = 16;
 constexpr int kRounds = 10'000;
-/// Padding fills a block that is full already with another one.
+/// Padding adds a whole block to text that ends at a block's end.
 constexpr std::size_t kMaxBytes = kHeaderBytes + kMaxSealedPlain + kBlockBytes;
 constexpr std::size_t kMaxBase64 = (kMaxBytes + 2) / 3 * 4;
 
@@ -31,7 +31,7 @@ bool IsBase64Digit(char c) {
   return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' || c == '/';
 }
 
-/// The bytes that `text` stands for; "" when it is no base64. Strict, where OpenSSL's own functions take blanks, a
+/// The bytes that `text` encodes; "" when it is not base64. Strict, whereas OpenSSL's own functions accept blanks, a
 /// minus as the end, and padding in the middle.
 std::string FromBase64(std::string text) {
   std::erase_if(text, [](char c) { return c == '\r' || c == '\n'; });
@@ -45,15 +45,15 @@ std::string FromBase64(std::string text) {
   return bytes;
 }
 
-/// `bytes`, of which there are no more than kMaxBytes, in one line.
+/// `bytes`, at most kMaxBytes, as base64 in one line.
 std::string ToBase64(const std::string& bytes) {
-  // The function ends its text with a NUL.
+  // The function terminates its text with a NUL.
   std::string text((bytes.size() + 2) / 3 * 4 + 1, '\0');
   text.resize(static_cast<std::size_t>(EVP_EncodeBlock(Bytes(text), Bytes(bytes), static_cast<int>(bytes.size()))));
   return text;
 }
 
-/// Cipher's key and initial vector, one after the other, of `password` with the kSaltBytes at `salt`.
+/// Derives the cipher's key, followed by its initialization vector, from `password` and the kSaltBytes at `salt`.
 bool DeriveKeyAndIv(std::string& key_and_iv, const std::string& password, const unsigned char* salt) {
   key_and_iv.resize(kKeyBytes + kBlockBytes);
   return PKCS5_PBKDF2_HMAC(password.data(), static_cast<int>(password.size()), salt, kSaltBytes, kRounds, EVP_sha256(),
@@ -64,7 +64,7 @@ using Cipher = std::unique_ptr<EVP_CIPHER_CTX, void (*)(EVP_CIPHER_CTX*)>;
 
 Cipher NewCipher() { return {EVP_CIPHER_CTX_new(), &EVP_CIPHER_CTX_free}; }
 
-/// Appends `plain` in enciphered form.
+/// Encrypts `plain` and appends it to `out`.
 bool Encrypt(std::string& out, const std::string& plain, const std::string& key_and_iv) {
   const auto context = NewCipher();
   const auto start = out.size();
@@ -83,7 +83,7 @@ bool Encrypt(std::string& out, const std::string& plain, const std::string& key_
   return true;
 }
 
-/// `plain` has room for a block more than `size` bytes of `cipher`; it is cut to what they open to.
+/// Requires room in `plain` for one block more than the `size` bytes of `cipher`; shrinks it to the decrypted text.
 bool Decrypt(std::string& plain, const unsigned char* cipher, std::size_t size, const std::string& key_and_iv) {
   const auto context = NewCipher();
   int opened = 0;
@@ -119,7 +119,7 @@ bool SealText(std::string& sealed, const std::string& plain, const std::string& 
 
 bool OpenSealedText(std::string& plain, const std::string& sealed, const std::string& key) {
   plain.clear();
-  // As many line breaks as digits is more than any tool makes.
+  // As many line breaks as digits is more than any tool produces.
   if (sealed.size() > 2 * kMaxBase64) return false;
   const auto bytes = FromBase64(sealed);
   if (!bytes.starts_with(kMagic) || bytes.size() <= kHeaderBytes) return false;
@@ -132,7 +132,7 @@ bool OpenSealedText(std::string& plain, const std::string& sealed, const std::st
                       Decrypt(plain, Bytes(bytes) + kHeaderBytes, size, key_and_iv);
   if (!opened) {
     Wipe(plain);
-    // A failed final block leaves a line in the thread's queue, where others would take it for theirs.
+    // A failed final block leaves an entry in the thread's error queue, which other code would take for its own.
     ERR_clear_error();
   }
   return opened;

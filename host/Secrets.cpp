@@ -16,9 +16,9 @@ namespace {
 
 static_assert(kMaxPasswordBytes < CRYPT_MAX_PASSPHRASE_SIZE);
 
-/// "" when `setting` is no hash or salt that crypt(3) knows.
+/// "" when `setting` is not a hash or salt known to crypt(3).
 std::string Crypt(const std::string& password, const char* setting) {
-  // Too large for the stack of a worker; holds traces of the password.
+  // Too large for a worker's stack; retains traces of the password.
   const auto data = std::make_unique<crypt_data>();
   const char* const hash = crypt_r(password.c_str(), setting, data.get());
   std::string result = hash == nullptr || hash[0] == '*' ? "" : hash;
@@ -37,7 +37,7 @@ std::string NewSalt() {
 std::string RandomHex(std::size_t bytes) {
   std::vector<unsigned char> random(bytes);
   if (RAND_bytes(random.data(), static_cast<int>(bytes)) != 1) {
-    // Going on would hand out secrets that can be guessed.
+    // Continuing would hand out secrets that can be guessed.
     LogHost(kLogFatal, "the system gives no random bytes");
     std::abort();
   }

@@ -36,7 +36,7 @@ namespace {
 
 using platform::Slot;
 
-/// What a stop takes beside the requests in flight, at most.
+/// Longest duration of a stop after the requests in flight have ended.
 constexpr std::chrono::seconds kPluginStop(30);
 
 /// The signals that stop the host; blocked in every thread and waited for in one.
@@ -52,7 +52,7 @@ void PrepareProcess(const Settings& settings) {
   const auto signals = StopSignals();
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   signal(SIGPIPE, SIG_IGN);
-  // Every connection is a descriptor; the rest is for the database, files and libraries.
+  // Each connection takes a descriptor; the others are for the database, files and libraries.
   constexpr rlim_t kOtherDescriptors = 512;
   const auto wanted = static_cast<rlim_t>(settings.connections_limit) + kOtherDescriptors;
   rlimit limit{};
@@ -233,7 +233,7 @@ int Host::Run() {
   const std::chrono::seconds drain(settings_.drain_timeout_s);
   TellStopping(drain + kPluginStop);
   if (http_->Stop(drain)) return 0;
-  // A request is still inside a plugin, whose UnInit must not be called under it.
+  // A request is still inside a plugin, whose UnInit must not be called meanwhile.
   LogHost(kLogFatal, "requests did not end in time: the process ends without stopping its plugins");
   Slot<platform::ILogSink>::Exchange(nullptr);
   std::_Exit(1);
@@ -246,7 +246,7 @@ std::string OpenLog(const Settings& settings) {
   std::filesystem::create_directories(settings.data, error);
   if (error) return settings.data + ": " + error.message();
   const auto file = settings.LogFile();
-  // Made here, because session ids stand in it, and for the reason, which the sink cannot give.
+  // Created here to set its mode, as it may contain session ids, and to get the error, which the sink does not report.
   const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
   if (fd < 0) return file + ": " + std::generic_category().message(errno);
   close(fd);

@@ -8,7 +8,7 @@ namespace host {
 /// request was answered, 1 when the host did not start. Called once, before the process has other threads.
 [[nodiscard]] int Serve(const Settings& settings);
 
-/// Makes the data folder and sends log lines to the log file. "" or what stood against it.
+/// Creates the data folder and directs log lines to the log file. Returns "" or the fault.
 [[nodiscard]] std::string OpenLog(const Settings& settings);
 
 }  // namespace host

@@ -3,14 +3,14 @@
 #include <chrono>
 #include <string>
 
-/// What the host tells the service manager that started it. Does nothing when there is none: then the environment names
-/// no NOTIFY_SOCKET. A manager that cannot be told is no reason to stop, so nothing is returned.
+/// Notifications to the service manager that started the host. Without one, when the environment has no NOTIFY_SOCKET,
+/// they do nothing. A failed notification is no reason to stop, so nothing is returned.
 namespace host {
 
-/// The host serves now; `status` is what the manager shows of it.
+/// Reports that the host is serving; the manager displays `status`.
 void TellReady(const std::string& status);
 
-/// The host is on its way to its end, which is at most `longest` away: the manager is not to kill it before.
+/// Reports that the host is stopping, which takes at most `longest`: the manager must not kill it earlier.
 void TellStopping(std::chrono::seconds longest);
 
 }  // namespace host

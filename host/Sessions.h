@@ -14,15 +14,15 @@
 
 namespace host {
 
-/// Kinds of client that a permission holds for; the values stand in platform.permissions.
+/// Kinds of client that a permission applies to; the values are stored in platform.permissions.
 enum class ClientKind : int { kWeb = 1, kCs = 2, kControl = 3 };
 
-/// A user as known at login; later changes of the user are seen at the next login.
+/// A user as known at login; later changes apply from the next login.
 struct UserRecord {
   int id = 0;
   std::string name;
   bool super_user = false;
-  /// Granted codes with the kind of client they hold for.
+  /// Granted codes with the kind of client they apply to.
   std::set<std::pair<ClientKind, int>> permissions;
 };
 
@@ -33,7 +33,7 @@ struct Session {
   std::shared_ptr<TarnPlatform::Authentication::CUserSession> seen_by_plugins;
 };
 
-/// The logged-in users. Any thread.
+/// The logged-in users. Thread-safe.
 class Sessions {
  public:
   using Clock = std::chrono::steady_clock;
@@ -44,12 +44,12 @@ class Sessions {
     std::string id;
     std::string key;
   };
-  /// A new session with an id and a key of 32 random bytes in hex. At the limit the session idle longest ends.
+  /// A new session whose id and key are 32 random bytes each, in hex. At the limit the longest-idle session is ended.
   Opened Open(UserRecord user, const std::string& client_address);
 
-  /// The session when it stands; a request from outside calls this, and puts the end off.
+  /// The session; null when it is unknown or expired. For external requests: it postpones the expiry.
   std::shared_ptr<const Session> Use(const std::string& id);
-  /// The same without putting the end off.
+  /// The same without postponing the expiry.
   std::shared_ptr<const Session> Find(const std::string& id) const;
 
  private:

@@ -45,40 +45,42 @@ constexpr Setting kSettings[] = {
                 "Address and port to serve on; IPv6 as [::1]:8080; port 0 takes any free port.", Kind::kAddress),
     TextSetting("database", &Settings::database, "",
                 "libpq connection string of the application role; empty uses libpq's environment."),
-    TextSetting("setup_database", &Settings::setup_database, "",
-                "Connection string of an owner role, to set the schemas up at each start; empty for no set-up."),
+    TextSetting(
+        "setup_database", &Settings::setup_database, "",
+        "Connection string of an owner role, to create or upgrade the schemas at each start; empty to skip that."),
     TextSetting("sql", &Settings::sql, "database",
-                "Folder of the set-up statements, relative to the executable's folder."),
-    TextSetting("data", &Settings::data, "var", "Folder of the host's own files; made when missing."),
-    TextSetting("log_file", &Settings::log_file, "", "Log file; empty for evidence-host.log below data."),
+                "Folder of the schema scripts, relative to the executable's folder."),
+    TextSetting("data", &Settings::data, "var", "Folder of the host's own files; created when missing."),
+    TextSetting("log_file", &Settings::log_file, "", "Log file; empty for evidence-host.log in data."),
     NumberSetting("log_level", &Settings::log_level, "3", 1, 6,
                   "Lowest level logged: 1 statements, 2 trace, 3 progress, 4 anomalies, 5 failures, 6 outages."),
     NumberSetting("log_queue", &Settings::log_queue, "8192", 16, 1'000'000,
-                  "Log lines that may wait for the disk; beyond them the oldest are given up."),
+                  "Maximum log lines waiting to be written; beyond that the oldest are dropped."),
     TextSetting("plugins", &Settings::plugins, "file_manager.s.so,casefile.s.so",
-                "Plugin files separated by commas, relative to the executable's folder, in the order of start."),
+                "Plugin files separated by commas, relative to the executable's folder, in start order."),
     TextSetting("plugin_failure", &Settings::plugin_failure, "stop",
-                "What a plugin that does not start leads to: stop, or continue without it.", Kind::kStopOrContinue),
+                "What to do when a plugin fails to start: stop, or continue without it.", Kind::kStopOrContinue),
     NumberSetting("workers", &Settings::workers, "16", 1, 256, "Threads that run plugin requests."),
     NumberSetting("queue", &Settings::queue, "256", 1, 100'000,
-                  "Requests that may wait for a worker; beyond them clients get 503."),
-    NumberSetting("login_workers", &Settings::login_workers, "2", 1, 64, "Logins worked on at the same time."),
-    NumberSetting("login_queue", &Settings::login_queue, "64", 1, 10'000, "Logins that may wait."),
+                  "Maximum requests waiting for a worker; beyond that clients get 503."),
+    NumberSetting("login_workers", &Settings::login_workers, "2", 1, 64, "Threads that run logins."),
+    NumberSetting("login_queue", &Settings::login_queue, "64", 1, 10'000,
+                  "Maximum logins waiting; beyond that clients get 503."),
     NumberSetting("body_limit", &Settings::body_limit, "8388608", 1024, 1'073'741'824,
                   "Largest request body in bytes."),
     NumberSetting("header_limit", &Settings::header_limit, "16384", 1024, 1'048'576,
                   "Largest request line and header together in bytes."),
     NumberSetting("idle_timeout_s", &Settings::idle_timeout_s, "60", 1, 86'400,
-                  "Seconds without a byte after which a connection is closed."),
+                  "Seconds of inactivity after which a connection is closed."),
     NumberSetting("read_timeout_s", &Settings::read_timeout_s, "30", 1, 86'400,
-                  "Seconds in which a request must have arrived whole."),
+                  "Seconds within which a request must arrive completely."),
     NumberSetting("drain_timeout_s", &Settings::drain_timeout_s, "30", 1, 3'600,
-                  "Seconds that requests in flight are given to end at a stop."),
-    NumberSetting("connections_limit", &Settings::connections_limit, "512", 1, 60'000, "Connections at one time."),
+                  "Seconds that a stop waits for requests in flight."),
+    NumberSetting("connections_limit", &Settings::connections_limit, "512", 1, 60'000, "Maximum client connections."),
     NumberSetting("session_idle_minutes", &Settings::session_idle_minutes, "30", 1, 100'000,
                   "Minutes without a request after which a session ends."),
     NumberSetting("sessions_limit", &Settings::sessions_limit, "10000", 1, 1'000'000,
-                  "Sessions at one time; a login beyond them ends the one idle longest."),
+                  "Maximum sessions; a login beyond that ends the longest-idle one."),
     NumberSetting("user_tries", &Settings::user_tries, "5", 1, 100,
                   "Wrong passwords for one user name after which it is frozen."),
     NumberSetting("client_tries", &Settings::client_tries, "10", 1, 1'000,
@@ -87,13 +89,13 @@ constexpr Setting kSettings[] = {
                 "Whether client addresses are frozen at all: on, or off where many users share one address.",
                 Kind::kOnOrOff),
     NumberSetting("freeze_minutes", &Settings::freeze_minutes, "30", 1, 100'000,
-                  "Minutes that a freeze lasts, and after which wrong passwords short of it are forgotten."),
+                  "Minutes that a freeze lasts, and after which wrong passwords below the limit are forgotten."),
     NumberSetting("platform_connections", &Settings::platform_connections, "4", 1, 100,
                   "Database connections of the host itself in each of its two pools."),
     NumberSetting("server_standard", &Settings::server_standard, "2", 1, 3,
                   "Size class of this server: 1 high, 2 middle, 3 lower."),
     TextSetting("tls_certificate", &Settings::tls_certificate, "",
-                "PEM file of the certificate chain; with tls_key it turns HTTPS on."),
+                "PEM file of the certificate chain; together with tls_key it enables HTTPS."),
     TextSetting("tls_key", &Settings::tls_key, "", "PEM file of the certificate's key."),
 };
 
@@ -104,7 +106,7 @@ std::string_view Trimmed(std::string_view text) {
   return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
-/// A `#` inside a word belongs to the value: passwords in connection strings may hold one.
+/// A `#` inside a word belongs to the value: passwords in connection strings may contain one.
 std::string_view WithoutComment(std::string_view line) {
   for (std::size_t at = line.find('#'); at != std::string_view::npos; at = line.find('#', at + 1)) {
     if (at == 0 || line[at - 1] == ' ' || line[at - 1] == '\t') return line.substr(0, at);
@@ -122,9 +124,9 @@ std::string SetNumber(Settings& settings, const Setting& setting, std::string_vi
   const auto* const end = value.data() + value.size();
   const auto [stop, error] = std::from_chars(value.data(), end, number);
   const std::string name(setting.name);
-  if (error == std::errc::invalid_argument || stop != end) return name + " is no whole number";
+  if (error == std::errc::invalid_argument || stop != end) return name + " is not a whole number";
   if (error != std::errc() || number < setting.least || number > setting.most) {
-    return name + " must lie between " + std::to_string(setting.least) + " and " + std::to_string(setting.most);
+    return name + " must be between " + std::to_string(setting.least) + " and " + std::to_string(setting.most);
   }
   settings.*std::get<NumberMember>(setting.member) = number;
   return {};
@@ -132,11 +134,11 @@ std::string SetNumber(Settings& settings, const Setting& setting, std::string_vi
 
 std::string SetText(Settings& settings, const Setting& setting, std::string_view value) {
   if (Orv::Base::StringUtil::ContainsIllegalCharacters(value)) {
-    return std::string(setting.name) + " holds a control character or is not UTF-8";
+    return std::string(setting.name) + " contains a control character or is not UTF-8";
   }
   std::string text(value);
   if (setting.kind == Kind::kAddress && !ParseListenAddress(text)) {
-    return std::string(setting.name) + " is no address and port, as 127.0.0.1:8080 or [::1]:8080";
+    return std::string(setting.name) + " is not an address and port, such as 127.0.0.1:8080 or [::1]:8080";
   }
   if (setting.kind == Kind::kStopOrContinue && text != "stop" && text != "continue") {
     return std::string(setting.name) + " must be stop or continue";
@@ -197,7 +199,7 @@ std::vector<std::string> ReadSettings(Settings& settings, const std::string& tex
     if (!fault.empty()) faults.push_back(file + ":" + std::to_string(number) + ": " + fault);
   }
   if (settings.tls_certificate.empty() != settings.tls_key.empty()) {
-    faults.push_back(file + ":" + std::to_string(number) + ": tls_certificate and tls_key go together");
+    faults.push_back(file + ":" + std::to_string(number) + ": tls_certificate and tls_key must be set together");
   }
   return faults;
 }
@@ -205,7 +207,7 @@ std::vector<std::string> ReadSettings(Settings& settings, const std::string& tex
 std::vector<std::string> ReadSettingsFile(Settings& settings, const std::string& file) {
   std::ifstream stream(file, std::ios::binary);
   std::ostringstream text;
-  // A folder opens and fails at the first byte; an empty file sets failbit on `text` and is fine.
+  // A folder opens but fails on the first read; an empty file sets failbit on `text` and is valid.
   if (!stream.is_open() || (stream.peek() == std::ifstream::traits_type::eof() && stream.bad())) {
     return {file + ":0: cannot be read"};
   }

@@ -6,7 +6,7 @@
 
 namespace host {
 
-/// What an operator can set. The members' values before reading are meaningless: `DefaultSettings` fills them.
+/// What an operator can set. The members are meaningless until `DefaultSettings` fills them.
 struct Settings {
   std::string listen;
   std::string database;
@@ -41,22 +41,22 @@ struct Settings {
 
   /// The plugin files in the order of their start, blanks and empty names dropped.
   std::vector<std::string> PluginFiles() const;
-  /// `log_file`, or the file below `data` that stands for an empty one.
+  /// `log_file`, or when that is empty the default file in `data`.
   std::string LogFile() const;
 };
 
 Settings DefaultSettings();
 
-/// Reads `text` over `settings`: lines `key = value`, blank lines, and comments from a `#` that starts a
-/// line or follows a blank. Returns one "<file>:<line>: <fault>" for each fault, in the order of
-/// lines; keys at fault keep their value.
+/// Applies `text` to `settings`: lines `key = value`, blank lines, and comments from a `#` that starts a line or
+/// follows a blank. Returns one "<file>:<line>: <fault>" for each fault, in the order of lines; faulty keys keep their
+/// value.
 [[nodiscard]] std::vector<std::string> ReadSettings(Settings& settings, const std::string& text,
                                                     const std::string& file);
 
 /// ReadSettings on the contents of `file`; a file that cannot be read is one fault.
 [[nodiscard]] std::vector<std::string> ReadSettingsFile(Settings& settings, const std::string& file);
 
-/// Sets one key as a line of a file would. Returns the fault, "" when there is none.
+/// Sets one key as a line of a file would. Returns "" or the fault.
 [[nodiscard]] std::string SetSetting(Settings& settings, const std::string& key, const std::string& value);
 
 /// A settings file with every key at its default and its explanation.

@@ -81,7 +81,7 @@ PasswordOutcome CheckPassword(const std::string& name, const std::string& passwo
   Account account;
   if (IsUserName(name) && !FindAccount(name, account)) return PasswordOutcome::kDatabaseAway;
   user = std::move(account.user);
-  // What can be no user's name is known to everybody, and need not cost the time of a hash.
+  // That a name is invalid is no secret, so it need not cost the time of a hash.
   if (!IsUserName(name) || !PasswordMatches(password, account.hash)) return PasswordOutcome::kWrong;
   return account.enabled ? PasswordOutcome::kRight : PasswordOutcome::kDisabled;
 }
@@ -116,12 +116,12 @@ constexpr char kSqlAddUser[] = "INSERT INTO platform.users (name, password_hash,
 
 std::string AddUser(const NewUser& user) {
   const auto& record = user.record;
-  if (!IsUserName(record.name)) return "a user name has 1 to 128 characters and no control character";
+  if (!IsUserName(record.name)) return "a user name must have 1 to 128 characters and no control character";
   const auto hash = HashPassword(user.password);
-  if (!hash) return "a password has 1 to 511 bytes of UTF-8 and no control character";
-  const auto standing = LookUp(record.name);
-  if (standing == UserLookup::kDatabaseAway) return kNoAnswer;
-  if (standing == UserLookup::kFound) return "there is a user " + record.name + " already";
+  if (!hash) return "a password must have 1 to 511 bytes of UTF-8 and no control character";
+  const auto lookup = LookUp(record.name);
+  if (lookup == UserLookup::kDatabaseAway) return kNoAnswer;
+  if (lookup == UserLookup::kFound) return "user " + record.name + " already exists";
   const auto sql = SqlText::Format(kSqlAddUser, SqlText::Literal(record.name).c_str(), SqlText::Literal(*hash).c_str(),
                                    record.super_user ? "true" : "false");
   return Execute(sql + GrantStatements(record.name, record.permissions)) ? "" : kNoAnswer;
@@ -132,9 +132,9 @@ constexpr char kSqlRevokeAll[] =
     " WHERE user_id = (SELECT id FROM platform.users WHERE name = %s);";
 
 std::string SetPermissions(const std::string& name, const Permissions& permissions) {
-  const auto standing = LookUp(name);
-  if (standing == UserLookup::kDatabaseAway) return kNoAnswer;
-  if (standing == UserLookup::kMissing) return "there is no user " + name;
+  const auto lookup = LookUp(name);
+  if (lookup == UserLookup::kDatabaseAway) return kNoAnswer;
+  if (lookup == UserLookup::kMissing) return "user " + name + " does not exist";
   const auto sql = SqlText::Format(kSqlRevokeAll, SqlText::Literal(name).c_str());
   return Execute(sql + GrantStatements(name, permissions)) ? "" : kNoAnswer;
 }
@@ -163,12 +163,12 @@ constexpr char kSqlAddSysop[] =
     " ON CONFLICT (name) DO NOTHING RETURNING id";
 
 bool EnsureSysop(std::string& password) {
-  const auto standing = LookUp(kSysop);
-  if (standing != UserLookup::kMissing) return standing == UserLookup::kFound;
+  const auto lookup = LookUp(kSysop);
+  if (lookup != UserLookup::kMissing) return lookup == UserLookup::kFound;
   const auto generated = GeneratedPassword();
   const auto hash = HashPassword(generated);
   bool added = false;
-  // Another host on the same database may be first: its password is the one that holds.
+  // Another host on the same database may be first: its password is then the valid one.
   const bool answered =
       hash && Query(SqlText::Format(kSqlAddSysop, SqlText::Literal(kSysop).c_str(), SqlText::Literal(*hash).c_str()),
                     [&](kelp::IDBResultSet* rows) { added = !rows->IsEof(); });

@@ -6,8 +6,8 @@
 
 #include "Sessions.h"
 
-/// The tables platform.users and platform.permissions, through kelp::IDBManager under
-/// platform::kPlatformDbId. Any thread. Users are never deleted; names are compared exactly.
+/// The tables platform.users and platform.permissions, through kelp::IDBManager under platform::kPlatformDbId.
+/// Thread-safe. Users are never deleted; names are compared exactly.
 namespace host {
 
 inline constexpr char kSysop[] = "sysop";
@@ -21,11 +21,12 @@ inline constexpr std::size_t kMaxUserName = 128;
 /// Whether `name` is of the form "domain\name".
 [[nodiscard]] bool IsDomainAccount(const std::string& name);
 
-/// kDisabled: the password is right, but the account is switched off.
+/// kDisabled: the password is right, but the account is disabled.
 enum class PasswordOutcome { kRight, kWrong, kDisabled, kDatabaseAway };
 
-/// Checks name and password. `user` gets the record without permissions, whatever the outcome, or the id -1 when there
-/// is no such user. kWrong takes the same time whether the name or the password is at fault.
+/// Checks name and password. `user` gets the record without permissions, or the id -1 when there is no such user;
+/// kDatabaseAway leaves it unchanged. kWrong takes the same time for an unknown user and a wrong password, but not for
+/// an invalid name.
 [[nodiscard]] PasswordOutcome CheckPassword(const std::string& name, const std::string& password, UserRecord& user);
 
 /// The record with that id, without permissions, or the id -1 when there is no such user. False when the database does
@@ -44,10 +45,10 @@ struct NewUser {
   std::string password;
 };
 
-/// "" when the user was added, else what stood against it, as a line for the operator.
+/// "" when the user was added, else the fault, as a line for the operator.
 [[nodiscard]] std::string AddUser(const NewUser& user);
 
-/// Makes the user's granted permissions exactly those of `permissions`. "" or what stood against it.
+/// Sets the user's granted permissions to exactly `permissions`. Returns "" or the fault.
 [[nodiscard]] std::string SetPermissions(const std::string& name,
                                          const std::set<std::pair<ClientKind, int>>& permissions);
 
@@ -56,14 +57,14 @@ struct ListedUser {
   bool enabled = false;
 };
 
-/// All users by id with their granted permissions; none when the database does not answer.
+/// All users, sorted by id, with their granted permissions; none when the database does not answer.
 [[nodiscard]] std::optional<std::vector<ListedUser>> ListUsers();
 
-/// Adds the super user kSysop with a random password when there is none yet. False when the database
-/// does not answer. `password` is filled only when the user was added.
+/// Adds the super user kSysop with a random password if it does not exist. False when the database does not answer.
+/// `password` is filled only when the user was added.
 [[nodiscard]] bool EnsureSysop(std::string& password);
 
-/// A password for a user who was given none.
+/// A random password for a new user.
 [[nodiscard]] std::string GeneratedPassword();
 
 }  // namespace host

@@ -10,18 +10,18 @@
 
 namespace host {
 
-/// Threads over one bounded queue. Jobs must not throw.
+/// Threads that share one bounded queue. Jobs must not throw.
 class WorkerPool {
  public:
   using Job = std::function<void()>;
 
   WorkerPool(std::size_t threads, std::size_t queue_limit);
-  /// Runs what is still queued, then ends.
+  /// Runs the jobs still queued, then joins the threads.
   ~WorkerPool();
   WorkerPool(const WorkerPool&) = delete;
   WorkerPool& operator=(const WorkerPool&) = delete;
 
-  /// False, with nothing queued, when `queue_limit` jobs wait already. Any thread; never blocks.
+  /// False, with nothing queued, when `queue_limit` jobs are already queued. Thread-safe; never blocks.
   [[nodiscard]] bool TrySubmit(Job job);
 
  private:

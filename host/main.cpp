@@ -34,39 +34,39 @@ void AddCodeOptions(CLI::App& command, host::PermissionCodes& codes) {
 
 void AddGlobalOptions(CLI::App& app, Options& options) {
   app.add_option("--config", options.config, "Settings file, lines of key = value")->take_last();
-  app.add_flag("--check-config", options.check_config, "Check the settings file and end");
-  app.add_flag("--print-config", options.print_config, "Print a settings file with every key at its default and end");
+  app.add_flag("--check-config", options.check_config, "Check the settings file and exit");
+  app.add_flag("--print-config", options.print_config, "Print a settings file with every key at its default and exit");
   for (const char* const key : {"listen", "database", "setup_database", "data"}) {
     std::string name = std::string("--") + key;
     for (char& letter : name)
       letter = letter == '_' ? '-' : letter;
     app.add_option_function<std::string>(
            name, [&options, key](const std::string& value) { options.overrides[key] = value; },
-           "Overrides the setting of that name")
+           "Override the setting of that name")
         ->take_last();
   }
 }
 
-/// What the command line asks for; set by the parser.
+/// The selected command; set by the parser.
 enum class Command { kServe, kSetup, kUserAdd, kUserList, kUserPermissions, kCamerasLoad, kCamerasList };
 
-/// Makes what runs when a command is named.
+/// Returns the callback that selects a command.
 using Select = std::function<std::function<void()>(Command)>;
 
 void AddUserCommands(CLI::App& app, Options& options, const Select& select) {
-  auto* const user = app.add_subcommand("user", "Work on the users")->require_subcommand(1)->fallthrough();
+  auto* const user = app.add_subcommand("user", "Manage users")->require_subcommand(1)->fallthrough();
   user->add_subcommand("list", "List users with their permissions")->callback(select(Command::kUserList));
 
   auto* const add = user->add_subcommand("add", "Add a user")->fallthrough();
   add->add_option("name", options.user_add.name, "The user's name")->required();
-  add->add_flag("--super", options.user_add.super_user, "The user may do everything");
+  add->add_flag("--super", options.user_add.super_user, "Make the user a super user");
   add->add_flag("--password-stdin", options.user_add.password_stdin,
                 "Read the password from standard input instead of generating one");
   AddCodeOptions(*add, options.user_add.codes);
   add->callback(select(Command::kUserAdd));
 
   auto* const permissions =
-      user->add_subcommand("permissions", "Replace a user's permissions; seen at the next login")->fallthrough();
+      user->add_subcommand("permissions", "Replace a user's permissions; applies from the next login")->fallthrough();
   permissions->add_option("name", options.user_name, "The user's name")->required();
   AddCodeOptions(*permissions, options.codes);
   permissions->callback(select(Command::kUserPermissions));
@@ -74,9 +74,9 @@ void AddUserCommands(CLI::App& app, Options& options, const Select& select) {
 
 void AddCameraCommands(CLI::App& app, Options& options, const Select& select) {
   auto* const cameras =
-      app.add_subcommand("cameras", "Work on the cameras and devices")->require_subcommand(1)->fallthrough();
+      app.add_subcommand("cameras", "Manage cameras and devices")->require_subcommand(1)->fallthrough();
   cameras->add_subcommand("list", "List devices and elements")->callback(select(Command::kCamerasList));
-  auto* const load = cameras->add_subcommand("load", "Replace the whole list by that of a JSON file")->fallthrough();
+  auto* const load = cameras->add_subcommand("load", "Replace the whole list with that of a JSON file")->fallthrough();
   load->add_option("file", options.camera_file, "The file")->required();
   load->callback(select(Command::kCamerasLoad));
 }
@@ -92,7 +92,7 @@ void AddCommands(CLI::App& app, Options& options, Command& command) {
   AddCameraCommands(app, options, select);
 }
 
-/// Fills `settings` from the file and the command line; what is wrong is printed.
+/// Fills `settings` from the file and the command line; prints the faults.
 bool ReadAllSettings(const Options& options, Settings& settings) {
   std::vector<std::string> faults;
   if (!options.config.empty()) faults = host::ReadSettingsFile(settings, options.config);

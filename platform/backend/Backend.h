@@ -16,8 +16,8 @@
 #include "TarnPlatform/Log.h"
 #include "plugin_comm/PluginCommManager.h"
 
-/// What stands behind the platform's interfaces. Plugins never see this folder: the host installs real
-/// objects, tests install scripted ones. Every interface has a refusing object until then.
+/// The implementations behind the platform's interfaces. Plugins never see this folder: the host installs real objects,
+/// tests install scripted ones. Until then every interface refuses its calls.
 namespace platform {
 
 /// Behind TarnPlatform::Authentication.
@@ -69,7 +69,7 @@ class ISystemBackend {
   virtual std::string AESKey() = 0;
 };
 
-/// Where log lines go. Called on any thread; must not block on the disk.
+/// Destination of log lines. Thread-safe; must not block on the disk.
 class ILogSink {
  public:
   virtual ~ILogSink() = default;
@@ -79,13 +79,13 @@ class ILogSink {
 /// Lines below `level` are dropped before they are formatted. Starts at Orv::Base::kLogProgress.
 PLATFORM_API void SetLogThreshold(int level);
 
-/// The place of one interface's object. All operations may be called on any thread.
+/// Holds the installed object of one interface. Thread-safe.
 template <class Interface>
 class Slot {
  public:
   /// The installed object; null when there is none.
   static std::shared_ptr<Interface> Get();
-  /// Installs `next` (null takes the object out) and returns what stood.
+  /// Installs `next` (null removes the object) and returns the previous object.
   static std::shared_ptr<Interface> Exchange(std::shared_ptr<Interface> next);
 };
 
@@ -100,7 +100,7 @@ extern template class PLATFORM_API Slot<ILogBackend>;
 extern template class PLATFORM_API Slot<ISystemBackend>;
 extern template class PLATFORM_API Slot<ILogSink>;
 
-/// Installs an object for the life of a scope; tests use it.
+/// Installs an object for the lifetime of a scope; used by tests.
 template <class Interface>
 class ScopedBackend {
  public:

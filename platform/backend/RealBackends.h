@@ -16,7 +16,7 @@ namespace platform {
 struct PostgresOptions {
   /// Any libpq connection string.
   std::string connection;
-  /// How long a caller waits for a connection to come free.
+  /// How long a caller waits for a free connection.
   std::chrono::milliseconds acquire_timeout{30'000};
 };
 
@@ -32,34 +32,34 @@ PLATFORM_API std::shared_ptr<kelp::IMultiLanguageMgr> MakeMultiLanguageMgr();
 /// plugin_comm::IPluginCommManager inside this process.
 PLATFORM_API std::shared_ptr<plugin_comm::IPluginCommManager> MakePluginCommManager();
 
-/// Routes as the plugins registered them. Paths are compared by segments, so that "/A/" is another path than "/A"; a
-/// segment "ID" stands for a decimal 32-bit number. A registration is refused when the url does not begin
-/// with "/", the callback is empty, or the method is already registered there. The callback of a url is that of
-/// its first registration. All operations may be called on any thread.
+/// The routes registered by plugins. Paths are compared by segments, so that "/A/" differs from "/A"; a segment "ID"
+/// matches a decimal 32-bit number. A registration is refused when the url does not begin with "/", the callback is
+/// empty, or the method is already registered there. The callback of a url is that of its first registration.
+/// Thread-safe.
 class IRouteTable : public kelp::IMsgBus {
  public:
   struct Match {
     kelp::UrlCallback callback;
     std::vector<std::int32_t> url_ids;
   };
-  /// The callback of `path` with the numbers at its ID segments; none when no route has that path. A
-  /// path of words wins over one with ID.
+  /// The callback of `path` with the numbers at its ID segments; none when no route matches. A literal segment takes
+  /// precedence over ID.
   virtual std::optional<Match> Find(std::string_view path) const = 0;
 };
 PLATFORM_API std::shared_ptr<IRouteTable> MakeRouteTable();
 
-/// kelp::ISystemAndLogAPI, the increments and the log of operations, on the tables of schema platform. They
-/// use the pools that kelp::IDBManager keeps under `kPlatformDbId`, which the host initializes.
+/// kelp::ISystemAndLogAPI, the increments and the operation log, on the tables of schema platform. They use the pools
+/// of kelp::IDBManager under `kPlatformDbId`, which the host initializes.
 inline constexpr char kPlatformDbId[] = "platform";
 PLATFORM_API std::shared_ptr<kelp::ISystemAndLogAPI> MakeSystemAndLogApi();
 PLATFORM_API std::shared_ptr<IIncreResourceBackend> MakeIncreResourceBackend();
 PLATFORM_API std::shared_ptr<ILogBackend> MakeLogBackend();
 
-/// Lines to a file (or to standard error when `path` is empty), asynchronous over a bounded queue: when
-/// it is full the oldest lines are given up, and their number is reported. A line break inside a text is
-/// followed by a TAB, so that no text can begin a line of its own. A text of more than 64 KiB is cut, and tells so.
-/// A line reads "<UTC time with milliseconds>Z <level> <tag> <text>". Null when the file cannot be opened. The sink's
-/// end writes what is queued.
+/// Writes lines to a file (standard error when `path` is empty) asynchronously through a bounded queue: when it is
+/// full, the oldest lines are dropped and their number is logged. A line break inside a text is followed by a TAB, so
+/// that no text can start a line of its own. A text of more than 64 KiB is truncated and marked as such. A line reads
+/// "<UTC time with milliseconds>Z <level> <tag> <text>". Null when the file cannot be opened. The sink's destructor
+/// writes what is queued.
 PLATFORM_API std::shared_ptr<ILogSink> MakeFileLogSink(const std::string& path, std::size_t queue_lines);
 
 }  // namespace platform

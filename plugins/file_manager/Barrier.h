@@ -7,8 +7,8 @@
 
 namespace FileManager {
 
-/// Runs `work` at an edge where somebody else's code enters; an exception ends here: it is logged, and `failed`
-/// gives the result.
+/// Runs `work` at an entry point that foreign code calls; an exception ends here: it is logged, and `failed` returns
+/// the result.
 template <class Work, class Failed>
 auto GuardEdge(Work&& work, Failed&& failed) {
   return platform::Guard(std::forward<Work>(work), [&](const char* reason) {

@@ -1,4 +1,4 @@
-# Copies the files below FROM that do not stand below TO.
+# Copies the files below FROM that do not exist below TO.
 file(GLOB_RECURSE files RELATIVE ${FROM} ${FROM}/*)
 foreach(file IN LISTS files)
   if(NOT EXISTS ${TO}/${file})

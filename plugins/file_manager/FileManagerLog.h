@@ -4,14 +4,14 @@
 
 namespace FileManager {
 
-/// Key of this plugin at the database manager and the inter-plugin bus, and tag of its log lines.
+/// This plugin's key for the database manager and the inter-plugin bus, and the tag of its log lines.
 inline constexpr char kPluginId[] = "filemanager.s";
 
 using enum Orv::Base::LogLevel;
 
 }  // namespace FileManager
 
-/// Writes one log line; `text` is one literal.
+/// Writes one log line; the arguments are a printf format literal and its values.
 #define FILE_MANAGER_LOG(level, ...)                                                    \
   do {                                                                                  \
     if (Orv::Base::details::IsLogLevelOn(level)) {                                      \

@@ -17,7 +17,7 @@ namespace {
 using plugin_comm::CPluginCommData;
 using plugin_comm::IPluginCommData;
 
-// Nothing here is written to the log class.
+// This plugin does not use the log class; 1 is the minimum.
 constexpr int kLogConnections = 1;
 
 std::string TextOf(const std::shared_ptr<IPluginCommData>& request) {
@@ -79,7 +79,7 @@ std::string CFileManagerModule::LinkFile(const std::string& request_text) const 
     FILE_MANAGER_LOG(kLogFailure, "A link request cannot be read");
     return EncodeReply(kUnreadable);
   }
-  // The caller takes a call with a refused file for one that failed, so the other files are left alone as well.
+  // The caller treats a call with a refused file as failed, so the other files are left unchanged as well.
   const FileIds refused = InBoth(request.file_ids, settings_.refused_file_ids);
   if (!refused.empty()) request.file_ids.clear();
   if (!LinkStore::Apply(request)) {

@@ -6,23 +6,22 @@
 
 namespace FileManager {
 
-/// The path under which other plugins tell which files an evidence holds; messages in LinkMessages.h.
+/// The path under which other plugins report which files an evidence holds; messages in LinkMessages.h.
 inline constexpr char kApiLinkFile[] = "/API/FileManager/V1/LinkFile";
 
-/// The plugin: it owns which files are linked to which evidence. Start and Stop on one thread, one after the other.
+/// The plugin: it owns the links between files and evidences. Start and Stop are not thread-safe.
 class CFileManagerModule {
  public:
   static CFileManagerModule& Instance();
 
-  /// Reads the settings, makes the database pools and publishes kApiLinkFile. False, logged, when the settings cannot
-  /// be used, the database is away, or the path is taken; what was done stays until Stop.
+  /// Reads the settings, creates the database pools and publishes kApiLinkFile. False, logged, when the settings are
+  /// invalid, the database is unreachable, or the path is taken; what was done remains until Stop.
   [[nodiscard]] bool Start();
 
-  /// Takes the path back, which waits for the calls inside, and closes the pools. Does nothing for what was not
-  /// started.
+  /// Withdraws the path, which waits for calls in progress, and closes the pools. Skips what was not started.
   void Stop();
 
-  /// The reply to one call; on any thread while started.
+  /// The reply to one call; thread-safe while started.
   [[nodiscard]] std::string LinkFile(const std::string& request_text) const;
 
  private:

@@ -10,13 +10,13 @@ namespace FileManager {
 struct Settings {
   /// "Connections": database connections, 1 to 1000.
   int connections = 4;
-  /// "RefusedFileIDs": files whose links this plugin neither makes nor takes back, so that a refusal can be tried out.
-  /// A call that names one of them changes nothing. A list of numbers, or one number.
+  /// "RefusedFileIDs": files that this plugin refuses to link or unlink, so that a refusal can be tried out. A call
+  /// that names one of them changes nothing. A list of numbers, or one number.
   FileIds refused_file_ids;
 };
 
-/// Reads the settings from `text`; keys that are not there keep their default, unknown ones are passed over. Returns ""
-/// or why the text cannot be used, and then `settings` is to be thrown away.
+/// Reads the settings from `text`; absent keys keep their default, unknown ones are ignored. Returns "" or the fault;
+/// `settings` must then be discarded.
 [[nodiscard]] std::string ReadSettings(Settings& settings, const std::string& text);
 
 /// ReadSettings on the file below the executable's folder. A missing file leaves the defaults.

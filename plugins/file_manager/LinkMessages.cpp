@@ -41,7 +41,7 @@ std::string EncodeReply(ErrorCode code) {
 
 std::string EncodeRefusedReply(const FileIds& refused) {
   CRapidJsonProto reply;
-  // The caller reads the lists of a call that succeeded only.
+  // The caller reads the lists only when the call succeeded.
   SetStatus(reply, kDone);
   auto* const data = reply.add_v(reply.get_node("/ResponseStatus"), "Data");
   for (const auto id : refused) {

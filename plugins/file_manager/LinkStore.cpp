@@ -12,7 +12,7 @@ constexpr char kSqlInsert[] = "INSERT INTO filemanager.link AS stored (file_id, 
 constexpr char kSqlRenew[] =
     " ON CONFLICT (evidence_id, file_id) DO UPDATE SET linked = TRUE, update_time = now() WHERE NOT stored.linked";
 
-// The inner query takes the locks in order; the update alone would take them as the rows lie.
+// The inner query takes the locks in order; the update alone would take them in the order of its scan.
 constexpr char kSqlUnlink[] =
     "UPDATE filemanager.link AS stored SET linked = FALSE, update_time = now() FROM (SELECT file_id, evidence_id FROM "
     "filemanager.link WHERE linked AND evidence_id = ";

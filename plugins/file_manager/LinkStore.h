@@ -4,15 +4,15 @@
 
 #include "LinkMessages.h"
 
-/// The table filemanager.link. Any thread.
+/// The table filemanager.link. Thread-safe.
 namespace FileManager::LinkStore {
 
-/// The text that makes or takes back the links of `request`, all or none; "" when it names no file. Links that stand as
-/// wanted stay untouched, and a link that never was is not made by taking it back. Rows are locked in the order
-/// of file ids, so that calls on the same files wait for each other and never in a circle.
+/// The statement that creates or removes the links of `request`, all or none; "" when it names no file. Links already
+/// in the requested state are not touched, and removing a link that never existed does not create a row. Rows are
+/// locked in the order of file ids, so that concurrent calls on the same files wait for each other without a deadlock.
 [[nodiscard]] std::string LinkStatement(const LinkRequest& request);
 
-/// Runs that text. False when the database is away or refuses it.
+/// Runs that statement. False when the database is unreachable or rejects it.
 [[nodiscard]] bool Apply(const LinkRequest& request);
 
 }  // namespace FileManager::LinkStore

@@ -1,6 +1,5 @@
 #include "usrservice/UsrServiceEvidence.h"
 
-#include "Common/Barrier.h"
 #include "Common/ErrorCodes.h"
 #include "KelpPlatform/PlatformAdapter.h"
 #include "usrservice/Routes.h"
@@ -61,11 +60,7 @@ bool CUsrServiceEvidence::RegisterUrlToPlatform() {
   for (const Route& route : kRoutes) {
     const auto callback = [this, dispatcher = route.dispatcher](kelp::SHttpResponse& response,
                                                                 const kelp::SHttpRequest& request) {
-      GuardEdge([&] { (this->*dispatcher)(response, request); },
-                [&] {
-                  Orv::Base::Error::SetLastError({0, kObjectMissing});
-                  EncodeBaseErrorRsp(response);
-                });
+      (this->*dispatcher)(response, request);
     };
     const std::string url = std::string(route.base) + route.sub_path;
     if (route.capability) {

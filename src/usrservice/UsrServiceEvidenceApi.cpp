@@ -47,14 +47,9 @@ constexpr std::array kApis{
 bool CUsrServiceEvidence::RegisterAPI() {
   if (!HasMsgBus()) return false;
   for (const Api& api : kApis) {
-    const auto callback = [this, handler = api.handler](const std::string& url,
-                                                        const std::shared_ptr<IPluginCommData>& request,
-                                                        std::shared_ptr<IPluginCommData>& response) {
-      GuardEdge([&] { (this->*handler)(url, request, response); },
-                [] {
-                  Orv::Base::Error::SetLastError({0, kObjectMissing});
-                });
-    };
+    const auto callback = [this, handler = api.handler](
+                              const std::string& url, const std::shared_ptr<IPluginCommData>& request,
+                              std::shared_ptr<IPluginCommData>& response) { (this->*handler)(url, request, response); };
     if (IPluginCommManager::Instance()->PublishApi(kPluginId, api.path, callback)) continue;
     const auto error = Orv::Base::Error::GetLastError();
     EVIDENCE_LOG(kLogFailure, "[%s]Publish api failed, url[%s], err[%d,%d].[%s(%d)]", api.path, error.MainCode(),
@@ -78,23 +73,31 @@ void CUsrServiceEvidence::ServeApi(LogLevel level, const std::string& url,
                                    const std::shared_ptr<IPluginCommData>& request,
                                    std::shared_ptr<IPluginCommData>& response, const ApiWork& work,
                                    Operation operation) {
-  const auto user_interface = LockUserInterface();
-  const auto call = std::dynamic_pointer_cast<CPluginCommData>(request);
-  if (!user_interface || !call) {
-    // An unchanged response signals the failure to the caller.
-    Orv::Base::Error::SetLastError({0, kObjectMissing});
-    return;
-  }
-  EVIDENCE_LOG_OF(operation, level, "[%s]Merhod : API, url[%s], \r\n request-json[%s].[%s(%d)]",  // sic
-                  url.c_str(), call->JsonTxt().c_str());
-  std::string text;
-  if (!work(text, *user_interface, call->JsonTxt())) {
-    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Encode failed.[%s(%d)]");
-    text.clear();
-  }
-  response = std::make_shared<CPluginCommData>(text, nullptr, 0);
-  EVIDENCE_LOG_OF(operation, level, "[%s]Merhod : API, url[%s], \r\n reponse-json[%s].[%s(%d)]",  // sic
-                  url.c_str(), text.c_str());
+  const auto serve = [&] {
+    const auto user_interface = LockUserInterface();
+    const auto call = std::dynamic_pointer_cast<CPluginCommData>(request);
+    if (!user_interface || !call) {
+      // An unchanged response signals the failure to the caller.
+      Orv::Base::Error::SetLastError({0, kObjectMissing});
+      return;
+    }
+    EVIDENCE_LOG_OF(operation, level, "[%s]Merhod : API, url[%s], \r\n request-json[%s].[%s(%d)]",  // sic
+                    url.c_str(), call->JsonTxt().c_str());
+    std::string text;
+    if (!work(text, *user_interface, call->JsonTxt())) {
+      EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Encode failed.[%s(%d)]");
+      text.clear();
+    }
+    response = std::make_shared<CPluginCommData>(text, nullptr, 0);
+    EVIDENCE_LOG_OF(operation, level, "[%s]Merhod : API, url[%s], \r\n reponse-json[%s].[%s(%d)]",  // sic
+                    url.c_str(), text.c_str());
+  };
+  GuardEdge(
+      serve,
+      [] {
+        Orv::Base::Error::SetLastError({0, kObjectMissing});
+      },
+      operation);
 }
 
 void CUsrServiceEvidence::Evidence_Evidence_API(const std::string& url, const std::shared_ptr<IPluginCommData>& request,

@@ -53,10 +53,9 @@ struct CUsrServiceEvidence::BatchLink {
 
   [[nodiscard]] bool AreWithinLimits(Operation operation = Operation::current()) const {
     using namespace Limits;
-    return Allows(kLinkedFiles, files.size(), kBadBatchLink, operation) &&
-           Allows(kChangedEvidences, evidence_ids.size(), kBadBatchLink, operation) &&
-           Allows(kLinkPairs, files.size() * evidence_ids.size(), kBadBatchLink, operation) &&
-           Allows(kLinkedNameBytes, NameBytes(files) * evidence_ids.size(), kBadBatchLink, operation);
+    return Allows(kLinkedFiles, files.size(), operation) && Allows(kChangedEvidences, evidence_ids.size(), operation) &&
+           Allows(kLinkPairs, files.size() * evidence_ids.size(), operation) &&
+           Allows(kLinkedNameBytes, NameBytes(files) * evidence_ids.size(), operation);
   }
 };
 

@@ -1,3 +1,4 @@
+#include "Common/Barrier.h"
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
 #include "usrservice/Dispatchers.h"
@@ -39,13 +40,20 @@ void LogRequest(RequestLog log, const kelp::SHttpRequest& request, Operation ope
 
 void CUsrServiceEvidence::Dispatch(const Dispatcher& dispatcher, kelp::SHttpResponse& response,
                                    const kelp::SHttpRequest& request, Operation operation) {
-  if (dispatcher.clears_last_error) Orv::Base::Error::SetLastError({});
-  LogRequest(dispatcher.log, request, operation);
-  Act(dispatcher, response, request);
-  if (dispatcher.log == RequestLog::kTraffic) {
-    EVIDENCE_LOG_OF(operation, kLogTrace, "[%s]batch link evidence, rsp: [%s].\n[%s(%d)]",
-                    response.response_body.c_str());
-  }
+  const auto dispatch = [&] {
+    if (dispatcher.clears_last_error) Orv::Base::Error::SetLastError({});
+    LogRequest(dispatcher.log, request, operation);
+    Act(dispatcher, response, request);
+    if (dispatcher.log == RequestLog::kTraffic) {
+      EVIDENCE_LOG_OF(operation, kLogTrace, "[%s]batch link evidence, rsp: [%s].\n[%s(%d)]",
+                      response.response_body.c_str());
+    }
+  };
+  const auto failed = [&] {
+    Orv::Base::Error::SetLastError({0, kObjectMissing});
+    EncodeBaseErrorRsp(response);
+  };
+  GuardEdge(dispatch, failed, operation);
 }
 
 void CUsrServiceEvidence::Act(const Dispatcher& dispatcher, kelp::SHttpResponse& response,

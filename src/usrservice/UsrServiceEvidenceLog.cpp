@@ -70,8 +70,8 @@ bool IsWritable(const std::vector<pdu::SOperationLogEntry>& entries, Operation o
     rows += rows_of_entry;
     bytes += rows_of_entry * 2 * (entry.UserName.size() + entry.UserIP.size());
   }
-  return Limits::Allows(Limits::kWrittenEntries, rows, kBadInput, operation) &&
-         Limits::Allows(Limits::kWrittenUserBytes, bytes, kBadInput, operation);
+  return Limits::Allows(Limits::kWrittenEntries, rows, operation) &&
+         Limits::Allows(Limits::kWrittenUserBytes, bytes, operation);
 }
 
 operation_record RecordOf(const pdu::SOperationLogEntry& entry) {

@@ -106,7 +106,7 @@ bool ReadIds(IdList& ids, const kelp::CRapidJsonProto& proto, const std::string&
              Operation operation) {
   const bool read = ForEachPiece(proto.get_v(path, std::string()), ',', [&](std::string_view piece) {
     ids.push_back(ExtractDecimal(std::string(piece)));
-    return Limits::Allows(limit, ids.size(), kBadInput, operation);
+    return Limits::Allows(limit, ids.size(), operation);
   });
   if (!read) ids.clear();
   return read;

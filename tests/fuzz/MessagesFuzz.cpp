@@ -1,5 +1,5 @@
-// Every decoder of a request body under any bytes. A refusal always tells why, and what was read can be encoded as
-// JSON.
+// Every decoder of a request body under any bytes. A refusal always has an error pair, and what was read can be encoded
+// as JSON.
 
 #include <cstddef>
 #include <cstdint>

@@ -25,7 +25,7 @@ using boost::asio::ip::tcp;
 constexpr std::chrono::seconds kPatience{30};
 constexpr int kPatienceMs = 60'000;
 
-/// The socket that programs tell their state while the environment names it.
+/// The socket to which programs report their state while the environment names it.
 int OpenServiceManager(const std::string& path) {
   sockaddr_un address{AF_UNIX, {}};
   path.copy(address.sun_path, sizeof(address.sun_path) - 1);
@@ -118,17 +118,6 @@ void EnsureUser(const std::string& name, const std::vector<std::string>& options
   arguments.insert(arguments.end(), options.begin(), options.end());
   const auto added = RunHost(arguments, kPassword);
   if (added.exit_code != 0 && added.err.find("already") == std::string::npos) throw std::runtime_error(added.err);
-}
-
-void EmptyEvidenceTables() {
-  Postgres().Query(
-      "DELETE FROM evidence.evidence; DELETE FROM evidence.evidence_file; DELETE FROM evidence.operation_log;"
-      "DELETE FROM evidence.evidence_option; DELETE FROM evidence.evidence_custom_info; DELETE FROM filemanager.link;"
-      "DELETE FROM evidence.evidence_custom WHERE id > 3; DELETE FROM evidence.evidence_type WHERE id > 5;"
-      "UPDATE evidence.evidence_type SET name = '', deleted = 0; DELETE FROM platform.operation_log;"
-      "ALTER SEQUENCE evidence.evidence_id_seq RESTART; ALTER SEQUENCE evidence.evidence_file_id_seq RESTART;"
-      "ALTER SEQUENCE evidence.evidence_type_id_seq RESTART; ALTER SEQUENCE evidence.evidence_custom_id_seq RESTART;"
-      "ALTER SEQUENCE evidence.evidence_option_id_seq RESTART");
 }
 
 std::string Openssl(const std::string& options, const std::string& input, const std::string& key) {

@@ -40,7 +40,7 @@ class HostProcess {
   /// The port once the host listens. Throws std::runtime_error with all it printed when it ends before.
   int WaitUntilListening();
   int port() const { return port_; }
-  /// What it tells its service manager next; "" when it ends, or says nothing for 60 s.
+  /// What it reports to its service manager next; "" when it ends, or says nothing for 60 s.
   std::string NextMessage() const;
 
   void Signal(int signal) const;
@@ -69,9 +69,6 @@ void EnsureUser(const std::string& name, const std::vector<std::string>& options
 /// The super user "tester".
 inline void EnsureTester() { EnsureUser("tester", {"--super"}); }
 
-/// Leaves the evidence plugin's and the file manager's tables as a new database has them.
-void EmptyEvidenceTables();
-
 /// What `openssl enc -aes-256-cbc -pbkdf2 -a <options>` makes of `input` under the password `key`.
 std::string Openssl(const std::string& options, const std::string& input, const std::string& key);
 
@@ -88,7 +85,7 @@ class HttpConnection {
  public:
   explicit HttpConnection(int port);
 
-  /// A server that has closed already is no failure: the reply tells.
+  /// A server that has closed already is no failure here: the reply shows it.
   void Send(std::string_view bytes) const;
   [[nodiscard]] HttpReply ReadReply() const;
 
@@ -99,7 +96,7 @@ class HttpConnection {
 /// The first lines of a request; no session for an empty `session`.
 std::string RequestHead(const std::string& method, const std::string& path, const std::string& session);
 
-/// A whole request; one with an empty body tells no length.
+/// A whole request; one with an empty body has no length.
 std::string RequestText(const std::string& method, const std::string& path, const std::string& session,
                         const std::string& body = "");
 

@@ -5,11 +5,7 @@
 
 #include <boost/algorithm/string/case_conv.hpp>
 #include <filesystem>
-#include <map>
-#include <memory>
 #include <regex>
-#include <set>
-#include <vector>
 
 #include "http/HostProcess.h"
 #include "support/ThrowawayPostgres.h"
@@ -20,7 +16,7 @@ namespace {
 
 const YAML::Node kDescription = YAML::LoadFile(OPENAPI_FILE);
 
-/// A number stands without quotes and looks like one.
+/// A number has no quotes and looks like one.
 std::string TypeOf(const YAML::Node& node) {
   if (!node.IsScalar()) return node.IsMap() ? "object" : "array";
   long long number = 0;
@@ -98,7 +94,7 @@ class OpenApiAnswersTest : public testing::Test {
 
   void StartAnew() {
     host_.reset();
-    EmptyEvidenceTables();
+    ResetTables();
     host_ = std::make_unique<HostProcess>(SettingsMap(), std::vector<std::string>(), "", Host());
     session_ = Login(host_->WaitUntilListening(), "clara");
     const std::tuple<const char*, const char*, const char*> calls[] = {

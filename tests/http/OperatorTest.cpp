@@ -1,12 +1,10 @@
 // What an operator gives the host: settings, users, the key file, cameras.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <filesystem>
 #include <mutex>
-#include <set>
 
 #include "CameraFile.h"
 #include "KeyFile.h"
@@ -26,17 +24,17 @@ TEST(SettingsTest, EveryFaultIsNamedWithItsLine) {
   const ScratchFolder folder;
   const std::pair<std::string, std::string> lines[] = {
       {"# comment", ""},
-      {"listen = nowhere", "listen is no address and port, as 127.0.0.1:8080 or [::1]:8080"},
+      {"listen = nowhere", "listen is not an address and port, such as 127.0.0.1:8080 or [::1]:8080"},
       {"worker = 3", "unknown key worker"},
-      {"workers = three", "workers is no whole number"},
-      {"queue = 0", "queue must lie between 1 and 100000"},
+      {"workers = three", "workers is not a whole number"},
+      {"queue = 0", "queue must be between 1 and 100000"},
       {"data = a", ""},
       {"data = b", "repeated key data"},
       {"plugin_failure = explode", "plugin_failure must be stop or continue"},
       {"just words", "not of the form key = value"},
       {"log_file = \xff\xfe", "not UTF-8, or a control character"},
-      {"body_limit = 99999999999999999999", "body_limit must lie between 1024 and 1073741824"},
-      {"tls_key = k", "tls_certificate and tls_key go together"},
+      {"body_limit = 99999999999999999999", "body_limit must be between 1024 and 1073741824"},
+      {"tls_key = k", "tls_certificate and tls_key must be set together"},
   };
   std::string text;
   std::string faults;
@@ -67,12 +65,12 @@ TEST(UserCommandTest, AddsListsAndChangesUsers) {
       {{"add", "O'Neil", "--web", "7,5", "--control", "9"}, "O'Neil password: [0-9a-f]{24}\n"},
       {{"list"}, "(.|\n)*\tO'Neil\tuser\tenabled\tweb 5,7\tcs -\tcontrol 9\n"},
       {{"permissions", "O'Neil", "--cs", "1"}, ""},
-      {{"permissions", "nobody"}, "evidence-host: there is no user nobody\n"},
+      {{"permissions", "nobody"}, "evidence-host: user nobody does not exist\n"},
       {{"add", "Town\\Erik", "--super"}, "town\\\\erik password: [0-9a-f]{24}\n"},
-      {{"add", "TOWN\\erik"}, "evidence-host: there is a user town\\\\erik already\n"},
+      {{"add", "TOWN\\erik"}, "evidence-host: user town\\\\erik already exists\n"},
       {{"permissions", "TOWN\\Erik", "--control", "44"}, ""},
-      {{"add", ""}, "evidence-host: a user name has [^\n]*\n"},
-      {{"add", "empty", "--password-stdin"}, "evidence-host: a password has [^\n]*\n"},
+      {{"add", ""}, "evidence-host: a user name must have [^\n]*\n"},
+      {{"add", "empty", "--password-stdin"}, "evidence-host: a password must have [^\n]*\n"},
       {{"list"},
        "(.|\n)*O'Neil\tuser\tenabled\tweb -\tcs 1\tcontrol -\n.*\ttown\\\\erik\tsuper\tenabled\tweb -\tcs -\tcontrol "
        "44\n"},
@@ -156,7 +154,7 @@ std::string Element(const std::string& members) {
          members + "}]}";
 }
 
-TEST(CameraTest, ARunningHostTakesUpEachListAsAWhole) {
+TEST(CameraTest, ARunningHostReplacesItsListAsAWhole) {
   EnsureTester();
   const ScratchFolder folder;
   const auto load = [](const std::string& file) {
@@ -178,14 +176,14 @@ TEST(CameraTest, ARunningHostTakesUpEachListAsAWhole) {
   const std::string last = "last on 1 O'Neil's \\ 100%s of protocol 6";
   EXPECT_TRUE(Eventually([&] { return camera(2147483647) == last; }));
   EXPECT_EQ(camera(21), "no such camera");
-  const std::string range = ": Elements, entry 2: ID must lie between 1 and 2147483647";
+  const std::string range = ": Elements, entry 2: ID must be between 1 and 2147483647";
   const std::pair<std::string, std::string> faults[] = {
       {"{\"Devices\":[],\n\n\"Elements\":[}", ":3: no JSON"},
       {std::string(1 << 20, '['), ":1: nested more than 3 deep"},
-      {std::string(host::kMaxCameraFile + 1, ' '), ": has more than 33554432 bytes"},
-      {R"({"Devices":[],"Elements":[],"Devices":[]})", ": Devices and Elements, each once, are the only keys"},
+      {std::string(host::kMaxCameraFile + 1, ' '), ": is larger than 33554432 bytes"},
+      {R"({"Devices":[],"Elements":[],"Devices":[]})", ": must have exactly the keys Devices and Elements"},
       {Element(R"("Name":"e")"), ": Elements, entry 2: ID is missing"},
-      {Element(R"("ID":"1")"), ": Elements, entry 2: ID is no whole number"},
+      {Element(R"("ID":"1")"), ": Elements, entry 2: ID is not a whole number"},
       {Element(R"("ID":0,"Name":"e")"), range},
       {Element(R"("ID":18446744073709551615,"Name":"e")"), range},
       {Element(R"("ID":8,"Name":")" + std::string(257, 'x') + "\""),

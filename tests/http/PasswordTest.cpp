@@ -1,15 +1,10 @@
-// Logins, the password checks that plugins call, and what stands behind both.
+// Logins, the password checks that plugins call, and what both are made of.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <atomic>
-#include <map>
-#include <memory>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "Accounts.h"
 #include "Authentication.h"
@@ -270,7 +265,7 @@ TEST(FailedTriesTest, ManyKeysGiveUpCountsBeforeFreezes) {
   for (const char* const key : {"held", "name999", "name998"})
     freeze(key);
   tries.CountFailed("new");
-  EXPECT_FALSE(tries.IsFrozen(long_key)) << "with freezes alone, the one that lifts next gives way";
+  EXPECT_FALSE(tries.IsFrozen(long_key)) << "with freezes alone, the one that lifts next is given up";
   EXPECT_TRUE(tries.IsFrozen("held"));
   EXPECT_EQ(tries.Left("new"), 2);
 }
@@ -329,10 +324,12 @@ TEST(SealedTextTest, OtherTextsAreRefused) {
   const auto sealed = Openssl("-A", plain, kKey);
   // Whole blocks of a wrong text open by chance now and then, but never to this one.
   EXPECT_NE(Open(Openssl("-A", plain, std::string(64, '0'))), plain);
+  const std::string no_text = "U2FsdGVkX18AAAAAAAAAAA==";
+  const std::string no_whole_block = "U2FsdGVkX18AAAAAAAAAAAAAAAAAAAAAAAAAAAAA";
   std::vector<std::string> texts = {"A===",
                                     "AA=A",
-                                    "U2FsdGVkX18AAAAAAAAAAA==",                  // no text behind the salt
-                                    "U2FsdGVkX18AAAAAAAAAAAAAAAAAAAAAAAAAAAAA",  // no whole block
+                                    no_text,
+                                    no_whole_block,
                                     Openssl("-A -S 0011223344556677", plain, kKey),
                                     "U2FsdGVkX18" + std::string((1 << 20) + 1, 'A')};
   for (const char bad : {'-', ' ', '\0', '=', '\x80'}) {

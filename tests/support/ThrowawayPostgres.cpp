@@ -1,12 +1,11 @@
 #include "support/ThrowawayPostgres.h"
 
+#include <gtest/gtest.h>
 #include <libpq-fe.h>
 
 #include <array>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <memory>
 #include <stdexcept>
 
 #include "DatabaseSetup.h"
@@ -15,6 +14,19 @@ namespace evidence_test {
 namespace {
 
 std::unique_ptr<ThrowawayPostgres> environment_server;
+
+/// Starts the server of a test program that is linked with this file.
+class PostgresEnvironment final : public testing::Environment {
+ public:
+  void SetUp() override try {
+    environment_server = std::make_unique<ThrowawayPostgres>();
+    environment_server->SetUp();
+  } catch (const std::exception& fault) {
+    FAIL() << "no database to test with: " << fault.what();
+  }
+  void TearDown() override { environment_server.reset(); }
+};
+const auto* const kEnvironment = testing::AddGlobalTestEnvironment(new PostgresEnvironment);
 
 /// A process with one end of a pipe.
 std::FILE* Open(const std::string& command, const char* mode) {
@@ -33,14 +45,8 @@ std::string RunScript(const std::string& command, const std::string& folder) {
   return text.substr(0, text.find('\n'));
 }
 
-std::string MakeFolder() {
-  std::string name = (std::filesystem::temp_directory_path() / "evidence-pg-XXXXXX").string();
-  if (!mkdtemp(name.data())) throw std::runtime_error("no temporary folder " + name);
-  return name;
-}
-
-/// A process in a session of its own, which no signal to this one's group reaches. It waits for the end of its input.
-/// Whoever reads this program's output to its end must not wait for it.
+/// A process in a session of its own, which no signal to this one's group reaches. It waits for the end of its input,
+/// and does not keep this program's output open.
 std::FILE* StartWatcher(const std::string& folder) {
   return Open("exec setsid sh -c 'cat; exec \"$0\" remove \"$1\"' '" PRIVATE_POSTGRES_SCRIPT "' '" + folder +
                   "' >/dev/null 2>&1",
@@ -49,7 +55,7 @@ std::FILE* StartWatcher(const std::string& folder) {
 
 }  // namespace
 
-ThrowawayPostgres::ThrowawayPostgres() : folder_(MakeFolder()), watcher_(StartWatcher(folder_)) { Start(); }
+ThrowawayPostgres::ThrowawayPostgres() : watcher_(StartWatcher(folder_.path())) { Start(); }
 
 ThrowawayPostgres::~ThrowawayPostgres() { pclose(watcher_); }
 
@@ -71,9 +77,9 @@ std::string ThrowawayPostgres::Value(const std::string& sql) const {
   return rows.front().front();
 }
 
-void ThrowawayPostgres::Stop() const { RunScript("stop", folder_); }
+void ThrowawayPostgres::Stop() const { RunScript("stop", folder_.path()); }
 
-void ThrowawayPostgres::Start() { owner_connection_ = RunScript("start", folder_); }
+void ThrowawayPostgres::Start() { owner_connection_ = RunScript("start", folder_.path()); }
 
 Session::Session(const std::string& connection) : handle_(PQconnectdb(connection.c_str())) {
   if (PQstatus(handle_) != CONNECTION_OK) {
@@ -101,17 +107,25 @@ Rows Session::Query(const std::string& sql) const {
   return rows;
 }
 
-void PostgresEnvironment::SetUp() {
-  try {
-    environment_server = std::make_unique<ThrowawayPostgres>();
-    environment_server->SetUp();
-  } catch (const std::exception& fault) {
-    FAIL() << "no database to test with: " << fault.what();
-  }
-}
-
-void PostgresEnvironment::TearDown() { environment_server.reset(); }
-
 ThrowawayPostgres& Postgres() { return *environment_server; }
+
+void ResetTables() {
+  Postgres().Query(R"(
+DO $$
+DECLARE
+  name text;
+BEGIN
+  FOR name IN SELECT schemaname || '.' || tablename FROM pg_tables WHERE schemaname IN ('evidence', 'filemanager')
+              OR tablename IN ('incre_resource', 'operation_log') LOOP
+    EXECUTE 'DELETE FROM ' || name;
+  END LOOP;
+  FOR name IN SELECT schemaname || '.' || sequencename FROM pg_sequences WHERE sequencename <> 'users_id_seq' LOOP
+    EXECUTE 'ALTER SEQUENCE ' || name || ' RESTART';
+  END LOOP;
+  INSERT INTO evidence.evidence_type (id) SELECT generate_series(0, 5);
+  INSERT INTO evidence.evidence_custom (id, types) VALUES (1, 1), (2, 0), (3, 0);
+  INSERT INTO evidence.ftp_setting (id) VALUES (0);
+END $$)");
+}
 
 }  // namespace evidence_test

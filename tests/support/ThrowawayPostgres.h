@@ -1,10 +1,10 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <string>
 #include <vector>
+
+#include "support/ScratchFolder.h"
 
 struct pg_conn;
 
@@ -61,20 +61,15 @@ class ThrowawayPostgres {
   void Start();
 
  private:
-  std::string folder_;
+  const ScratchFolder folder_;
   std::FILE* watcher_;
   std::string owner_connection_;
 };
 
-/// One set-up server for a whole test program. Register it once:
-///   const auto* const kEnvironment = testing::AddGlobalTestEnvironment(new PostgresEnvironment);
-class PostgresEnvironment : public testing::Environment {
- public:
-  void SetUp() override;
-  void TearDown() override;
-};
-
-/// The environment's server.
+/// The set-up server that a whole test program shares.
 ThrowawayPostgres& Postgres();
+
+/// Leaves the plugins' tables, the changes and the platform's log of Postgres() as the set-up makes them.
+void ResetTables();
 
 }  // namespace evidence_test

@@ -12,22 +12,22 @@ enum : int { kMethodPut = 1, kMethodPost = 2, kMethodDelete = 3, kMethodGet = 4 
 
 struct SHttpRequest {
   int method_code = 0;
-  /// Never empty on a request from outside: the empty session is a trusted caller inside the system.
+  /// Never empty on an external request: the empty session denotes a trusted internal caller.
   std::string session_id;
-  /// The numeric path segments that stand as "ID" in the route, in order.
+  /// The numbers of the path segments that are "ID" in the route, in order.
   std::vector<std::int32_t> url_ids;
   std::string request_body;
 };
 
 struct SHttpResponse {
-  /// Left empty, the host answers without a body.
+  /// When empty, the host responds without a body.
   std::string response_body;
 };
 
 using UrlCallback = std::function<void(SHttpResponse&, const SHttpRequest&)>;
 
-/// Registration of HTTP routes. A request reaches the callback registered for its path, whatever
-/// methods were registered there.
+/// Registration of HTTP routes. A request reaches the callback registered for its path, regardless of the methods
+/// registered there.
 class IMsgBus {
  public:
   virtual ~IMsgBus() = default;

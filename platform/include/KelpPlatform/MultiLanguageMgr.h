@@ -7,17 +7,17 @@
 
 namespace kelp {
 
-/// Texts by module, language, section and key, read from `<directory>/<language>.json`: an object of
-/// sections, each an object of key and text.
+/// Texts by module, language, section and key, read from `<directory>/<language>.json`: an object of sections, each an
+/// object that maps keys to texts.
 class IMultiLanguageMgr {
  public:
   virtual ~IMultiLanguageMgr() = default;
 
-  /// The process's table; never null. One that refuses everything stands in until one is installed.
+  /// The process's table; never null. Until one is installed, a placeholder refuses every call.
   PLATFORM_API static std::shared_ptr<IMultiLanguageMgr> Instance();
 
-  /// Reads every language file of `directory` for `module`, replacing what stood. False, with nothing
-  /// replaced, when the directory holds none or one cannot be read.
+  /// Loads every language file in `directory` for `module`, replacing the module's texts. False, with nothing replaced,
+  /// when there is none or one cannot be read.
   [[nodiscard]] virtual bool Load(const std::string& module, const std::string& directory) = 0;
 
   /// The language that `GetString` uses when it is called with an empty language.

@@ -9,7 +9,7 @@
 
 namespace kelp {
 
-/// Permission codes of a session's user, by the kind of client they hold for.
+/// Permission codes of a session's user, by the kind of client they apply to.
 class IClientPermissionApi {
  public:
   virtual ~IClientPermissionApi() = default;
@@ -22,7 +22,7 @@ class IClientPermissionApi {
 /// A device that elements belong to.
 struct SDeviceBaseInfo {
   std::int32_t device_id = -1;
-  /// kMobileDevice is told apart by rules; the other kinds are the platform's own.
+  /// Rules distinguish only kMobileDevice; the other values are the platform's own.
   std::int32_t device_type = -1;
   std::string device_name;
 };
@@ -34,13 +34,13 @@ inline constexpr std::int32_t kMobileDevice = 2026;
 struct SElementBaseInfo {
   std::int32_t element_id = -1;
   std::string element_name;
-  /// -1 when the element lies on no device.
+  /// -1 when the element belongs to no device.
   std::int32_t element_device_id = -1;
-  /// Empty when the element lies on no device or its device is not known.
+  /// Null when the element belongs to no device or its device is unknown.
   std::shared_ptr<SDeviceBaseInfo> device_base;
 };
 
-/// Cameras and other elements. Answers come from memory, on any thread.
+/// Cameras and other elements. Served from memory; thread-safe.
 class IElementApi {
  public:
   virtual ~IElementApi() = default;
@@ -59,12 +59,12 @@ class IDeviceObject {
 /// `GetProtocolType` of the Roamlink protocol.
 inline constexpr std::int32_t kRoamlinkProtocol = 3;
 
-/// Devices. Answers come from memory, on any thread.
+/// Devices. Served from memory; thread-safe.
 class IDeviceApi {
  public:
   virtual ~IDeviceApi() = default;
 
-  /// Empty when there is no device of that id and type.
+  /// Null when there is no device of that id and type.
   [[nodiscard]] virtual std::shared_ptr<IDeviceObject> GetDeviceObject(std::int32_t device_id,
                                                                        std::int32_t device_type) = 0;
 };
@@ -74,23 +74,22 @@ class ISystemAndLogAPI {
  public:
   virtual ~ISystemAndLogAPI() = default;
 
-  /// Notes that a resource changed; methods: 0 add, 1 modify, 2 delete. The change gets the next version,
-  /// in commit order.
+  /// Records that a resource changed; methods: 0 add, 1 modify, 2 delete. Versions follow the commit order.
   [[nodiscard]] virtual bool AddIncreResouce(int resource_type, std::uint64_t resource_id, int method) = 0;  // sic
 
-  /// Writes a failed operation with its (main, sub) pair; 0 is success. `sub_type` is always -1 and
+  /// Logs a failed operation with its (main, sub) error pair; returns 0 on success. `sub_type` is always -1 and
   /// `reserved` always empty.
   [[nodiscard]] virtual int WriteOperatorLog(const std::string& session, int log_type, std::int64_t object_id,
                                              const std::string& object_name, int sub_type, const std::string& reserved,
                                              int main_code, int sub_code) = 0;
 };
 
-/// Gives the platform's interfaces. Each result may be empty; the boolean is always true.
+/// Access to the platform's interfaces. Each result may be null; `wait` is always true.
 class IPlatformAdapterInterface {
  public:
   virtual ~IPlatformAdapterInterface() = default;
 
-  /// The process's adapter; never null. One that gives nothing stands in until one is installed.
+  /// The process's adapter; never null. Until one is installed, a placeholder returns null for every interface.
   PLATFORM_API static std::shared_ptr<IPlatformAdapterInterface> Instance();
 
   virtual void GetMsgBus(std::shared_ptr<IMsgBus>& bus, bool wait) = 0;

@@ -10,13 +10,13 @@
 
 namespace kelp {
 
-/// One JSON document: parsed with `set_str` and read by paths, or built from `set_v` on and rendered
-/// with `get_str`. An object serves one of the two uses, on one thread.
+/// One JSON document: parsed with `set_str` and read by paths, or built with `set_v` and rendered with `get_str`. An
+/// object serves one of the two uses, on one thread.
 ///
-/// A path starts with "/" and joins key names with "/"; empty segments are passed over, so "/A/" means
-/// "/A". An element of a list is named in two ways: "/List[1]" counts from 1, "/List/0" counts from 0. On a value that
-/// is no list, [1] and /0 mean that value, so that one object serves as a list of one. Keys are matched exactly; of
-/// equal keys the first wins; a key "0" of an object comes before the object as a list of one.
+/// A path starts with "/" and joins key names with "/"; empty segments are ignored, so "/A/" means "/A". An element of
+/// a list is addressed in two ways: "/List[1]" counts from 1, "/List/0" counts from 0. On a value that is not a list,
+/// [1] and /0 denote the value itself, so that one object serves as a list of one. Keys are matched exactly; among
+/// equal keys the first wins; a key "0" of an object takes precedence over the object as a list of one.
 class PLATFORM_API CRapidJsonProto : public Orv::Base::CNoncopyable {
  public:
   /// A value under construction. Handles live as long as the document.
@@ -24,15 +24,15 @@ class PLATFORM_API CRapidJsonProto : public Orv::Base::CNoncopyable {
 
   /// Deepest nesting of lists and objects that `set_str` accepts.
   static constexpr int kMaxDepth = 64;
-  /// Most values, lists and objects among them, that `set_str` accepts.
+  /// Largest number of values, including lists and objects, that `set_str` accepts.
   static constexpr std::size_t kMaxValues = 250'000;
 
   CRapidJsonProto();
   ~CRapidJsonProto();
 
-  /// Parses `text`. False, with an empty document, when it is not exactly one JSON value, not valid
-  /// UTF-8, nested deeper than `kMaxDepth`, of more than `kMaxValues` values, or holds a number too
-  /// large for a double; a log line of level 4 says which. Takes no stack in proportion to the text.
+  /// Parses `text`. False, with an empty document, when it is not exactly one JSON value, not valid UTF-8, nested
+  /// deeper than `kMaxDepth`, of more than `kMaxValues` values, or holds a number too large for a double; a log line of
+  /// level 4 gives the reason. Stack use does not grow with the text.
   [[nodiscard]] bool set_str(const std::string& text);
 
   /// The document as compact JSON; "" when there is none.
@@ -51,24 +51,23 @@ class PLATFORM_API CRapidJsonProto : public Orv::Base::CNoncopyable {
   /// 0 when `path` is absent, the number of elements of a list, 1 for any other value.
   [[nodiscard]] int get_cnt(const std::string& path) const;
 
-  /// Creates `path` (key names only) from the root and gives it the value. The empty text makes a
-  /// value that becomes an object as soon as it gets a child. False for a path without a key.
+  /// Creates `path` (key names only) from the root and sets its value. A value set to the empty text becomes an object
+  /// when it gets a child. False for a path without a key.
   bool set_v(const std::string& path, const std::string& value);
   bool set_v(const std::string& path, int value);
 
-  /// The value that `set_v` made at `path`; null when there is none.
+  /// The value under construction at `path`; null when there is none.
   [[nodiscard]] Node* get_node(const std::string& path);
 
-  /// Adds a child behind the ones that stand. A text child given the empty text is `""` and turns into an object when
-  /// it gets a child itself; without a value the child is an object from the start, `{}` until it has
-  /// children. Null when `parent` is null.
+  /// Appends a child. A child set to the empty text is `""` and becomes an object when it gets a child itself; without
+  /// a value the child is an object from the start, `{}` until it has children. Null when `parent` is null.
   Node* add_v(Node* parent, const std::string& name, const std::string& value);
   Node* add_v(Node* parent, const std::string& name, const char* value);
   Node* add_v(Node* parent, const std::string& name, int value);
   Node* add_v(Node* parent, const std::string& name);
 
-  /// Adds one element to the list `name` under `parent`, making the list at its first element. With
-  /// the empty text the element is an object. Null when `parent` is null.
+  /// Appends an element to the list `name` under `parent`; the first one creates the list. With the empty text the
+  /// element is an object. Null when `parent` is null.
   Node* add_list_v(Node* parent, const std::string& name, const std::string& value);
 
  private:

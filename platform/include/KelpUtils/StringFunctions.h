@@ -7,7 +7,7 @@
 
 namespace kelp {
 
-/// `text` with the letters A to Z in lower case; all other bytes stay.
+/// `text` with the letters A to Z in lower case; all other bytes are unchanged.
 [[nodiscard]] PLATFORM_API std::string ToLower(std::string_view text);
 
 /// Whether `text` contains `part`, byte by byte. Every text contains the empty one.

@@ -14,11 +14,11 @@ class PLATFORM_API CXmlProto : public Orv::Base::CNoncopyable {
   CXmlProto();
   ~CXmlProto();
 
-  /// Parses `text`. False when it is no well-formed XML; the document is then empty.
+  /// Parses `text`. False, with an empty document, when it is not well-formed XML.
   bool set_str(const std::string& text);
 
-  /// The whole decimal number that is the text of the element at `path`, blanks around it allowed.
-  /// `default_value` when the path is absent, the text is no such number or it does not fit.
+  /// The decimal integer in the element at `path`; surrounding blanks are allowed. `default_value` when the path is
+  /// absent, or the text is not such a number or does not fit.
   int get_int_v(const std::string& path, int default_value) const;
 
  private:

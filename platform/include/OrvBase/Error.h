@@ -4,7 +4,7 @@
 
 namespace Orv::Base::Error {
 
-/// A (main, sub) pair; (0, 0) is success. main is 0 for every code of a plugin's own.
+/// A (main, sub) pair; (0, 0) is success. main is 0 for a plugin's own codes.
 class ErrorCode {
  public:
   constexpr ErrorCode() = default;
@@ -20,8 +20,8 @@ class ErrorCode {
   int sub_code_ = 0;
 };
 
-/// Sets the calling thread's last error. A call that succeeds leaves the pair as it stands, so
-/// the pair says why something failed and never whether it did.
+/// Sets the calling thread's last error. A successful call leaves it unchanged: it gives the reason for a failure,
+/// never whether one occurred.
 PLATFORM_API void SetLastError(const ErrorCode& code);
 
 /// The calling thread's last error; (0, 0) on a thread that never set one.

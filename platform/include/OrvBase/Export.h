@@ -1,4 +1,4 @@
 #pragma once
 
-/// Marks what libplatform.so shows to the host, to plugins and to tests; all else is hidden.
+/// Marks the symbols that libplatform.so exports to the host, plugins and tests; all others are hidden.
 #define PLATFORM_API __attribute__((visibility("default")))

@@ -4,9 +4,9 @@
 
 namespace Orv::Base {
 
-/// Levels of log lines; a higher one is the graver one.
+/// Levels of log lines; a higher level is more severe.
 enum LogLevel : int {
-  kLogStatement = 1,  ///< texts of statements
+  kLogStatement = 1,  ///< SQL texts
   kLogTrace = 2,
   kLogProgress = 3,
   kLogAnomaly = 4,  ///< harmless
@@ -18,13 +18,13 @@ enum LogLevel : int {
 
 namespace Orv::Base::details {
 
-/// Whether a line of this level reaches the sink: true when `level` is not below the threshold.
-/// Cheap enough to stand before every line.
+/// Whether a line of this level reaches the sink: true when `level` is not below the threshold. Cheap enough to call
+/// before every line.
 PLATFORM_API bool IsLogLevelOn(int level);
 
 /// Writes one line of a LogLevel to the installed sink; nothing is formatted when the level is off. The arguments
 /// follow `format` as in printf. Never blocks on the disk, never throws, and leaves the thread's last error and errno
-/// as they were.
+/// unchanged.
 PLATFORM_API void ITarnFormatLog(int level, const char* tag, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
 

@@ -6,8 +6,8 @@
 
 #include "OrvBase/Export.h"
 
-/// Times are seconds since 1970-01-01T00:00:00Z. Texts that cannot be made (a year outside 0 to 9999)
-/// come back empty. "Local" is the time zone of the process.
+/// Times are seconds since 1970-01-01T00:00:00Z. A time that cannot be formatted (year outside 0 to 9999) gives an
+/// empty text. "Local" is the time zone of the process.
 namespace Orv::Base::TimeUtil {
 
 /// UTC as "YYYY-MM-DD HH:MM:SS".
@@ -19,19 +19,18 @@ namespace Orv::Base::TimeUtil {
 /// Local time as "YYYY-MM-DD HH:MM:SS"; `offset_minutes` receives its offset in minutes east of UTC.
 [[nodiscard]] PLATFORM_API std::string TimeT2LocalTime(std::time_t time, int& offset_minutes);
 
-/// "YYYY-MM-DDTHH:MM:SS+hh:mm" of a local time "YYYY-MM-DD HH:MM:SS" (blank or "T", an optional
-/// fraction is dropped) with its offset in minutes east of UTC. Empty when `local_time` cannot be
-/// read or the offset lies outside a day.
+/// "YYYY-MM-DDTHH:MM:SS+hh:mm" of a local time "YYYY-MM-DD HH:MM:SS" (blank or "T", an optional fraction is dropped)
+/// with its offset in minutes east of UTC. Empty when `local_time` cannot be parsed or the offset is a day or more.
 [[nodiscard]] PLATFORM_API std::string LocalTime2TimeStrISO(std::string_view local_time, int offset_minutes);
 
-/// The UTC time told by "YYYY-MM-DD HH:MM:SS": a blank or "T" in the middle, an optional fraction, an
-/// optional "Z" or "+hh:mm" / "-hh:mm" behind, which shifts the result. -1 for anything else.
+/// The UTC time given by "YYYY-MM-DD HH:MM:SS": a blank or "T" as separator, an optional fraction, and an optional "Z"
+/// or "+hh:mm" / "-hh:mm" at the end, which shifts the result. -1 for anything else.
 [[nodiscard]] PLATFORM_API std::time_t StrUTCTimeStamp2TimeT(std::string_view text);
 
-/// The same form read as local time; a "Z" or an offset, when there, decides instead. -1 for anything else.
+/// The same form read as local time; a "Z" or an offset takes precedence. -1 for anything else.
 [[nodiscard]] PLATFORM_API std::time_t StrDatetime2TimeT(std::string_view text);
 
-/// The UTC time told by an ISO text "YYYY-MM-DDTHH:MM:SS", read as StrDatetime2TimeT reads it. -1 for anything else.
+/// The UTC time given by an ISO text "YYYY-MM-DDTHH:MM:SS", parsed like StrDatetime2TimeT. -1 for anything else.
 [[nodiscard]] PLATFORM_API std::time_t ISODatetime2TimeT(std::string_view text);
 
 }  // namespace Orv::Base::TimeUtil

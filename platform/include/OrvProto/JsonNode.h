@@ -19,20 +19,20 @@ class PLATFORM_API JsonNode {
   JsonNode(std::string name, std::string value);
   virtual ~JsonNode();
 
-  /// The tree as compact JSON, one object with this node's name as its only key; "/" is not escaped. A
-  /// node with children is an object, one without is its value text, and the empty text is "". Siblings
-  /// of one name whose repeat flag is set form one list at the place of the first, also when there is
-  /// only one; without the flag they are written one after the other. `reserved` is always 0.
+  /// The tree as compact JSON, one object with this node's name as its only key; "/" is not escaped. A node with
+  /// children is an object, one without is its value text, and the empty text is "". Siblings of one name with `repeat`
+  /// set form one list at the position of the first, even when there is only one; without it they are written one after
+  /// another. `reserved` is always 0.
   virtual std::string Serialize(int reserved) const;
 
-  /// Adds a child and keeps it. `reserved` is always 0.
+  /// Appends a child and returns it. `reserved` is always 0.
   virtual std::shared_ptr<JsonNode> AddChild(const std::string& name, const std::string& value, int reserved);
 
-  /// kText, or kNumber for a value written bare.
+  /// kText, or kNumber for a value written without quotes.
   int value_kind = kText;
   /// This node is one element of the list of its name under its parent.
   bool repeat = false;
-  /// This node is an object even while it has no children: `{}`.
+  /// This node is an object even without children: `{}`.
   bool is_object = false;
 
  private:

@@ -8,7 +8,7 @@
 
 namespace TarnPlatform::Authentication {
 
-/// What is known of a logged-in user. Immutable once handed out.
+/// What is known about a logged-in user. Immutable once handed out.
 class CUserSession {
  public:
   CUserSession(int user_id, std::string user_name, std::string client_address, int client_type)
@@ -32,7 +32,8 @@ class CUserSession {
   int client_type_;
 };
 
-/// Values of GetValUserType. An account that a directory outside keeps is a kDirectoryUser whatever it may do.
+/// Values of GetValUserType. An account kept in an external directory is a kDirectoryUser regardless of its
+/// permissions.
 inline constexpr int kSuperUser = 1;
 inline constexpr int kOrdinaryUser = 2;
 inline constexpr int kDirectoryUser = 3;
@@ -57,18 +58,18 @@ class CUserInfo {
 enum LoginErrorCode : int {
   kLoginWrongPassword = 201,     ///< name or password; counts as a failed try
   kLoginUserFrozen = 206,        ///< too many failed tries on this name
-  kLoginUserDisabled = 210,      ///< the account is switched off
+  kLoginUserDisabled = 210,      ///< the account is disabled
   kLoginAccountExpired = 211,    ///< reserved: no account of this platform expires
   kLoginPasswordExpired = 212,   ///< reserved: no password of this platform expires
-  kLoginNotOpened = 213,         ///< the enciphered password cannot be opened: nothing was tried
-  kLoginWrongAccountType = 214,  ///< a domain account's name asked for as a local one, or the reverse
+  kLoginNotOpened = 213,         ///< the encrypted password cannot be decrypted: nothing was tried
+  kLoginWrongAccountType = 214,  ///< a domain account's name used as a local one, or the reverse
   kLoginClientFrozen = 262,      ///< too many failed tries from this address
 };
 
 /// Forms in which a request carries its password.
 enum LoginEncryptionType : int {
   kPlainPassword = 0,
-  /// Enciphered by the client under its session's key: what AESDecrypt opens.
+  /// Encrypted by the client with its session's key, as AESDecrypt expects it.
   kSessionEncrypted = 2,
 };
 
@@ -121,16 +122,16 @@ class CLoginResponse {
   int user_id_;
 };
 
-/// Checks name and password. A wrong one counts against the user here; the caller counts it against the
-/// client with AddLoginFailCount. True when both are right and neither client nor user is frozen. `out` is empty
-/// when the check could not be made (database away).
+/// Checks name and password. A wrong one counts as a failed try of the user here; the caller counts it against the
+/// client with AddLoginFailCount. True when both are right and neither client nor user is frozen. `out` is null when
+/// the check was not possible (database unreachable).
 [[nodiscard]] PLATFORM_API bool CheckPassword(std::shared_ptr<CLoginResponse>& out,
                                               const std::shared_ptr<CLoginRequest>& request);
 
 /// Counts a failed try from `client_address`; at the limit the address is frozen.
 PLATFORM_API void AddLoginFailCount(const std::string& client_address);
 
-/// A freeze is lifted by time.
+/// A freeze expires after a time.
 [[nodiscard]] PLATFORM_API bool IsClientFreeze(const std::string& client_address);
 [[nodiscard]] PLATFORM_API bool IsUserFreeze(int user_id, const std::string& user_name);
 
@@ -144,17 +145,17 @@ PLATFORM_API void AddLoginFailCount(const std::string& client_address);
 /// Whether the user may use `code` in a control client; a super user may use every one.
 [[nodiscard]] PLATFORM_API bool HaveControlClientPermission(int code, int user_id);
 
-/// The account with that id: 0, or 202 for an unknown id, 15 when it could not be read, 1 when nobody can be asked,
-/// with `out` emptied. Answers come from memory and may be a few seconds old.
+/// Looks up the account with that id. Returns 0, or with `out` emptied 202 for an unknown id, 15 when it could not be
+/// read, 1 when no backend is installed. Answers are cached and may be a few seconds old.
 [[nodiscard]] PLATFORM_API int Query(std::shared_ptr<CUserInfo>& out, int user_id);
 
-/// Enciphers a text under the session's key, for its client to open. False, with `cipher` emptied, when the session is
-/// unknown. `reserved` is always 0.
+/// Encrypts a text with the session's key, for its client. False, with `cipher` emptied, when the session is unknown.
+/// `reserved` is always 0.
 [[nodiscard]] PLATFORM_API bool AESEncryptClient(std::string& cipher, const std::string& plain,
                                                  const std::string& session, int reserved);
 
-/// Opens a text that the client enciphered under its session's key. False, with `plain` emptied, when the session is
-/// unknown or the text is none of its making.
+/// Decrypts a text that the client encrypted with its session's key. False, with `plain` emptied, when the session is
+/// unknown or the text cannot be decrypted.
 [[nodiscard]] PLATFORM_API bool AESDecrypt(std::string& plain, const std::string& cipher, const std::string& session);
 
 /// False, with `out` emptied, when the session is unknown or has ended.
@@ -166,7 +167,7 @@ PLATFORM_API bool GetUsername(std::string& out, const std::string& session);
 /// The session's client address; false, with `out` untouched, when the session or the address is unknown.
 [[nodiscard]] PLATFORM_API bool GetClientAddress(std::string& out, const std::string& session);
 
-/// Whether the session's user may do everything; false for an unknown session.
+/// Whether the session's user is a super user; false for an unknown session.
 [[nodiscard]] PLATFORM_API bool IsSuperUser(const std::string& session);
 
 }  // namespace TarnPlatform::Authentication

@@ -6,8 +6,8 @@
 
 namespace TarnPlatform::Common {
 
-/// The key text under which plugins encipher what they store: 16, 24 or 32 characters, the same over all starts of this
-/// installation. Empty when there is none. Never to be logged.
+/// The key with which plugins encrypt stored data: 16, 24 or 32 characters, constant across restarts of this
+/// installation. Empty when there is none. Must never be logged.
 [[nodiscard]] PLATFORM_API std::string GetAESKey();
 
 }  // namespace TarnPlatform::Common

@@ -5,10 +5,10 @@
 
 namespace platform {
 
-/// Runs `work` at an edge that no exception may cross: the entry points of a plugin, callbacks of C libraries, a call
-/// into code of others. Returns what `work` returns. When it throws, returns what `failed(reason)` returns, which also
-/// reports the failure in the words of its caller; `reason` is the exception's text, valid within that call, or null
-/// for one that is no std::exception. `failed` is the last resort: what it throws itself is not caught.
+/// Runs `work` at a boundary that no exception may cross: plugin entry points, callbacks of C libraries, calls into
+/// foreign code. Returns the result of `work`. When it throws, returns the result of `failed(reason)`, in which the
+/// caller also reports the failure; `reason` is the exception's text, valid during that call, or null when it is not a
+/// std::exception. Exceptions thrown by `failed` are not caught.
 template <class Work, class Failed>
 auto Guard(Work&& work, Failed&& failed) -> decltype(work()) {
   try {

@@ -17,7 +17,7 @@ namespace platform {
 namespace database {
 namespace {
 
-/// A script's number and where it lies.
+/// The scripts' paths by number.
 using Scripts = std::map<int, std::filesystem::path>;
 
 /// The number of a name of the form NNN_*.sql.
@@ -46,7 +46,7 @@ std::string ListScripts(const std::string& directory, Scripts& scripts) {
   return scripts.empty() ? directory + ": no scripts NNN_*.sql" : std::string();
 }
 
-/// One set-up; each step returns the fault, empty when there is none.
+/// One set-up run; each step returns its fault, or "".
 class Setup {
  public:
   Setup(const std::string& connection, const Scripts& scripts) : connection_(connection), scripts_(scripts) {}
@@ -66,7 +66,7 @@ class Setup {
   int applied_ = 0;
 };
 
-// The first key is this program's; the second tells its locks apart.
+// The first key identifies this program, the second one of its locks.
 constexpr char kSqlTakeTurn[] = "BEGIN ISOLATION LEVEL READ COMMITTED; SELECT pg_advisory_xact_lock(711, 1)";
 
 std::string Setup::Run() {
@@ -85,7 +85,7 @@ std::string Setup::Run() {
 constexpr char kSqlCharacters[] =
     "SELECT pg_encoding_to_char(encoding) AS encoding, datctype FROM pg_database WHERE datname = current_database()";
 
-// Under the plain classification of ASCII, case-blind and trigram search find nothing in other scripts.
+// With ASCII-only character classification, case-insensitive and trigram search find nothing in other scripts.
 std::string Setup::CheckCharacters() {
   const PostgresResult result = connection_.Run(kSqlCharacters);
   if (!result) return connection_.Fault();

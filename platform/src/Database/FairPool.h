@@ -10,9 +10,8 @@
 
 namespace platform::database {
 
-/// A fixed set of objects that callers borrow one at a time. Callers that find none wait, and are served
-/// strictly in the order they came. All operations may be called on any thread. Always held by a
-/// shared_ptr: a borrowed object keeps its pool.
+/// A fixed set of objects that callers borrow one at a time. When none is idle, callers wait and are served strictly in
+/// FIFO order. Thread-safe. Always owned by a shared_ptr: a borrowed object keeps its pool alive.
 template <class Object>
 class FairPool : public std::enable_shared_from_this<FairPool<Object>> {
   struct GiveBack {
@@ -21,19 +20,19 @@ class FairPool : public std::enable_shared_from_this<FairPool<Object>> {
   };
 
  public:
-  /// A borrowed object, given back at its end; empty when none was to be had.
+  /// A borrowed object, returned to the pool on destruction; empty when none was available.
   using Lease = std::unique_ptr<Object, GiveBack>;
 
   explicit FairPool(std::vector<std::unique_ptr<Object>> objects) : idle_(std::move(objects)) {}
   FairPool(const FairPool&) = delete;
   FairPool& operator=(const FairPool&) = delete;
 
-  /// Waits at most `bound`. Empty when none came free within it or the pool is closed.
+  /// Waits at most `bound`. Empty on a timeout or when the pool is closed.
   [[nodiscard]] Lease Take(std::chrono::milliseconds bound) {
     const auto deadline = std::chrono::steady_clock::now() + bound;
     std::unique_lock lock(mutex_);
     if (closed_) return Lease();
-    // While anyone waits nothing is idle: a returned object goes straight to the first in the line.
+    // While callers wait, nothing is idle: a returned object goes straight to the first waiter.
     if (!idle_.empty()) {
       auto object = std::move(idle_.back());
       idle_.pop_back();
@@ -46,8 +45,7 @@ class FairPool : public std::enable_shared_from_this<FairPool<Object>> {
     return Lend(std::move(waiter.object));
   }
 
-  /// Ends the pool: whoever waits gets nothing, idle objects are destroyed, borrowed ones when they are
-  /// given back.
+  /// Closes the pool: waiting callers get nothing, idle objects are destroyed, borrowed ones when they are returned.
   void Close() {
     std::vector<std::unique_ptr<Object>> idle;
     const std::lock_guard lock(mutex_);
@@ -57,7 +55,7 @@ class FairPool : public std::enable_shared_from_this<FairPool<Object>> {
       waiter->wake.notify_one();
   }
 
-  /// How many callers stand in the line.
+  /// The number of waiting callers.
   [[nodiscard]] std::size_t Waiting() const {
     const std::lock_guard lock(mutex_);
     return waiters_.size();
@@ -78,7 +76,7 @@ class FairPool : public std::enable_shared_from_this<FairPool<Object>> {
     const std::lock_guard lock(mutex_);
     if (closed_) return;
     if (waiters_.empty()) {
-      // The one used last is the first to be used again, so that the others may never need to be opened.
+      // LIFO, so that connections beyond the number in use may never need to be opened.
       idle_.push_back(std::move(object));
       return;
     }
@@ -86,7 +84,7 @@ class FairPool : public std::enable_shared_from_this<FairPool<Object>> {
     waiters_.pop_front();
     first.object = std::move(object);
     first.served = true;
-    // Under the lock: the waiter is gone as soon as it can see that it was served.
+    // Under the lock: the waiter is destroyed as soon as it sees that it was served.
     first.wake.notify_one();
   }
 

@@ -17,7 +17,7 @@ using Orv::Base::details::IsLogLevelOn;
 using Orv::Base::details::ITarnFormatLog;
 using enum Orv::Base::LogLevel;
 
-// What the layers above rely on, whatever the server's own settings are.
+// What the layers above rely on, whatever the server's defaults.
 constexpr char kSqlSession[] =
     "SET standard_conforming_strings = on; SET TimeZone = 'UTC'; SET DateStyle = 'ISO, YMD'; "
     "SET default_transaction_isolation = 'read committed'";
@@ -55,7 +55,7 @@ bool PostgresConnection::MakeReady() {
 }
 
 bool PostgresConnection::Open() {
-  // Ahead of the connection string stand defaults, which it overrides; behind it stands what must hold.
+  // Values before the connection string are defaults, which it overrides; values after it override it.
   constexpr std::array kKeywords{"connect_timeout",
                                  "application_name",
                                  "keepalives_idle",
@@ -77,8 +77,8 @@ bool PostgresConnection::Open() {
   return handle_ != nullptr;
 }
 
-// An end that came while nobody used the connection lies unread in the socket; a text sent on it would be
-// lost, and nobody could tell whether it was done.
+// A close that arrived while the connection was idle is still unread in the socket; a text sent now would be lost, and
+// it would be unknown whether it was executed.
 bool PostgresConnection::ServerHasClosed() {
   while (PQstatus(handle_.get()) == CONNECTION_OK && !dismissed_) {
     pollfd socket{PQsocket(handle_.get()), POLLIN, 0};
@@ -86,7 +86,7 @@ bool PostgresConnection::ServerHasClosed() {
     if (ready < 0 && errno == EINTR) continue;
     if (ready == 0) return false;
     if (ready < 0 || PQconsumeInput(handle_.get()) == 0) return true;
-    // Has what was read taken apart, so that a farewell reaches ReceiveNotice.
+    // Parses what was read, so that a shutdown message reaches ReceiveNotice.
     while (PGnotify* const notification = PQnotifies(handle_.get()))
       PQfreemem(notification);
   }
@@ -94,7 +94,7 @@ bool PostgresConnection::ServerHasClosed() {
 }
 
 PostgresResult PostgresConnection::Run(const std::string& text) {
-  // libpq takes a text up to its first NUL: what follows would be cut off unseen.
+  // libpq reads a text up to its first NUL: the rest would be silently cut off.
   if (text.find('\0') != std::string::npos) {
     Fail("a statement with a NUL character was not sent");
     return nullptr;
@@ -124,7 +124,7 @@ PostgresResult PostgresConnection::ReadResults() {
       return nullptr;
     }
     if (status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK && status != PGRES_EMPTY_QUERY) {
-      // What follows the first failure is its echo.
+      // Later failures are consequences of the first.
       if (!failed) Fail(Describe(result.get()));
       failed = true;
     }
@@ -133,8 +133,8 @@ PostgresResult PostgresConnection::ReadResults() {
   return failed ? nullptr : std::move(last);
 }
 
-/// Leaves the copying state, in which libpq gives the same result for ever: data to the server is refused, so
-/// that the text fails there as a whole; data from it is passed over. False when the connection had to be given up.
+/// Leaves the copy state, in which libpq returns the same result forever: copying in is refused, so that the whole text
+/// fails on the server; data copied out is discarded. False when the connection had to be abandoned.
 bool PostgresConnection::EndCopy(ExecStatusType status) {
   if (status == PGRES_COPY_OUT) {
     char* line = nullptr;

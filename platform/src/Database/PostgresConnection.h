@@ -12,11 +12,11 @@ namespace platform::database {
 /// The tag of this layer's log lines: statement texts at level 1, failures at level 5.
 inline constexpr char kLogTag[] = "db_layer";
 
-/// One connection, used by one thread at a time, opened when it is first needed and again after a loss.
-/// Failures are logged without the statement, whose values are nobody's business.
+/// One connection, used by one thread at a time, opened on first use and reopened after a loss. Failures are logged
+/// without the statement, whose values are confidential.
 class PostgresConnection {
  public:
-  /// `connection` is any libpq connection string; what it leaves open gets this layer's defaults.
+  /// `connection` is any libpq connection string; options it omits get this layer's defaults.
   explicit PostgresConnection(std::string connection) : connection_(std::move(connection)) {}
   PostgresConnection(const PostgresConnection&) = delete;
   PostgresConnection& operator=(const PostgresConnection&) = delete;
@@ -31,7 +31,7 @@ class PostgresConnection {
   /// Whether the texts so far have left a transaction open, failed or not.
   [[nodiscard]] bool InTransaction() const;
 
-  /// Undoes an open transaction.
+  /// Rolls back an open transaction.
   void RollBack();
 
   /// Why the last call failed; one line.
@@ -52,7 +52,7 @@ class PostgresConnection {
 
   const std::string connection_;
   std::unique_ptr<PGconn, Finish> handle_;
-  // The server has announced the end of this connection.
+  // The server has announced that it closes this connection.
   bool dismissed_ = false;
   std::string fault_;
 };

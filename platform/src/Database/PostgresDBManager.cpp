@@ -51,7 +51,7 @@ class PostgresDBManager final : public kelp::IDBManager {
   std::map<std::string, Pools> plugins_;
 };
 
-/// Runs the texts and commits; what is open after a failure is left to the caller.
+/// Runs the texts and commits; after a failure the caller rolls back.
 bool RunTransaction(PostgresConnection& connection, const std::list<std::string>& sqls) {
   if (!connection.Run("BEGIN")) return false;
   for (const std::string& sql : sqls) {

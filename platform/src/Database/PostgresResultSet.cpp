@@ -25,7 +25,7 @@ int PostgresResultSet::GetIntByIndex(int index) const {
   return fault == std::errc() && end == text.data() + text.size() ? number : 0;
 }
 
-// libpq's own look-up folds only what is asked for, so it would miss a column the server reports as "ID".
+// PQfnumber folds only the requested name, so it would miss a column the server reports as "ID".
 int PostgresResultSet::IndexOf(std::string_view column) const {
   const int columns = result_ ? PQnfields(result_) : 0;
   for (int index = 0; index < columns; ++index) {

@@ -15,7 +15,7 @@ struct ClearResult {
 };
 using PostgresResult = std::unique_ptr<PGresult, ClearResult>;
 
-/// The cursor over a result, which outlives it. A null result and one without rows stand at their end.
+/// Cursor over a result, which must outlive it. On a null or empty result it is at its end.
 class PostgresResultSet final : public kelp::IDBResultSet {
  public:
   explicit PostgresResultSet(const PGresult* result) : result_(result), rows_(result ? PQntuples(result) : 0) {}

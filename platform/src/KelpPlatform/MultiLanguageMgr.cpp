@@ -40,7 +40,7 @@ std::optional<Texts> ParseTexts(const std::string& json) {
   rapidjson::Document document;
   if (!kelp::ParseJsonText(json, {kFileDepth}, document) || !document.IsObject()) return std::nullopt;
   Texts texts;
-  // Iterators of a document that can change are ambiguous to compare.
+  // Comparing iterators of a non-const document is ambiguous.
   for (const auto& section : std::as_const(document).GetObject()) {
     if (!section.value.IsObject()) return std::nullopt;
     for (const auto& entry : section.value.GetObject()) {

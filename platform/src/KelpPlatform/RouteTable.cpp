@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::string_view kIdSegment = "ID";
 
-/// The segments of a path behind its first "/"; "/A/" has the two segments "A" and "".
+/// The segments of a path after its first "/"; "/A/" has the two segments "A" and "".
 using Segments = std::vector<std::string>;
 
 Segments SegmentsOf(std::string_view path) {
@@ -26,8 +26,8 @@ Segments SegmentsOf(std::string_view path) {
   return segments;
 }
 
-/// Whether `path` is the route's, with the numbers at its ID segments. Looks at no more of the path than the
-/// route has segments.
+/// Whether `path` matches the route; appends the numbers of its ID segments to `url_ids`. Examines no more segments
+/// than the route has.
 bool Matches(const Segments& route, std::string_view path, std::vector<std::int32_t>& url_ids) {
   for (const std::string& expected : route) {
     if (!path.starts_with('/')) return false;
@@ -52,7 +52,7 @@ class RouteTable final : public IRouteTable {
     return RegisterUrlWithCapability(url, method_code, route_mode, callback, {});
   }
 
-  /// Modes and capabilities are the platform's own; nothing here asks for them.
+  /// Modes and capabilities are the platform's own and have no effect here.
   bool RegisterUrlWithCapability(const std::string& url, int method_code, int, const kelp::UrlCallback& callback,
                                  const std::string&) override {
     if (!url.starts_with('/') || !callback) return false;
@@ -80,14 +80,14 @@ class RouteTable final : public IRouteTable {
 
  private:
   struct Route {
-    /// Of the first registration: it decides about methods itself.
+    /// Of the first registration; it checks the method itself.
     kelp::UrlCallback callback;
     std::set<int> methods;
   };
 
   mutable std::shared_mutex mutex_;
-  /// In this order a word that is a number comes before "ID", as digits and "-" stand before letters; so of two routes
-  /// that have the same path the first is the right one.
+  /// In this order a numeric literal comes before "ID", as digits and "-" sort before letters; so of two routes that
+  /// match a path the first is the right one.
   std::map<Segments, Route> routes_;
 };
 

@@ -14,10 +14,10 @@
 namespace platform {
 namespace {
 
-/// Threads that stand idle until the loop's end, which waits for all of them.
+/// Threads that stay idle until the loop is destroyed, which joins all of them.
 class MessageLoop {
  public:
-  /// Throws std::system_error when a thread cannot be made; those made before it end then.
+  /// Throws std::system_error when a thread cannot be created; those already created then end.
   explicit MessageLoop(int thread_count) {
     threads_.reserve(static_cast<std::size_t>(thread_count));
     for (int index = 0; index < thread_count; ++index)
@@ -32,7 +32,7 @@ class MessageLoop {
 
   std::mutex mutex_;
   std::condition_variable_any wake_;
-  /// Last, so that the threads have ended before what they wait on.
+  /// Last, so that the threads are joined before what they wait on is destroyed.
   std::vector<std::jthread> threads_;
 };
 
@@ -69,7 +69,7 @@ class ThreadManager final : public kelp::IThreadManager {
   }
 
   void Destroy(const std::string& key, LoopKind kind) {
-    // Ends outside the lock, since it waits for threads.
+    // Destroyed outside the lock, since that joins threads.
     std::unique_ptr<MessageLoop> ended;
     const std::lock_guard lock(mutex_);
     const auto found = loops_.find(key);

@@ -19,7 +19,7 @@ using rapidjson::SizeType;
 
 constexpr char kNumberTooBig[] = "a number beyond the range of a double";
 
-/// Hands the reader's events on to the document and stops at what the document must not hold.
+/// Forwards the reader's events to the document and stops at what it must not contain.
 class GuardingHandler {
  public:
   GuardingHandler(rapidjson::Document& target, const JsonBounds& bounds) : target_(target), bounds_(bounds) {}
@@ -42,7 +42,7 @@ class GuardingHandler {
     if (ReadDecimal(digits, large)) return target_.Uint64(large);
     double real = 0;
     if (ReadDecimal(digits, real)) return target_.Double(real);
-    // Beyond the range of a double: what lies closer to zero than any is as good as zero.
+    // Out of range for a double: an underflow is accepted as zero.
     real = std::strtod(std::string(digits).c_str(), nullptr);
     return Holds(std::abs(real) < 1, kNumberTooBig) && target_.Double(real);
   }
@@ -92,10 +92,10 @@ class GuardingHandler {
   std::string fault_;
 };
 
-/// Encoding is checked beforehand, and what escapes stand for in the handler.
+/// The encoding of the text is checked beforehand, that of decoded escapes in the handler.
 constexpr unsigned kParseFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag;
 
-/// How many bytes of `text` stand before the first that is NUL or begins no valid UTF-8 sequence.
+/// The number of bytes of `text` before the first that is NUL or does not start a valid UTF-8 sequence.
 std::size_t ReadableLength(std::string_view text) {
   std::size_t at = 0;
   while (at < text.size() && text[at] != '\0') {
@@ -111,7 +111,7 @@ std::size_t ReadableLength(std::string_view text) {
 bool ParseJsonText(const std::string& text, const JsonBounds& bounds, rapidjson::Document& out, JsonFault* fault) {
   JsonFault unused;
   JsonFault& found = fault != nullptr ? *fault : unused;
-  // The reader takes a NUL byte for the end of the text, and itself reads past a sequence that is cut there.
+  // The reader treats a NUL byte as the end of the text, and reads past it in a sequence truncated there.
   if (text.find('\0') != std::string::npos || !IsValid(text)) {
     found = {ReadableLength(text), "a NUL byte, or not UTF-8"};
     return false;

@@ -6,7 +6,7 @@
 
 namespace kelp {
 
-/// Takes the next segment off the front of `rest`, passing over empty ones; empty at the end of the path.
+/// Removes the next segment from the front of `rest` and returns it, skipping empty ones; empty at the end of the path.
 inline std::string_view TakeSegment(std::string_view& rest) {
   rest.remove_prefix(std::min(rest.find_first_not_of('/'), rest.size()));
   const std::string_view segment = rest.substr(0, rest.find('/'));
@@ -15,7 +15,7 @@ inline std::string_view TakeSegment(std::string_view& rest) {
 }
 
 /// Reads the whole of `text` as a decimal number, with "-" for a negative one. False, with `number` untouched, when it
-/// is anything else or does not fit. Fraction and exponent are read for floating-point types only.
+/// is anything else or does not fit. Fraction and exponent are accepted for floating-point types only.
 template <class Number>
 bool ReadDecimal(std::string_view text, Number& number) {
   const auto result = std::from_chars(text.data(), text.data() + text.size(), number);

@@ -29,7 +29,6 @@ using Member = Value::Member;
 using xmlpacket::JsonNode;
 
 constexpr char kLogTag[] = "kelp_utils";
-constexpr int kLogAnomaly = 4;
 
 std::string_view TextOf(const Value& value) { return {value.GetString(), value.GetStringLength()}; }
 
@@ -63,8 +62,8 @@ class PathReader {
   }
 
  private:
-  /// Objects of this many members and more get an index. Without one, a list read element by
-  /// element beside very many other keys would take time in the square of the body's size.
+  /// Objects of this many members or more get an index. Without it, reading a list element by element in an object with
+  /// very many other keys would take quadratic time.
   static constexpr SizeType kIndexedMembers = 32;
 
   /// A segment is `name`, `name[n]` or a number from 0.
@@ -118,7 +117,7 @@ class PathReader {
   }
 
   rapidjson::Document root_;
-  /// The members of large objects in the order of their names, equal names in the order of the text.
+  /// The members of large objects sorted by name; equal names keep the order of the text.
   std::unordered_map<const Value*, std::vector<const Member*>> indexes_;
 };
 
@@ -133,7 +132,7 @@ class CRapidJsonProto::Node {
   bool repeat = false;
   bool is_object = false;
 
-  /// Gives the node the value; children that stood go out of the document.
+  /// Sets the node's value; its children leave the document.
   void Assign(std::string value, int kind) {
     value_ = std::move(value);
     value_kind = kind;
@@ -150,10 +149,10 @@ class CRapidJsonProto::Node {
 
 struct CRapidJsonProto::Document {
   std::optional<PathReader> parsed;
-  /// The nodes under construction, the root first. Nodes that were replaced stay, since their handles live on.
+  /// The nodes under construction, the root first. Replaced nodes stay, since their handles remain valid.
   std::deque<Node> nodes;
 
-  /// The child is an object; so is the parent from now on.
+  /// Appends a child that is an object; the parent becomes one.
   Node* AddChild(Node* parent, std::string_view name) {
     Node* child = NewObject();
     child->name_ = name;
@@ -167,7 +166,7 @@ struct CRapidJsonProto::Document {
     return node;
   }
 
-  /// The node at `path`, made where it is missing; null for a path without a key.
+  /// The node at `path`, created where missing; null for a path without a key.
   Node* MakePath(std::string_view path) {
     auto name = TakeSegment(path);
     if (name.empty()) return nullptr;
@@ -189,8 +188,8 @@ bool CRapidJsonProto::set_str(const std::string& text) {
   rapidjson::Document parsed;
   JsonFault fault;
   if (!ParseJsonText(text, {kMaxDepth, kMaxValues}, parsed, &fault)) {
-    Orv::Base::details::ITarnFormatLog(kLogAnomaly, kLogTag, "A JSON text was refused at byte %zu: %s", fault.at,
-                                       fault.reason.c_str());
+    Orv::Base::details::ITarnFormatLog(Orv::Base::kLogAnomaly, kLogTag, "A JSON text was refused at byte %zu: %s",
+                                       fault.at, fault.reason.c_str());
     return false;
   }
   document_->parsed.emplace(std::move(parsed));

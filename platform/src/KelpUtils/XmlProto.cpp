@@ -14,7 +14,7 @@ std::string_view Trimmed(std::string_view text) {
   return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
-/// Exactly one element, and no text beside it.
+/// Exactly one root element, and no text outside it.
 bool HasOneRoot(const pugi::xml_document& document) {
   int elements = 0;
   for (const pugi::xml_node& node : document) {
@@ -34,7 +34,7 @@ CXmlProto::CXmlProto() : document_(std::make_unique<Document>()) {}
 CXmlProto::~CXmlProto() = default;
 
 bool CXmlProto::set_str(const std::string& text) {
-  // As a fragment, because only then the parser shows what stands outside the root element.
+  // As a fragment, because only then the parser reports what is outside the root element.
   constexpr unsigned kOptions = pugi::parse_default | pugi::parse_fragment;
   auto& xml = document_->xml;
   const bool has_nul = text.find('\0') != std::string::npos;

@@ -19,7 +19,7 @@ namespace {
 
 constexpr char kLossTag[] = "platform.log";
 
-/// Longer texts are cut: lines carry what clients send, and a full queue of them must fit into memory.
+/// Longer texts are truncated: lines contain client input, and a full queue of them must fit into memory.
 constexpr std::size_t kLongestText = 64UL * 1024;
 
 std::string LineOf(int level, std::string_view tag, std::string_view whole_text) {
@@ -38,8 +38,8 @@ std::string LineOf(int level, std::string_view tag, std::string_view whole_text)
   return line;
 }
 
-/// Runs on the pool's one thread, before the real output: adds the report of lost lines, and flushes
-/// whenever the queue has run empty, so that a quiet program's last lines are on disk.
+/// Runs on the pool's only thread, in front of the real output: reports lost lines, and flushes whenever the queue is
+/// empty, so that an idle program's last lines are on disk.
 class ReportingSink final : public spdlog::sinks::base_sink<spdlog::details::null_mutex> {
  public:
   ReportingSink(spdlog::sink_ptr output, spdlog::details::thread_pool& pool) : output_(std::move(output)), pool_(pool) {
@@ -85,7 +85,7 @@ class FileLogSink final : public ILogSink {
 
  private:
   std::shared_ptr<spdlog::async_logger> logger_;
-  /// Last, so that it goes first: its end writes what is still queued and joins the thread that uses the output.
+  /// Last, so that it is destroyed first: that writes what is still queued and joins the thread that uses the output.
   std::shared_ptr<spdlog::details::thread_pool> pool_;
 };
 

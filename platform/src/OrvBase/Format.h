@@ -6,7 +6,7 @@
 namespace Orv::Base {
 
 /// The formatted text, whatever its length; "" when it cannot be encoded or would be longer than INT_MAX bytes.
-/// `arguments` is used up.
+/// `arguments` is consumed.
 std::string FormatList(const char* format, std::va_list arguments) __attribute__((format(printf, 1, 0)));
 
 }  // namespace Orv::Base

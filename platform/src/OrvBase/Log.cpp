@@ -12,7 +12,7 @@ namespace {
 
 std::atomic<int> threshold{Orv::Base::kLogProgress};
 
-/// Callers log between a failed call and the look at why it failed.
+/// Callers may log between a failed call and reading its error.
 class FailureStateKeeper {
  public:
   FailureStateKeeper() = default;
@@ -45,7 +45,7 @@ void ITarnFormatLog(int level, const char* tag, const char* format, ...) {
     if (const auto sink = platform::Slot<platform::ILogSink>::Get())
       sink->Write(level, tag, FormatList(format, arguments));
   } catch (...) {
-    // A line that cannot be written is lost: there is no second place to report it to.
+    // A line that cannot be written is lost: there is nowhere else to report it.
   }
   va_end(arguments);
 }

@@ -15,7 +15,7 @@ std::string FormatList(const char* format, std::va_list arguments) {
   va_end(measured);
   if (length < 0) return {};
   std::string text(static_cast<std::size_t>(length), '\0');
-  // A string's buffer has room for the closing NUL, which may be overwritten with NUL.
+  // A string's buffer has room for the terminating NUL, which may be overwritten with NUL.
   if (std::vsnprintf(text.data(), text.size() + 1, format, arguments) != length) return {};
   return text;
 }

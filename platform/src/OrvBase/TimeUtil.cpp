@@ -14,7 +14,7 @@ constexpr int kMinutesPerDay = 1'440;
 constexpr std::int64_t kYear0 = -62'167'219'200;
 constexpr std::int64_t kYear10000 = 253'402'300'800;
 
-/// A date and time of day as written, and what stood behind them.
+/// A date and time of day as written, and the offset that followed.
 struct Stamp {
   std::chrono::year_month_day date;
   std::chrono::seconds time_of_day{0};
@@ -27,7 +27,7 @@ struct Stamp {
   }
 };
 
-/// Takes a stamp apart from left to right; every operation is false at the first byte that does not fit.
+/// Parses a stamp from left to right; every operation returns false at the first unexpected byte.
 class StampReader {
  public:
   explicit StampReader(std::string_view text) : rest_(text) {}
@@ -115,7 +115,7 @@ std::optional<Stamp> ParseStamp(std::string_view text) {
   return stamp;
 }
 
-/// `separator` stands between date and time of day. "" for a year that has no four digits.
+/// `separator` goes between date and time of day. "" for a year outside 0 to 9999.
 std::string Render(std::int64_t clock_seconds, char separator) {
   if (clock_seconds < kYear0 || clock_seconds >= kYear10000) return {};
   const std::chrono::sys_seconds at{std::chrono::seconds(clock_seconds)};
@@ -128,16 +128,16 @@ std::string Render(std::int64_t clock_seconds, char separator) {
                              static_cast<int>(time.seconds().count()));
 }
 
-/// Seconds east of UTC of the local clock at `time`; none for a time that the C library cannot place.
+/// Seconds east of UTC of the local clock at `time`; none for a time that the C library cannot convert.
 std::optional<std::int64_t> LocalOffset(std::time_t time) {
   std::tm fields{};
   if (localtime_r(&time, &fields) == nullptr) return std::nullopt;
   return fields.tm_gmtoff;
 }
 
-/// The time at which the local clock shows `clock_seconds`: the earlier one of two when the clock was set
-/// back over it, and the clock before the change when it was set forward over it. Unlike mktime, the same for every
-/// call, whatever was asked before.
+/// The time at which the local clock shows `clock_seconds`: the earlier of two when the clock was set back over it, and
+/// by the offset before the change when it was set forward over it. Unlike mktime, the result does not depend on
+/// earlier calls.
 std::time_t LocalClockToTime(std::int64_t clock_seconds) {
   const auto before = LocalOffset(clock_seconds - kSecondsPerDay);
   const auto after = LocalOffset(clock_seconds + kSecondsPerDay);

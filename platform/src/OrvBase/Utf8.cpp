@@ -5,7 +5,7 @@ namespace {
 
 struct Form {
   std::size_t length;
-  /// Range of the second byte; it is what rules out overlong forms, surrogates and too large values.
+  /// Range of the second byte, which rules out overlong forms, surrogates and too large values.
   unsigned char second_low;
   unsigned char second_high;
 };

@@ -3,7 +3,7 @@
 namespace xmlpacket {
 namespace {
 
-/// Whether JSON takes `text` as an integer: no empty text, no leading zeros.
+/// Whether `text` is a JSON integer: not empty, no leading zeros.
 bool IsJsonInteger(std::string_view text) {
   if (text.starts_with('-')) text.remove_prefix(1);
   if (text.empty() || text.find_first_not_of("0123456789") != std::string_view::npos) return false;

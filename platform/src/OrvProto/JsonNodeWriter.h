@@ -13,10 +13,10 @@
 
 namespace xmlpacket {
 
-/// Renders a tree of nodes as compact JSON, always valid: bytes that are no UTF-8 become U+FFFD, and a number that is
-/// none is written as text. A `Node` has `name_`, `value_`, `children_` (pointers to nodes), `value_kind`,
-/// `repeat` and `is_object`, with the meaning that JsonNode gives them. Keeps its own stack, so that a
-/// deep tree takes no call stack.
+/// Renders a tree of nodes as compact JSON, always valid: bytes of invalid UTF-8 become U+FFFD, and a number that is
+/// not an integer is written as text. A `Node` has `name_`, `value_`, `children_` (pointers to nodes), `value_kind`,
+/// `repeat` and `is_object`, with the meaning they have in JsonNode. Uses a stack of its own, so that a deep tree
+/// cannot exhaust the call stack.
 class JsonNodeWriter {
  public:
   /// `{"<name>":<value>}`.

@@ -18,15 +18,15 @@ using Orv::Base::details::ITarnFormatLog;
 using enum Orv::Base::LogLevel;
 using TarnPlatform::IncreResource::CIncreResourceStructInterface;
 
-// The lock is held until the new row can be seen, so nobody draws a version while a smaller one is still to
-// appear. It must be taken before the version is drawn, hence in a statement of its own.
+// The lock is held until the new row is visible, so no version is drawn while a smaller one is uncommitted. It must be
+// taken before the version is drawn, hence the separate statement.
 constexpr char kSqlAddChange[] =
     "SELECT pg_advisory_xact_lock(711, 2); "
     "INSERT INTO platform.incre_resource (version, source_type, resource_id, method) "
     "VALUES (nextval('platform.incre_resource_version_seq'), %d, %" PRIu64 ", %d)";
 
-// Each kind of change of a resource once, where it came last: the rows stay for ever, and an answer must not grow with
-// every edit that was ever made.
+// Each kind of change of a resource once, at its latest version: rows are never deleted, and an answer must not grow
+// with every edit ever made.
 constexpr char kSqlChangesAfter[] =
     "SELECT method, resource_id FROM (SELECT method, resource_id, max(version) AS last FROM platform.incre_resource "
     "WHERE version > %" PRIu32 " AND source_type = %d GROUP BY method, resource_id) AS changes ORDER BY last";

@@ -4,8 +4,8 @@
 
 namespace platform::tarn {
 
-/// Notes a change of a resource under the next version. Versions become visible in their order. False when it
-/// could not be written.
+/// Records a change of a resource under the next version. Versions become visible in order. False when the write
+/// failed.
 [[nodiscard]] bool AddChange(int source_type, std::uint64_t resource_id, int method);
 
 }  // namespace platform::tarn

@@ -22,7 +22,7 @@ class LogBackend final : public ILogBackend {
   }
 };
 
-/// No name that a client chose may keep a line out of the log.
+/// No name chosen by a client may prevent an entry from being written.
 std::string StorableLiteral(const std::string& text) { return SqlText::Literal(SqlText::Repaired(text)); }
 
 }  // namespace

@@ -5,7 +5,7 @@
 
 namespace platform::tarn {
 
-/// One line of the platform's log of operations.
+/// One entry of the platform's operation log.
 struct OperationLogEntry {
   int log_type = 0;
   std::int64_t object_id = -1;

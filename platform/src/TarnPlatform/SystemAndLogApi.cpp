@@ -8,7 +8,7 @@ namespace platform {
 namespace tarn {
 namespace {
 
-// One failure number is enough: callers ask only whether it is 0.
+// One failure code is enough: callers only test for 0.
 constexpr int kWritten = 0;
 constexpr int kNotWritten = 1;
 

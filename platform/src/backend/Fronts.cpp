@@ -93,7 +93,7 @@ namespace TarnPlatform {
 namespace Authentication {
 namespace {
 
-/// What `ask` gives of the installed backend; `absent` without one.
+/// The result of `ask` on the installed backend; `absent` without one.
 template <class Result, class Ask>
 Result AskBackend(Result absent, Ask ask) {
   const auto backend = platform::Slot<platform::IAuthenticationBackend>::Get();
@@ -137,7 +137,7 @@ void AddLoginFailCount(const std::string& client_address) {
   });
 }
 
-// Without anybody who counts, nothing may be tried.
+// Without a backend to count tries, none may be made.
 bool IsClientFreeze(const std::string& client_address) {
   return AskBackend(true, [&](auto& backend) { return backend.IsClientFreeze(client_address); });
 }

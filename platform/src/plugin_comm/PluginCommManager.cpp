@@ -37,7 +37,7 @@ struct Api {
   int calls_inside = 0;
 };
 
-/// The pair of a request that does not fit what is published.
+/// Sets the last error of a refused PublishApi or RecoverApi; always false.
 bool Refused() {
   Orv::Base::Error::SetLastError({0, 2});
   return false;
@@ -58,7 +58,7 @@ class PluginCommManager final : public plugin_comm::IPluginCommManager {
     const std::shared_ptr<Api> api = found->second;
     apis_.erase(found);
     call_left_.wait(lock, [&] { return api->calls_inside == 0; });
-    // Callers may still hold the record, but the plugin's code may go as soon as this returns.
+    // Callers may still hold the record, but the plugin may be unloaded as soon as this returns.
     ApiCallback ended = std::exchange(api->callback, nullptr);
     lock.unlock();
     return true;

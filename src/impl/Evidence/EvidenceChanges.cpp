@@ -4,12 +4,15 @@
 #include <map>
 #include <set>
 #include <string_view>
+#include <utility>
 
 namespace Evidence::Changes {
 namespace {
 
-/// The most bytes of the items of one edit while each value is compared with all current values of its attribute: some
-/// 480 values of one attribute that all differ.
+/// How many items, and bytes of text, one edit may have while each value is compared with all current values of its
+/// attribute: a hundred differing values of one attribute. Each item is a row of the history with a key of its own, so
+/// that more would keep the database busy for minutes.
+constexpr std::size_t kMostPairs = 10'000;
 constexpr std::size_t kPairBytes = std::size_t{32} << 20;
 
 struct TextField {
@@ -106,19 +109,40 @@ void ForEachText(const CurrentValues::Values& values, const Visit& visit) {
     if (!value->custom_options.empty()) visit(value->custom_options.front().option_name);
 }
 
-/// Compares each value with all current values of its attribute. False, with some items added, when these would take
-/// more than kPairBytes.
+/// Gives equal texts equal numbers, so that long ones are compared once.
+class TextNumbers {
+ public:
+  std::size_t Of(std::string_view text) { return numbers_.try_emplace(text, numbers_.size()).first->second; }
+
+ private:
+  std::map<std::string_view, std::size_t> numbers_;
+};
+
+/// Compares each value with all current values of its attribute. False, with some items added, when these would be more
+/// than kMostPairs or take more than kPairBytes.
 bool AddEachPair(std::vector<change_item>& changes, const std::vector<ChosenValue>& chosen) {
+  using NumberedText = std::pair<std::size_t, const std::string*>;
+  TextNumbers numbers;
+  std::map<std::int32_t, std::vector<NumberedText>> old_by_custom;
+  std::size_t pairs = 0;
   std::size_t bytes = 0;
   const auto add = [&](const std::string& old_text, const std::string& new_text) {
-    if (old_text == new_text || bytes > kPairBytes) return;
-    bytes += sizeof(change_item) + old_text.size() + new_text.size();
+    ++pairs;
+    bytes += old_text.size() + new_text.size();
+    if (pairs > kMostPairs || bytes > kPairBytes) return false;
     AddText(changes, kCustomChanged, old_text, new_text);
+    return true;
   };
   for (const auto& value : chosen) {
-    if (value.is_new) add(std::string(), value.text);
-    ForEachText(*value.replaced, [&](const std::string& old_text) { add(old_text, value.text); });
-    if (bytes > kPairBytes) return false;
+    if (value.is_new && !add(std::string(), value.text)) return false;
+    const auto [entry, first] = old_by_custom.try_emplace(value.custom_id);
+    auto& old_texts = entry->second;
+    if (first) {
+      ForEachText(*value.replaced, [&](const std::string& text) { old_texts.emplace_back(numbers.Of(text), &text); });
+    }
+    const std::size_t number = numbers.Of(value.text);
+    for (const auto& [old_number, old_text] : old_texts)
+      if (old_number != number && !add(*old_text, value.text)) return false;
   }
   return true;
 }

@@ -79,7 +79,7 @@ bool CEvidenceManager::CheckFilesToUnlink(const IdList& evidence_ids, Operation 
       return false;
     }
     sum.AddEvidence(static_cast<std::size_t>(std::max(count, 0)));
-    if (!Limits::Allows(Limits::kUnlinkedIds, sum.Total(), kBadInput, operation)) return false;
+    if (!Limits::Allows(Limits::kUnlinkedIds, sum.Total(), operation)) return false;
   }
   return true;
 }

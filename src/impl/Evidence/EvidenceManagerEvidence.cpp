@@ -3,6 +3,7 @@
 
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
+#include "Common/TextList.h"
 #include "impl/Evidence/Batch.h"
 #include "impl/Evidence/CameraIds.h"
 #include "impl/Evidence/EvidenceChanges.h"
@@ -31,8 +32,10 @@ bool IsWithinRules(const _tag_Evidence_& evidence) {
          IsStatus(evidence.evidence_status) && HasStorableTexts(evidence);
 }
 
-std::size_t CountPieces(const std::string& list, char separator) {
-  return static_cast<std::size_t>(std::ranges::count(list, separator)) + 1;
+std::size_t CountCameras(const _tag_Evidence_& evidence) {
+  std::size_t count = 0;
+  ForEachPiece(evidence.releated_camera_ids, kCameraSeparator, [&count](std::string_view) { return ++count != 0; });
+  return count;
 }
 
 }  // namespace
@@ -54,9 +57,8 @@ bool CEvidenceManager::CheckNewEvidence(const EvidencePtr& evidence, Operation o
     EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);
   }
-  if (!Limits::Allows(Limits::kValuesOfEvidence, evidence->evidence_customs.size(), kBadInput, operation) ||
-      !Limits::Allows(Limits::kCamerasOfEvidence, CountPieces(evidence->releated_camera_ids, kCameraSeparator),
-                      kBadInput, operation)) {
+  if (!Limits::Allows(Limits::kValuesOfEvidence, evidence->evidence_customs.size(), operation) ||
+      !Limits::Allows(Limits::kCamerasOfEvidence, CountCameras(*evidence), operation)) {
     return false;
   }
   const char* const cameras = evidence->releated_camera_ids.c_str();
@@ -90,7 +92,7 @@ bool CEvidenceManager::CheckNewEvidence(const EvidencePtr& evidence, Operation o
 
 bool CEvidenceManager::CheckLabels(std::int32_t evidence_id, const std::string& label_text, Operation operation) {
   const auto labels = SplitLabels(label_text);
-  if (Limits::Allows(Limits::kLabelsOfEvidence, labels.size(), kTooManyLabels, operation) &&
+  if (Limits::Allows(Limits::kLabelsOfEvidence, labels.size(), operation) &&
       !IsLabelCountExceeded(evidence_id, labels)) {
     return true;
   }

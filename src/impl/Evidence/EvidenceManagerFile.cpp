@@ -100,7 +100,10 @@ bool CEvidenceManager::CheckFileBatch(const std::list<EvidenceFilePtr>& files, O
 bool CEvidenceManager::ClassifyFile(FileBatch& batch, const EvidenceFilePtr& file, Operation operation) {
   if (file->evidence_id == -1) return false;
   // The file manager must not receive a file that the table will refuse.
-  if (!HasStorableTexts(*file)) return Fail(kBadInput);
+  if (!HasStorableTexts(*file)) {
+    EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Input param error.[%s(%d)]");
+    return Fail(kBadInput);
+  }
   std::list<EvidenceFilePtr> existing;
   if (!QueryEvidenceFiles(existing, file->evidence_id, file->file_name, file->guid)) return false;
   for (const auto& entry : existing) {

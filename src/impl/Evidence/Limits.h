@@ -2,7 +2,6 @@
 
 #include <cstddef>
 
-#include "Common/ErrorCodes.h"
 #include "Common/Operation.h"
 
 /// The limits of one request. The limits of the dictionaries and the number of evidences bound what makes sense;
@@ -44,9 +43,8 @@ inline constexpr std::size_t kRepeatedBytes = std::size_t{32} << 20;
 inline constexpr Limit kLinkedNameBytes{kRepeatedBytes, "bytes of file names times evidences of one batch link"};
 inline constexpr Limit kWrittenUserBytes{kRepeatedBytes, "bytes of users repeated by one write to histories"};
 
-/// Whether `number` is within `limit`. If not, the error is (0, `sub_code`), and a log line of `operation` names the
-/// limit and both numbers.
-[[nodiscard]] bool Allows(const Limit& limit, std::size_t number, ErrorSubCode sub_code = kBadInput,
-                          Operation operation = Operation::current());
+/// Whether `number` is within `limit`. If not, the error is (0, 2), and a line of `operation` names the limit and both
+/// numbers.
+[[nodiscard]] bool Allows(const Limit& limit, std::size_t number, Operation operation = Operation::current());
 
 }  // namespace Evidence::Limits

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "usrservice/pdu/PduFrame.h"
+#include "usrservice/pdu/PduEnvelope.h"
 #include "usrservice/pdu/PduMessage.h"
 
 /// Calls from other plugins: evidences to be created with their files, and the list of types. A request is under

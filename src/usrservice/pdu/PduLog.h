@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "usrservice/pdu/PduFrame.h"
+#include "usrservice/pdu/PduEnvelope.h"
 #include "usrservice/pdu/PduMessage.h"
 
 /// Writing and reading the history of evidences.

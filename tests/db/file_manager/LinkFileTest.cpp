@@ -4,10 +4,7 @@
 
 #include <array>
 #include <filesystem>
-#include <memory>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "FileManagerModule.h"
 #include "RealBackends.h"
@@ -26,7 +23,7 @@ const std::string kDone = R"({"ResponseStatus":{"ErrorModule":0,"ErrorCode":0}})
 const std::string kUnreadable = R"({"ResponseStatus":{"ErrorModule":31,"ErrorCode":1}})";
 const std::string kNotStored = R"({"ResponseStatus":{"ErrorModule":31,"ErrorCode":2}})";
 
-/// Below the folder of the executable, which is the working one when no host tells it.
+/// Below the folder of the executable, which is the working one without a host.
 constexpr char kSettingsFile[] = "META_INFO/filemanager.s/runtime_script/FileManager.json";
 
 std::string LinkText(int evidence_id, const std::string& file_ids, int operation = 1) {
@@ -131,7 +128,7 @@ TEST_F(LinkFileTest, ACallWithARefusedFileNamesItAndChangesNothing) {
   EXPECT_EQ(Send(LinkText(6, "7,8")), kDone) << "the settings of the last start hold";
 }
 
-TEST_F(LinkFileTest, CallsOnTheSameFilesDoNotStandInEachOthersWay) {
+TEST_F(LinkFileTest, CallsOnTheSameFilesDoNotBlockEachOther) {
   ASSERT_TRUE(module_.Start());
   std::vector<std::jthread> callers;
   for (int caller = 0; caller < 4; ++caller) {

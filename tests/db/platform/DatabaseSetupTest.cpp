@@ -1,27 +1,19 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <chrono>
 #include <filesystem>
 #include <future>
 #include <stdexcept>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "DatabaseSetup.h"
 #include "support/Eventually.h"
 #include "support/ScratchFolder.h"
 #include "support/ThrowawayPostgres.h"
 
+namespace evidence_test {
 namespace {
 
 namespace fs = std::filesystem;
-using evidence_test::Eventually;
-using evidence_test::Postgres;
-using evidence_test::Rows;
-using evidence_test::Session;
-using evidence_test::ThrowawayPostgres;
 using testing::HasSubstr;
 
 /// A database and a copy of the scripts of each test's own.
@@ -40,7 +32,7 @@ class DatabaseSetupTest : public testing::Test {
   Rows Query(const std::string& sql) const { return Session(owner_).Query(sql); }
 
   const std::string owner_ = Postgres().ConnectionTo("own", "postgres");
-  const evidence_test::ScratchFolder scratch_;
+  const ScratchFolder scratch_;
   const std::string& folder_ = scratch_.path();
 };
 
@@ -169,12 +161,12 @@ TEST_F(SchemaTest, NoIndexRefusesATextThatTheRulesAccept) {
     }
   }
   EXPECT_GT(id, 30);
-  // The longest texts that stand in indexes do so together, too.
+  // The longest texts of the indexes fit together, too.
   const std::string three = characters(250) + ", " + characters(250) + ", " + characters(250);
   EXPECT_EQ(Fault(Insert(0, "evidence_begin_time, evidence_end_time, cad_id", three)), "");
 }
 
-TEST_F(SchemaTest, AGuidStandsOnceAmongLiveRowsOfAnyLength) {
+TEST_F(SchemaTest, AGuidIsUniqueAmongLiveRowsOfAnyLength) {
   const auto insert = [](int id, const std::string& guid) { return Insert(id, "guid", "'" + guid + "'"); };
   const auto insert_long = [](int id, const std::string& guid) {
     return Insert(id, "guid, cad_id", "'" + guid + "', repeat('x', 9000)");
@@ -187,6 +179,7 @@ TEST_F(SchemaTest, AGuidStandsOnceAmongLiveRowsOfAnyLength) {
       {insert(9, "S"), false},
       {insert_long(9, "S"), false},
       {insert(9, "L"), false},
+      {insert_long(9, "L"), false},
       {insert_long(1, "new"), false},
       {kChange + "guid = 'L' WHERE ID = 1", false},
       {kChange + "guid = 'S', cad_id = repeat('x', 9000) WHERE ID = 3", false},
@@ -210,3 +203,4 @@ TEST_F(SchemaTest, AGuidStandsOnceAmongLiveRowsOfAnyLength) {
 }
 
 }  // namespace
+}  // namespace evidence_test

@@ -1,29 +1,23 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstdint>
 #include <future>
-#include <limits>
-#include <list>
-#include <memory>
 #include <stdexcept>
-#include <string>
-#include <vector>
 
 #include "RealBackends.h"
 #include "support/AuthenticationStub.h"
 #include "support/Eventually.h"
 #include "support/LogRecorder.h"
-#include "support/NoFormatFor.h"
-#include "support/NoMemoryFor.h"
 #include "support/ThrowawayPostgres.h"
+
+namespace evidence_test {
+
+// Of NoMemory.cpp.
+extern thread_local std::size_t no_memory_from;
+extern thread_local bool memory_was_refused;
 
 namespace {
 
-using evidence_test::Eventually;
-using evidence_test::Postgres;
-using evidence_test::Rows;
-using evidence_test::Session;
 using kelp::IDBManager;
 using kelp::IDBResultSet;
 using TarnPlatform::Authentication::CUserSession;
@@ -115,20 +109,19 @@ TEST_F(DBManagerTest, TheLastResultOfATextIsRead) {
 }
 
 TEST_F(DBManagerTest, AFailureIsNamedWithoutTheTextAndItsValues) {
-  const auto recorder = std::make_shared<evidence_test::LogRecorder>();
+  const auto recorder = std::make_shared<LogRecorder>();
   const platform::ScopedBackend<platform::ILogSink> sink(recorder);
   EXPECT_FALSE(Execute("SELECT 'private' FROM missing"));
   EXPECT_EQ(recorder->Lines().at(0).text, "Database failure: 42P01: relation \"missing\" does not exist");
 }
 
 TEST_F(DBManagerTest, AMessageOfTheServerThatFindsNoMemoryIsLostAlone) {
-  const auto recorder = std::make_shared<evidence_test::LogRecorder>();
+  const auto recorder = std::make_shared<LogRecorder>();
   const platform::ScopedBackend<platform::ILogSink> sink(recorder);
-  {
-    const evidence_test::NoMemoryFor large(500'000);
-    EXPECT_TRUE(Execute("DO $$ BEGIN RAISE NOTICE '%', repeat('x', 1000000); END $$")) << "the text itself was done";
-    EXPECT_TRUE(large.WasAskedFor());
-  }
+  no_memory_from = 500'000;
+  EXPECT_TRUE(Execute("DO $$ BEGIN RAISE NOTICE '%', repeat('x', 1000000); END $$")) << "the text itself was done";
+  no_memory_from = SIZE_MAX;
+  EXPECT_TRUE(memory_was_refused);
   EXPECT_TRUE(recorder->Has(4, "A message of the server was lost: ")) << recorder->Lines().size();
   EXPECT_EQ(First("SELECT 'served' AS a"), "served") << "the connection is in order";
 }
@@ -169,7 +162,7 @@ TEST_F(DBManagerTest, CallersWaitNoLongerThanTheBoundAndTheEndWaitsForNone) {
 }
 
 /// Knows the session "known".
-struct OneSession final : evidence_test::AuthenticationStub {
+struct OneSession final : AuthenticationStub {
   std::shared_ptr<CUserSession> FindSession(const std::string& session) override {
     return session == "known" ? std::make_shared<CUserSession>(7, "O'Brien\\", "10.0.0.7", 1) : nullptr;
   }
@@ -188,9 +181,7 @@ std::string ChangesAfter(std::uint32_t version, int source_type) {
 class PlatformTablesTest : public DBManagerTest {
  protected:
   PlatformTablesTest() {
-    Postgres().Query(
-        "DELETE FROM platform.incre_resource; DELETE FROM platform.operation_log;"
-        "ALTER SEQUENCE platform.incre_resource_version_seq RESTART");
+    ResetTables();
     EXPECT_TRUE(manager_->Initialize(platform::kPlatformDbId, 1, 1, true));
   }
 
@@ -226,10 +217,6 @@ TEST_F(PlatformTablesTest, TheLogKeepsWhoDidWhatAndRefusesStrangers) {
   EXPECT_EQ(api_->WriteOperatorLog("known", 306019, 4294967296, "a\0b\xff"s, -1, "", 0, 9808), 0)
       << "what the database cannot hold is replaced, not refused";
   EXPECT_NE(api_->WriteOperatorLog("stranger", 306019, 1, "name", -1, "", 0, 15), 0);
-  {
-    const evidence_test::NoFormatFor unbuilt("platform.operation_log");
-    EXPECT_FALSE(TarnPlatform::Log::WriteLog("known", record)) << "an unbuilt text is no empty one";
-  }
   EXPECT_EQ(Postgres().Query("SELECT concat_ws('|', user_name, client_address, log_type, object_id, object_name, "
                              "description, main_code, sub_code) FROM platform.operation_log ORDER BY id"),
             (Rows{{"O'Brien\\|10.0.0.7|306017|-1|it's 100%s|back\\slash|0|0"},
@@ -239,3 +226,4 @@ TEST_F(PlatformTablesTest, TheLogKeepsWhoDidWhatAndRefusesStrangers) {
 }
 
 }  // namespace
+}  // namespace evidence_test

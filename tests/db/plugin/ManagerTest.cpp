@@ -1,28 +1,24 @@
 // Many writers at once on a real PostgreSQL.
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <barrier>
-#include <mutex>
 #include <thread>
 
-#include "OrvBase/Error.h"
 #include "impl/Evidence/EvidenceManager.h"
-#include "support/RunningPlugin.h"
-#include "support/ThrowawayPostgres.h"
+#include "support/StoreFixture.h"
 
+namespace evidence_test {
 namespace {
 
 using namespace Evidence;
-using evidence_test::Postgres;
-using evidence_test::Rows;
 using Names = std::map<std::int32_t, std::string>;
 
-class ManagerTest : public evidence_test::PluginTest {
+class ManagerTest : public StoreFixture {
  protected:
   void SetUp() override { ASSERT_TRUE(manager_.Initialize()); }
+  void TearDown() override { manager_.Finalize(); }
 
   static EvidenceTypePtr Type(std::int32_t id, const std::string& name) {
     return std::make_shared<_tag_EvidenceType_>(_tag_EvidenceType_{id, name});
@@ -35,36 +31,8 @@ class ManagerTest : public evidence_test::PluginTest {
     return names;
   }
 
-  /// A manager beside the plugin's own needs loops of its own.
-  platform::ScopedBackend<kelp::IThreadManager> threads_{platform::MakeThreadManager()};
   CEvidenceManager manager_;
 };
-
-TEST_F(ManagerTest, OfParallelCreationsWithOneGuidOneWins) {
-  constexpr int kThreads = 8;
-  for (int round = 0; round < 5; ++round) {
-    const std::string guid = "same-" + std::to_string(round);
-    std::barrier begin(kThreads);
-    std::mutex mutex;
-    std::vector<int> codes;
-    {
-      std::vector<std::jthread> threads;
-      for (int n = 0; n < kThreads; ++n) {
-        threads.emplace_back([&] {
-          const auto evidence = std::make_shared<_tag_Evidence_>();
-          evidence->guid = evidence->name = guid;
-          begin.arrive_and_wait();
-          const bool added = manager_.AddEvidence(evidence) != 0xFFFFFFFF;
-          const std::lock_guard lock(mutex);
-          codes.push_back(added ? 0 : Orv::Base::Error::GetLastError().SubCode());
-        });
-      }
-    }
-    EXPECT_EQ(std::ranges::count(codes, 0), 1);
-    EXPECT_THAT(codes, testing::Each(testing::AnyOf(0, 9805, 15)));
-    EXPECT_EQ(Postgres().Value("SELECT count(*) FROM evidence.evidence WHERE guid = '" + guid + "'"), "1");
-  }
-}
 
 /// Asks for what changed since the version that it holds, and holds the newest version there is from then on.
 struct Client {
@@ -155,3 +123,4 @@ TEST_F(ManagerTest, OfChangesOfOneEntryTheSameOneEndsInTheTableAndInTheCache) {
 }
 
 }  // namespace
+}  // namespace evidence_test

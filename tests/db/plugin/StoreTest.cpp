@@ -3,18 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
 #include <sstream>
 
 #include "OrvBase/Error.h"
-#include "impl/Evidence/EvidenceSession/EvidenceMgrDB.h"
-#include "support/RunningPlugin.h"
-#include "support/ThrowawayPostgres.h"
+#include "support/StoreFixture.h"
 
+namespace evidence_test {
 namespace {
 
 using namespace Evidence;
-using evidence_test::Postgres;
 using Orv::Base::Error::ErrorCode;
 using Orv::Base::Error::GetLastError;
 using Store = CEvidenceMgrDBByPG;
@@ -24,7 +21,7 @@ std::shared_ptr<Record> Share(const Record& record) {
   return std::make_shared<Record>(record);
 }
 
-class StoreTest : public evidence_test::PluginTest {
+class StoreTest : public StoreFixture {
  protected:
   /// Runs an operation, which must succeed and send these texts; then once more without a server.
   template <class Operation, class... Arguments>
@@ -36,7 +33,7 @@ class StoreTest : public evidence_test::PluginTest {
     Orv::Base::Error::SetLastError({});
     EXPECT_FALSE(std::invoke(operation, store_, arguments...)) << texts;
     EXPECT_EQ(GetLastError(), ErrorCode(0, 15)) << texts;
-    EXPECT_TRUE(plugin_->Log().Has(5, "failed")) << texts;
+    EXPECT_TRUE(log_->Has(5, "failed")) << texts;
   }
 
   /// Runs an operation that must end with this pair; 0 is success. Nothing may be sent.
@@ -257,7 +254,7 @@ TEST_F(StoreTest, ValuesShareTheKeyOfTheirCustom) {
         &Store::DeleteEvidenceCustomInfoByCustomID, IdList{2});
   Sends(clear, &Store::DeleteEvidenceCustomInfo, IdList{7});
 
-  // A value stands in its text as it is, so one with a quote is never sent.
+  // A value is put into its text unescaped, so one with a quote is never sent.
   evidence->evidence_customs = {{1, "", {{-1, "',0);DROP TABLE evidence.evidence;--"}}, 1, -1}};
   EXPECT_FALSE(store_.InsertEvidenceCustomInfo(evidence) || store_.UpdateEvidenceCustomInfo(evidence));
   EXPECT_EQ(GetLastError(), ErrorCode(0, 15));
@@ -447,8 +444,7 @@ TEST_F(StoreTest, AHistoryIsWrittenInOneTransaction) {
   Sends(next + next + next + "BEGIN" + insert +
             "1, 7, 'u''', 'ip''', 2, 'f''', 'LOCAL', '330', 'u''', 'dev''', 'ip''', 2, '7:old''', '8:new''', 3);" +
             insert + "2, 7, 'u''', 'ip''', 2, 'object''', 'LOCAL', '330', 'u''', 'dev''', 'ip''', -1, '', '', 3);" +
-            insert +
-            "3, -1, 'other', '', 0, '', 'LOCAL', '330', 'other', '', '', -1, '', '', 3);\nCOMMIT",
+            insert + "3, -1, 'other', '', 0, '', 'LOCAL', '330', 'other', '', '', -1, '', '', 3);\nCOMMIT",
         &Store::WriteEvidenceLog, std::vector{record, bare}, 3);
 }
 
@@ -500,3 +496,4 @@ TEST_F(StoreTest, SettingsKeepTheirPasswordEnciphered) {
 }
 
 }  // namespace
+}  // namespace evidence_test

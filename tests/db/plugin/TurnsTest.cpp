@@ -5,20 +5,19 @@
 #include <atomic>
 #include <thread>
 
+#include "OrvBase/Error.h"
 #include "impl/Evidence/EvidenceManager.h"
 #include "impl/Evidence/EvidenceTurns.h"
-#include "support/RunningPlugin.h"
-#include "support/ThrowawayPostgres.h"
+#include "support/StoreFixture.h"
 
+namespace evidence_test {
 namespace {
 
 using namespace Evidence;
-using evidence_test::Postgres;
-using evidence_test::Rows;
 
 constexpr std::int32_t kAttribute = 2;
 
-class TurnsTest : public evidence_test::PluginTest {
+class TurnsTest : public StoreFixture {
  protected:
   void SetUp() override {
     ASSERT_TRUE(manager_.Initialize());
@@ -32,7 +31,9 @@ class TurnsTest : public evidence_test::PluginTest {
         plugin_comm::IPluginCommManager::Instance()->PublishApi("files", "/API/FileManager/V1/LinkFile", reply));
   }
 
-  static EvidencePtr Evidence(std::int32_t id, const std::string& name) {
+  void TearDown() override { manager_.Finalize(); }
+
+  static EvidencePtr Edited(std::int32_t id, const std::string& name) {
     const auto evidence = std::make_shared<_tag_Evidence_>();
     evidence->id = id;
     evidence->guid = "guid";
@@ -40,7 +41,7 @@ class TurnsTest : public evidence_test::PluginTest {
     evidence->evidence_customs = {{kAttribute, "", {{-1, name}}, 0, -1}};
     return evidence;
   }
-  std::int32_t Created() { return static_cast<std::int32_t>(manager_.AddEvidence(Evidence(-1, "new"))); }
+  std::int32_t Created() { return static_cast<std::int32_t>(manager_.AddEvidence(Edited(-1, "new"))); }
 
   /// Opens and closes the evidence until told to stop.
   void Toggle(std::int32_t id, const std::atomic<bool>& ended) {
@@ -57,8 +58,7 @@ class TurnsTest : public evidence_test::PluginTest {
     return Postgres().Value("SELECT name FROM evidence.evidence WHERE id = " + std::to_string(id));
   }
 
-  /// A manager beside the plugin's own needs loops of its own.
-  platform::ScopedBackend<kelp::IThreadManager> threads_{platform::MakeThreadManager()};
+  platform::ScopedBackend<plugin_comm::IPluginCommManager> comm_{platform::MakePluginCommManager()};
   CEvidenceManager manager_;
 };
 
@@ -71,7 +71,7 @@ TEST_F(TurnsTest, AChangeOfStatusUndoesNoAcknowledgedEdit) {
   for (int round = 0; round < 60; ++round) {
     const std::string name = "edit " + std::to_string(round);
     operation_record record;
-    EXPECT_TRUE(manager_.UpdateEvidence(Evidence(id, name), record));
+    EXPECT_TRUE(manager_.UpdateEvidence(Edited(id, name), record));
     EXPECT_EQ(NameOf(id), name);
   }
   ended = true;
@@ -84,7 +84,7 @@ TEST_F(TurnsTest, ARowEndsWithTheValuesOfItsOwnWriter) {
     for (const char* const name : {"a", "b", "c"}) {
       writers.emplace_back([&, name = name + std::to_string(round)] {
         operation_record record;
-        EXPECT_TRUE(manager_.UpdateEvidence(Evidence(id, name), record));
+        EXPECT_TRUE(manager_.UpdateEvidence(Edited(id, name), record));
       });
     }
     writers.clear();
@@ -124,7 +124,8 @@ TEST_F(TurnsTest, WhoWaitsTooLongWritesNothing) {
     EXPECT_EQ(Orv::Base::Error::GetLastError().SubCode(), 15);
   }).join();
   operation_record record;
-  EXPECT_TRUE(manager_.UpdateEvidence(Evidence(id, "by the holder"), record)) << "a caller's turn holds for its calls";
+  EXPECT_TRUE(manager_.UpdateEvidence(Edited(id, "by the holder"), record)) << "a caller's turn holds for its calls";
 }
 
 }  // namespace
+}  // namespace evidence_test

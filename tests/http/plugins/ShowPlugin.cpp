@@ -66,10 +66,11 @@ std::string Camera(const SHttpRequest& request) {
   return text + " " + base.device_name + " of protocol " + std::to_string(device->GetProtocolType());
 }
 
-/// The reply of another plugin's API; the body names it, and behind a blank what to tell it.
+/// The reply of another plugin's API; the body names it, and behind a blank the request, if any.
 std::string CallApi(const SHttpRequest& request) {
   const auto api = request.request_body.substr(0, request.request_body.find(' '));
-  const auto data = std::make_shared<plugin_comm::CPluginCommData>(request.request_body.substr(api.size()), nullptr, 0);
+  const auto text = request.request_body.substr(api.size());
+  const auto data = text.empty() ? nullptr : std::make_shared<plugin_comm::CPluginCommData>(text, nullptr, 0);
   std::shared_ptr<plugin_comm::IPluginCommData> reply;
   if (!plugin_comm::IPluginCommManager::Instance()->Request(reply, api, data, "")) return "no reply";
   return std::dynamic_pointer_cast<plugin_comm::CPluginCommData>(reply)->JsonTxt();

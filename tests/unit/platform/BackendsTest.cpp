@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -10,13 +9,9 @@
 #include <future>
 #include <iterator>
 #include <latch>
-#include <memory>
 #include <mutex>
 #include <stdexcept>
-#include <string>
 #include <thread>
-#include <utility>
-#include <vector>
 
 #include "Database/FairPool.h"
 #include "OrvBase/Error.h"
@@ -246,7 +241,7 @@ TEST(FairPoolTest, NeverLendsOneObjectTwiceUnderLoad) {
   std::vector<std::jthread> borrowers;
   for (int thread = 0; thread < 4; ++thread) {
     borrowers.emplace_back([&] {
-      // Unguarded on purpose: whoever holds the object is alone with it.
+      // Unguarded on purpose: the holder of the object is alone with it.
       for (int round = 0; round < 5000; ++round)
         ++*pool->Take(kLong);
     });

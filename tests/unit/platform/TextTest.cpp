@@ -1,13 +1,7 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <cstdint>
 #include <cstdlib>
-#include <limits>
-#include <string>
 #include <thread>
-#include <tuple>
-#include <vector>
 
 #include "KelpUtils/StringFunctions.h"
 #include "OrvBase/Conversion.h"
@@ -76,7 +70,7 @@ TEST(Text, TextsAreMadeWholeOrNotAtAll) {
   EXPECT_FALSE(Conversion::Convert(out, "ok\xE9", "UTF-8", "UTF-8"));
 }
 
-/// Sets the process's time zone, told by rule, so that no zone files are needed.
+/// Sets the process's time zone, given by rule, so that no zone files are needed.
 void SetZone(const char* zone) {
   setenv("TZ", zone, 1);
   tzset();

@@ -32,7 +32,7 @@ class AccessTest : public service_test::ServiceTest {
   }
 };
 
-TEST_F(AccessTest, OnlyTheRightUsersConfirmADeletionAndARefusalTellsWhatRemains) {
+TEST_F(AccessTest, OnlyTheRightUsersConfirmADeletionAndARefusalReportsWhatRemains) {
   struct Case {
     const char* users;
     const char* outcome;
@@ -70,7 +70,7 @@ TEST_F(AccessTest, OnlyTheRightUsersConfirmADeletionAndARefusalTellsWhatRemains)
            Case{"alice:nobody", "1 alice -1 1, alice 0"},
            Case{"alice:silent", "1 alice -1 1, alice 0"},
            Case{"alice:0", "1 alice -1 1, alice 0"},
-           // The smaller number of tries is told, the client's when they are equal; a wrong password counts first.
+           // The smaller number of tries is reported, the client's when they are equal; a wrong password counts first.
            Case{"alice:201", "201 alice 2 2, alice 0, count", plain, 2, 3},
            Case{"alice:201", "201 alice 3 1, alice 0, count",
                 [](Accounts& accounts) { accounts.client_freeze_enabled = false; }, 2, 3},

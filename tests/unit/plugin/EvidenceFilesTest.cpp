@@ -61,8 +61,8 @@ TEST_F(EvidenceFilesTest, RemovalsCountTowardsTheLimitAsWell) {
   EXPECT_EQ(Inserted(both), Lines({"unlink 51,52 of 5", "delete file 51", "delete file 52", "ok"}));
 }
 
-TEST_F(EvidenceFilesTest, RefusedFilesStandInTheListAndTheOthersGoOn) {
-  // The first file's evidence decides about the batch, the last one's is told to the file manager.
+TEST_F(EvidenceFilesTest, RefusedFilesAreListedAndTheOthersGoOn) {
+  // The first file's evidence decides about the batch, the last one's is sent to the file manager.
   EXPECT_EQ(Inserted({File(60, "new"), File(61, "other", false, -1), File(64, std::string(1, '\0')), File(63, "x"),
                       File(62, "nowhere", false, 9)}),
             Lines({"link 60,63 of 9", "add file 60 'new' of 5", "add file 63 'x' of 5",

@@ -18,17 +18,13 @@ const std::string kStatusRow = History(2, 7, "5 '' '1:' '0:'");
 using EvidenceHandlerTest = ExchangeTest;
 TEST_P(EvidenceHandlerTest, AnswersAndCalls) { Play(GetParam()); }
 
-const Exchange kCreations[] = {
+const Exchange kExchanges[] = {
     On("Created", "POST /Evidence", kNew, "0", {kAdded, "log 306017 New/", History(1, 100)}),
     On("CreatingNeedsItsPermission", "POST /Evidence", kNew, "10", {}, {.denied = 44}),
     On("NotStored", "POST /Evidence", kNew, "15", {kAdded}, {.failing = "add evidence"}),
     On("CreatingNeedsASession", "POST /Evidence", kNew, "200", {}, {.session = ""}),
     On("CreatedWithoutHistory", "POST /Evidence", kNew, "", {kAdded, "log 306017 New/", History(1, 100)},
        {.failing = "history"}),
-};
-INSTANTIATE_TEST_SUITE_P(Creations, EvidenceHandlerTest, ::testing::ValuesIn(kCreations), NameOf);
-
-const Exchange kChanges[] = {
     On("StatusBatch", "PUT /Evidence", "@evidence_put", "@evidence_put",
        {kStatus, "log 306018 Seven/", "log 306018 /", kStatusRow}),
     On("StatusBatchWithoutHistory", "PUT /Evidence", "@evidence_put", "99999",
@@ -47,10 +43,6 @@ const Exchange kChanges[] = {
        {.failing = "change"}),
     On("ChangeNeedsItsPermission", "PUT /Evidence/7", kRenamed, "10", {"log 306018 /"}, {.denied = 41}),
     On("UnreadableChange", "PUT /Evidence/7", "{", "2", {"log 306018 /"}),
-};
-INSTANTIATE_TEST_SUITE_P(Changes, EvidenceHandlerTest, ::testing::ValuesIn(kChanges), NameOf);
-
-const Exchange kDeletions[] = {
     On("DeletedUnderTheirNames", "DELETE /Evidence", Deletion("8,7", "right"), "0",
        {"delete evidence 8", "delete evidence 7", "delete values of 8", "delete values of 7", "log 306019 Seven;Eight/",
         History(3, 8), History(3, 7)}),
@@ -64,10 +56,6 @@ const Exchange kDeletions[] = {
     On("OneNotConfirmed", "DELETE /Evidence/7", Deletion("", "201"), "201", {"failed 306019 7  201", History(3, 7)}),
     On("UnreadableDeletion", "DELETE /Evidence/7", "{", "2", {"failed 306019 7  2", History(3, 7)}),
     On("TooManyToDelete", "DELETE /Evidence", Deletion(Numbers(10'001), "right"), "2"),
-};
-INSTANTIATE_TEST_SUITE_P(Deletions, EvidenceHandlerTest, ::testing::ValuesIn(kDeletions), NameOf);
-
-const Exchange kQueries[] = {
     On("ById", "GET /Evidence", R"({"EvidenceQueryReq":{"EvidenceIDS":"8","Filter":{}}})", "0", {"log 306020 /"},
        {.says = R"("Name":"Eight")"}),
     On("APage", "GET /Evidence", R"({"EvidenceQueryReq":{"PageIndex":2,"PageSize":1,"Filter":{}}})", "0",
@@ -76,10 +64,6 @@ const Exchange kQueries[] = {
        {.says = R"("PageIndex":5,"Tot)"}),
     On("UnreadableQuery", "GET /Evidence", "{", "2", {"log 306020 /"}),
     On("Unknown", "GET /Evidence/99", "{}", "9804"),
-};
-INSTANTIATE_TEST_SUITE_P(Queries, EvidenceHandlerTest, ::testing::ValuesIn(kQueries), NameOf);
-
-const Exchange kDictionaries[] = {
     On("DeletingATypeNeedsItsPermission", "DELETE /Evidence/Type/6", "", "", {}, {.denied_on_web = 1425}),
     On("NoTypeHasTheId", "DELETE /Evidence/Type/-1", "", "2", {"log 306013 /"}),
     On("TypeNotStored", "PUT /Evidence/Type/6", R"({"EvidenceType":{"ID":5,"Name":"x"}})", "15", {"name type 6 'x'"},
@@ -95,7 +79,7 @@ const Exchange kDictionaries[] = {
        {"add custom 100 'x' -1", "log 306014 x;x/"}),
     On("UnreadableCustomQuery", "GET /Evidence/Custom", "{", "2"),
 };
-INSTANTIATE_TEST_SUITE_P(Dictionaries, EvidenceHandlerTest, ::testing::ValuesIn(kDictionaries), NameOf);
+INSTANTIATE_TEST_SUITE_P(Routes, EvidenceHandlerTest, ::testing::ValuesIn(kExchanges), NameOf);
 
 TEST_F(HandlerTest, AsManyAsAreAllowedAreDeleted) {
   EXPECT_EQ(CodeOf(Send("DELETE /Evidence", Deletion(Numbers(10'000), "right"))), "0");

@@ -26,7 +26,7 @@ class EvidenceQueryTest : public ManagerTest {
     }
     return Lines(texts);
   }
-  /// Evidences 1 and 2 with a file each; there is a file of nobody.
+  /// Evidences 1 and 2 with a file each; one file has no evidence.
   void PutEvidencesWithFiles() {
     tables_.rows.clear();
     for (const std::int32_t id : {1, 2, -1}) {
@@ -53,7 +53,7 @@ TEST_F(EvidenceQueryTest, OneEvidenceIsNamedFromTheTableAndAListFromTheCache) {
                             "8=1:", "9=-1:text"}));
   tables_.failing = {"read values of 2"};
   EXPECT_EQ(Read(2), Lines({"!The evidence not exists, evidence-id[2].", "0-9804", "n", ""}))
-      << "nobody may take it for whole";
+      << "it must not look complete";
   EXPECT_EQ(Read(-1), Lines({"!Input param error.", "0-2"}));
   tables_.failing.clear();
   std::list<EvidencePtr> evidences;
@@ -85,7 +85,7 @@ TEST_F(EvidenceQueryTest, EachUnlinkNamesTheFilesOfTheEvidencesBeforeToo) {
             Lines({"delete evidence 1", "delete evidence -5", "delete evidence -1", "delete evidence 2",
                    "delete values of 1", "delete values of -5", "delete values of -1", "delete values of 2",
                    "unlink 51 of 1", "delete files of 1", "unlink 51,51,52 of 2", "delete files of 2", "ok"}))
-      << "each once; the files under -1 belong to nobody";
+      << "each once; the files under -1 have no evidence";
   EXPECT_FALSE(manager_.IsLabelCountExceeded(-1, {"new"})) << "its labels are free again";
   // A refused call leaves the files of the rest as they were; the evidences are gone already.
   PutEvidencesWithFiles();

@@ -110,8 +110,8 @@ TEST_F(EvidenceRulesTest, FieldsAtTheirLimits) {
            Case{"no end", 2, [](auto& e) { e.record_end_time.clear(); }, true},
            Case{"unknown upload", 2, [](auto& e) { e.upload_mode = 3; }, true},
            Case{"half a window", 2, [](auto& e) { e.upload_mode = 1, e.upload_begin_time = "b"; }, true},
-           Case{"cameras of 10002 bytes", 2, [](auto& e) { e.releated_camera_ids = "1" + std::string(10'001, ','); },
-                true},
+           Case{"10000 cameras", 0, [](auto& e) { e.releated_camera_ids = Repeated("1,", 10'000); }, true},
+           Case{"10001 cameras", 2, [](auto& e) { e.releated_camera_ids = Repeated("1,", 10'001); }, true},
            Case{"100001 labels", 120005, [](auto& e) { e.label = Repeated("a|", 100'001); }, true},
        }) {
     const auto evidence = Valid(5);
@@ -152,7 +152,7 @@ TEST_F(EvidenceRulesTest, RulesOnTheDevicesOfCameras) {
   }
 }
 
-// Each fault stands before those below it: with all of them from one on, that one is told.
+// Each fault is found before those below it: with all of them from one on, that one is reported.
 TEST_F(EvidenceRulesTest, ChecksOfCreationInTheirOrder) {
   Start();
   for (const auto& [camera, protocol] : {std::pair{1, 1}, {2, 1}, {5, kelp::kRoamlinkProtocol}})
@@ -224,7 +224,7 @@ TEST_F(EvidenceRulesTest, ChecksOfAChangeInTheirOrder) {
     EXPECT_EQ(Changed(wanted), Lines(expected));
     mend();
   }
-  // All labels there may be; its own gives way to the new one, which counts from then on.
+  // All labels there may be; its own is replaced by the new one, which counts from then on.
   auto others = SplitLabels(labels_);
   others.remove("17");
   manager_.UpdateLabelMap(1, others);
@@ -259,7 +259,7 @@ TEST_F(EvidenceRulesTest, ChangedValuesOfAttributes) {
   PutColour("red");
   Start();
   PutEvidence(5, "G");
-  /// Standing and wanted values as "attribute=option:text of its own"; what is listed.
+  /// Current and wanted values as "attribute=option:text of its own"; what is listed.
   const std::tuple<const char*, const char*, Texts> cases[] = {
       {"8=1:", "8=2:", {"13 -1/red -1/blue"}},
       {"8=1:", "8=2:own", {"13 -1/red -1/own"}},
@@ -292,22 +292,24 @@ TEST_F(EvidenceRulesTest, ChangedValuesOfAttributes) {
 TEST_F(EvidenceRulesTest, AnEditOfManyValuesIsTakenAndItsHistoryStaysSmall) {
   Start();
   PutEvidence(5, "G");
-  // Has the values 0 to 999 of one attribute, and gets first to first + count - 1.
-  const auto items = [this](int first, int count) {
+  // Has the values 0 to 999 of one attribute, modulo `period`, and gets first to first + count - 1.
+  const auto items = [this](int first, int count, int period = 1'000'000) {
     tables_.rows["evidence_custom_info"].clear();
     for (int n = 0; n < 1'000; ++n)
-      AddValue(5, 8, 1, std::to_string(n));
+      AddValue(5, 8, 1, std::to_string(n % period));
     const auto wanted = Valid(5);
     wanted->guid = "G", wanted->name = "n", wanted->evidence_status = 1;
     for (int n = first; n < first + count; ++n)
-      wanted->evidence_customs.push_back({8, "x", {{1, std::to_string(n)}}, 0, -1});
+      wanted->evidence_customs.push_back({8, "x", {{1, std::to_string(n % period)}}, 0, -1});
     operation_record record;
     EXPECT_TRUE(manager_.UpdateEvidence(wanted, record));
     return ItemTexts(record);
   };
   EXPECT_EQ(Lines(items(0, 1'000)), "") << "nothing changed";
-  EXPECT_EQ(items(0, 100).size(), 100U * 999) << "each with each, as long as these are not too many";
+  EXPECT_EQ(items(0, 10).size(), 10U * 999) << "each with each, as long as these are not too many";
+  EXPECT_EQ(items(0, 11).size(), 1'000U - 11);
   EXPECT_EQ(Lines(items(2, 1'000)), Lines({"13 -1/0 -1/", "13 -1/1 -1/", "13 -1/ -1/1000", "13 -1/ -1/1001"}));
+  EXPECT_EQ(Lines(items(1, 999, 500)), "13 -1/0 -1/") << "one of two equal values";
 }
 
 TEST_F(EvidenceRulesTest, ATextWithNulIsRefusedBeforeAnythingIsWritten) {
@@ -326,22 +328,49 @@ TEST_F(EvidenceRulesTest, ATextWithNulIsRefusedBeforeAnythingIsWritten) {
   evidence->cad_id = nul;
   operation_record record;
   EXPECT_FALSE(manager_.UpdateEvidence(evidence, record));
-  const auto file = std::make_shared<_tag_EvidenceFile_>();
-  file->file_name = nul;
-  std::list<ErrorPtr> failures;
-  EXPECT_EQ(Did(manager_.UpdateEvidenceFiles(failures, {file}, 5)).substr(0, 3), "!In");
-  const auto filter = std::make_shared<_tag_EvidenceFilterInfo_>();
-  filter->keyword = nul;
+  const std::string refused = Lines({"!Input param error.", "0-2"});
+  (void)Did(true);
+  using F = _tag_EvidenceFile_;
+  for (const auto text : {&F::file_name, &F::file_path, &F::guid, &F::digest}) {
+    const auto file = std::make_shared<F>();
+    (*file).*text = nul;
+    std::list<ErrorPtr> failures;
+    EXPECT_EQ(Did(manager_.UpdateEvidenceFiles(failures, {file}, 5)), refused);
+  }
   std::list<EvidencePtr> found;
   page_info page;
   bool has_more = false;
-  EXPECT_EQ(Did(manager_.QueryEvidences(found, page, has_more, filter, {})), Lines({"!Input param error.", "0-2"}));
-  record = {};
-  record.change_items.emplace_back().before_mod = nul;
-  EXPECT_EQ(Did(manager_.WriteEvidenceLog({{}, record}, "")), Lines({"!Input param error.", "0-2"}));
+  for (const auto text : {&_tag_EvidenceFilterInfo_::guid, &_tag_EvidenceFilterInfo_::keyword}) {
+    const auto filter = std::make_shared<_tag_EvidenceFilterInfo_>();
+    (*filter).*text = nul;
+    EXPECT_EQ(Did(manager_.QueryEvidences(found, page, has_more, filter, {})), refused);
+  }
+  for (const auto text : {&operation_record::user_name, &operation_record::user_ip, &operation_record::dev_name}) {
+    record = {};
+    record.*text = nul;
+    EXPECT_EQ(Did(manager_.WriteEvidenceLog({{}, record}, "")), refused);
+  }
+  for (const auto text : {&change_item::file_name, &change_item::before_mod, &change_item::after_mod}) {
+    record = {};
+    record.change_items.emplace_back().*text = nul;
+    EXPECT_EQ(Did(manager_.WriteEvidenceLog({{}, record}, "")), refused);
+  }
 }
 
-TEST_F(EvidenceRulesTest, AStatusBatchTellsOfEachEvidence) {
+TEST_F(EvidenceRulesTest, ASearchHasItsLimits) {
+  Start();
+  std::list<EvidencePtr> found;
+  page_info page;
+  bool has_more = false;
+  const auto filter = std::make_shared<_tag_EvidenceFilterInfo_>();
+  EXPECT_EQ(Did(manager_.QueryEvidences(found, page, has_more, filter, IdList(100'001, 1))),
+            Lines({"!Input param error, evidences asked for by id: 100001, at most 100000.", "0-2"}));
+  filter->keyword = Repeated("\xC3\xA4", 1'001);
+  EXPECT_EQ(Did(manager_.QueryEvidences(found, page, has_more, filter, {})),
+            Lines({"!Input param error, characters of a keyword: 1001, at most 1000.", "0-2"}));
+}
+
+TEST_F(EvidenceRulesTest, AStatusBatchReportsEachEvidence) {
   Start();
   for (const std::int32_t id : {1, 2, 3})
     PutEvidence(id, "G" + std::to_string(id));
@@ -354,12 +383,12 @@ TEST_F(EvidenceRulesTest, AStatusBatchTellsOfEachEvidence) {
   EXPECT_EQ(Did(manager_.UpdateEvidences(results, batch, records)),
             Lines({"change evidence 1 'G1' 'n' status 0", "change evidence 3 'G3' 'n' status 0", "!Input param error.",
                    "0-2"}));
-  Texts told;
+  Texts reported;
   for (const auto& row : results)
-    told.push_back(scripted::Words(row->id, row->guid, row->name, row->sub_code));
+    reported.push_back(scripted::Words(row->id, row->guid, row->name, row->sub_code));
   for (const auto& record : records)
-    told.push_back(std::to_string(record.evidence_id) + ": " + Lines(ItemTexts(record)));
-  EXPECT_EQ(Lines(told),
+    reported.push_back(std::to_string(record.evidence_id) + ": " + Lines(ItemTexts(record)));
+  EXPECT_EQ(Lines(reported),
             Lines({"1 G1 n 0", "2 G2 n 0", "3 G3 n 15", "4   9804", "-1   2", "1   2", "1: 5 1/ 0/", "3: 5 1/ 0/"}));
 }
 

@@ -17,7 +17,7 @@ const std::string kOnAndOff =
 using FilesHandlerTest = ExchangeTest;
 TEST_P(FilesHandlerTest, AnswersAndCalls) { Play(GetParam()); }
 
-const Exchange kFiles[] = {
+const Exchange kExchanges[] = {
     On("LinkedAndTakenOff", kChange, kOnAndOff, "0",
        {"link 1,3 of 7", "add file 1 'c' of 7", "add file 3 '' of 7", "unlink 2 of 7", "delete file 2",
         "log 306018 Seven/", "log 306021 c;/Seven", History(4, 7, "-1 'c|' '' ''"), "log 306022 f2/Seven",
@@ -35,10 +35,6 @@ const Exchange kFiles[] = {
        {.session = ""}),
     On("NoFiles", kChange, "{}", "2", {}, {.says = R"("FileErrorList":{})"}),
     On("FilesNeedAPermission", kChange, kOn, "10", {}, {.denied = 41}),
-};
-INSTANTIATE_TEST_SUITE_P(Files, FilesHandlerTest, ::testing::ValuesIn(kFiles), NameOf);
-
-const Exchange kAdded[] = {
     On("AllLinked", kAdd, Links("1,2", "8,7,8"), "0",
        Then(Linked({"1", "2"}, 7, "Seven"), Linked({"1", "2"}, 8, "Eight"))),
     On("LinksNeedAPermission", kAdd, Links("1", "7"), "", {}, {.denied = 41}),
@@ -55,11 +51,7 @@ const Exchange kAdded[] = {
        R"({"Request":{"EvidenceList":{"Evidence":[)" + List(Numbers(1'000), R"({"EvidenceID":%})") +
            R"(]},"FileList":{"File":[{"FileID":1,"FileName":")" + std::string(40'000, 'x') + R"("}]}}})",
        "10002"),
-};
-INSTANTIATE_TEST_SUITE_P(Added, FilesHandlerTest, ::testing::ValuesIn(kAdded), NameOf);
-
-// Links of each file become those of the request.
-const Exchange kEqual[] = {
+    // Links of each file become those of the request.
     On("EqualNeedsAPermission", kSet, Links("1", "7"), "", {}, {.denied = 41}),
     On("UnreadableLinks", kSet, "{", "10002"),
     On("AsTheyAre", kSet, Links("1", "7,8"), "0", {}, {.links = {{1, 7}, {1, 8}}}),
@@ -80,6 +72,6 @@ const Exchange kEqual[] = {
        {.says = R"([{"FileID":1,"ErrorCode":9804,"ErrorModule":0},{"F)"}),
     On("TooManyFiles", kSet, Links(Numbers(10'001), "7"), "10002"),
 };
-INSTANTIATE_TEST_SUITE_P(Equal, FilesHandlerTest, ::testing::ValuesIn(kEqual), NameOf);
+INSTANTIATE_TEST_SUITE_P(Routes, FilesHandlerTest, ::testing::ValuesIn(kExchanges), NameOf);
 
 }  // namespace

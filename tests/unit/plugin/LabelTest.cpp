@@ -44,7 +44,7 @@ TEST_F(LabelTest, CountsEvidencesThatCarryALabel) {
 TEST_F(LabelTest, TheLimitIsAboutDistinctLabelsOfOthers) {
   manager_.UpdateLabelMap(1, Numbered(99'999));
   EXPECT_TRUE(Fits({"new"}));
-  EXPECT_FALSE(Fits({"new", "new"})) << "a label that stands twice counts twice";
+  EXPECT_FALSE(Fits({"new", "new"})) << "a label that occurs twice counts twice";
   manager_.AddLabelsToMap(2, "own");
   EXPECT_FALSE(Fits({"new"}));
   EXPECT_TRUE(Fits({"label5", "own"}));

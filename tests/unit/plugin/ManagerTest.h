@@ -68,7 +68,7 @@ class ManagerTest : public ::testing::Test {
     });
     return calls;
   }
-  /// Those calls, the manager's last line of failure, what clients are told, how it ended, and the entries refused.
+  /// Those calls, the manager's last line of failure, the changes for clients, how it ended, and the entries refused.
   std::string Did(bool ok, const std::list<ErrorPtr>& refused = {}) {
     auto texts = TakeCalls();
     std::string failure;
@@ -101,7 +101,7 @@ class ManagerTest : public ::testing::Test {
 
   scripted::Platform platform_;
   scripted::Tables& tables_ = platform_.db->tables;
-  /// What the file manager says.
+  /// What the file manager answers.
   std::string reply_ = kLinked;
   const std::shared_ptr<CEvidenceManager> shared_manager_ = std::make_shared<CEvidenceManager>();
   CEvidenceManager& manager_ = *shared_manager_;

@@ -1,4 +1,4 @@
-// Bodies, key by key: what a request says is what an answer tells. And bodies that no honest client sends.
+// Bodies, key by key: what a request says is what an answer returns. And bodies that no honest client sends.
 
 #include "support/Decoders.h"
 #include "unit/plugin/ServiceTest.h"
@@ -19,7 +19,7 @@ using service_test::Request;
 
 class MessagesTest : public service_test::ServiceTest {
  protected:
-  /// What no answer tells.
+  /// What no answer returns.
   static std::string Unanswered(const Evidence::_tag_Evidence_& e) {
     return Words(e.scene.scene_id, e.outcome.outcome_id, e.add_mode, e.releated_camera_ids, e.upload_mode,
                  e.upload_begin_time, e.upload_end_time, e.record_begin_time, e.record_end_time, e.create_user.id,
@@ -111,8 +111,8 @@ TEST_F(MessagesTest, EvidencesAreAnsweredAsTheyWereSent) {
   ExpectAnswer("evidence_guid_get", pdu_.EncodeEvidenceGUIDGetRsp(response_, "0A-1B"));
 }
 
-TEST_F(MessagesTest, AnswersTellTheNamesThatHoldNow) {
-  const auto told = [this](std::int32_t type_id, std::int32_t creator_id, const std::string& creator_name) {
+TEST_F(MessagesTest, AnswersHaveTheCurrentNames) {
+  const auto reported = [this](std::int32_t type_id, std::int32_t creator_id, const std::string& creator_name) {
     Evidence::_tag_Evidence_ evidence;
     evidence.evidence_type = {type_id, "old name"};
     evidence.create_user = {creator_id, creator_name};
@@ -120,12 +120,12 @@ TEST_F(MessagesTest, AnswersTellTheNamesThatHoldNow) {
     const std::regex names(R"re(.*"EvidenceType":\{"ID":(.*)\},"Desc".*"Creator":\{"ID":(.*)\},"Create.*)re");
     return std::regex_replace(response_, names, "$1 by $2");
   };
-  EXPECT_EQ(told(6, 7, "stored"), R"(6,"Name":"Burglary" by 7,"Name":"account")");
-  EXPECT_EQ(told(9, 8, "stored"), R"(9,"Name":"Deleted type" by 8,"Name":"stored")");
-  EXPECT_EQ(told(0, 8, ""), R"(0 by 8,"Name":"account")");
-  EXPECT_EQ(told(5, 70, "stored"), R"(5,"Name":"" by 70,"Name":"stored")");
+  EXPECT_EQ(reported(6, 7, "stored"), R"(6,"Name":"Burglary" by 7,"Name":"account")");
+  EXPECT_EQ(reported(9, 8, "stored"), R"(9,"Name":"Deleted type" by 8,"Name":"stored")");
+  EXPECT_EQ(reported(0, 8, ""), R"(0 by 8,"Name":"account")");
+  EXPECT_EQ(reported(5, 70, "stored"), R"(5,"Name":"" by 70,"Name":"stored")");
   user_interface_.reset();
-  EXPECT_EQ(told(6, 7, "stored"), R"(6,"Name":"old name" by 7,"Name":"stored")") << "with what is known";
+  EXPECT_EQ(reported(6, 7, "stored"), R"(6,"Name":"old name" by 7,"Name":"stored")") << "with what is known";
   EXPECT_FALSE(pdu_.EncodeEvidenceGetRsp(response_, {}, {}, false, {}, ""));
   EXPECT_EQ(GetLastError(), ErrorCode(0, 1));
 }
@@ -167,7 +167,7 @@ TEST_F(MessagesTest, OtherPluginsAreAnsweredAsTheySent) {
   for (const auto& [evidence, files] : evidences)
     in_order.push_back(evidence);
   ExpectAnswer("api_evidence_get", pdu_.EncodeEvidenceGetRsp(response_, {}, {}, false, in_order, ""));
-  EXPECT_EQ(evidences[2].second.size(), 1U) << "a single file may stand without its list";
+  EXPECT_EQ(evidences[2].second.size(), 1U) << "a single file may come without its list";
 
   auto& files = evidences[0].second;
   files.front()->id = 31;

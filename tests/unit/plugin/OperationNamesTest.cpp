@@ -9,14 +9,13 @@
 #include "impl/Evidence/EvidenceModule.h"
 #include "impl/Evidence/EvidenceSession/EvidenceMgrDB.h"
 #include "impl/Evidence/PrivateAESEncrypt.h"
-#include "support/AuthenticationStub.h"
-#include "unit/plugin/ScriptedPlatform.h"
-#include "usrservice/UsrServiceEvidence.h"
-#include "usrservice/UsrServiceEvidencePDU.h"
+#include "support/Decoders.h"
+#include "unit/plugin/HandlerTest.h"
 
 namespace {
 
 using namespace Evidence;
+using namespace handler_test;
 using Manager = CEvidenceManager;
 using Pdu = CEvidencePduJson;
 using Service = CUsrServiceEvidence;
@@ -49,11 +48,8 @@ struct Sample<std::shared_ptr<T>> {
     }
     if constexpr (std::is_same_v<T, _tag_EvidenceType_>) record->type_name = "t", record->type_id = 5;
     if constexpr (std::is_same_v<T, _tag_EvidenceFile_>) record->evidence_id = 5;
-    if constexpr (std::is_same_v<T, tag_EvidenceCustom_>) {
-      record->custom_name = "c";
-      record->custom_id = 5;
-      record->custom_options = {{1, "o"}};
-    }
+    if constexpr (std::is_same_v<T, _tag_FTPSettings_>) record->password = "p";
+    if constexpr (std::is_same_v<T, tag_EvidenceCustom_>) *record = {5, "c", {{1, "o"}}, 0, -1};
     return record;
   }
 };
@@ -70,70 +66,55 @@ struct Sample<std::map<Key, T>> {
   static std::map<Key, T> Make() { return {{Sample<Key>::Make(), Sample<T>::Make()}}; }
 };
 
-/// A running plugin with the session "s", on a database that fails, has no rows, or has whatever is asked for.
-struct World {
-  class Accounts final : public evidence_test::AuthenticationStub {
-   public:
-    bool known = true;
-    std::shared_ptr<TarnPlatform::Authentication::CUserSession> FindSession(const std::string& session) override {
-      using TarnPlatform::Authentication::CUserSession;
-      return known && session == "s" ? std::make_shared<CUserSession>(7, "alice", "10.0.0.7", 1) : nullptr;
-    }
-  };
-
+/// A running plugin on a database that fails, has no rows, or has the rows of the case; files are never linked.
+struct World : HandlerTest {
   World() {
-    (void)manager->Initialize();
-    (void)service.Init(user_interface);
-    Fails();
-    platform.sink->Clear();
+    SetUp();
+    platform_.comm->answer = nullptr;
+    platform_.sink->Clear();
+    FailsAt("");
   }
-  void Fails() {
-    platform.db->answer = [](const auto&) { return std::nullopt; };
+  void Has(const std::vector<Row>& rows) {
+    platform_.db->answer = [rows](const auto&) { return rows; };
   }
-  void Has(std::vector<Row> rows) {
-    platform.db->answer = [rows](const auto&) { return rows; };
-  }
-  /// Statements with `part` fail; others find a row of every table, but no guid.
+  /// Statements with `part` fail; others find a row of each table, but no guid.
   void FailsAt(const std::string& part) {
-    platform.db->answer = [part](const std::string& sql) -> std::optional<std::vector<Row>> {
+    platform_.db->answer = [part](const std::string& sql) -> std::optional<std::vector<Row>> {
       if (sql.find(part) != std::string::npos) return std::nullopt;
       if (sql.find("WHERE guid") != std::string::npos) return std::vector<Row>();
       if (sql.find("count(*)") != std::string::npos) return std::vector<Row>{{{"count", "0"}}};
       if (sql.starts_with("SELECT NEXTVAL")) return std::vector<Row>{{{"nextval", "9"}}};
-      return std::vector<Row>{{{"ID", "5"}, {"id", "5"}, {"evidence_id", "5"}, {"guid", "h"}, {"custom_id", "8"}}};
+      const Row ids{{"id", "5"}, {"evidence_id", "5"}, {"evidence_type_id", "77"}, {"custom_id", "8"}, {"guid", "h"}};
+      return std::vector<Row>{ids};
     };
   }
-  template <class Object, class Class, class Result, class... Args>
-  static void Call(Object& object, Result (Class::*operation)(Args...)) {
-    std::tuple<std::remove_cvref_t<Args>...> arguments{Sample<std::remove_cvref_t<Args>>::Make()...};
-    std::apply([&](auto&... argument) { (void)(object.*operation)(argument...); }, arguments);
+  void LinksFiles() {
+    platform_.comm->answer = [](const auto&, const auto&, auto& reply) {
+      reply = std::make_shared<CPluginCommData>(evidence_test::kLinked, nullptr, 0);
+    };
   }
-  void Ask(int method, const std::string& path, const std::string& body, const std::string& session = "s") {
-    kelp::SHttpRequest request;
-    request.method_code = method;
-    request.session_id = session;
-    request.request_body = body;
-    if (path.find("/ID") != std::string::npos) request.url_ids = {5};
-    for (const auto& [url, callback] : platform.bus->callbacks)
-      if (url.ends_with(path)) return callback(response, request);
-    ADD_FAILURE() << "no route " << path;
+  /// Calls an operation with a sample of each argument; texts are `text`.
+  template <class Class, class Result, class... Args>
+  void Call(Result (Class::*operation)(Args...), const std::string& text = "{") {
+    auto& object = std::get<Class&>(std::tie(manager_, store_, pdu_, service_));
+    std::tuple<std::remove_cvref_t<Args>...> arguments{Sample<std::remove_cvref_t<Args>>::Make()...};
+    const auto set_text = [&text](auto& argument) {
+      if constexpr (std::is_same_v<decltype(argument), std::string&>) argument = text;
+    };
+    std::apply([&](auto&... argument) { (set_text(argument), ..., (void)(object.*operation)(argument...)); },
+               arguments);
   }
   void Api(void (Service::*handler)(const std::string&, const std::shared_ptr<IPluginCommData>&,
                                     std::shared_ptr<IPluginCommData>&),
            const std::string& text) {
     std::shared_ptr<IPluginCommData> reply;
-    (service.*handler)("url", std::make_shared<CPluginCommData>(text, nullptr, 0), reply);
+    (service_.*handler)("url", std::make_shared<CPluginCommData>(text, nullptr, 0), reply);
   }
+  void TestBody() override {}
 
-  scripted::Platform platform;
-  const std::shared_ptr<Accounts> accounts = std::make_shared<Accounts>();
-  const platform::ScopedBackend<platform::IAuthenticationBackend> accounts_slot{accounts};
-  Store store;
-  const std::shared_ptr<Manager> manager = std::make_shared<Manager>();
-  const std::shared_ptr<CEvidenceUserInterface> user_interface = std::make_shared<CEvidenceUserInterface>(manager);
-  Pdu pdu{user_interface};
-  Service service;
-  kelp::SHttpResponse response;
+  using HandlerTest::manager_, HandlerTest::pdu_, HandlerTest::platform_, HandlerTest::response_, HandlerTest::Send,
+      HandlerTest::service_, HandlerTest::user_interface_;
+  Store store_;
 };
 
 struct Case {
@@ -141,343 +122,191 @@ struct Case {
   std::function<void(World&)> drive;
 };
 
-constexpr char kBatchLink[] =
-    R"({"Request":{"EvidenceList":{"Evidence":[{"EvidenceID":5}]},"FileList":{"File":[{"FileID":1}]}}})";
-constexpr char kBatchUnlink[] = R"({"Request":{"FileList":{"File":[{"FileID":1}]}}})";
-constexpr char kDeletion[] = R"({"EvidenceDeleteReq":{"IDs":"5","UserList":{"User":[{"UserName":"alice"}]}}})";
-constexpr char kNewEvidence[] = R"({"Evidence":{"Guid":"g","Name":"n","Status":1}})";
-constexpr char kEvidenceOfPlugin[] = R"({"Request":{"Evidence":[{"Guid":"g","Name":"refused","Status":1}]}})";
-constexpr char kFtpKeys[] = R"({"FTPSettings":{"Enable":"1","StorageInfo":{"Type":1}}})";
+/// A request on a database on which the statements with `failing` fail.
+Case Asked(const char* operation, const std::string& route, const std::string& body, const std::string& failing = "",
+           const std::string& session = "s") {
+  return {operation, [=](World& w) {
+            w.FailsAt(failing);
+            w.LinksFiles();
+            (void)w.Send(route, body, session);
+          }};
+}
 
-// An operation whose every read and statement fails.
-#define FAILING(object, Class, operation)                                               \
-  Case {                                                                                \
-#Class "::" #operation, [](World & w) { World::Call(w.object, &Class::operation); } \
-  }
-// An operation that is given no cursor.
-#define WITHOUT_CURSOR(operation)              \
-  Case {                                       \
-    "Store::" #operation, [](World& w) {       \
-      w.Has({});                               \
-      w.platform.db->has_cursor = false;       \
-      World::Call(w.store, &Store::operation); \
-    }                                          \
-  }
+const std::string kNewEvidence = R"({"Evidence":{"Guid":"g","Name":"n","Status":1}})";
+const std::string kEvidenceOfPlugin = R"({"Request":{"Evidence":[{"Guid":"g","Name":"refused","Status":1}]}})";
+const std::string kFtpKeys = R"({"FTPSettings":{"Enable":"1","StorageInfo":{"Type":1}}})";
 
+// ROWS(make, x, a, b, ...) is make(x, a) make(x, b) ...; each level of EXPAND rescans four times as often.
+#define EXPAND(...) EXPAND_64(EXPAND_64(EXPAND_64(EXPAND_64(__VA_ARGS__))))
+#define EXPAND_64(...) EXPAND_16(EXPAND_16(EXPAND_16(EXPAND_16(__VA_ARGS__))))
+#define EXPAND_16(...) EXPAND_4(EXPAND_4(EXPAND_4(EXPAND_4(__VA_ARGS__))))
+#define EXPAND_4(...) __VA_ARGS__
+#define PARENTHESES ()
+#define NEXT_ROW() ONE_ROW
+#define ONE_ROW(make, x, operation, ...) make(x, operation) __VA_OPT__(NEXT_ROW PARENTHESES(make, x, __VA_ARGS__))
+#define ROWS(make, x, ...) EXPAND(ONE_ROW(make, x, __VA_ARGS__))
+
+// Operations of a class while every read and statement fails.
+#define FAILING(Class, ...) ROWS(FAILING_ROW, Class, __VA_ARGS__)
+#define FAILING_ROW(Class, operation) {#Class "::" #operation, [](World& w) { w.Call(&Class::operation); }},
+// Operations of the manager while the statements with `part` fail.
+#define FAILING_AT(part, ...) ROWS(FAILING_AT_ROW, part, __VA_ARGS__)
+#define FAILING_AT_ROW(part, operation) \
+  {"Manager::" #operation, [](World& w) { w.FailsAt(part), w.Call(&Manager::operation); }},
+// Operations of the store that are given no cursor.
+#define WITHOUT_CURSOR(...) ROWS(WITHOUT_CURSOR_ROW, Store, __VA_ARGS__)
+#define WITHOUT_CURSOR_ROW(Class, operation) \
+  {"Store::" #operation, [](World& w) { w.Has({}), w.platform_.db->has_cursor = false, w.Call(&Class::operation); }},
+
+// clang-format off
 const Case kCases[] = {
     {"Module::Initialize", [](World&) { (void)CEvidenceModule().Initialize(); }},
     {"Module::LoadMultiLanguage",
-     [](World& w) { w.platform.language->load = false, (void)CEvidenceModule().LoadMultiLanguage(""); }},
+     [](World& w) { w.platform_.language->load = false, (void)CEvidenceModule().LoadMultiLanguage(""); }},
     {"Module::GetDbConnMaxMinNumByServerStandards",
-     [](World&) {
-       int number = 0;
-       (void)CEvidenceModule().GetDbConnMaxMinNumByServerStandards(number, number);
-     }},
+     [](World&) { int n = 0; (void)CEvidenceModule().GetDbConnMaxMinNumByServerStandards(n, n); }},
     {"CTarnCommonFun::CheckConfigPermission", [](World&) { (void)CTarnCommonFun::CheckConfigPermission("", 1); }},
     {"CTarnCommonFun::CheckOperatePermission",
-     [](World& w) { w.platform.permissions->denied_cs = {1}, (void)CTarnCommonFun::CheckOperatePermission("s", 1); }},
+     [](World& w) { w.platform_.permissions->denied_cs = {1}, (void)CTarnCommonFun::CheckOperatePermission("s", 1); }},
     {"PrivateEncrypt::PrivateAESDecrypt",
-     [](World&) {
-       std::string text;
-       (void)PrivateEncrypt::PrivateAESDecrypt(text, "QQ==");
-     }},
-    // Manager
+     [](World& w) { (void)PrivateEncrypt::PrivateAESDecrypt(w.response_, "QQ=="); }},
+
+    FAILING(Manager, UpdateEvidence, GetEvidenceByID, GetEvidenceByIDs, GetEvidenceByGuid, GetEvidencesCount,
+            DelEvidences, InsertEvidenceFiles, UpdateEvidenceFiles, GetEvidenceFilesCount, GetEvidenceFileByFileID,
+            GetEvidenceTypeByName, InsertEvidenceTypes, ModifyEvidenceTypes, DeleteEvidenceTypes,
+            GetEvidenceCustomByName, InsertEvidenceCustoms, ModifyEvidenceCustoms, DeleteEvidenceCustoms, APILinkFile,
+            DecodeLinkFileReq, DeleteFromMap, GetEvidenceLog, GetDataByKey)
+    FAILING_AT("INSERT", AddEvidence, InsertEvidenceFiles)
+    FAILING_AT("UPDATE", UpdateEvidence, UpdateEvidences)
+    FAILING_AT("evidence_option", GetEvidenceByID)
+    FAILING_AT("custom_info", QueryEvidences)
+    FAILING_AT("none", DelEvidences)
     {"Manager::Initialize", [](World&) { (void)Manager().Initialize(); }},
-    {"Manager::Finalize", [](World& w) { w.manager->Finalize(); }},
-    {"Manager::AddEvidence", [](World& w) { (void)w.manager->AddEvidence(std::make_shared<_tag_Evidence_>()); }},
-    {"Manager::AddEvidence", [](World& w) { w.FailsAt("INSERT"), World::Call(*w.manager, &Manager::AddEvidence); }},
+    {"Manager::Finalize", [](World& w) { w.manager_.Finalize(); }},
+    {"Manager::AddEvidence", [](World& w) { (void)w.manager_.AddEvidence(std::make_shared<_tag_Evidence_>()); }},
     {"Manager::HasRoamlinkCamera", [](World&) { (void)Manager::HasRoamlinkCamera("1"); }},
-    {"Manager::IsCamerasInSameDevice", [](World& w) { w.platform.elements->Add(1, -1), (void)Manager::IsCamerasInSameDevice("1"); }},
-    FAILING(manager.operator*(), Manager, UpdateEvidence),
-    {"Manager::UpdateEvidence",
-     [](World& w) { w.FailsAt("UPDATE"), World::Call(*w.manager, &Manager::UpdateEvidence); }},
-    {"Manager::UpdateEvidences",
-     [](World& w) { w.FailsAt("UPDATE"), World::Call(*w.manager, &Manager::UpdateEvidences); }},
-    FAILING(manager.operator*(), Manager, GetEvidenceByID),
-    {"Manager::GetEvidenceByID",
-     [](World& w) { w.FailsAt("evidence_option"), World::Call(*w.manager, &Manager::GetEvidenceByID); }},
-    FAILING(manager.operator*(), Manager, GetEvidenceByIDs),
-    FAILING(manager.operator*(), Manager, GetEvidenceByGuid),
-    FAILING(manager.operator*(), Manager, GetEvidencesCount),
-    FAILING(manager.operator*(), Manager, DelEvidences),
-    {"Manager::DelEvidences", [](World& w) { w.FailsAt("none"), World::Call(*w.manager, &Manager::DelEvidences); }},
-    {"Manager::QueryEvidences", [](World& w) { w.Has({}), World::Call(*w.manager, &Manager::QueryEvidences); }},
-    {"Manager::QueryEvidences",
-     [](World& w) { w.FailsAt("custom_info"), World::Call(*w.manager, &Manager::QueryEvidences); }},
-    FAILING(manager.operator*(), Manager, InsertEvidenceFiles),
-    {"Manager::InsertEvidenceFiles",
-     [](World& w) { w.FailsAt("INSERT"), World::Call(*w.manager, &Manager::InsertEvidenceFiles); }},
-    FAILING(manager.operator*(), Manager, UpdateEvidenceFiles),
-    FAILING(manager.operator*(), Manager, GetEvidenceFilesCount),
-    FAILING(manager.operator*(), Manager, GetEvidenceFileByFileID),
+    {"Manager::IsCamerasInSameDevice",
+     [](World& w) { w.platform_.elements->Add(1, -1), (void)Manager::IsCamerasInSameDevice("1"); }},
+    {"Manager::QueryEvidences", [](World& w) { w.Has({}), w.Call(&Manager::QueryEvidences); }},
     {"Manager::QueryEvidenceFiles",
-     [](World& w) {
-       std::list<EvidenceFilePtr> files;
-       (void)w.manager->QueryEvidenceFiles(files, 5, "", "");
-     }},
-    FAILING(manager.operator*(), Manager, GetEvidenceTypeByName),
-    FAILING(manager.operator*(), Manager, InsertEvidenceTypes),
-    FAILING(manager.operator*(), Manager, ModifyEvidenceTypes),
+     [](World& w) { std::list<EvidenceFilePtr> files; (void)w.manager_.QueryEvidenceFiles(files, 5, "", ""); }},
     {"Manager::InsertEvidenceTypes",
      [](World& w) {
        w.FailsAt("none");
-       w.platform.system_and_log->refused = true;
-       World::Call(*w.manager, &Manager::InsertEvidenceTypes);
+       w.platform_.system_and_log->refused = true;
+       w.Call(&Manager::InsertEvidenceTypes);
      }},
-    FAILING(manager.operator*(), Manager, DeleteEvidenceTypes),
-    FAILING(manager.operator*(), Manager, GetEvidenceCustomByName),
-    FAILING(manager.operator*(), Manager, InsertEvidenceCustoms),
-    FAILING(manager.operator*(), Manager, ModifyEvidenceCustoms),
     {"Manager::ModifyEvidenceCustoms",
      [](World& w) {
        w.FailsAt("none");
-       World::Call(*w.manager, &Manager::InsertEvidenceCustoms);
+       w.Call(&Manager::InsertEvidenceCustoms);
        w.FailsAt("evidence_option");
        const auto custom = Sample<EvidenceCustomPtr>::Make();
        custom->custom_id = 9;
        std::list<ErrorPtr> errors;
-       w.platform.sink->Clear();
-       EXPECT_FALSE(w.manager->ModifyEvidenceCustoms(errors, {custom}));
-       EXPECT_TRUE(w.platform.sink->Has(5, "CEvidenceManager::ModifyEvidenceCustoms]Delete custom option failed"));
+       w.platform_.sink->Clear();
+       EXPECT_FALSE(w.manager_.ModifyEvidenceCustoms(errors, {custom}));
+       EXPECT_TRUE(w.platform_.sink->Has(5, "CEvidenceManager::ModifyEvidenceCustoms]Delete custom option failed"));
      }},
-    FAILING(manager.operator*(), Manager, DeleteEvidenceCustoms),
     {"Manager::GetIncreEvidenceTypes",
-     [](World& w) { w.platform.increments->refused = true, World::Call(*w.manager, &Manager::GetIncreEvidenceTypes); }},
+     [](World& w) { w.platform_.increments->refused = true, w.Call(&Manager::GetIncreEvidenceTypes); }},
     {"Manager::GetIncreEvidenceTypes",
-     [](World& w) {
-       w.platform.increments->changes = {nullptr};
-       World::Call(*w.manager, &Manager::GetIncreEvidenceTypes);
-     }},
+     [](World& w) { w.platform_.increments->changes = {nullptr}, w.Call(&Manager::GetIncreEvidenceTypes); }},
     {"Manager::GetIncreEvidenceCustoms",
-     [](World& w) {
-       w.platform.increments->refused = true, World::Call(*w.manager, &Manager::GetIncreEvidenceCustoms);
-     }},
+     [](World& w) { w.platform_.increments->refused = true, w.Call(&Manager::GetIncreEvidenceCustoms); }},
     {"Manager::AddIncreResource",
-     [](World& w) { w.platform.system_and_log->refused = true, (void)w.manager->AddIncreResource(1, 1, 1); }},
-    FAILING(manager.operator*(), Manager, APILinkFile),
-    FAILING(manager.operator*(), Manager, DecodeLinkFileReq),
-    FAILING(manager.operator*(), Manager, DeleteFromMap),
-    {"Manager::WriteEvidenceLog", [](World& w) { (void)w.manager->WriteEvidenceLog({{}}, ""); }},
-    FAILING(manager.operator*(), Manager, GetEvidenceLog),
-    FAILING(manager.operator*(), Manager, GetDataByKey),
-    // Store
-    {"Store::QueryLastSeqID", [](World& w) { (void)w.store.QueryEvidenceSeqID(); }},
-    FAILING(store, Store, InsertEvidence),
-    FAILING(store, Store, UpdateEvidence),
-    FAILING(store, Store, DeleteEvidences),
-    FAILING(store, Store, DeleteEvidenceTypeInEvidence),
-    FAILING(store, Store, QueryAllEvidences),
-    FAILING(store, Store, GetEvidenceByID),
-    WITHOUT_CURSOR(GetEvidenceByID),
-    FAILING(store, Store, GetEvidenceByGuid),
-    WITHOUT_CURSOR(GetEvidenceByGuid),
-    FAILING(store, Store, GetEvidenceByIDs),
-    FAILING(store, Store, GetEvidencesCount),
-    FAILING(store, Store, GetEvidenceLabel),
-    FAILING(store, Store, UpdateCameraUploadStatus),
-    FAILING(store, Store, UpdateCameraUploadSuccList),
-    FAILING(store, Store, QueryEvidences),
-    FAILING(store, Store, ReadAllEvidenceTypes),
-    FAILING(store, Store, InsertEvidenceTypes),
-    FAILING(store, Store, UpdateEvidenceTypes),
-    FAILING(store, Store, DeleteEvidenceTypes),
-    FAILING(store, Store, QueryEvidenceTypeNameById),
-    FAILING(store, Store, ReadAllEvidenceScenes),
-    FAILING(store, Store, InsertEvidenceScenes),
-    FAILING(store, Store, UpdateEvidenceScenes),
-    FAILING(store, Store, DeleteEvidenceScenes),
-    FAILING(store, Store, QueryEvidenceSceneNameById),
-    FAILING(store, Store, ReadAllEvidenceOutcomes),
-    FAILING(store, Store, InsertEvidenceOutcomes),
-    FAILING(store, Store, UpdateEvidenceOutcomes),
-    FAILING(store, Store, DeleteEvidenceOutcomes),
-    FAILING(store, Store, QueryEvidenceOutcomeNameById),
-    FAILING(store, Store, ReadAllEvidenceCustoms),
-    FAILING(store, Store, InsertEvidenceCustoms),
-    FAILING(store, Store, UpdateEvidenceCustoms),
-    FAILING(store, Store, DeleteEvidenceCustoms),
-    FAILING(store, Store, InsertEvidenceCustomInfo),
-    FAILING(store, Store, UpdateEvidenceCustomInfo),
-    FAILING(store, Store, DeleteEvidenceCustomInfo),
-    FAILING(store, Store, DeleteEvidenceCustomInfoByCustomID),
-    FAILING(store, Store, GetEvidenceCustomByID),
-    WITHOUT_CURSOR(GetEvidenceCustomByID),
-    FAILING(store, Store, QueryEvidenceCustomNameById),
-    FAILING(store, Store, ReadAllCustomOptions),
-    WITHOUT_CURSOR(ReadAllCustomOptions),
-    FAILING(store, Store, InsertOptionsByCustom),
-    FAILING(store, Store, GetOptionsByCustom),
-    WITHOUT_CURSOR(GetOptionsByCustom),
-    FAILING(store, Store, DeleteOptionsByCustom),
-    FAILING(store, Store, InsertOptions),
-    FAILING(store, Store, UpdatetOptions),
-    FAILING(store, Store, DeleteOptions),
+     [](World& w) { w.platform_.system_and_log->refused = true, (void)w.manager_.AddIncreResource(1, 1, 1); }},
+    {"Manager::WriteEvidenceLog", [](World& w) { (void)w.manager_.WriteEvidenceLog({{}}, ""); }},
+
+    FAILING(Store, InsertEvidence, UpdateEvidence, DeleteEvidences, DeleteEvidenceTypeInEvidence, QueryAllEvidences,
+            GetEvidenceByID, GetEvidenceByGuid, GetEvidenceByIDs, GetEvidencesCount, GetEvidenceLabel,
+            UpdateCameraUploadStatus, UpdateCameraUploadSuccList, QueryEvidences, ReadAllEvidenceTypes,
+            InsertEvidenceTypes, UpdateEvidenceTypes, DeleteEvidenceTypes, QueryEvidenceTypeNameById,
+            ReadAllEvidenceScenes, InsertEvidenceScenes, UpdateEvidenceScenes, DeleteEvidenceScenes,
+            QueryEvidenceSceneNameById, ReadAllEvidenceOutcomes, InsertEvidenceOutcomes, UpdateEvidenceOutcomes,
+            DeleteEvidenceOutcomes, QueryEvidenceOutcomeNameById)
+    FAILING(Store, ReadAllEvidenceCustoms, InsertEvidenceCustoms, UpdateEvidenceCustoms, DeleteEvidenceCustoms,
+            InsertEvidenceCustomInfo, UpdateEvidenceCustomInfo, DeleteEvidenceCustomInfo,
+            DeleteEvidenceCustomInfoByCustomID, GetEvidenceCustomByID, QueryEvidenceCustomNameById,
+            ReadAllCustomOptions, InsertOptionsByCustom, GetOptionsByCustom, DeleteOptionsByCustom, InsertOptions,
+            UpdatetOptions, DeleteOptions, InsertEvidenceFiles, DeleteEvidenceFiles, ModiyfEvidenceFileDigest,
+            DeleteEvidenceFilesByEvidenceId, QueryUnRelatedEvidenceFiles, GetEvidenceFilesCount,
+            QueryUnRelatedEvidenceFilesNum, GetEvidenceIDAndFileNameByFileID, GetEvidenceFileByFileID,
+            WriteEvidenceLog, GetEvidenceLog, GetFTPSettings, UpdateFTPSettings)
+    WITHOUT_CURSOR(GetEvidenceByID, GetEvidenceByGuid, GetEvidenceCustomByID, ReadAllCustomOptions, GetOptionsByCustom,
+                   GetFTPSettings)
+    {"Store::QueryLastSeqID", [](World& w) { (void)w.store_.QueryEvidenceSeqID(); }},
     {"Store::GetEvidenceCustomInfo",
      [](World& w) {
        std::map<std::int32_t, std::vector<tag_EvidenceCustom_>> values;
-       (void)w.store.GetEvidenceCustomInfo(values, {5});
+       (void)w.store_.GetEvidenceCustomInfo(values, {5});
      }},
     {"Store::QueryEvidenceFiles",
      [](World& w) {
        std::map<std::int32_t, std::list<EvidenceFilePtr>> files;
-       (void)w.store.QueryEvidenceFiles(files, {5});
+       (void)w.store_.QueryEvidenceFiles(files, {5});
      }},
-    FAILING(store, Store, InsertEvidenceFiles),
-    FAILING(store, Store, DeleteEvidenceFiles),
-    FAILING(store, Store, ModiyfEvidenceFileDigest),
-    FAILING(store, Store, DeleteEvidenceFilesByEvidenceId),
-    FAILING(store, Store, QueryUnRelatedEvidenceFiles),
-    FAILING(store, Store, GetEvidenceFilesCount),
-    FAILING(store, Store, QueryUnRelatedEvidenceFilesNum),
-    FAILING(store, Store, GetEvidenceIDAndFileNameByFileID),
-    FAILING(store, Store, GetEvidenceFileByFileID),
-    FAILING(store, Store, WriteEvidenceLog),
-    FAILING(store, Store, GetEvidenceLog),
-    FAILING(store, Store, GetFTPSettings),
-    WITHOUT_CURSOR(GetFTPSettings),
-    {"Store::GetFTPSettings",
-     [](World& w) { w.Has({{{"password", "QQ=="}}}), World::Call(w.store, &Store::GetFTPSettings); }},
-    FAILING(store, Store, UpdateFTPSettings),
-    // Messages
-    FAILING(pdu, Pdu, DecodeEvidencePostReq),
-    {"Pdu::DecodeEvidencePostReq",
-     [](World& w) {
-       EvidencePtr evidence;
-       (void)w.pdu.DecodeEvidencePostReq(evidence, "unknown", "{}");
-     }},
-    FAILING(pdu, Pdu, DecodeEvidenceIDPutReq),
-    FAILING(pdu, Pdu, DecodeEvidencePutReq),
-    FAILING(pdu, Pdu, DecodeEvidenceGetReq),
-    FAILING(pdu, Pdu, DecodeEvidenceIDGetReq),
-    FAILING(pdu, Pdu, DecodeEvidenceDeleteReq),
-    FAILING(pdu, Pdu, DecodeEvidenceIDDeleteReq),
-    FAILING(pdu, Pdu, EncodeEvidenceGetRsp),
-    FAILING(pdu, Pdu, DecodeEvidenceTypeGetReq),
-    FAILING(pdu, Pdu, DecodeEvidenceTypePutReq),
-    FAILING(pdu, Pdu, DecodeEvidenceTypeIDPutReq),
-    FAILING(pdu, Pdu, DecodeEvidenceSceneGetReq),
-    FAILING(pdu, Pdu, DecodeEvidenceScenePutReq),
-    FAILING(pdu, Pdu, DecodeEvidenceSceneIDPutReq),
-    FAILING(pdu, Pdu, DecodeEvidenceOutcomeGetReq),
-    FAILING(pdu, Pdu, DecodeEvidenceOutcomePutReq),
-    FAILING(pdu, Pdu, DecodeEvidenceOutcomeIDPutReq),
-    FAILING(pdu, Pdu, DecodeEvidenceCustomGetReq),
-    FAILING(pdu, Pdu, DecodeEvidenceCustomPutReq),
-    FAILING(pdu, Pdu, EncodeEvidenceCustomGetRsp),
-    FAILING(pdu, Pdu, DecodeEvidenceIDFilesPostReq),
-    FAILING(pdu, Pdu, DecodeUnrelatedFilesGetReq),
-    FAILING(pdu, Pdu, DecodeUploadCancelReq),
-    FAILING(pdu, Pdu, DecodeUploadStatusGetReq),
-    FAILING(pdu, Pdu, DecodeEvidenceFilesDeleteReq),
-    FAILING(pdu, Pdu, DecodeModifyEvidenceFilesDigestPutReq),
-    FAILING(pdu, Pdu, DecodeWriteEvidenceLogPostReq),
-    FAILING(pdu, Pdu, DecodeFTPSettingsPutReq),
+    {"Store::GetFTPSettings", [](World& w) { w.Has({{{"password", "QQ=="}}}), w.Call(&Store::GetFTPSettings); }},
+
+    FAILING(Pdu, DecodeEvidencePostReq, DecodeEvidenceIDPutReq, DecodeEvidencePutReq, DecodeEvidenceGetReq,
+            DecodeEvidenceIDGetReq, DecodeEvidenceDeleteReq, DecodeEvidenceIDDeleteReq, EncodeEvidenceGetRsp,
+            DecodeEvidenceTypeGetReq, DecodeEvidenceTypePutReq, DecodeEvidenceTypeIDPutReq, DecodeEvidenceSceneGetReq,
+            DecodeEvidenceScenePutReq, DecodeEvidenceSceneIDPutReq, DecodeEvidenceOutcomeGetReq,
+            DecodeEvidenceOutcomePutReq, DecodeEvidenceOutcomeIDPutReq, DecodeEvidenceCustomGetReq,
+            DecodeEvidenceCustomPutReq, EncodeEvidenceCustomGetRsp, DecodeEvidenceIDFilesPostReq,
+            DecodeUnrelatedFilesGetReq, DecodeUploadCancelReq, DecodeUploadStatusGetReq, DecodeEvidenceFilesDeleteReq,
+            DecodeModifyEvidenceFilesDigestPutReq, DecodeWriteEvidenceLogPostReq, DecodeFTPSettingsPutReq,
+            DecodeEvidenceSettingsPutReq, DecodeAPIEvidencePUTReq, DecodeAPIEvidenceTypePostReq,
+            EncodeFTPSettingsGetRsp)
+    {"Pdu::DecodeEvidencePostReq", [](World& w) { w.Call(&Pdu::DecodeEvidencePostReq, "{}"); }},
     {"Pdu::DecodeFTPSettingsPutReq",
-     [](World& w) {
-       FTPSettingsPtr settings;
-       (void)w.pdu.DecodeFTPSettingsPutReq(settings, "s", kFtpKeys);
-     }},
-    FAILING(pdu, Pdu, DecodeEvidenceSettingsPutReq),
-    {"Pdu::EncodeFTPSettingsGetRsp",
-     [](World& w) {
-       const auto settings = std::make_shared<_tag_FTPSettings_>();
-       settings->password = "p";
-       std::string text;
-       (void)w.pdu.EncodeFTPSettingsGetRsp(text, "s", {}, settings);
-     }},
+     [](World& w) { (void)evidence_test::Decode(w.pdu_, &Pdu::DecodeFTPSettingsPutReq, kFtpKeys); }},
     {"Pdu::EncodeEvidenceSettingsGetRsp",
-     [](World& w) {
-       std::string text;
-       (void)w.pdu.EncodeEvidenceSettingsGetRsp(text, "s", {}, nullptr);
-     }},
-    FAILING(pdu, Pdu, DecodeAPIEvidencePUTReq),
-    FAILING(pdu, Pdu, DecodeAPIEvidenceTypePostReq),
+     [](World& w) { (void)w.pdu_.EncodeEvidenceSettingsGetRsp(w.response_, "s", {}, nullptr); }},
     {"Pdu::EncodeAPIEvidencePutRsp",
-     [](World& w) {
-       std::string text;
-       (void)w.pdu.EncodeAPIEvidencePutRsp(text, {}, {{nullptr, {}}});
-     }},
+     [](World& w) { (void)w.pdu_.EncodeAPIEvidencePutRsp(w.response_, {}, {{nullptr, {}}}); }},
     {"Pdu::EncodeAPIEvidenceTypePostRsp",
-     [](World& w) {
-       std::string text;
-       (void)w.pdu.EncodeAPIEvidenceTypePostRsp(text, {}, {}, {nullptr});
-     }},
-    {"Pdu::UpdateEvidenceInfo",
-     [](World& w) {
-       std::string text;
-       (void)w.pdu.EncodeEvidencePostRsp(text, {}, std::make_shared<_tag_Evidence_>());
-     }},
-    // Service
-    {"Service::Init", [](World& w) { (void)w.service.Init(w.user_interface); }},
+     [](World& w) { (void)w.pdu_.EncodeAPIEvidenceTypePostRsp(w.response_, {}, {}, {nullptr}); }},
+    {"Pdu::UpdateEvidenceInfo", [](World& w) { w.Call(&Pdu::EncodeEvidencePostRsp); }},
+
+    FAILING(Service, ParseEvidenceLog, ParsePutEvidenceLog, DelEvidenceLog)
+    {"Service::Init", [](World& w) { (void)w.service_.Init(w.user_interface_); }},
     {"Service::RegisterUrlToPlatform",
-     [](World& w) { w.platform.adapter->bus = nullptr, (void)w.service.Init(w.user_interface); }},
+     [](World& w) { w.platform_.adapter->bus = nullptr, (void)w.service_.Init(w.user_interface_); }},
     {"Service::RegisterAPI",
-     [](World& w) { w.platform.adapter->bus = nullptr, (void)w.service.Init(w.user_interface); }},
+     [](World& w) { w.platform_.adapter->bus = nullptr, (void)w.service_.Init(w.user_interface_); }},
     {"Service::UnRegisterAPI",
-     [](World& w) { w.platform.comm->refused = {"/API/Evidence/V1/Evidence"}, w.service.UnInit(); }},
-    {"Service::Evidence_Evidence", [](World& w) { w.Ask(1, "/V1/Evidence", "{}"); }},
-    {"Service::Evidence_Evidence_ID_Files", [](World& w) { w.Ask(2, "/V1/Evidence/ID/Files", "{}"); }},
-    {"Service::Evidence_FilesBatchLinkEvidences", [](World& w) { w.Ask(3, "/BatchLinks", "{}"); }},
-    {"Service::ProcEvidencePost",
-     [](World& w) { w.FailsAt("operation_log"), w.Ask(2, "/V1/Evidence", kNewEvidence); }},
-    {"Service::ProcEvidencePut", [](World& w) { w.Ask(1, "/V1/Evidence", "{}", "unknown"); }},
-    {"Service::ProcEvidenceIDPut",
-     [](World& w) { w.FailsAt("operation_log"), w.Ask(1, "/V1/Evidence/ID", kNewEvidence); }},
-    {"Service::ProcEvidenceDelete", [](World& w) { w.Ask(3, "/V1/Evidence", kDeletion); }},
-    {"Service::ProcEvidenceDelete",
-     [](World& w) {
-       std::string ids;
-       for (int n = 0; n < 10'001; ++n)
-         ids += "1,";
-       w.Ask(3, "/V1/Evidence", R"({"EvidenceDeleteReq":{"IDs":")" + ids + "\"}}");
-     }},
-    {"Service::ProcEvidenceIDDelete", [](World& w) { w.Ask(3, "/V1/Evidence/ID", kDeletion); }},
-    {"Service::CheckUsersDelEvidencePerm", [](World& w) { w.Ask(3, "/V1/Evidence/ID", "{}"); }},
-    {"Service::ProcEvidenceCustomGet", [](World& w) { w.Ask(4, "/Evidence/Custom", "{"); }},
-    {"Service::ProcEvidenceCustomPut", [](World& w) { w.Ask(1, "/Evidence/Custom", "{"); }},
-    {"Service::ProcEvidenceIDFilesPost",
-     [](World& w) {
-       w.FailsAt("operation_log");
-       w.platform.comm->answer = [](const auto&, const auto&, auto& reply) {
-         reply = std::make_shared<CPluginCommData>(R"({"ResponseStatus":{"ErrorModule":0,"ErrorCode":0}})", nullptr, 0);
-       };
-       w.Ask(2, "/V1/Evidence/ID/Files", R"({"FileList":{"File":[{"ID":1,"FileName":"f"}]}})");
-     }},
-    {"FileBatchLinkDecode", [](World& w) { w.Ask(2, "/BatchLinks", "{"); }},
-    {"Service::FileBatchLinkEvidencesPOST", [](World& w) { w.Ask(2, "/BatchLinks", "{}"); }},
-    {"Service::FileBatchLinkEvidencesPUT", [](World& w) { w.Ask(1, "/BatchLinks", kBatchLink); }},
-    {"Service::FileBatchLinkEvidencesPUT", [](World& w) { w.Ask(1, "/BatchLinks", kBatchUnlink); }},
-    {"Service::FilesBatchLinkEvidence",
-     [](World& w) {
-       w.FailsAt("operation_log");
-       w.platform.comm->answer = [](const auto&, const auto&, auto& reply) {
-         reply = std::make_shared<CPluginCommData>(R"({"ResponseStatus":{"ErrorModule":0,"ErrorCode":0}})", nullptr, 0);
-       };
-       w.Ask(2, "/BatchLinks", kBatchLink);
-     }},
-    {"Service::WriteLog", [](World& w) { (void)w.service.WriteLog("s", 1, 1, std::string("refused"), {}, ""); }},
-    {"Service::ParseEvidenceLog",
-     [](World& w) {
-       std::vector<operation_record> records;
-       (void)w.service.ParseEvidenceLog(records, {}, 1, std::make_shared<_tag_Evidence_>(), "unknown");
-     }},
-    {"Service::ParsePutEvidenceLog",
-     [](World& w) {
-       operation_record record;
-       (void)w.service.ParsePutEvidenceLog(record, 1, "unknown");
-     }},
-    {"Service::DelEvidenceLog",
-     [](World& w) {
-       std::vector<operation_record> records;
-       (void)w.service.DelEvidenceLog(records, 3, {}, "unknown");
-     }},
-    {"Service::ProcOperationLogPost", [](World& w) { w.Ask(2, "/Evidence/OperationLog", R"({"OperationLog":[{}]})"); }},
-    {"ProcRequestSTDFlow", [](World& w) { w.Ask(2, "/Evidence/OperationLog", "{"); }},
+     [](World& w) { w.platform_.comm->refused = {"/API/Evidence/V1/Evidence"}, w.service_.UnInit(); }},
+    {"Service::WriteLog", [](World& w) { (void)w.service_.WriteLog("s", 1, 1, std::string("refused"), {}, ""); }},
     {"Service::Evidence_Evidence_API", [](World& w) { w.Api(&Service::Evidence_Evidence_API, "{}"); }},
     {"Service::Evidence_Evidence_API",
-     [](World& w) { w.FailsAt("evidence.evidence WHERE guid"), w.Api(&Service::Evidence_Evidence_API, kEvidenceOfPlugin); }},
+     [](World& w) { w.FailsAt("evidence WHERE guid"), w.Api(&Service::Evidence_Evidence_API, kEvidenceOfPlugin); }},
     {"Service::Evidence_Evidence_Type_API", [](World& w) { w.Api(&Service::Evidence_Evidence_Type_API, "{}"); }},
+    Asked("Service::Evidence_Evidence", "PUT /Evidence", "{}"),
+    Asked("Service::Evidence_Evidence_ID_Files", "POST /Evidence/5/Files", "{}"),
+    Asked("Service::Evidence_FilesBatchLinkEvidences", "DELETE /Evidence/Files/BatchLinks", "{}"),
+    Asked("Service::ProcEvidencePost", "POST /Evidence", kNewEvidence, "operation_log"),
+    Asked("Service::ProcEvidencePut", "PUT /Evidence", "{}", "", "unknown"),
+    Asked("Service::ProcEvidenceIDPut", "PUT /Evidence/5", kNewEvidence, "operation_log"),
+    Asked("Service::ProcEvidenceDelete", "DELETE /Evidence", Deletion("5", "201")),
+    Asked("Pdu::DecodeEvidenceGetReq", "GET /Evidence",
+          R"({"EvidenceQueryReq":{"EvidenceIDS":")" + Numbers(100'001) + "\"}}"),
+    Asked("Pdu::DecodeEvidenceDeleteReq", "DELETE /Evidence", Deletion(Numbers(10'001), "201")),
+    Asked("Service::ProcEvidenceIDDelete", "DELETE /Evidence/5", Deletion("5", "201")),
+    Asked("Service::CheckUsersDelEvidencePerm", "DELETE /Evidence/5", "{}"),
+    Asked("Service::ProcEvidenceCustomGet", "GET /Evidence/Custom", "{"),
+    Asked("Service::ProcEvidenceCustomPut", "PUT /Evidence/Custom", "{"),
+    Asked("Service::ProcEvidenceIDFilesPost", "POST /Evidence/5/Files",
+          R"({"FileList":{"File":[{"ID":1,"FileName":"f"}]}})", "operation_log"),
+    Asked("FileBatchLinkDecode", "POST /Evidence/Files/BatchLinks", "{"),
+    Asked("Service::FileBatchLinkEvidencesPOST", "POST /Evidence/Files/BatchLinks", "{}"),
+    Asked("Service::FileBatchLinkEvidencesPUT", "PUT /Evidence/Files/BatchLinks", Links("1", "5")),
+    Asked("Service::FileBatchLinkEvidencesPUT", "PUT /Evidence/Files/BatchLinks", Links("1")),
+    Asked("Service::FilesBatchLinkEvidence", "POST /Evidence/Files/BatchLinks", Links("1", "5"), "operation_log"),
+    Asked("Service::ProcOperationLogPost", "POST /Evidence/OperationLog", R"({"OperationLog":[{}]})"),
+    Asked("ProcRequestSTDFlow", "POST /Evidence/OperationLog", "{"),
 };
+// clang-format on
 
 /// The name as the log has it.
 std::string FullName(const std::string& operation) {
@@ -500,7 +329,7 @@ TEST(OperationNames, EachLineCarriesTheNameOfItsOperation) {
     World world;
     drive(world);
     std::set<std::string> named;
-    for (const auto& line : world.platform.sink->Lines()) {
+    for (const auto& line : world.platform_.sink->Lines()) {
       if (!line.tag.starts_with("casefile.s")) continue;
       const auto name = line.text.substr(1, line.text.find(']') - 1);
       EXPECT_TRUE(all.contains(name)) << name << " is no operation: " << line.text.substr(0, 200);

@@ -27,20 +27,20 @@ TEST_F(RoutesTest, EveryPathIsRemovedAndTypesCarryTheCapability) {
 // For no id, one and two: the codes of methods 0 to 5, with "!" where an answer is written.
 TEST_F(RoutesTest, MethodsAndNumbersOfIdsAreCheckedAndWithoutAUserInterfaceOnlySomeAnswer) {
   service_.Init(std::weak_ptr<Evidence::CEvidenceUserInterface>());
-  std::string told;
+  std::string reported;
   for (const auto& [url, callback] : platform_.bus->callbacks) {
     if (!url.starts_with(kBase)) continue;
-    told += "\n" + url.substr(kBase.size());
+    reported += "\n" + url.substr(kBase.size());
     for (const auto& ids : {std::vector<std::int32_t>(), {7}, {7, 8}}) {
-      told += " |";
+      reported += " |";
       for (int method = 0; method <= 5; ++method) {
         Orv::Base::Error::SetLastError({});
         const bool answered = !Call(url.substr(kBase.size()), method, ids, Links("1", "7")).empty();
-        told += " " + std::to_string(GetLastError().SubCode()) + (answered ? "!" : "");
+        reported += " " + std::to_string(GetLastError().SubCode()) + (answered ? "!" : "");
       }
     }
   }
-  EXPECT_EQ(told, R"(
+  EXPECT_EQ(reported, R"(
 V1/Evidence | 0 1 1 1 1 0 | 0 1 1 1 1 0 | 0 1 1 1 1 0
 V1/Evidence/Custom | 6 1 6 6 1 6 | 6 1 6 6 1 6 | 6 1 6 6 1 6
 V1/Evidence/ID | 2! 2! 2! 2! 2! 2! | 0 1 8! 1 1 0 | 2! 2! 2! 2! 2! 2!
@@ -51,6 +51,31 @@ V2/Evidence/Files/BatchLinks | 0 1 1! 8! 8! 0 | 0 1 1! 8! 8! 0 | 0 1 1! 8! 8! 0
 V2/Evidence/GUID | 0 8! 8! 8! 0! 0 | 0 8! 8! 8! 0! 0 | 0 8! 8! 8! 0! 0
 V2/Evidence/ID/OperationLog | 0 8! 1! 8! 2! 0 | 0 8! 1! 8! 1! 0 | 0 8! 1! 8! 2! 0
 V2/Evidence/OperationLog | 0 8! 1! 8! 2! 0 | 0 8! 1! 8! 1! 0 | 0 8! 1! 8! 2! 0)");
+}
+
+// For each path: whether the last error is cleared, then the levels of what PUT, POST, DELETE and GET log of
+// themselves.
+TEST_F(RoutesTest, DispatchersClearTheLastErrorAndLogRequests) {
+  std::string reported;
+  for (const auto& [url, callback] : platform_.bus->callbacks) {
+    if (!url.starts_with(kBase)) continue;
+    const auto path = url.substr(kBase.size());
+    Orv::Base::Error::SetLastError({0, 77});
+    Call(path, 0, {7});
+    std::string levels = GetLastError().SubCode() == 77 ? " kept" : "";
+    for (int method = 1; method <= 4; ++method) {
+      platform_.sink->Clear();
+      Call(path, method, {7}, "{");
+      levels += " ";
+      for (const auto& [level, tag, text] : platform_.sink->Lines())
+        if (text.find(" json [{]") + 1 + text.find("link evidence, r") + 1 != 0) levels += std::to_string(level);
+    }
+    if (levels.find_first_not_of(' ') != std::string::npos) reported += "\n" + path + levels;
+  }
+  EXPECT_EQ(reported, R"(
+V1/Evidence 3 3  3
+V1/Evidence/ID/Files  3  
+V2/Evidence/Files/BatchLinks kept 32 32 32 32)");
 }
 
 TEST_F(RoutesTest, RequestLinesSpareTheDeletion) {
@@ -65,7 +90,8 @@ TEST_F(RoutesTest, RequestLinesSpareTheDeletion) {
 TEST_F(RoutesTest, FaultsGetAPair) {
   platform_.db->throws = "broken";
   EXPECT_EQ(CodeOf(Send("GET /Evidence/7", "{}")), "1");
-  EXPECT_TRUE(platform_.sink->Has(5, "]Unexpected exception: broken.["));
+  EXPECT_TRUE(
+      platform_.sink->Has(5, "[Evidence::CUsrServiceEvidence::Evidence_Evidence_ID]Unexpected exception: broken.["));
   const auto orphan = std::make_shared<Evidence::CEvidenceUserInterface>(std::weak_ptr<Evidence::CEvidenceManager>());
   service_.Init(orphan);
   const std::string answer = Send("PUT /Evidence/Type", "{}");

@@ -33,8 +33,8 @@ inline void NoteCall(Calls& calls, std::string call) {
 /// The values of a row by their columns, in small letters.
 using Row = std::map<std::string, std::string>;
 
-/// A statement that the store sends, with columns in braces where values stand, and the call that is noted for it. Of
-/// an INSERT the table is enough.
+/// A statement that the store sends, with columns in braces in the place of values, and the call that is noted for it.
+/// Of an INSERT the table is enough.
 struct Shape {
   const char* statement;
   const char* call;

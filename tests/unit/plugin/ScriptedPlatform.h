@@ -11,6 +11,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "Backend.h"
@@ -132,16 +133,9 @@ struct Language final : kelp::IMultiLanguageMgr, Noting {
   }
 };
 
-struct Registration {
-  std::string url;
-  int method_code;
-  int route_mode;
-  std::string capability;
-};
-
 struct Bus final : kelp::IMsgBus, Noting {
   using Noting::Noting;
-  std::vector<Registration> registrations;
+  std::vector<std::tuple<std::string, int, int, std::string>> registrations;  ///< url, method, mode and capability
   std::vector<std::string> removed;
   std::map<std::string, kelp::UrlCallback> callbacks;
   bool RegisterUrl(const std::string& url, int method, int mode, const kelp::UrlCallback& callback) override {
@@ -150,7 +144,7 @@ struct Bus final : kelp::IMsgBus, Noting {
   bool RegisterUrlWithCapability(const std::string& url, int method, int mode, const kelp::UrlCallback& callback,
                                  const std::string& capability) override {
     if (registrations.empty()) Note("routes");
-    registrations.push_back({url, method, mode, capability});
+    registrations.emplace_back(url, method, mode, capability);
     callbacks[url] = callback;
     return true;
   }

@@ -108,14 +108,9 @@ class Accounts final : public evidence_test::AuthenticationStub {
 class ServiceTest : public evidence_test::ManagerTest {
  protected:
   void SetUp() override {
-    for (const auto& [id, name] : {std::pair("7", "Seven"), {"8", "Eight"}, {"9", "Nine"}, {"11", "Eleven"}}) {
-      tables_.Add("evidence", {{"id", id},
-                               {"name", name},
-                               {"guid", "G" + std::string(id)},
-                               {"evidence_status", "1"},
-                               {"evidence_type_id", "-1"},
-                               {"scene_id", "-1"},
-                               {"outcome_id", "-1"}});
+    for (const auto& [id, name] : {std::pair(7, "Seven"), {8, "Eight"}, {9, "Nine"}, {11, "Eleven"}}) {
+      PutEvidence(id, "G" + std::to_string(id),
+                  {{"name", name}, {"evidence_type_id", "-1"}, {"scene_id", "-1"}, {"outcome_id", "-1"}});
     }
     tables_.Add("evidence_type", {{"id", "0"}, {"name", "Other"}});
     tables_.Add("evidence_type", {{"id", "6"}, {"name", "Burglary"}});

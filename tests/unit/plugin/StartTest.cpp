@@ -76,7 +76,7 @@ TEST_F(StartTest, ConnectionNumbersComeFromTheFileByTheServersSize) {
   for (const auto& [xml, data, standard, numbers] : {
            Case{kLimits, nullptr, 2, "11 12"}, Case{kLimits, nullptr, std::nullopt, "21 22"},
            Case{kLimits, nullptr, 3, "3 10"}, Case{kLimits, nullptr, 4, "5 10"}, Case{kLimits, nullptr, 0, "5 10"},
-           Case{"", kLimits, 1, "21 22"},  // the other file stands in for a missing or empty one
+           Case{"", kLimits, 1, "21 22"},  // the other file replaces a missing or empty one
            Case{nullptr, "", 1, "5 10"}, Case{kOneLine, nullptr, 1, "7 10"},
            Case{kCut, nullptr, 1, "5 10"},  // what follows the last line feed is not part of the text
        }) {
@@ -91,7 +91,7 @@ TEST_F(StartTest, ConnectionNumbersComeFromTheFileByTheServersSize) {
   }
 }
 
-TEST_F(StartTest, FailuresAreToldAndLeaveNothingOpen) {
+TEST_F(StartTest, FailuresAreReportedAndLeaveNothingOpen) {
   using scripted::Platform;
   struct Case {
     std::function<void(Platform&)> script;

@@ -1,4 +1,4 @@
-#include "usrservice/pdu/PduFrame.h"
+#include "usrservice/pdu/PduEnvelope.h"
 
 namespace pdu {
 

@@ -1,7 +1,0 @@
-#include "support/ThrowawayPostgres.h"
-
-namespace {
-
-const auto* const kPostgres = testing::AddGlobalTestEnvironment(new evidence_test::PostgresEnvironment);
-
-}  // namespace
