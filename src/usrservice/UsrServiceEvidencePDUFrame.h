@@ -81,8 +81,8 @@ void ReadNumbers(Record& record, const kelp::CRapidJsonProto& proto, const std::
     record.*field = proto.get_int_v(path + name, -1);
 }
 
-/// Appends the ids of a comma list; a piece that is no number is 0. More than `limit` are refused with (0, 2) as soon as
-/// they are counted, and none are left.
+/// Appends the ids of a comma list; a piece that is no number is 0. More than `limit` are refused with (0, 2) as soon
+/// as they are counted, and none are left.
 [[nodiscard]] bool ReadIds(IdList& ids, const kelp::CRapidJsonProto& proto, const std::string& path,
                            const Limits::Limit& limit, Operation operation = Operation::current());
 
