@@ -43,18 +43,46 @@ std::uint64_t AnnouncedLength(MHD_Connection& connection) {
   return length;
 }
 
-/// Whether the request gives its length in more than one way. A proxy in front of this host might use the other one,
-/// and treat the rest of the body as another request.
-bool IsLengthAmbiguous(MHD_Connection& connection) {
-  int given = Header(connection, MHD_HTTP_HEADER_TRANSFER_ENCODING) ? 1 : 0;
+/// Whether `name` is a token (RFC 9110, 5.6.2). The library keeps a blank before the colon as a part of the name.
+bool IsToken(std::string_view name) {
+  constexpr std::string_view kMarks = "!#$%&'*+-.^_`|~";
+  return !name.empty() && std::ranges::all_of(name, [kMarks](char c) {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+           kMarks.find(c) != std::string_view::npos;
+  });
+}
+
+/// What a head is judged by.
+struct Head {
+  bool has_odd_name = false;
+  int lengths = 0;
+  int hosts = 0;
+};
+
+Head ReadHead(MHD_Connection& connection) {
+  Head head;
   MHD_get_connection_values(
       &connection, MHD_HEADER_KIND,
-      [](void* count, MHD_ValueKind, const char* name, const char*) {
-        if (strcasecmp(name, MHD_HTTP_HEADER_CONTENT_LENGTH) == 0) ++*static_cast<int*>(count);
+      [](void* context, MHD_ValueKind, const char* name, const char*) {
+        auto& seen = *static_cast<Head*>(context);
+        if (!IsToken(name)) seen.has_odd_name = true;
+        if (strcasecmp(name, MHD_HTTP_HEADER_CONTENT_LENGTH) == 0) ++seen.lengths;
+        if (strcasecmp(name, MHD_HTTP_HEADER_HOST) == 0) ++seen.hosts;
         return MHD_YES;
       },
-      &given);
-  return given > 1;
+      &head);
+  if (Header(connection, MHD_HTTP_HEADER_TRANSFER_ENCODING)) ++head.lengths;
+  return head;
+}
+
+/// Why a head must not be served; null when it may. A proxy in front of this host might read it in another way, and
+/// treat the rest of the body as another request.
+const char* HeadFault(MHD_Connection& connection, std::string_view version) {
+  const Head head = ReadHead(connection);
+  if (head.has_odd_name) return "invalid header name";
+  if (head.lengths > 1) return "ambiguous body length";
+  const bool needs_host = version == MHD_HTTP_VERSION_1_1;
+  return head.hosts > 1 || (needs_host && head.hosts == 0) ? "Host must be given once" : nullptr;
 }
 
 const MHD_ConnectionInfo* Info(MHD_Connection& connection, MHD_ConnectionInfoType type) {
@@ -121,10 +149,10 @@ struct HttpServer::Exchange {
 
 /// The callbacks of libmicrohttpd, which no exception may leave.
 struct HttpCallbacks {
-  static MHD_Result Access(void* server, MHD_Connection* connection, const char* path, const char* method, const char*,
-                           const char* data, std::size_t* size, void** context) {
+  static MHD_Result Access(void* server, MHD_Connection* connection, const char* path, const char* method,
+                           const char* version, const char* data, std::size_t* size, void** context) {
     auto* const self = static_cast<HttpServer*>(server);
-    const auto access = [&] { return self->Access(*connection, path, method, data, *size, *context); };
+    const auto access = [&] { return self->Access(*connection, {method, path, version}, data, *size, *context); };
     const auto dropped = [](const char* /*reason*/) {
       LogHost(kLogFailure, "a request was dropped: out of memory");
       return false;
@@ -193,9 +221,9 @@ bool HttpServer::Start(int listen_fd) {
   return daemon_ != nullptr;
 }
 
-bool HttpServer::Access(MHD_Connection& connection, const char* path, const char* method, const char* data,
-                        std::size_t& size, void*& context) {
-  if (context == nullptr) return Begin(connection, path, method, context);
+bool HttpServer::Access(MHD_Connection& connection, const RequestLine& line, const char* data, std::size_t& size,
+                        void*& context) {
+  if (context == nullptr) return Begin(connection, line, context);
   const auto& exchange = *static_cast<std::shared_ptr<Exchange>*>(context);
   if (size != 0) {
     const std::string_view taken(data, std::exchange(size, 0));
@@ -208,10 +236,10 @@ bool HttpServer::Access(MHD_Connection& connection, const char* path, const char
   return Answer(*exchange);
 }
 
-bool HttpServer::Begin(MHD_Connection& connection, const char* path, const char* method, void*& context) {
+bool HttpServer::Begin(MHD_Connection& connection, const RequestLine& line, void*& context) {
   auto exchange = std::make_shared<Exchange>();
   exchange->connection = &connection;
-  exchange->line = std::string(method) + " " + path;
+  exchange->line = std::string(line.method) + " " + line.path;
   deadlines_.Set(Descriptor(connection), options_.read_timeout);
   context = new std::shared_ptr<Exchange>(exchange);
   bool stopping = false;
@@ -224,12 +252,12 @@ bool HttpServer::Begin(MHD_Connection& connection, const char* path, const char*
     exchange->answer = ErrorAnswer(MHD_HTTP_REQUEST_HEADER_FIELDS_TOO_LARGE, "header too large");
     return Answer(*exchange);
   }
-  if (IsLengthAmbiguous(connection)) {
-    exchange->answer = ErrorAnswer(MHD_HTTP_BAD_REQUEST, "ambiguous body length");
+  if (const char* const fault = HeadFault(connection, line.version)) {
+    exchange->answer = ErrorAnswer(MHD_HTTP_BAD_REQUEST, fault);
     return Answer(*exchange);
   }
   if (stopping) return Admit(*exchange, ErrorAnswer(MHD_HTTP_SERVICE_UNAVAILABLE, "stopping"));
-  return Admit(*exchange, admission_({method, path, Header(connection, MHD_HTTP_HEADER_AUTHORIZATION),
+  return Admit(*exchange, admission_({line.method, line.path, Header(connection, MHD_HTTP_HEADER_AUTHORIZATION),
                                       ClientAddress(connection)}));
 }
 

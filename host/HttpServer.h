@@ -90,9 +90,13 @@ class HttpServer {
   friend struct HttpCallbacks;
 
   // One request, in order; false closes the connection.
-  bool Access(MHD_Connection& connection, const char* path, const char* method, const char* data, std::size_t& size,
-              void*& context);
-  bool Begin(MHD_Connection& connection, const char* path, const char* method, void*& context);
+  struct RequestLine {
+    const char* method;
+    const char* path;
+    const char* version;
+  };
+  bool Access(MHD_Connection& connection, const RequestLine& line, const char* data, std::size_t& size, void*& context);
+  bool Begin(MHD_Connection& connection, const RequestLine& line, void*& context);
   bool Admit(Exchange& exchange, std::variant<HttpAnswer, HttpTask> verdict);
   bool Take(Exchange& exchange, std::string_view data);
   bool Dispatch(const std::shared_ptr<Exchange>& exchange);

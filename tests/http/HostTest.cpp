@@ -24,6 +24,8 @@ constexpr std::size_t kBodyLimit = 100'000;
 const std::string kNoSession = R"(401 {"Error":"no session"})";
 const std::string kNoPath = R"(404 {"Error":"no such path"})";
 const std::string kTooLarge = R"(413 {"Error":"body too large"})";
+const std::string kOddHeader = R"(400 {"Error":"invalid header name"})";
+const std::string kNoHost = R"(400 {"Error":"Host must be given once"})";
 const std::string kAmbiguous = R"(400 {"Error":"ambiguous body length"})";
 const std::string kNoMethod = R"(405 {"Error":"method not allowed"})";
 const std::string kWrongLogin = R"(401 {"Error":"wrong user name or password"})";
@@ -108,6 +110,11 @@ TEST_F(HttpFrontTest, EachRequestHasItsAnswer) {
       {RequestText("PUT", "/Unknown", session_, Get("/live")) + Get("/Echo"), kNoPath + ", 200 4 []", 2},
       {Put("Content-Length: 3\r\nContent-Length: 4\r\n\r\nabcd"), kAmbiguous + ", closed", 2},
       {Put("content-length: 3\r\n" + Chunks("a")), kAmbiguous + ", closed", 2},
+      {Put("Content-Length : 18\r\n\r\nGET /live HTTP/1.1\r\n\r\n"), kOddHeader + ", closed", 2},
+      {Put("X\x01: 1\r\n\r\n"), kOddHeader + ", closed", 2},
+      {"GET /live HTTP/1.1\r\n\r\n", kNoHost + ", closed", 2},
+      {"GET /live HTTP/1.1\r\nHost: a\r\nHost: b\r\n\r\n", kNoHost + ", closed", 2},
+      {"GET /live HTTP/1.0\r\n\r\n", R"(200 {"Status":"live"}, closed)", 2},
       {Put("Content-Length: 10\r\n\r\nnot whole"), "closed"},
       {WithHeaderOf(16'000), R"(200 {"Status":"live"})"},
       {WithHeaderOf(17'000), R"(431 {"Error":"header too large"})"},
