@@ -81,7 +81,7 @@ Places& AllPlaces() {
 Turn::Turn(TurnKind kind, std::vector<std::int64_t> ids, std::chrono::milliseconds patience)
     : kind_(kind), ids_(std::move(ids)) {
   std::ranges::sort(ids_);
-  ids_.erase(std::ranges::unique(ids_).begin(), ids_.end());
+  ids_.erase(std::unique(ids_.begin(), ids_.end()), ids_.end());
   const auto deadline = Clock::now() + patience;
   std::size_t taken = 0;
   try {
