@@ -30,6 +30,7 @@
 #include "PluginLoader.h"
 #include "ServiceManager.h"
 #include "Users.h"
+#include "platform/Turns.h"
 
 namespace host {
 namespace {
@@ -207,6 +208,8 @@ std::string Host::StartHttp() {
     options.tls_key = *key;
   }
   workers_.emplace(static_cast<std::size_t>(settings_.workers), static_cast<std::size_t>(settings_.queue));
+  // The other half is left for what needs no turn.
+  platform::Turn::LimitWaiting(static_cast<std::size_t>(settings_.workers) / 2);
   login_workers_.emplace(static_cast<std::size_t>(settings_.login_workers),
                          static_cast<std::size_t>(settings_.login_queue));
   gateway_.emplace(Gateway::Parts{sessions_, tries_, routes_, &*workers_, &*login_workers_,

@@ -28,6 +28,10 @@ class PLATFORM_API Turn : public Orv::Base::CNoncopyable {
   /// Ends the turn, on the thread that took it.
   ~Turn();
 
+  /// How many threads may wait at once, any number at first. One more gets no turn, so that threads are left for what
+  /// needs none; 0 means that nobody waits.
+  static void LimitWaiting(std::size_t threads);
+
   /// Whether the turn was granted. If not, nothing is held.
   [[nodiscard]] explicit operator bool() const { return granted_; }
 

@@ -7,7 +7,8 @@ namespace Evidence {
 
 bool EvidenceTurn::IsGranted(Operation operation) const {
   if (turn_) return true;
-  EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Other changes of the evidence have not ended in %lld s.[%s(%d)]",
+  EVIDENCE_LOG_OF(operation, kLogFailure,
+                  "[%s]Other changes of the evidence have not ended in %lld s, or too many requests wait.[%s(%d)]",
                   static_cast<long long>(platform::Turn::kPatience.count()));
   return Fail(kStatementFailed);
 }

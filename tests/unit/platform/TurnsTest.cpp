@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <future>
+#include <limits>
 #include <thread>
 #include <vector>
 
@@ -48,6 +49,18 @@ TEST(Turns, WhoGivesUpHoldsNothingAndDoesNotBlockThoseBehind) {
   held.reset();
   EXPECT_TRUE(second.get());
   EXPECT_TRUE(IsFree({7}));
+}
+
+TEST(Turns, NoMoreWaitThanMay) {
+  const auto held = std::make_unique<Turn>(TurnKind::kEvidence, std::vector<std::int64_t>{7});
+  Turn::LimitWaiting(0);
+  EXPECT_FALSE(std::async(std::launch::async, [] { return static_cast<bool>(Take({7}, 1h)); }).get()) << "at once";
+  EXPECT_TRUE(IsFree({8}));
+  Turn::LimitWaiting(1);
+  auto waits = std::async(std::launch::async, [] { return static_cast<bool>(Take({7}, 50ms)); });
+  EXPECT_FALSE(waits.get());
+  EXPECT_FALSE(IsFree({7})) << "its place is free again, and the id is not";
+  Turn::LimitWaiting(std::numeric_limits<std::size_t>::max());
 }
 
 TEST(Turns, ManyWritersOfManyIdsExcludeEachOtherAndAllEnd) {
