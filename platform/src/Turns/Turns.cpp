@@ -65,7 +65,7 @@ class Places {
     return true;
   }
 
-  /// Whoever waited longest looks again; a place that nobody has or wants goes.
+  /// Wakes the thread that waited longest; removes a place that has no owner and no waiters.
   void WakeNext(const Key& key, Place& place) {
     if (place.depth != 0) return;
     if (place.waiting.empty()) {

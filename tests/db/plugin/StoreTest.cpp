@@ -70,7 +70,7 @@ class StoreTest : public StoreFixture {
     SendsNothing(0, insert, std::list<Pointer>());
   }
 
-  /// Tells the error of a query, or the ids that it finds and "+" when more follow, the page's size and the total.
+  /// Returns the error of a query, or the ids that it finds and "+" when more follow, the page's size and the total.
   std::string Found(const _tag_EvidenceFilterInfo_& filter, page_info page = {0, 1, 10}) {
     std::list<EvidencePtr> evidences;
     bool more = false;

@@ -43,7 +43,7 @@ class TurnsTest : public StoreFixture {
   }
   std::int32_t Created() { return static_cast<std::int32_t>(manager_.AddEvidence(Edited(-1, "new"))); }
 
-  /// Opens and closes the evidence until told to stop.
+  /// Opens and closes the evidence until `ended`.
   void Toggle(std::int32_t id, const std::atomic<bool>& ended) {
     for (int round = 0; !ended; ++round) {
       const auto wanted = std::make_shared<_tag_Evidence_>();
