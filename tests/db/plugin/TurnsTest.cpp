@@ -34,7 +34,7 @@ class TurnsTest : public StoreFixture {
   void TearDown() override { manager_.Finalize(); }
 
   static EvidencePtr Edited(std::int32_t id, const std::string& name) {
-    const auto evidence = std::make_shared<_tag_Evidence_>();
+    auto evidence = std::make_shared<_tag_Evidence_>();
     evidence->id = id;
     evidence->guid = "guid";
     evidence->name = name;

@@ -96,7 +96,7 @@ struct World : HandlerTest {
   /// Calls an operation with a sample of each argument; texts are `text`.
   template <class Class, class Result, class... Args>
   void Call(Result (Class::*operation)(Args...), const std::string& text = "{") {
-    auto& object = std::get<Class&>(std::tie(manager_, store_, pdu_, service_));
+    auto& object = std::get<Class&>(std::tie(manager_, store, pdu_, service_));
     std::tuple<std::remove_cvref_t<Args>...> arguments{Sample<std::remove_cvref_t<Args>>::Make()...};
     const auto set_text = [&text](auto& argument) {
       if constexpr (std::is_same_v<decltype(argument), std::string&>) argument = text;
@@ -114,7 +114,7 @@ struct World : HandlerTest {
 
   using HandlerTest::manager_, HandlerTest::pdu_, HandlerTest::platform_, HandlerTest::response_, HandlerTest::Send,
       HandlerTest::service_, HandlerTest::user_interface_;
-  Store store_;
+  Store store;
 };
 
 struct Case {
@@ -235,16 +235,16 @@ const Case kCases[] = {
             WriteEvidenceLog, GetEvidenceLog, GetFTPSettings, UpdateFTPSettings)
     WITHOUT_CURSOR(GetEvidenceByID, GetEvidenceByGuid, GetEvidenceCustomByID, ReadAllCustomOptions, GetOptionsByCustom,
                    GetFTPSettings)
-    {"Store::QueryLastSeqID", [](World& w) { (void)w.store_.QueryEvidenceSeqID(); }},
+    {"Store::QueryLastSeqID", [](World& w) { (void)w.store.QueryEvidenceSeqID(); }},
     {"Store::GetEvidenceCustomInfo",
      [](World& w) {
        std::map<std::int32_t, std::vector<tag_EvidenceCustom_>> values;
-       (void)w.store_.GetEvidenceCustomInfo(values, {5});
+       (void)w.store.GetEvidenceCustomInfo(values, {5});
      }},
     {"Store::QueryEvidenceFiles",
      [](World& w) {
        std::map<std::int32_t, std::list<EvidenceFilePtr>> files;
-       (void)w.store_.QueryEvidenceFiles(files, {5});
+       (void)w.store.QueryEvidenceFiles(files, {5});
      }},
     {"Store::GetFTPSettings", [](World& w) { w.Has({{{"password", "QQ=="}}}), w.Call(&Store::GetFTPSettings); }},
 
