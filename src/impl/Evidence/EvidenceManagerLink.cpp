@@ -38,7 +38,7 @@ bool CEvidenceManager::APILinkFile(std::list<ErrorPtr>& failures, const IdVector
                                    std::int32_t operation) {
   const std::string text = LinkFileMessage::EncodeRequest(
       file_ids, evidence_id,
-      operation == kLinkFiles ? LinkFileMessage::Operation::kLink : LinkFileMessage::Operation::kUnlink);
+      operation == kLinkFiles ? LinkFileMessage::Change::kLink : LinkFileMessage::Change::kUnlink);
   if (text.empty()) {
     EVIDENCE_LOG(kLogFailure, "[%s]EncodeLinkFileReq failed, encode request failed.[%s(%d)]");
     return Fail(kObjectMissing);

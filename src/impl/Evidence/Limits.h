@@ -31,7 +31,7 @@ inline constexpr Limit kLinkedFiles{10'000, "files of one batch link"};
 inline constexpr std::size_t kFilesOfEvidence = 128;
 inline constexpr Limit kLinkPairs{kFilesOfEvidence * 1024, "files times evidences of one batch link"};
 /// File ids that one deletion sends to the file manager, repeats included: those of 209 full evidences, or of 1061 with
-/// one file each. They take about half a minute.
+/// one file each. They take half a minute or more.
 inline constexpr Limit kUnlinkedIds{200'000'000, "file ids to unlink in one deletion"};
 /// History rows that a client writes in one call.
 inline constexpr Limit kWrittenEntries{10'000, "rows of one write to histories"};

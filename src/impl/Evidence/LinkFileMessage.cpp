@@ -12,14 +12,14 @@ constexpr int kLinkTypeEvidence = 0;
 
 }  // namespace
 
-std::string EncodeRequest(const IdVector& file_ids, std::int32_t evidence_id, Operation operation) {
+std::string EncodeRequest(const IdVector& file_ids, std::int32_t evidence_id, Change change) {
   kelp::CRapidJsonProto proto;
   if (!proto.set_v("/Request", std::string())) return {};
   auto* const root = proto.get_node("/Request");
   const bool written = proto.add_v(root, "LinkType", kLinkTypeEvidence) != nullptr &&
                        proto.add_v(root, "ID", evidence_id) != nullptr &&
                        proto.add_v(root, "FileIDs", CommaList(file_ids)) != nullptr &&
-                       proto.add_v(root, "OperationType", static_cast<int>(operation)) != nullptr;
+                       proto.add_v(root, "OperationType", static_cast<int>(change)) != nullptr;
   return written ? proto.get_str() : std::string();
 }
 

@@ -11,10 +11,10 @@
 namespace Evidence::LinkFileMessage {
 
 /// "OperationType" of a request.
-enum class Operation : int { kUnlink = 0, kLink = 1 };
+enum class Change : int { kUnlink = 0, kLink = 1 };
 
 /// The text of a request; "" when it cannot be built.
-[[nodiscard]] std::string EncodeRequest(const IdVector& file_ids, std::int32_t evidence_id, Operation operation);
+[[nodiscard]] std::string EncodeRequest(const IdVector& file_ids, std::int32_t evidence_id, Change change);
 
 struct Reply {
   /// Of the whole call; -1 where the reply has none.
