@@ -13,6 +13,8 @@
 namespace host {
 namespace {
 
+using Kind = platform::Call::Kind;
+
 constexpr unsigned kOk = 200;
 constexpr unsigned kNoContent = 204;
 constexpr unsigned kBadRequest = 400;
@@ -65,13 +67,13 @@ std::variant<HttpAnswer, HttpTask> Gateway::Admit(const HttpHead& head) const {
   if (method == std::end(kMethods)) return MethodRefused(kAllMethods);
   if (head.path == "/login") {
     if (method->code != kelp::kMethodPost) return MethodRefused("POST");
-    return HttpTask{kLoginBodyLimit, parts_.login_workers,
+    return HttpTask{kLoginBodyLimit, parts_.login_workers, Kind::kWrites,
                     [this, address = head.client_address](const std::string& body) { return Login(address, body); }};
   }
   if (head.path == "/live" || head.path == "/ready") {
     if (method->code != kelp::kMethodGet) return MethodRefused("GET");
     if (head.path == "/live") return HttpAnswer{kOk, R"({"Status":"live"})", nullptr};
-    return HttpTask{0, parts_.workers, [this](const std::string&) { return Ready(); }};
+    return HttpTask{0, parts_.workers, Kind::kReads, [this](const std::string&) { return Ready(); }};
   }
   return AdmitToPlugin(head, method->code);
 }
@@ -82,7 +84,8 @@ std::variant<HttpAnswer, HttpTask> Gateway::AdmitToPlugin(const HttpHead& head, 
   if (session_id.empty() || !parts_.sessions->Use(session_id)) return ErrorAnswer(kUnauthorized, "no session");
   auto match = parts_.routes->Find(head.path);
   if (!match) return ErrorAnswer(kNotFound, "no such path");
-  return HttpTask{parts_.body_limit, parts_.workers,
+  const auto kind = method_code == kelp::kMethodGet ? Kind::kReads : Kind::kWrites;
+  return HttpTask{parts_.body_limit, parts_.workers, kind,
                   [method_code, session_id = std::move(session_id), match = std::move(*match)](std::string body) {
                     return CallPlugin(match.callback, {method_code, session_id, match.url_ids, std::move(body)});
                   }};

@@ -18,7 +18,19 @@
 #include "platform/Guard.h"
 
 namespace host {
+
+HttpAnswer ErrorAnswer(unsigned status, std::string_view reason) {
+  return {status, "{\"Error\":\"" + std::string(reason) + "\"}", nullptr};
+}
+
 namespace {
+
+/// The same request may succeed a moment later.
+HttpAnswer Busy() {
+  auto answer = ErrorAnswer(MHD_HTTP_SERVICE_UNAVAILABLE, "too many requests waiting");
+  answer.retry_after_s = 1;
+  return answer;
+}
 
 /// A refused request's body up to this size is discarded, so that the client sees the answer and keeps its connection;
 /// with a larger one the connection is closed.
@@ -106,15 +118,13 @@ std::size_t HeaderSize(MHD_Connection& connection) {
 
 }  // namespace
 
-HttpAnswer ErrorAnswer(unsigned status, std::string_view reason) {
-  return {status, "{\"Error\":\"" + std::string(reason) + "\"}", nullptr};
-}
-
 struct HttpServer::Exchange {
   MHD_Connection* connection = nullptr;
   /// Method and path, for the log.
   std::string line;
   HttpTask task;
+  /// From the dispatch on.
+  std::optional<platform::Call> call;
   std::string body;
   std::uint64_t received = 0;
 
@@ -125,6 +135,13 @@ struct HttpServer::Exchange {
 
   /// No exception of a request, in a plugin or in the host, may terminate the process.
   HttpAnswer Run() {
+    const platform::CallScope scope(*call);
+    auto outcome = RunTask();
+    if (call->IsRefusedAsBusy() && !call->HasWritten()) return Busy();
+    return outcome;
+  }
+
+  HttpAnswer RunTask() {
     return platform::Guard([this] { return task.run(std::move(body)); },
                            [this](const char* reason) {
                              if (reason != nullptr) {
@@ -298,9 +315,10 @@ bool HttpServer::Dispatch(const std::shared_ptr<Exchange>& exchange) {
     exchange->answer = ErrorAnswer(MHD_HTTP_SERVICE_UNAVAILABLE, "stopping");
     return Answer(*exchange);
   }
+  exchange->call.emplace(exchange->task.kind);
   const bool queued = exchange->task.pool->TrySubmit([exchange] { exchange->Resume(exchange->Run()); });
   if (!queued) {
-    exchange->answer = ErrorAnswer(MHD_HTTP_SERVICE_UNAVAILABLE, "too many requests waiting");
+    exchange->answer = Busy();
     return Answer(*exchange);
   }
   MHD_suspend_connection(exchange->connection);
@@ -325,6 +343,9 @@ bool HttpServer::Answer(Exchange& exchange) {
   if (answer.allow != nullptr) MHD_add_response_header(response, MHD_HTTP_HEADER_ALLOW, answer.allow);
   if (answer.status == MHD_HTTP_UNAUTHORIZED) {
     MHD_add_response_header(response, MHD_HTTP_HEADER_WWW_AUTHENTICATE, "Bearer");
+  }
+  if (answer.retry_after_s != 0) {
+    MHD_add_response_header(response, MHD_HTTP_HEADER_RETRY_AFTER, std::to_string(answer.retry_after_s).c_str());
   }
   if (stopping_) MHD_add_response_header(response, MHD_HTTP_HEADER_CONNECTION, "close");
   const auto queued = MHD_queue_response(exchange.connection, answer.status, response);

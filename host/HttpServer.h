@@ -16,6 +16,7 @@
 
 #include "ReadDeadlines.h"
 #include "WorkerPool.h"
+#include "platform/Call.h"
 
 struct MHD_Connection;
 struct MHD_Daemon;
@@ -39,6 +40,8 @@ struct HttpAnswer {
   std::string body;
   /// The Allow header of a 405 answer.
   const char* allow = nullptr;
+  /// The Retry-After header of a 503 answer, in seconds; 0 for none.
+  int retry_after_s = 0;
 };
 
 /// An answer of the host itself, with {"Error":"<reason>"} as its body; `reason` needs no escaping.
@@ -48,7 +51,8 @@ HttpAnswer ErrorAnswer(unsigned status, std::string_view reason);
 struct HttpTask {
   std::size_t body_limit = 0;
   WorkerPool* pool = nullptr;
-  /// Runs on a thread of `pool`. An exception is answered with 500.
+  platform::Call::Kind kind = platform::Call::Kind::kWrites;
+  /// Runs on a thread of `pool`, bound to a call of that kind. An exception is answered with 500.
   std::function<HttpAnswer(std::string body)> run;
 };
 

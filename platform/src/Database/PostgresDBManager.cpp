@@ -9,6 +9,7 @@
 #include "OrvBase/Log.h"
 #include "PostgresConnection.h"
 #include "RealBackends.h"
+#include "platform/Call.h"
 #include "platform/Guard.h"
 
 namespace platform {
@@ -50,6 +51,15 @@ class PostgresDBManager final : public kelp::IDBManager {
   // Under mutex_:
   std::map<std::string, Pools> plugins_;
 };
+
+/// Whether a text can change nothing. A sequence's next number is no change: it is used up by a refused request, too.
+bool OnlyReads(const std::string& sql) { return sql.empty() || sql.starts_with("SELECT"); }
+
+/// The platform's own tables keep what was asked and refused: a row there leaves the request undone.
+void NoteWrite(const std::string& plugin_id, const std::string& sql) {
+  Call* const call = Call::Current();
+  if (call != nullptr && plugin_id != kPlatformDbId && !OnlyReads(sql)) call->NoteWrite();
+}
 
 /// Runs the texts and commits; after a failure the caller rolls back.
 bool RunTransaction(PostgresConnection& connection, const std::list<std::string>& sqls) {
@@ -129,6 +139,8 @@ bool PostgresDBManager::ExecuteNoQueryList(const std::string& plugin_id, int con
   if (std::all_of(sqls.begin(), sqls.end(), [](const std::string& sql) { return sql.empty(); })) return true;
   const auto connection = TakeReady(*pool);
   if (!connection) return false;
+  for (const std::string& sql : sqls)
+    NoteWrite(plugin_id, sql);
   const bool done = RunTransaction(*connection, sqls);
   connection->RollBack();
   return done;
@@ -138,6 +150,7 @@ bool PostgresDBManager::ExecuteQuery(const std::string& plugin_id, int connectio
                                      const RowReader& reader) {
   const auto pool = FindPool(plugin_id, connection_class);
   if (!pool) return false;
+  NoteWrite(plugin_id, sql);
   PostgresResult result;
   if (!sql.empty() && !RunText(*pool, sql, result)) return false;
   // The connection is back in its pool by now, so a reader may use the database itself.

@@ -9,6 +9,8 @@
 #include <thread>
 #include <utility>
 
+#include "platform/Call.h"
+
 namespace platform {
 namespace {
 
@@ -32,7 +34,10 @@ class Places {
     Place& place = places_[key];
     if (place.depth == 0 && place.waiting.empty()) return Own(place);
     if (place.owner == std::this_thread::get_id()) return Own(place);
-    if (waiting_ >= most_waiting_) return false;
+    if (waiting_ >= most_waiting_) {
+      if (Call* const call = Call::Current()) call->RefuseAsBusy();
+      return false;
+    }
     std::condition_variable wake;
     const auto mine = place.waiting.insert(place.waiting.end(), &wake);
     ++waiting_;
