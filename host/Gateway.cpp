@@ -67,13 +67,14 @@ std::variant<HttpAnswer, HttpTask> Gateway::Admit(const HttpHead& head) const {
   if (method == std::end(kMethods)) return MethodRefused(kAllMethods);
   if (head.path == "/login") {
     if (method->code != kelp::kMethodPost) return MethodRefused("POST");
-    return HttpTask{kLoginBodyLimit, parts_.login_workers, Kind::kWrites,
+    return HttpTask{kLoginBodyLimit, parts_.login_workers, Kind::kWrites, head.client_address,
                     [this, address = head.client_address](const std::string& body) { return Login(address, body); }};
   }
   if (head.path == "/live" || head.path == "/ready") {
     if (method->code != kelp::kMethodGet) return MethodRefused("GET");
     if (head.path == "/live") return HttpAnswer{kOk, R"({"Status":"live"})", nullptr};
-    return HttpTask{0, parts_.workers, Kind::kReads, [this](const std::string&) { return Ready(); }};
+    return HttpTask{0, parts_.workers, Kind::kReads, head.client_address,
+                    [this](const std::string&) { return Ready(); }};
   }
   return AdmitToPlugin(head, method->code);
 }
@@ -81,11 +82,12 @@ std::variant<HttpAnswer, HttpTask> Gateway::Admit(const HttpHead& head) const {
 std::variant<HttpAnswer, HttpTask> Gateway::AdmitToPlugin(const HttpHead& head, int method_code) const {
   // An empty session denotes a trusted internal caller: it must not come from here.
   auto session_id = BearerToken(head.authorization);
-  if (session_id.empty() || !parts_.sessions->Use(session_id)) return ErrorAnswer(kUnauthorized, "no session");
+  const auto session = session_id.empty() ? nullptr : parts_.sessions->Use(session_id);
+  if (!session) return ErrorAnswer(kUnauthorized, "no session");
   auto match = parts_.routes->Find(head.path);
   if (!match) return ErrorAnswer(kNotFound, "no such path");
   const auto kind = method_code == kelp::kMethodGet ? Kind::kReads : Kind::kWrites;
-  return HttpTask{parts_.body_limit, parts_.workers, kind,
+  return HttpTask{parts_.body_limit, parts_.workers, kind, session->user.name,
                   [method_code, session_id = std::move(session_id), match = std::move(*match)](std::string body) {
                     return CallPlugin(match.callback, {method_code, session_id, match.url_ids, std::move(body)});
                   }};

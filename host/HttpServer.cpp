@@ -315,8 +315,9 @@ bool HttpServer::Dispatch(const std::shared_ptr<Exchange>& exchange) {
     exchange->answer = ErrorAnswer(MHD_HTTP_SERVICE_UNAVAILABLE, "stopping");
     return Answer(*exchange);
   }
-  exchange->call.emplace(exchange->task.kind);
-  const bool queued = exchange->task.pool->TrySubmit([exchange] { exchange->Resume(exchange->Run()); });
+  const auto& client = exchange->task.client;
+  exchange->call.emplace(exchange->task.kind, client);
+  const bool queued = exchange->task.pool->TrySubmit(client, [exchange] { exchange->Resume(exchange->Run()); });
   if (!queued) {
     exchange->answer = Busy();
     return Answer(*exchange);

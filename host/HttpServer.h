@@ -52,6 +52,8 @@ struct HttpTask {
   std::size_t body_limit = 0;
   WorkerPool* pool = nullptr;
   platform::Call::Kind kind = platform::Call::Kind::kWrites;
+  /// Whose request it is: the user, else the address.
+  std::string client;
   /// Runs on a thread of `pool`, bound to a call of that kind. An exception is answered with 500.
   std::function<HttpAnswer(std::string body)> run;
 };

@@ -3,8 +3,15 @@
 #include <utility>
 
 namespace host {
+namespace {
 
-WorkerPool::WorkerPool(std::size_t threads, std::size_t queue_limit) : queue_limit_(queue_limit) {
+/// What one client may have of `all`.
+constexpr std::size_t PartOfOne(std::size_t all) { return all - all / 4; }
+
+}  // namespace
+
+WorkerPool::WorkerPool(std::size_t threads, std::size_t queue_limit)
+    : queue_limit_(queue_limit), threads_of_one_(PartOfOne(threads)) {
   for (std::size_t i = 0; i < threads; ++i)
     threads_.emplace_back([this] { Work(); });
 }
@@ -18,25 +25,58 @@ WorkerPool::~WorkerPool() {
   threads_.clear();
 }
 
-bool WorkerPool::TrySubmit(Job job) {
+bool WorkerPool::TrySubmit(const std::string& client, Job job) {
   {
     const std::lock_guard lock(mutex_);
-    if (queue_.size() >= queue_limit_) return false;
-    queue_.push_back(std::move(job));
+    if (queued_ >= queue_limit_) return false;
+    const auto [place, is_new] = clients_.try_emplace(client);
+    auto& [queued, running, turn] = place->second;
+    if (is_new) turn = ++last_turn_;
+    if (queued.size() >= PartOfOne(queue_limit_)) return false;
+    queued.push_back(std::move(job));
+    ++queued_;
   }
   wake_.notify_one();
   return true;
 }
 
+/// The first in turn that has a job and may have one more thread; the end when there is none.
+WorkerPool::Clients::iterator WorkerPool::NextClient() {
+  auto next = clients_.end();
+  for (auto place = clients_.begin(); place != clients_.end(); ++place) {
+    const auto& client = place->second;
+    if (client.queued.empty() || client.running >= threads_of_one_) continue;
+    if (next == clients_.end() || client.turn < next->second.turn) next = place;
+  }
+  return next;
+}
+
+void WorkerPool::Ended(Clients::iterator client) {
+  if (--client->second.running == 0 && client->second.queued.empty()) clients_.erase(client);
+}
+
 void WorkerPool::Work() {
+  std::unique_lock lock(mutex_);
   for (;;) {
-    std::unique_lock lock(mutex_);
-    wake_.wait(lock, [this] { return ending_ || !queue_.empty(); });
-    if (queue_.empty()) return;
-    const Job job = std::move(queue_.front());
-    queue_.pop_front();
+    auto client = clients_.end();
+    wake_.wait(lock, [&] {
+      client = NextClient();
+      return client != clients_.end() || (ending_ && queued_ == 0);
+    });
+    if (client == clients_.end()) return;
+    auto& [queued, running, turn] = client->second;
+    Job job = std::move(queued.front());
+    queued.pop_front();
+    --queued_;
+    ++running;
+    turn = ++last_turn_;
     lock.unlock();
     job();
+    job = nullptr;
+    lock.lock();
+    Ended(client);
+    // The others may be waiting for a client that had all its threads.
+    if (ending_) wake_.notify_all();
   }
 }
 

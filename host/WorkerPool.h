@@ -2,15 +2,22 @@
 
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <functional>
+#include <map>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <vector>
 
 namespace host {
 
 /// Threads that share one bounded queue. Jobs must not throw.
+///
+/// Each job belongs to a client. Clients are served in turn, and one of them has at most three quarters of the threads
+/// and of the queue (all of them where there are fewer than four), so that the jobs of one client, however many and
+/// slow, leave threads for the others.
 class WorkerPool {
  public:
   using Job = std::function<void()>;
@@ -21,17 +28,34 @@ class WorkerPool {
   WorkerPool(const WorkerPool&) = delete;
   WorkerPool& operator=(const WorkerPool&) = delete;
 
-  /// False, with nothing queued, when `queue_limit` jobs are already queued. Thread-safe; never blocks.
-  [[nodiscard]] bool TrySubmit(Job job);
+  /// False, with nothing queued, when as many jobs are already queued as may be, in all or of this client. Thread-safe;
+  /// never blocks.
+  [[nodiscard]] bool TrySubmit(const std::string& client, Job job);
 
  private:
+  /// Kept while it has jobs.
+  struct Client {
+    std::deque<Job> queued;
+    std::size_t running = 0;
+    /// Grows with each turn; the least one is served next.
+    std::uint64_t turn = 0;
+  };
+  using Clients = std::map<std::string, Client>;
+
   void Work();
+  Clients::iterator NextClient();
+  void Ended(Clients::iterator client);
 
   const std::size_t queue_limit_;
+  const std::size_t threads_of_one_;
   std::mutex mutex_;
   std::condition_variable wake_;
-  std::deque<Job> queue_;
+  // Guarded by mutex_:
+  Clients clients_;
+  std::uint64_t last_turn_ = 0;
+  std::size_t queued_ = 0;
   bool ending_ = false;
+
   std::vector<std::jthread> threads_;
 };
 

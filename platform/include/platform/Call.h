@@ -1,7 +1,8 @@
 #pragma once
 
 #include <atomic>
-#include <memory>
+#include <string>
+#include <utility>
 
 #include "OrvBase/Export.h"
 #include "OrvBase/Noncopyable.h"
@@ -15,12 +16,14 @@ class PLATFORM_API Call : public Orv::Base::CNoncopyable {
   /// By its method: only what reads may be ended before its time.
   enum class Kind { kReads, kWrites };
 
-  explicit Call(Kind kind) : kind_(kind) {}
+  /// `client` names whom the request is for; the requests of one client share its part of what is short.
+  explicit Call(Kind kind, std::string client = {}) : kind_(kind), client_(std::move(client)) {}
 
   /// The call that this thread works for; null when it works for none.
   [[nodiscard]] static Call* Current();
 
   [[nodiscard]] Kind kind() const { return kind_; }
+  [[nodiscard]] const std::string& client() const { return client_; }
 
   /// Sent a statement that may change rows.
   void NoteWrite() { has_written_ = true; }
@@ -33,6 +36,7 @@ class PLATFORM_API Call : public Orv::Base::CNoncopyable {
 
  private:
   const Kind kind_;
+  const std::string client_;
   std::atomic<bool> has_written_ = false;
   std::atomic<bool> refused_as_busy_ = false;
 };

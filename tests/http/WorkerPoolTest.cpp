@@ -1,0 +1,76 @@
+// The threads of the host and the clients that share them.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "WorkerPool.h"
+#include "support/Eventually.h"
+
+namespace evidence_test {
+namespace {
+
+/// Four threads and a queue of eight; the jobs of "greedy" end when they are let go, those of others at once.
+class WorkerPoolTest : public testing::Test {
+ protected:
+  ~WorkerPoolTest() override { LetGo(); }
+
+  bool Submit(const std::string& client) {
+    return pool_->TrySubmit(client, [this, client] {
+      {
+        const std::lock_guard lock(mutex_);
+        order_ += client[0];
+      }
+      ++begun_;
+      if (client == "greedy") let_go_.wait();
+    });
+  }
+  void LetGo() {
+    if (pool_) gate_.set_value();
+    pool_.reset();
+  }
+
+  std::promise<void> gate_;
+  const std::shared_future<void> let_go_{gate_.get_future()};
+  std::atomic<int> begun_ = 0;
+  std::mutex mutex_;
+  std::string order_;  ///< of the jobs begun, under the mutex
+  std::unique_ptr<host::WorkerPool> pool_ = std::make_unique<host::WorkerPool>(4, 8);
+};
+
+TEST_F(WorkerPoolTest, OneClientLeavesThreadsAndQueueToOthers) {
+  int taken = 0;
+  while (Submit("greedy"))
+    ++taken;
+  EXPECT_TRUE(Eventually([&] {
+    while (Submit("greedy"))
+      ++taken;
+    return taken == 3 + 6;
+  })) << "three quarters of the threads and of the queue, and it has "
+      << taken;
+  for (int expected = 4; expected < 8; ++expected) {
+    ASSERT_TRUE(Submit("other"));
+    EXPECT_TRUE(Eventually([&] { return begun_ == expected; })) << "on the thread that is left";
+  }
+  LetGo();
+  EXPECT_EQ(begun_, 9 + 4) << "the queue was worked off";
+}
+
+TEST_F(WorkerPoolTest, ClientsAreServedInTurn) {
+  pool_ = std::make_unique<host::WorkerPool>(1, 100);
+  Submit("greedy");
+  ASSERT_TRUE(Eventually([&] { return begun_ == 1; }));
+  for (int n = 0; n < 3; ++n)
+    ASSERT_TRUE(Submit("a"));
+  for (const auto* const client : {"b", "b", "c"})
+    ASSERT_TRUE(Submit(client));
+  LetGo();
+  EXPECT_EQ(order_, "gabcaba");
+}
+
+}  // namespace
+}  // namespace evidence_test
