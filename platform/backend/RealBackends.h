@@ -20,8 +20,14 @@ struct PostgresOptions {
   std::chrono::milliseconds acquire_timeout{30'000};
 };
 
-/// kelp::IDBManager on PostgreSQL.
-PLATFORM_API std::shared_ptr<kelp::IDBManager> MakePostgresDBManager(PostgresOptions options);
+/// kelp::IDBManager on PostgreSQL. When a call (platform::Call) that reads is cancelled, its running text that begins
+/// with SELECT is ended on the server, and its later ones fail without being sent.
+class IPooledDatabase : public kelp::IDBManager {
+ public:
+  /// How long callers have been waiting at any pool without one of them getting a connection; 0 when none waits.
+  virtual std::chrono::milliseconds StarvedFor() = 0;
+};
+PLATFORM_API std::shared_ptr<IPooledDatabase> MakePostgresDBManager(PostgresOptions options);
 
 /// kelp::IThreadManager on real threads.
 PLATFORM_API std::shared_ptr<kelp::IThreadManager> MakeThreadManager();

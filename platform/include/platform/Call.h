@@ -1,6 +1,9 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
+#include <list>
+#include <mutex>
 #include <string>
 #include <utility>
 
@@ -34,11 +37,37 @@ class PLATFORM_API Call : public Orv::Base::CNoncopyable {
   void RefuseAsBusy() { refused_as_busy_ = true; }
   [[nodiscard]] bool IsRefusedAsBusy() const { return refused_as_busy_; }
 
+  /// Nobody needs the result any more: what this call reads is ended, and what it would still read is refused. What it
+  /// writes is done as ever. Does nothing to a call of kind kWrites.
+  void Cancel();
+  [[nodiscard]] bool IsCancelled() const { return cancelled_; }
+
  private:
+  friend class WhenCancelled;
+
   const Kind kind_;
   const std::string client_;
   std::atomic<bool> has_written_ = false;
   std::atomic<bool> refused_as_busy_ = false;
+  std::atomic<bool> cancelled_ = false;
+
+  std::mutex mutex_;
+  /// Guarded by mutex_: what is done at a cancellation.
+  std::list<std::function<void()>> actions_;
+};
+
+/// Runs an action when a call is cancelled, for the length of a scope; at once when it is cancelled already. The action
+/// runs at most once, on the thread that cancels, must be short and must not throw, and has ended when this object is
+/// gone. It must not use the call; a lock that it takes must not be held at this object's start and end.
+class PLATFORM_API WhenCancelled : public Orv::Base::CNoncopyable {
+ public:
+  /// Without a call the action never runs.
+  WhenCancelled(Call* call, std::function<void()> action);
+  ~WhenCancelled();
+
+ private:
+  Call* const call_;
+  std::list<std::function<void()>>::iterator place_;
 };
 
 /// Binds a call to this thread for a scope.

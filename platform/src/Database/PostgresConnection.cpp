@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "OrvBase/Log.h"
+#include "TextCancel.h"
 #include "platform/Guard.h"
 
 namespace platform::database {
@@ -93,7 +94,7 @@ bool PostgresConnection::ServerHasClosed() {
   return true;
 }
 
-PostgresResult PostgresConnection::Run(const std::string& text) {
+PostgresResult PostgresConnection::Run(const std::string& text, Call* call) {
   // libpq reads a text up to its first NUL: the rest would be silently cut off.
   if (text.find('\0') != std::string::npos) {
     Fail("a statement with a NUL character was not sent");
@@ -105,12 +106,17 @@ PostgresResult PostgresConnection::Run(const std::string& text) {
   }
   if (IsLogLevelOn(kLogStatement)) ITarnFormatLog(kLogStatement, kLogTag, "%s", text.c_str());
   PostgresResult last;
+  TextCancel cancel(call, handle_.get());
   if (PQsendQuery(handle_.get(), text.c_str()) == 1) {
     last = ReadResults();
   } else {
     Fail(OneLine(PQerrorMessage(handle_.get())));
   }
-  if (PQstatus(handle_.get()) != CONNECTION_OK || dismissed_) handle_.reset();
+  const bool settled = cancel.Settle();
+  if (!settled) {
+    ITarnFormatLog(kLogAnomaly, kLogTag, "A request to cancel a text does not come back; its connection is closed");
+  }
+  if (PQstatus(handle_.get()) != CONNECTION_OK || dismissed_ || !settled) handle_.reset();
   return last;
 }
 

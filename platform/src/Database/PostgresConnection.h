@@ -6,6 +6,7 @@
 #include <string>
 
 #include "PostgresResultSet.h"
+#include "platform/Call.h"
 
 namespace platform::database {
 
@@ -25,8 +26,9 @@ class PostgresConnection {
   /// cannot be reached. Call it before each text; a text is never sent on a connection known to be lost.
   [[nodiscard]] bool MakeReady();
 
-  /// Sends `text` once and reads all of its results. The last one, or null when any statement failed.
-  [[nodiscard]] PostgresResult Run(const std::string& text);
+  /// Sends `text` once and reads all of its results. The last one, or null when any statement failed. The text is ended
+  /// when `call` (null for none) is cancelled.
+  [[nodiscard]] PostgresResult Run(const std::string& text, Call* call = nullptr);
 
   /// Whether the texts so far have left a transaction open, failed or not.
   [[nodiscard]] bool InTransaction() const;

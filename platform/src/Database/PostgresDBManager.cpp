@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <chrono>
 #include <map>
 #include <mutex>
 #include <string>
@@ -22,7 +23,7 @@ using Pool = FairPool<PostgresConnection>;
 
 constexpr int kMaxConnections = 1000;
 
-class PostgresDBManager final : public kelp::IDBManager {
+class PostgresDBManager final : public IPooledDatabase {
  public:
   explicit PostgresDBManager(PostgresOptions options) : options_(std::move(options)) {}
   ~PostgresDBManager() override;
@@ -36,6 +37,7 @@ class PostgresDBManager final : public kelp::IDBManager {
                           const std::list<std::string>& sqls) override;
   bool ExecuteQuery(const std::string& plugin_id, int connection_class, const std::string& sql,
                     const RowReader& reader) override;
+  std::chrono::milliseconds StarvedFor() override;
 
  private:
   /// The pools of a plugin, by connection class.
@@ -44,7 +46,7 @@ class PostgresDBManager final : public kelp::IDBManager {
   std::shared_ptr<Pool> MakePool(int connections) const;
   std::shared_ptr<Pool> FindPool(const std::string& plugin_id, int connection_class);
   bool RunText(Pool& pool, const std::string& sql, PostgresResult& result) const;
-  Pool::Lease TakeReady(Pool& pool) const;
+  Pool::Lease TakeReady(Pool& pool, Call* call = nullptr) const;
 
   const PostgresOptions options_;
   std::mutex mutex_;
@@ -59,6 +61,12 @@ bool OnlyReads(const std::string& sql) { return sql.empty() || sql.starts_with("
 void NoteWrite(const std::string& plugin_id, const std::string& sql) {
   Call* const call = Call::Current();
   if (call != nullptr && plugin_id != kPlatformDbId && !OnlyReads(sql)) call->NoteWrite();
+}
+
+/// The call that may cancel a text; null for a text that changes something, and for a call that does not only read.
+Call* CancellingCall(const std::string& sql) {
+  Call* const call = Call::Current();
+  return call != nullptr && call->kind() == Call::Kind::kReads && OnlyReads(sql) ? call : nullptr;
 }
 
 /// Runs the texts and commits; after a failure the caller rolls back.
@@ -165,6 +173,16 @@ std::shared_ptr<Pool> PostgresDBManager::MakePool(int connections) const {
   return std::make_shared<Pool>(std::move(made));
 }
 
+std::chrono::milliseconds PostgresDBManager::StarvedFor() {
+  std::chrono::milliseconds longest{0};
+  const std::lock_guard lock(mutex_);
+  for (const auto& [id, pools] : plugins_) {
+    for (const auto& [number, pool] : pools)
+      longest = std::max(longest, pool->StarvedFor());
+  }
+  return longest;
+}
+
 std::shared_ptr<Pool> PostgresDBManager::FindPool(const std::string& plugin_id, int connection_class) {
   {
     const std::lock_guard lock(mutex_);
@@ -179,18 +197,23 @@ std::shared_ptr<Pool> PostgresDBManager::FindPool(const std::string& plugin_id, 
 }
 
 bool PostgresDBManager::RunText(Pool& pool, const std::string& sql, PostgresResult& result) const {
-  const auto connection = TakeReady(pool);
+  Call* const call = CancellingCall(sql);
+  const auto connection = TakeReady(pool, call);
   if (!connection) return false;
-  result = connection->Run(sql);
+  result = connection->Run(sql, call);
   if (!connection->InTransaction()) return result != nullptr;
   if (result) ITarnFormatLog(kLogFailure, kLogTag, "A text left a transaction open; it was undone");
   connection->RollBack();
   return false;
 }
 
-Pool::Lease PostgresDBManager::TakeReady(Pool& pool) const {
-  auto connection = pool.Take(options_.acquire_timeout);
-  if (!connection) {
+Pool::Lease PostgresDBManager::TakeReady(Pool& pool, Call* call) const {
+  const auto is_cancelled = [call] { return call != nullptr && call->IsCancelled(); };
+  auto connection = is_cancelled() ? Pool::Lease() : pool.Take(options_.acquire_timeout, call);
+  if (is_cancelled()) {
+    ITarnFormatLog(kLogTrace, kLogTag, "A text of a cancelled call was not sent");
+    connection.reset();
+  } else if (!connection) {
     ITarnFormatLog(kLogFailure, kLogTag, "No database connection came free, or the pool was closed");
   } else if (!connection->MakeReady()) {
     connection.reset();
@@ -201,7 +224,7 @@ Pool::Lease PostgresDBManager::TakeReady(Pool& pool) const {
 }  // namespace
 }  // namespace database
 
-std::shared_ptr<kelp::IDBManager> MakePostgresDBManager(PostgresOptions options) {
+std::shared_ptr<IPooledDatabase> MakePostgresDBManager(PostgresOptions options) {
   return std::make_shared<database::PostgresDBManager>(std::move(options));
 }
 

@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
+#include <signal.h>
 
 #include <chrono>
 #include <future>
 #include <stdexcept>
 
 #include "RealBackends.h"
+#include "platform/Call.h"
 #include "support/AuthenticationStub.h"
 #include "support/Eventually.h"
 #include "support/LogRecorder.h"
@@ -159,6 +161,68 @@ TEST_F(DBManagerTest, CallersWaitNoLongerThanTheBoundAndTheEndWaitsForNone) {
   EXPECT_TRUE(running.get()) << "a running text is let finish";
   const auto connections = [&] { return gate.Query("SELECT FROM pg_stat_activity WHERE application_name = 'pool'"); };
   EXPECT_TRUE(Eventually([&] { return connections().empty(); }));
+}
+
+/// Texts that wait for the advisory lock 1, which the test holds.
+class CancelTest : public DBManagerTest {
+ protected:
+  static constexpr char kReads[] = "SELECT pg_advisory_xact_lock(1)";
+  static constexpr char kWrites[] = "INSERT INTO notes SELECT 1 FROM pg_advisory_xact_lock(1)";
+
+  CancelTest() { gate_.Query("SELECT pg_advisory_lock(1)"); }
+
+  /// Runs `sql` for `call` on a thread of its own, to where it waits.
+  std::future<bool> Start(platform::Call& call, const std::string& sql) {
+    auto done = std::async(std::launch::async, [this, &call, sql] {
+      const platform::CallScope scope(call);
+      return Execute(sql);
+    });
+    EXPECT_TRUE(Eventually([&] { return gate_.Query("SELECT FROM pg_locks WHERE NOT granted").size() == 1; }));
+    return done;
+  }
+  void OpenGate() const { gate_.Query("SELECT pg_advisory_unlock(1)"); }
+
+  const Session gate_{Postgres().OwnerConnection()};
+};
+
+TEST_F(CancelTest, WhatACancelledCallReadsIsEndedAndRefusedAndWhatItWritesIsDone) {
+  platform::Call call(platform::Call::Kind::kReads);
+  auto reading = Start(call, kReads);
+  call.Cancel();
+  EXPECT_FALSE(reading.get()) << "and the gate is still closed";
+  EXPECT_EQ(First("SELECT count(*) AS a FROM pg_stat_activity WHERE state = 'active' AND application_name = 'pool'"),
+            "1");
+  const platform::CallScope scope(call);
+  EXPECT_EQ(First("SELECT nextval('sends') AS a"), "failed");
+  EXPECT_EQ(Postgres().Value("SELECT is_called FROM public.sends"), "f") << "it was not sent";
+  EXPECT_TRUE(Execute("INSERT INTO notes VALUES (1, 'a')"));
+}
+
+TEST_F(CancelTest, WhatWritesIsNotEnded) {
+  for (const auto kind : {platform::Call::Kind::kReads, platform::Call::Kind::kWrites}) {
+    platform::Call call(kind);
+    auto writing = Start(call, kWrites);
+    call.Cancel();
+    OpenGate();
+    EXPECT_TRUE(writing.get());
+    EXPECT_EQ(Postgres().Value("SELECT count(*) FROM notes"), "1");
+    Postgres().Query("DELETE FROM notes");
+    gate_.Query("SELECT pg_advisory_lock(1)");
+  }
+}
+
+TEST_F(CancelTest, AConnectionWhoseCancellationHangsIsNotUsedAgain) {
+  const auto before = First("SELECT pg_backend_pid() AS a");
+  platform::Call call(platform::Call::Kind::kReads);
+  auto reading = Start(call, kReads);
+  // The server accepts connections and does nothing with them.
+  const pid_t server = std::stoi(Postgres().Value("SELECT pg_read_file('postmaster.pid', 0, 20)"));
+  kill(server, SIGSTOP);
+  call.Cancel();
+  OpenGate();
+  EXPECT_TRUE(reading.get()) << "the text itself ended as ever";
+  kill(server, SIGCONT);
+  EXPECT_NE(First("SELECT pg_backend_pid() AS a"), before);
 }
 
 /// Knows the session "known".

@@ -224,16 +224,41 @@ TEST(FairPoolTest, WaitersAreServedInTheOrderTheyCameAndLeaveTheLinePastTheirBou
   EXPECT_EQ(served, (std::vector<std::size_t>{0, 1, 2, 3, 4, 5}));
 }
 
-TEST(FairPoolTest, ClosingSendsWaitersAwayAtOnce) {
+TEST(FairPoolTest, WaitersAreSentAwayAtOnceByTheEndOfTheirCallAndOfThePool) {
+  using Kind = platform::Call::Kind;
   const auto pool = MakePool();
   const auto held = pool->Take(kLong);
+  platform::Call reads(Kind::kReads);
+  platform::Call writes(Kind::kWrites);
   const auto start = std::chrono::steady_clock::now();
   {
-    const std::jthread waiter([&] { EXPECT_FALSE(pool->Take(kLong)); });
-    ASSERT_TRUE(Eventually([&] { return pool->Waiting() == 1; }));
+    const auto wait_for = [&](platform::Call* call) { EXPECT_FALSE(pool->Take(kLong, call)); };
+    const std::jthread waiters[] = {std::jthread(wait_for, &reads), std::jthread(wait_for, &writes),
+                                    std::jthread(wait_for, nullptr)};
+    ASSERT_TRUE(Eventually([&] { return pool->Waiting() == 3; }));
+    reads.Cancel();
+    writes.Cancel();
+    ASSERT_TRUE(Eventually([&] { return pool->Waiting() == 2; }));
+    EXPECT_FALSE(pool->Take(kLong, &reads)) << "it is cancelled already";
     pool->Close();
   }
   EXPECT_LT(std::chrono::steady_clock::now() - start, kLong);
+  EXPECT_FALSE(writes.IsCancelled());
+}
+
+TEST(FairPoolTest, StarvesWhileCallersWaitAndNoneIsServed) {
+  const auto pool = MakePool();
+  auto held = pool->Take(kLong);
+  EXPECT_EQ(pool->StarvedFor(), 0ms);
+  std::jthread first([&] { held = pool->Take(kLong); });
+  ASSERT_TRUE(Eventually([&] { return pool->StarvedFor() >= 20ms; }));
+  const std::jthread second([&] { EXPECT_TRUE(pool->Take(kLong)); });
+  ASSERT_TRUE(Eventually([&] { return pool->Waiting() == 2; }));
+  ASSERT_TRUE(Eventually([&] { return pool->StarvedFor() >= 1s; }));
+  std::exchange(held, {}).reset();
+  first.join();
+  EXPECT_LT(pool->StarvedFor(), 1s) << "the first was served, the second waits from then on";
+  held.reset();
 }
 
 TEST(FairPoolTest, NeverLendsOneObjectTwiceUnderLoad) {
