@@ -62,7 +62,7 @@ constexpr Setting kSettings[] = {
                 "What to do when a plugin fails to start: stop, or continue without it.", Kind::kStopOrContinue),
     NumberSetting("workers", &Settings::workers, "16", 1, 256, "Threads that run plugin requests."),
     NumberSetting("queue", &Settings::queue, "256", 1, 100'000,
-                  "Maximum requests waiting for a worker, of one user three quarters; beyond that clients get 503."),
+                  "Maximum requests waiting for a worker; beyond that clients get 503."),
     NumberSetting("login_workers", &Settings::login_workers, "2", 1, 64, "Threads that run logins."),
     NumberSetting("login_queue", &Settings::login_queue, "64", 1, 10'000,
                   "Maximum logins waiting; beyond that clients get 503."),

@@ -3,15 +3,8 @@
 #include <utility>
 
 namespace host {
-namespace {
-
-/// What one client may have of `all`.
-constexpr std::size_t PartOfOne(std::size_t all) { return all - all / 4; }
-
-}  // namespace
-
 WorkerPool::WorkerPool(std::size_t threads, std::size_t queue_limit)
-    : queue_limit_(queue_limit), threads_of_one_(PartOfOne(threads)) {
+    : thread_count_(threads), queue_limit_(queue_limit) {
   for (std::size_t i = 0; i < threads; ++i)
     threads_.emplace_back([this] { Work(); });
 }
@@ -28,11 +21,12 @@ WorkerPool::~WorkerPool() {
 bool WorkerPool::TrySubmit(const std::string& client, Job job) {
   {
     const std::lock_guard lock(mutex_);
+    share_.Note(client);
     if (queued_ >= queue_limit_) return false;
     const auto [place, is_new] = clients_.try_emplace(client);
     auto& [queued, running, turn] = place->second;
     if (is_new) turn = ++last_turn_;
-    if (queued.size() >= PartOfOne(queue_limit_)) return false;
+    if (queued.size() >= share_.Of(client, queue_limit_)) return false;
     queued.push_back(std::move(job));
     ++queued_;
   }
@@ -44,8 +38,8 @@ bool WorkerPool::TrySubmit(const std::string& client, Job job) {
 WorkerPool::Clients::iterator WorkerPool::NextClient() {
   auto next = clients_.end();
   for (auto place = clients_.begin(); place != clients_.end(); ++place) {
-    const auto& client = place->second;
-    if (client.queued.empty() || client.running >= threads_of_one_) continue;
+    const auto& [name, client] = *place;
+    if (client.queued.empty() || client.running >= share_.Of(name, thread_count_)) continue;
     if (next == clients_.end() || client.turn < next->second.turn) next = place;
   }
   return next;

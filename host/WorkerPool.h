@@ -11,13 +11,13 @@
 #include <thread>
 #include <vector>
 
+#include "FairShare.h"
+
 namespace host {
 
 /// Threads that share one bounded queue. Jobs must not throw.
 ///
-/// Each job belongs to a client. Clients are served in turn, and one of them has at most three quarters of the threads
-/// and of the queue (all of them where there are fewer than four), so that the jobs of one client, however many and
-/// slow, leave threads for the others.
+/// Each job belongs to a client. Clients are served in turn, and each has a share of the threads and of the queue.
 class WorkerPool {
  public:
   using Job = std::function<void()>;
@@ -46,11 +46,12 @@ class WorkerPool {
   Clients::iterator NextClient();
   void Ended(Clients::iterator client);
 
+  const std::size_t thread_count_;
   const std::size_t queue_limit_;
-  const std::size_t threads_of_one_;
   std::mutex mutex_;
   std::condition_variable wake_;
   // Guarded by mutex_:
+  platform::FairShare share_;
   Clients clients_;
   std::uint64_t last_turn_ = 0;
   std::size_t queued_ = 0;

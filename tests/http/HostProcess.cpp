@@ -129,8 +129,25 @@ std::string Openssl(const std::string& options, const std::string& input, const 
   return folder.Read("out");
 }
 
-HttpConnection::HttpConnection(int port) : stream_(std::make_unique<tcp::iostream>("127.0.0.1", std::to_string(port))) {
-  if (!*stream_) throw std::runtime_error("no connection to port " + std::to_string(port));
+HttpConnection::HttpConnection(int port, const std::string& source) {
+  auto stream = std::make_unique<tcp::iostream>();
+  auto& socket = stream->rdbuf()->socket();
+  const auto fault = [&] {
+    boost::system::error_code error;
+    socket.open(tcp::v4(), error);
+    if (!error) socket.bind({boost::asio::ip::make_address(source), 0}, error);
+    if (!error) socket.connect({boost::asio::ip::address_v4::loopback(), static_cast<std::uint16_t>(port)}, error);
+    return error;
+  }();
+  if (fault) throw std::runtime_error("no connection to port " + std::to_string(port) + ": " + fault.message());
+  stream_ = std::move(stream);
+}
+
+void HttpConnection::Reset() const {
+  auto& socket = static_cast<tcp::iostream&>(*stream_).rdbuf()->socket();
+  boost::system::error_code error;
+  socket.set_option(boost::asio::socket_base::linger(true, 0), error);
+  socket.close(error);
 }
 
 void HttpConnection::Send(std::string_view bytes) const {

@@ -83,11 +83,14 @@ struct HttpReply {
 /// std::runtime_error when it is refused, and when an answer takes more than 30 s.
 class HttpConnection {
  public:
-  explicit HttpConnection(int port);
+  /// The host sees `source` as the client's address.
+  explicit HttpConnection(int port, const std::string& source = "127.0.0.1");
 
   /// A server that has closed already is no failure here: the reply shows it.
   void Send(std::string_view bytes) const;
   [[nodiscard]] HttpReply ReadReply() const;
+  /// Closes the connection at once, with a reset: whatever was not read is lost.
+  void Reset() const;
 
  private:
   std::unique_ptr<std::iostream> stream_;

@@ -4,41 +4,58 @@
 #include <chrono>
 #include <condition_variable>
 #include <list>
+#include <map>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <utility>
 #include <vector>
 
+#include "FairShare.h"
 #include "platform/Call.h"
 
 namespace platform::database {
 
-/// A fixed set of objects that callers borrow one at a time. When none is idle, callers wait and are served strictly in
-/// FIFO order. Thread-safe. Always owned by a shared_ptr: a borrowed object keeps its pool alive.
+/// A fixed set of objects that callers borrow one at a time. When none is idle, or a caller's client has its share of
+/// them, callers wait and are served in the order in which they came, except those whose client has its share.
+/// Thread-safe. Always owned by a shared_ptr: a borrowed object keeps its pool alive.
 template <class Object>
 class FairPool : public std::enable_shared_from_this<FairPool<Object>> {
   using Clock = std::chrono::steady_clock;
 
+  /// Who has objects, or waits for one.
+  struct Client {
+    std::size_t lent = 0;
+    std::size_t waiting = 0;
+  };
+  using Clients = std::map<std::string, Client>;
+  using Place = typename Clients::iterator;
+
   struct GiveBack {
     std::shared_ptr<FairPool> pool;
-    void operator()(Object* object) const { pool->Return(std::unique_ptr<Object>(object)); }
+    Place client;
+    void operator()(Object* object) const { pool->Return(std::unique_ptr<Object>(object), client); }
   };
 
  public:
   /// A borrowed object, returned to the pool on destruction; empty when none was available.
   using Lease = std::unique_ptr<Object, GiveBack>;
 
-  explicit FairPool(std::vector<std::unique_ptr<Object>> objects) : idle_(std::move(objects)) {}
+  explicit FairPool(std::vector<std::unique_ptr<Object>> objects) : size_(objects.size()), idle_(std::move(objects)) {}
   FairPool(const FairPool&) = delete;
   FairPool& operator=(const FairPool&) = delete;
 
-  /// Waits at most `bound`, and no longer than until `call` (null for none) is cancelled. Empty on a timeout, for a
-  /// cancelled call, and when the pool is closed.
+  /// Waits at most `bound`, and no longer than until `call` is cancelled. Empty on a timeout, for a cancelled call, and
+  /// when the pool is closed. Without a call (null) it is the system that takes, which has no share to exceed.
   [[nodiscard]] Lease Take(std::chrono::milliseconds bound, Call* call = nullptr) {
     const auto deadline = Clock::now() + bound;
+    const std::string name = call != nullptr ? call->client() : std::string();
     {
       const std::lock_guard lock(mutex_);
-      if (auto object = TakeIdle()) return Lend(std::move(object));
+      if (call != nullptr) share_.Note(name);
+      const auto client = clients_.try_emplace(name).first;
+      if (auto lease = TakeIdle(client)) return lease;
+      DropIfGone(client);
     }
     Waiter waiter;
     const WhenCancelled watch(call, [this, &waiter] {
@@ -47,11 +64,15 @@ class FairPool : public std::enable_shared_from_this<FairPool<Object>> {
       waiter.wake.notify_one();
     });
     std::unique_lock lock(mutex_);
-    if (auto object = TakeIdle()) return Lend(std::move(object));
+    const auto client = waiter.client = clients_.try_emplace(name).first;
+    if (auto lease = TakeIdle(client)) return lease;
     const auto place = waiters_.insert(waiters_.end(), &waiter);
-    waiter.wake.wait_until(lock, deadline, [&] { return waiter.served || waiter.given_up || closed_; });
-    if (!waiter.served) waiters_.erase(place);
-    return Lend(std::move(waiter.object));
+    ++client->second.waiting;
+    waiter.wake.wait_until(lock, deadline, [&] { return waiter.lease || waiter.given_up || closed_; });
+    --client->second.waiting;
+    if (!waiter.lease) waiters_.erase(place);
+    DropIfGone(client);
+    return std::move(waiter.lease);
   }
 
   /// Closes the pool: waiting callers get nothing, idle objects are destroyed, borrowed ones when they are returned.
@@ -80,45 +101,61 @@ class FairPool : public std::enable_shared_from_this<FairPool<Object>> {
 
  private:
   struct Waiter {
+    Place client;
     const Clock::time_point since = Clock::now();
     std::condition_variable wake;
-    std::unique_ptr<Object> object;
-    bool served = false;
+    Lease lease;
     bool given_up = false;
   };
 
-  /// Null when none is idle. While callers wait, none is: a returned object goes straight to the first of them.
-  std::unique_ptr<Object> TakeIdle() {
-    if (closed_ || idle_.empty()) return nullptr;
+  /// Empty when none is idle, or `client` has its share. A caller that finds one does not overtake those that wait:
+  /// they wait for their client's share.
+  Lease TakeIdle(Place place) {
+    auto& [name, client] = *place;
+    if (closed_ || idle_.empty()) return Lease();
+    if (!name.empty() && client.lent >= share_.Of(name, size_)) return Lease();
+    ++client.lent;
     auto object = std::move(idle_.back());
     idle_.pop_back();
-    return object;
+    return Lease(object.release(), GiveBack{this->shared_from_this(), place});
   }
 
-  Lease Lend(std::unique_ptr<Object> object) {
-    return object ? Lease(object.release(), GiveBack{this->shared_from_this()}) : Lease();
+  void DropIfGone(Place place) {
+    if (place->second.lent == 0 && place->second.waiting == 0) clients_.erase(place);
   }
 
-  void Return(std::unique_ptr<Object> object) {
+  // Allocates nothing: it must not fail.
+  void Return(std::unique_ptr<Object> object, Place client) {
     const std::lock_guard lock(mutex_);
+    --client->second.lent;
+    DropIfGone(client);
     if (closed_) return;
-    if (waiters_.empty()) {
-      // LIFO, so that connections beyond the number in use may never need to be opened.
-      idle_.push_back(std::move(object));
-      return;
-    }
-    Waiter& first = *waiters_.front();
-    waiters_.pop_front();
-    first.object = std::move(object);
-    first.served = true;
-    last_served_ = Clock::now();
-    // Under the lock: the waiter is destroyed as soon as it sees that it was served.
-    first.wake.notify_one();
+    // LIFO, so that connections beyond the number in use may never need to be opened.
+    idle_.push_back(std::move(object));
+    ServeWaiters();
   }
 
+  void ServeWaiters() {
+    for (auto place = waiters_.begin(); place != waiters_.end() && !idle_.empty();) {
+      Waiter& waiter = **place;
+      waiter.lease = TakeIdle(waiter.client);
+      if (!waiter.lease) {
+        ++place;
+        continue;
+      }
+      place = waiters_.erase(place);
+      last_served_ = Clock::now();
+      // Under the lock: the waiter is destroyed as soon as it sees that it was served.
+      waiter.wake.notify_one();
+    }
+  }
+
+  const std::size_t size_;
   mutable std::mutex mutex_;
   // Under mutex_:
   bool closed_ = false;
+  FairShare share_;
+  Clients clients_;
   std::vector<std::unique_ptr<Object>> idle_;
   std::list<Waiter*> waiters_;
   Clock::time_point last_served_;

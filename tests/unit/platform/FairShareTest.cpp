@@ -1,0 +1,70 @@
+// Who gets what is lent: clients have shares, and callers of one client are served in their order.
+
+#include <gtest/gtest.h>
+
+#include <future>
+#include <optional>
+
+#include "Database/FairPool.h"
+#include "support/Eventually.h"
+
+namespace evidence_test {
+namespace {
+
+using namespace std::chrono_literals;
+using platform::Call;
+using platform::FairShare;
+using Pool = platform::database::FairPool<int>;
+
+class PoolSharesTest : public testing::Test {
+ protected:
+  static std::shared_ptr<Pool> Make(int objects) {
+    std::vector<std::unique_ptr<int>> made;
+    for (int n = 0; n < objects; ++n)
+      made.push_back(std::make_unique<int>(n));
+    return std::make_shared<Pool>(std::move(made));
+  }
+  Pool::Lease Take(const std::string& client, std::chrono::milliseconds bound = 0ms) {
+    Call call(Call::Kind::kWrites, client);
+    return pool_->Take(bound, &call);
+  }
+  std::shared_ptr<Pool> pool_ = Make(4);
+};
+
+TEST_F(PoolSharesTest, AClientHasHalfWhileAnotherIsThere) {
+  { const auto other = Take("other"); }
+  auto first = Take("greedy");
+  const auto second = Take("greedy");
+  ASSERT_TRUE(first && second);
+  EXPECT_FALSE(Take("greedy"));
+  auto waits = std::async(std::launch::async, [this] { return Take("greedy", 1h); });
+  ASSERT_TRUE(Eventually([this] { return pool_->Waiting() == 1; }));
+  const auto third = Take("other");
+  EXPECT_TRUE(third) << "past one who waits for his share";
+  EXPECT_TRUE(pool_->Take(0ms)) << "the system has no share to exceed";
+  first.reset();
+  EXPECT_TRUE(waits.get());
+}
+
+TEST_F(PoolSharesTest, AloneAClientHasAll) {
+  std::vector<Pool::Lease> taken;
+  for (int n = 0; n < 4; ++n)
+    EXPECT_TRUE(taken.emplace_back(Take("alone")));
+}
+
+TEST(FairShare, OthersCountForAWhile) {
+  const auto start = FairShare::Clock::now();
+  FairShare share;
+  share.Note("a", start);
+  EXPECT_EQ(share.Of("a", 5, start), 5U);
+  share.Note("b", start);
+  share.Note("a", start + 1s);
+  EXPECT_EQ(share.Of("a", 5, start + 1s), 3U);
+  EXPECT_EQ(share.Of("b", 5, start + 1s), 3U);
+  EXPECT_EQ(share.Of("a", 1, start + 1s), 1U);
+  EXPECT_EQ(share.Of("a", 5, start + FairShare::kPresence), 5U) << "b has gone";
+  EXPECT_EQ(share.Of("b", 5, start + FairShare::kPresence), 3U);
+}
+
+}  // namespace
+}  // namespace evidence_test
