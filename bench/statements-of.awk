@@ -24,7 +24,7 @@ function finish(    start, key) {
 
 /^@/ {
   finish()
-  text = /^@routes_host LOG:  statement: / ? substr($0, length("@routes_host LOG:  statement: ") + 1) : ""
+  text = /^@routes_new LOG:  statement: / ? substr($0, length("@routes_new LOG:  statement: ") + 1) : ""
   next
 }
 text != "" { text = text "\n" substr($0, 2) }
