@@ -1,5 +1,8 @@
 #include "OrvBase/Utf8.h"
 
+#include <cstdint>
+#include <cstring>
+
 namespace Orv::Base::Utf8 {
 namespace {
 
@@ -36,29 +39,45 @@ std::size_t SequenceLength(std::string_view text, std::size_t at) {
   return form.length;
 }
 
-bool IsValid(std::string_view text) {
-  for (std::size_t at = 0; at < text.size();) {
-    const std::size_t length = SequenceLength(text, at);
-    if (length == 0) return false;
-    at += length;
+namespace {
+
+/// How many bytes from `at` on are ASCII, in whole words; most texts are nothing else.
+std::size_t AsciiWords(std::string_view text, std::size_t at) {
+  constexpr std::uint64_t kHighBits = 0x8080808080808080;
+  const std::size_t start = at;
+  for (std::uint64_t word = 0; text.size() - at >= sizeof(word); at += sizeof(word)) {
+    std::memcpy(&word, text.data() + at, sizeof(word));
+    if ((word & kHighBits) != 0) break;
   }
-  return true;
+  return at - start;
 }
+
+/// How many bytes of `text` precede the first that starts no valid sequence.
+std::size_t ValidLength(std::string_view text) {
+  std::size_t at = AsciiWords(text, 0);
+  while (at < text.size()) {
+    const std::size_t length = SequenceLength(text, at);
+    if (length == 0) break;
+    at += length;
+    if (length > 1) at += AsciiWords(text, at);
+  }
+  return at;
+}
+
+}  // namespace
+
+bool IsValid(std::string_view text) { return ValidLength(text) == text.size(); }
 
 std::string Repaired(std::string_view text) {
   std::string repaired;
   repaired.reserve(text.size());
-  for (std::size_t at = 0; at < text.size();) {
-    const std::size_t length = SequenceLength(text, at);
-    if (length == 0) {
-      repaired += "\xEF\xBF\xBD";
-      ++at;
-    } else {
-      repaired.append(text, at, length);
-      at += length;
-    }
+  for (;;) {
+    const std::size_t valid = ValidLength(text);
+    repaired.append(text.substr(0, valid));
+    if (valid == text.size()) return repaired;
+    repaired += "\xEF\xBF\xBD";
+    text.remove_prefix(valid + 1);
   }
-  return repaired;
 }
 
 }  // namespace Orv::Base::Utf8

@@ -41,6 +41,15 @@ TEST(Text, Utf8IsWalkedStrictly) {
     EXPECT_TRUE(ContainsIllegalCharacters("a" + illegal)) << testing::PrintToString(illegal);
 }
 
+TEST(Text, BrokenUtf8IsFoundAtAnyPlace) {
+  using platform::SqlText::Repaired;
+  for (std::size_t before = 0; before < 20; ++before) {
+    const std::string text = std::string(before, 'a') + "é" + std::string(before, 'b');
+    EXPECT_EQ(Repaired(text), text);
+    EXPECT_EQ(Repaired(text + "\xC3" + text), text + "\uFFFD" + text) << before;
+  }
+}
+
 TEST(SqlText, AValueStaysInItsLiteralAndAnUnbuiltStatementIsRefused) {
   using namespace platform::SqlText;
   const std::string value = "O'Brien\\ \0\x80\xC3\x89"s;
