@@ -7,6 +7,7 @@
 
 #include "Cameras.h"
 #include "HostLog.h"
+#include "platform/Call.h"
 #include "platform/Guard.h"
 
 namespace host {
@@ -88,6 +89,9 @@ bool CameraDirectory::Refresh() {
 
 std::jthread FollowCameras(std::shared_ptr<CameraDirectory> cameras) {
   return std::jthread([cameras = std::move(cameras)](const std::stop_token& stop) {
+    platform::Call call(platform::Call::Kind::kReads);
+    const platform::CallScope scope(call);
+    const std::stop_callback cancel(stop, [&call] { call.Cancel(); });
     std::mutex mutex;
     std::condition_variable_any wake;
     std::unique_lock lock(mutex);

@@ -36,7 +36,7 @@ class CameraDirectory final : public kelp::IElementApi, public kelp::IDeviceApi 
   std::string revision_;
 };
 
-/// A thread that refreshes `cameras` every two seconds until it is asked to stop.
+/// A thread that refreshes `cameras` every two seconds until it is asked to stop, which cancels a refresh.
 [[nodiscard]] std::jthread FollowCameras(std::shared_ptr<CameraDirectory> cameras);
 
 }  // namespace host

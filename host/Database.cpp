@@ -45,6 +45,11 @@ std::string SetUpSchema(const std::string& owner_connection, const std::string& 
 
 bool DatabaseAnswers() { return Execute("SELECT 1"); }
 
+std::chrono::milliseconds DatabaseStarvedFor() {
+  const auto manager = std::dynamic_pointer_cast<platform::IPooledDatabase>(kelp::IDBManager::Instance());
+  return manager ? manager->StarvedFor() : std::chrono::milliseconds(0);
+}
+
 bool Query(const std::string& sql, const kelp::IDBManager::RowReader& reader) {
   return kelp::IDBManager::Instance()->ExecuteQuery(platform::kPlatformDbId, kelp::IDBManager::kConfigClass, sql,
                                                     reader);

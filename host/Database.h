@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 
 #include "KelpPlatform/DBManager.h"
@@ -21,6 +22,9 @@ namespace host {
 
 /// Whether the database answers a statement now.
 [[nodiscard]] bool DatabaseAnswers();
+
+/// How long callers of any pool have been waiting without one of them getting a connection.
+[[nodiscard]] std::chrono::milliseconds DatabaseStarvedFor();
 
 /// Runs `sql` on the host's pools; results as for kelp::IDBManager.
 [[nodiscard]] bool Query(const std::string& sql, const kelp::IDBManager::RowReader& reader);

@@ -73,7 +73,7 @@ std::variant<HttpAnswer, HttpTask> Gateway::Admit(const HttpHead& head) const {
   if (head.path == "/live" || head.path == "/ready") {
     if (method->code != kelp::kMethodGet) return MethodRefused("GET");
     if (head.path == "/live") return HttpAnswer{kOk, R"({"Status":"live"})", nullptr};
-    return HttpTask{0, parts_.workers, Kind::kReads, head.client_address,
+    return HttpTask{0, parts_.ready_worker, Kind::kReads, head.client_address,
                     [this](const std::string&) { return Ready(); }};
   }
   return AdmitToPlugin(head, method->code);

@@ -22,12 +22,14 @@ class Gateway {
     std::shared_ptr<Sessions> sessions;
     std::shared_ptr<LoginTries> tries;
     std::shared_ptr<const platform::IRouteTable> routes;
-    /// Runs plugin requests and GET /ready.
+    /// Runs plugin requests.
     WorkerPool* workers = nullptr;
     /// Runs logins, whose hashes are expensive by design: its threads bound how many run at once.
     WorkerPool* login_workers = nullptr;
+    /// Runs GET /ready, which must be answered also when all else is busy.
+    WorkerPool* ready_worker = nullptr;
     std::size_t body_limit = 0;
-    /// Whether the host can serve; may block.
+    /// Whether the host can serve; blocks for a second at most.
     std::function<bool()> ready;
   };
 

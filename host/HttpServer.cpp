@@ -2,7 +2,6 @@
 
 #include <microhttpd.h>
 #include <strings.h>
-#include <sys/socket.h>
 
 #include <algorithm>
 #include <charconv>
@@ -14,6 +13,7 @@
 #include <vector>
 
 #include "HostLog.h"
+#include "HttpExchange.h"
 #include "ListenAddress.h"
 #include "platform/Guard.h"
 
@@ -24,13 +24,6 @@ HttpAnswer ErrorAnswer(unsigned status, std::string_view reason) {
 }
 
 namespace {
-
-/// The same request may succeed a moment later.
-HttpAnswer Busy() {
-  auto answer = ErrorAnswer(MHD_HTTP_SERVICE_UNAVAILABLE, "too many requests waiting");
-  answer.retry_after_s = 1;
-  return answer;
-}
 
 /// A refused request's body up to this size is discarded, so that the client sees the answer and keeps its connection;
 /// with a larger one the connection is closed.
@@ -118,52 +111,6 @@ std::size_t HeaderSize(MHD_Connection& connection) {
 
 }  // namespace
 
-struct HttpServer::Exchange {
-  MHD_Connection* connection = nullptr;
-  /// Method and path, for the log.
-  std::string line;
-  HttpTask task;
-  /// From the dispatch on.
-  std::optional<platform::Call> call;
-  std::string body;
-  std::uint64_t received = 0;
-
-  /// Guards the members below once the connection is suspended: a worker and a stop may both try to answer.
-  std::mutex mutex;
-  bool suspended = false;
-  std::optional<HttpAnswer> answer;
-
-  /// No exception of a request, in a plugin or in the host, may terminate the process.
-  HttpAnswer Run() {
-    const platform::CallScope scope(*call);
-    auto outcome = RunTask();
-    if (call->IsRefusedAsBusy() && !call->HasWritten()) return Busy();
-    return outcome;
-  }
-
-  HttpAnswer RunTask() {
-    return platform::Guard([this] { return task.run(std::move(body)); },
-                           [this](const char* reason) {
-                             if (reason != nullptr) {
-                               LogHost(kLogFailure, "%s threw: %s", line.c_str(), reason);
-                             } else {
-                               LogHost(kLogFailure, "%s threw", line.c_str());
-                             }
-                             return ErrorAnswer(MHD_HTTP_INTERNAL_SERVER_ERROR, "internal error");
-                           });
-  }
-
-  /// Does nothing on a connection that was already resumed. Touches only this object and the connection, which lives
-  /// while it is suspended: a late worker may call this after the server is destroyed.
-  void Resume(HttpAnswer next) {
-    const std::lock_guard lock(mutex);
-    if (!suspended) return;
-    suspended = false;
-    answer = std::move(next);
-    MHD_resume_connection(connection);
-  }
-};
-
 /// The callbacks of libmicrohttpd, which no exception may leave.
 struct HttpCallbacks {
   static MHD_Result Access(void* server, MHD_Connection* connection, const char* path, const char* method,
@@ -184,7 +131,7 @@ struct HttpCallbacks {
   static void Connection(void* server, MHD_Connection* connection, void**, MHD_ConnectionNotificationCode code) {
     auto& self = *static_cast<HttpServer*>(server);
     if (code == MHD_CONNECTION_NOTIFY_STARTED) {
-      platform::Guard([&] { self.SetIdleDeadline(*connection); }, &WithoutDeadline);
+      platform::Guard([&] { self.SetIdleDeadline(*connection, ReadDeadlines::Since::kOpened); }, &WithoutDeadline);
     } else {
       self.deadlines_.Clear(Descriptor(*connection));
     }
@@ -210,7 +157,12 @@ struct HttpCallbacks {
 HttpServer::HttpServer(HttpOptions options, HttpAdmission admission)
     : options_(std::move(options)), admission_(std::move(admission)) {}
 
-HttpServer::~HttpServer() { Stop(std::chrono::milliseconds(0)); }
+HttpServer::~HttpServer() {
+  if (daemon_ == nullptr) return;
+  Drain(std::chrono::milliseconds(0));
+  // It aborts the process when a connection is still suspended.
+  MHD_stop_daemon(daemon_);
+}
 
 bool HttpServer::Start(int listen_fd) {
   unsigned flags = MHD_USE_EPOLL_INTERNAL_THREAD | MHD_USE_ITC | MHD_ALLOW_SUSPEND_RESUME | MHD_USE_ERROR_LOG;
@@ -248,6 +200,9 @@ bool HttpServer::Access(MHD_Connection& connection, const RequestLine& line, con
   }
   {
     const std::lock_guard lock(exchange->mutex);
+    // Suspended at the first call, the connection would be read from once more before its answer, and a client that has
+    // closed its side meanwhile would get none.
+    if (!exchange->answer && !std::exchange(exchange->is_whole, true)) return true;
     if (!exchange->answer) return Dispatch(exchange);
   }
   return Answer(*exchange);
@@ -256,6 +211,8 @@ bool HttpServer::Access(MHD_Connection& connection, const RequestLine& line, con
 bool HttpServer::Begin(MHD_Connection& connection, const RequestLine& line, void*& context) {
   auto exchange = std::make_shared<Exchange>();
   exchange->connection = &connection;
+  exchange->fd = Descriptor(connection);
+  exchange->end_of_stream = EndOfStream(line.version);
   exchange->line = std::string(line.method) + " " + line.path;
   deadlines_.Set(Descriptor(connection), options_.read_timeout);
   context = new std::shared_ptr<Exchange>(exchange);
@@ -273,7 +230,7 @@ bool HttpServer::Begin(MHD_Connection& connection, const RequestLine& line, void
     exchange->answer = ErrorAnswer(MHD_HTTP_BAD_REQUEST, fault);
     return Answer(*exchange);
   }
-  if (stopping) return Admit(*exchange, ErrorAnswer(MHD_HTTP_SERVICE_UNAVAILABLE, "stopping"));
+  if (stopping) return Admit(*exchange, Stopping());
   return Admit(*exchange, admission_({line.method, line.path, Header(connection, MHD_HTTP_HEADER_AUTHORIZATION),
                                       ClientAddress(connection)}));
 }
@@ -310,20 +267,21 @@ bool HttpServer::Take(Exchange& exchange, std::string_view data) {
 
 /// The caller holds the exchange's mutex, so that a fast worker's Resume comes after the suspension.
 bool HttpServer::Dispatch(const std::shared_ptr<Exchange>& exchange) {
-  deadlines_.Clear(Descriptor(*exchange->connection));
+  deadlines_.Clear(exchange->fd);
   if (abandoned_) {
-    exchange->answer = ErrorAnswer(MHD_HTTP_SERVICE_UNAVAILABLE, "stopping");
+    exchange->answer = Stopping();
     return Answer(*exchange);
   }
   const auto& client = exchange->task.client;
   exchange->call.emplace(exchange->task.kind, client);
-  const bool queued = exchange->task.pool->TrySubmit(client, [exchange] { exchange->Resume(exchange->Run()); });
+  const bool queued = exchange->task.pool->TrySubmit(client, [exchange] { exchange->Work(); });
   if (!queued) {
     exchange->answer = Busy();
     return Answer(*exchange);
   }
   MHD_suspend_connection(exchange->connection);
   exchange->suspended = true;
+  exchange->Watch(hang_ups_);
   return true;
 }
 
@@ -363,44 +321,18 @@ void HttpServer::Completed(MHD_Connection& connection, void*& context) {
   }
   delete exchange;
   completed_.notify_all();
-  SetIdleDeadline(connection);
+  SetIdleDeadline(connection, ReadDeadlines::Since::kAnswered);
 }
 
-void HttpServer::SetIdleDeadline(MHD_Connection& connection) {
-  deadlines_.Set(Descriptor(connection), options_.idle_timeout + options_.read_timeout);
+void HttpServer::SetIdleDeadline(MHD_Connection& connection, ReadDeadlines::Since since) {
+  deadlines_.SetIdle(Descriptor(connection), since,
+                     {options_.idle_timeout + options_.read_timeout, options_.read_timeout});
 }
 
-bool HttpServer::Drained(std::chrono::milliseconds timeout) {
-  std::unique_lock lock(mutex_);
-  return completed_.wait_for(lock, timeout, [this] { return in_flight_.empty(); });
-}
-
-void HttpServer::AbandonSuspended() {
-  abandoned_ = true;
-  const std::lock_guard lock(mutex_);
-  for (auto* const exchange : in_flight_) {
-    exchange->Resume(ErrorAnswer(MHD_HTTP_SERVICE_UNAVAILABLE, "stopping"));
-  }
-}
-
-bool HttpServer::Stop(std::chrono::milliseconds timeout) {
-  if (daemon_ == nullptr) return true;
-  {
-    const std::lock_guard lock(mutex_);
-    stopping_ = true;
-  }
-  const int listen_fd = MHD_quiesce_daemon(daemon_);
-  // From here on clients are refused instead of waiting in the backlog until the socket is closed.
-  if (listen_fd >= 0) shutdown(listen_fd, SHUT_RD);
-  const bool drained = Drained(timeout);
-  if (!drained) {
-    // MHD_stop_daemon aborts the process when a connection is still suspended.
-    constexpr std::chrono::seconds kLastAnswers{2};
-    AbandonSuspended();
-    Drained(kLastAnswers);
-  }
-  MHD_stop_daemon(std::exchange(daemon_, nullptr));
-  return drained;
+HttpServer::EndOfStreamMeans HttpServer::EndOfStream(std::string_view version) const {
+  // Beside the records of TLS nothing can be sent, and a client of it that means to read on keeps its side open.
+  if (!options_.tls_certificate.empty()) return EndOfStreamMeans::kGone;
+  return version == MHD_HTTP_VERSION_1_1 ? EndOfStreamMeans::kAsk : EndOfStreamMeans::kHalfClosed;
 }
 
 }  // namespace host

@@ -13,7 +13,9 @@
 #include <string_view>
 #include <unordered_set>
 #include <variant>
+#include <vector>
 
+#include "HangUps.h"
 #include "ReadDeadlines.h"
 #include "WorkerPool.h"
 #include "platform/Call.h"
@@ -77,19 +79,27 @@ struct HttpOptions {
 class HttpServer {
  public:
   HttpServer(HttpOptions options, HttpAdmission admission);
-  /// Calls Stop without waiting for requests.
+  /// Drains without waiting for requests, and closes everything.
   ~HttpServer();
   HttpServer(const HttpServer&) = delete;
   HttpServer& operator=(const HttpServer&) = delete;
 
-  /// Serves on `listen_fd`, a listening socket that the caller owns and closes after Stop. False when the daemon could
-  /// not be started.
+  /// Serves on `listen_fd`, a listening socket that the caller owns and closes after this object's end. False when the
+  /// daemon could not be started.
   [[nodiscard]] bool Start(int listen_fd);
 
-  /// Refuses new connections, answers 503 to new requests on existing ones, waits until requests in flight are
-  /// answered, and closes everything. False when some were not answered within `timeout`: they got 503, and their tasks
-  /// may still be running. Only the first call does anything.
-  bool Stop(std::chrono::milliseconds timeout);
+  /// How requests in flight ended.
+  struct Drained {
+    /// A request that writes was begun, and its client was not told what became of it.
+    bool lost = false;
+    /// Tasks are still running.
+    bool inside = false;
+  };
+
+  /// Refuses new connections, answers 503 to new requests on existing ones, and waits until requests in flight are
+  /// answered: for what writes as long as `timeout`, for what only reads a few seconds, after which it is cancelled.
+  /// What is then left gets 503 and a line of the log. Called after Start, once.
+  Drained Drain(std::chrono::milliseconds timeout);
 
  private:
   struct Exchange;
@@ -108,13 +118,21 @@ class HttpServer {
   bool Dispatch(const std::shared_ptr<Exchange>& exchange);
   bool Answer(Exchange& exchange);
   void Completed(MHD_Connection& connection, void*& context);
-  void SetIdleDeadline(MHD_Connection& connection);
-  bool Drained(std::chrono::milliseconds timeout);
-  void AbandonSuspended();
+  void SetIdleDeadline(MHD_Connection& connection, ReadDeadlines::Since since);
+  /// What the end of a client's stream tells while its request is worked on.
+  enum class EndOfStreamMeans { kHalfClosed, kAsk, kGone };
+  EndOfStreamMeans EndOfStream(std::string_view version) const;
+
+  // Of Drain:
+  enum class Awaited { kAll, kWriting };
+  bool EndsBy(std::chrono::steady_clock::time_point deadline, Awaited awaited);
+  void CancelReads();
+  std::vector<std::shared_ptr<Exchange>> GiveUp();
 
   const HttpOptions options_;
   const HttpAdmission admission_;
   ReadDeadlines deadlines_;
+  HangUps hang_ups_;
   MHD_Daemon* daemon_ = nullptr;
 
   /// Requests may no longer be suspended.

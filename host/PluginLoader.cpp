@@ -17,7 +17,9 @@ std::string CallEntry(bool (*entry)()) {
 
 }  // namespace
 
-PluginLoader::~PluginLoader() { StopAll(); }
+PluginLoader::~PluginLoader() {
+  StopAll([](const std::string&) {});
+}
 
 bool PluginLoader::Start(const std::string& file, std::string& fault) {
   const auto refuse = [&](const std::string& reason) {
@@ -47,9 +49,10 @@ bool PluginLoader::Start(const std::string& file, std::string& fault) {
   return refuse("Init " + failure);
 }
 
-void PluginLoader::StopAll() {
+void PluginLoader::StopAll(const std::function<void(const std::string& file)>& before) {
   for (; !started_.empty(); started_.pop_back()) {
     const auto& plugin = started_.back();
+    before(plugin.file);
     const auto failure = CallEntry(plugin.un_init);
     if (failure.empty()) {
       LogHost(kLogProgress, "plugin %s stopped", plugin.file.c_str());

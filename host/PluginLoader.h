@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -22,8 +23,9 @@ class PluginLoader {
   /// called if its Init was, and its routes are removed.
   [[nodiscard]] bool Start(const std::string& file, std::string& fault);
 
-  /// Calls UnInit of the started plugins, in reverse order of their start. No request may still be inside a plugin.
-  void StopAll();
+  /// Calls UnInit of the started plugins, in reverse order of their start, and `before` with each one's file ahead of
+  /// it. No request may still be inside a plugin.
+  void StopAll(const std::function<void(const std::string& file)>& before);
 
  private:
   using Entry = bool (*)();

@@ -28,7 +28,9 @@
 #include "KeyFile.h"
 #include "ListenAddress.h"
 #include "PluginLoader.h"
+#include "Readiness.h"
 #include "ServiceManager.h"
+#include "Stopping.h"
 #include "Users.h"
 #include "platform/Turns.h"
 
@@ -37,21 +39,11 @@ namespace {
 
 using platform::Slot;
 
-/// Longest duration of a stop after the requests in flight have ended.
-constexpr std::chrono::seconds kPluginStop(30);
-
-/// The signals that stop the host; blocked in every thread and waited for in one.
-sigset_t StopSignals() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-    sigaddset(&signals, signal);
-  return signals;
-}
+/// Requests that only read are drained within this time.
+constexpr std::chrono::milliseconds kShortDrain{8'500};
 
 void PrepareProcess(const Settings& settings) {
-  const auto signals = StopSignals();
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  Stopping::Instance().Note("the start");
   signal(SIGPIPE, SIG_IGN);
   // Each connection takes a descriptor; the others are for the database, files and libraries.
   constexpr rlim_t kOtherDescriptors = 512;
@@ -109,15 +101,23 @@ class Host {
   bool all_plugins_up_ = true;
   std::optional<WorkerPool> workers_;
   std::optional<WorkerPool> login_workers_;
+  std::optional<WorkerPool> ready_worker_;
+  std::optional<Readiness> readiness_;
   std::optional<Gateway> gateway_;
   std::optional<HttpServer> http_;
 };
 
 Host::~Host() {
+  auto& stopping = Stopping::Instance();
+  stopping.Note("the HTTP server");
   http_.reset();
+  stopping.Note("the workers, or a statement of theirs");
+  ready_worker_.reset();
+  readiness_.reset();
   login_workers_.reset();
   workers_.reset();
-  plugins_.StopAll();
+  plugins_.StopAll([&stopping](const std::string& file) { stopping.Note("UnInit of plugin " + file); });
+  stopping.Note("the list of cameras");
   camera_follower_ = {};
   Slot<kelp::IPlatformAdapterInterface>::Exchange(nullptr);
   Slot<platform::IAuthenticationBackend>::Exchange(nullptr);
@@ -212,9 +212,11 @@ std::string Host::StartHttp() {
   platform::Turn::LimitWaiting(static_cast<std::size_t>(settings_.workers) / 2);
   login_workers_.emplace(static_cast<std::size_t>(settings_.login_workers),
                          static_cast<std::size_t>(settings_.login_queue));
-  gateway_.emplace(Gateway::Parts{sessions_, tries_, routes_, &*workers_, &*login_workers_,
+  ready_worker_.emplace(1, static_cast<std::size_t>(settings_.connections_limit));
+  readiness_.emplace(Readiness::Parts{&DatabaseAnswers, &DatabaseStarvedFor});
+  gateway_.emplace(Gateway::Parts{sessions_, tries_, routes_, &*workers_, &*login_workers_, &*ready_worker_,
                                   static_cast<std::size_t>(settings_.body_limit),
-                                  [this] { return all_plugins_up_ && DatabaseAnswers(); }});
+                                  [this] { return all_plugins_up_ && readiness_->IsReady(); }});
   http_.emplace(std::move(options), [this](const HttpHead& head) { return gateway_->Admit(head); });
   std::string fault;
   if (!socket_.Listen(fault)) return "cannot listen on " + fault;
@@ -228,18 +230,25 @@ int Host::Run() {
   std::fflush(stdout);
   LogHost(kLogProgress, "listening on %s://%s", scheme, socket_.text().c_str());
   TellReady("listening on " + socket_.text());
-  const auto signals = StopSignals();
-  int signal = 0;
-  while (sigwait(&signals, &signal) != 0) {
-  }
+  auto& stopping = Stopping::Instance();
+  stopping.Note("requests");
+  const int signal = stopping.Wait();
   LogHost(kLogProgress, "stopping on signal %d", signal);
   const std::chrono::seconds drain(settings_.drain_timeout_s);
-  TellStopping(drain + kPluginStop);
-  if (http_->Stop(drain)) return 0;
+  TellStopping(drain + Stopping::kLongest);
+  stopping.Allow(drain);
+  const auto start = std::chrono::steady_clock::now();
+  const auto drained = http_->Drain(drain);
+  const int exit_code = drained.lost ? 1 : 0;
+  stopping.SetExitCode(exit_code);
+  if (!drained.inside) {
+    // When nothing was written that took time, the rest does not take the time of what might have been.
+    if (std::chrono::steady_clock::now() - start < kShortDrain) stopping.Allow(std::chrono::seconds(0));
+    return exit_code;
+  }
   // A request is still inside a plugin, whose UnInit must not be called meanwhile.
   LogHost(kLogFatal, "requests did not end in time: the process ends without stopping its plugins");
-  Slot<platform::ILogSink>::Exchange(nullptr);
-  std::_Exit(1);
+  Stopping::End(exit_code);
 }
 
 }  // namespace
@@ -272,7 +281,10 @@ int Serve(const Settings& settings) {
     std::fprintf(stderr, "evidence-host: %s\n", fault.c_str());
   }
   LogHost(kLogProgress, "stopped");
+  auto& stopping = Stopping::Instance();
+  stopping.Note("the database");
   Slot<kelp::IDBManager>::Exchange(nullptr);
+  stopping.Note("the log");
   Slot<platform::ILogSink>::Exchange(nullptr);
   return exit_code;
 }

@@ -15,6 +15,7 @@
 #include <stdexcept>
 
 #include "http/HostProcess.h"
+#include "support/Eventually.h"
 #include "support/ThrowawayPostgres.h"
 
 namespace evidence_test {
@@ -211,7 +212,7 @@ TEST_F(AttackTest, AnOrdinaryClientIsServedAndNothingIsLost) {
   attackers_.clear();
   Print();
   EXPECT_GT(hostile_requests_, 0);
-  EXPECT_EQ(evidence_test::Ask(host_->port(), "GET", "/ready", "").status, 200);
+  EXPECT_TRUE(Eventually([] { return evidence_test::Ask(host_->port(), "GET", "/ready", "").status == 200; }));
   EXPECT_EQ(Postgres().Value("SELECT count(*) FROM evidence.evidence WHERE guid LIKE 'ordinary %'"),
             std::to_string(created_));
   EXPECT_EQ(Postgres().Value("SELECT count(*) FROM evidence.evidence WHERE guid = 'huge'"), "0");

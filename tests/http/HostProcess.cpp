@@ -155,6 +155,10 @@ void HttpConnection::Send(std::string_view bytes) const {
   *stream_ << bytes << std::flush;
 }
 
+void HttpConnection::EndSending() const {
+  static_cast<tcp::iostream&>(*stream_).socket().shutdown(tcp::socket::shutdown_send);
+}
+
 HttpReply HttpConnection::ReadReply() const {
   auto& stream = static_cast<tcp::iostream&>(*stream_);
   stream.clear();

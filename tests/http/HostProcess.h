@@ -91,6 +91,8 @@ class HttpConnection {
   [[nodiscard]] HttpReply ReadReply() const;
   /// Closes the connection at once, with a reset: whatever was not read is lost.
   void Reset() const;
+  /// Closes this side only: the server reads the end, and may still answer.
+  void EndSending() const;
 
  private:
   std::unique_ptr<std::iostream> stream_;

@@ -46,13 +46,14 @@ class FairPool : public std::enable_shared_from_this<FairPool<Object>> {
   FairPool& operator=(const FairPool&) = delete;
 
   /// Waits at most `bound`, and no longer than until `call` is cancelled. Empty on a timeout, for a cancelled call, and
-  /// when the pool is closed. Without a call (null) it is the system that takes, which has no share to exceed.
+  /// when the pool is closed. Without a call (null), and for one of no client, it is the system that takes, which has
+  /// no share to exceed.
   [[nodiscard]] Lease Take(std::chrono::milliseconds bound, Call* call = nullptr) {
     const auto deadline = Clock::now() + bound;
     const std::string name = call != nullptr ? call->client() : std::string();
     {
       const std::lock_guard lock(mutex_);
-      if (call != nullptr) share_.Note(name);
+      if (!name.empty()) share_.Note(name);
       const auto client = clients_.try_emplace(name).first;
       if (auto lease = TakeIdle(client)) return lease;
       DropIfGone(client);
@@ -91,10 +92,11 @@ class FairPool : public std::enable_shared_from_this<FairPool<Object>> {
     return waiters_.size();
   }
 
-  /// How long callers have been waiting without one of them getting an object; 0 when none waits.
+  /// How long callers have been waiting without one of them getting an object; 0 when none waits, and while an object
+  /// is idle, as those that wait then have their share.
   [[nodiscard]] std::chrono::milliseconds StarvedFor() const {
     const std::lock_guard lock(mutex_);
-    if (waiters_.empty()) return std::chrono::milliseconds(0);
+    if (waiters_.empty() || !idle_.empty()) return std::chrono::milliseconds(0);
     const auto since = std::max(waiters_.front()->since, last_served_);
     return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - since);
   }

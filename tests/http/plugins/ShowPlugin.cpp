@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "KelpPlatform/DBManager.h"
 #include "KelpPlatform/PlatformAdapter.h"
 #include "OrvBase/Log.h"
 #include "TarnPlatform/Authentication.h"
@@ -76,6 +77,15 @@ std::string CallApi(const SHttpRequest& request) {
   return std::dynamic_pointer_cast<plugin_comm::CPluginCommData>(reply)->JsonTxt();
 }
 
+/// Runs the body on a connection of this plugin's own pool of four.
+constexpr char kPool[] = "show";
+constexpr int kConnections = 4;
+
+std::string Sql(const SHttpRequest& request) {
+  const auto manager = kelp::IDBManager::Instance();
+  return manager->ExecuteNoQuery(kPool, kelp::IDBManager::kConfigClass, request.request_body) ? "done" : "failed";
+}
+
 std::string Throw(const SHttpRequest&) { throw std::runtime_error("thrown on purpose"); }
 
 }  // namespace
@@ -83,19 +93,22 @@ std::string Throw(const SHttpRequest&) { throw std::runtime_error("thrown on pur
 extern "C" PLATFORM_API bool Init() {
   std::shared_ptr<kelp::IMsgBus> bus;
   kelp::IPlatformAdapterInterface::Instance()->GetMsgBus(bus, true);
+  if (!kelp::IDBManager::Instance()->Initialize(kPool, kConnections, 1, true)) return false;
   const auto serve = [&bus](const std::string& url, int method_code, const auto& show) {
     return bus->RegisterUrl(url, method_code, 0, [show](SHttpResponse& response, const SHttpRequest& request) {
       response.response_body = show(request);
     });
   };
-  return serve("/Echo", kelp::kMethodPut, Echo) && serve("/Echo/ID/Sub/ID", kelp::kMethodGet, Echo) &&
-         serve("/Gate", kelp::kMethodPost, Gate) && serve("/WhoAmI", kelp::kMethodGet, WhoAmI) &&
-         serve("/KeyText", kelp::kMethodGet, KeyText) && serve("/Camera/ID", kelp::kMethodGet, Camera) &&
-         serve("/Throw", kelp::kMethodGet, Throw) && serve("/Api", kelp::kMethodPost, CallApi) &&
+  return serve("/Sql", kelp::kMethodPost, Sql) && serve("/Echo", kelp::kMethodPut, Echo) &&
+         serve("/Echo/ID/Sub/ID", kelp::kMethodGet, Echo) && serve("/Gate", kelp::kMethodPost, Gate) &&
+         serve("/WhoAmI", kelp::kMethodGet, WhoAmI) && serve("/KeyText", kelp::kMethodGet, KeyText) &&
+         serve("/Camera/ID", kelp::kMethodGet, Camera) && serve("/Throw", kelp::kMethodGet, Throw) &&
+         serve("/Api", kelp::kMethodPost, CallApi) &&
          serve("/Nothing", kelp::kMethodGet, [](const SHttpRequest&) { return std::string(); });
 }
 
 extern "C" PLATFORM_API bool UnInit() {
   Orv::Base::details::ITarnFormatLog(3, "show", "UnInit called");
+  kelp::IDBManager::Instance()->UnInitialize(kPool);
   return true;
 }

@@ -1,0 +1,104 @@
+#include "HttpExchange.h"
+
+#include <microhttpd.h>
+
+#include <utility>
+
+#include "HostLog.h"
+#include "platform/Guard.h"
+
+namespace host {
+
+HttpAnswer Busy() {
+  auto answer = ErrorAnswer(MHD_HTTP_SERVICE_UNAVAILABLE, "too many requests waiting");
+  answer.retry_after_s = 1;
+  return answer;
+}
+
+HttpAnswer Stopping() { return ErrorAnswer(MHD_HTTP_SERVICE_UNAVAILABLE, "stopping"); }
+
+void HttpServer::Exchange::Work() {
+  {
+    const std::lock_guard lock(mutex);
+    if (!suspended) return;
+    running = true;
+  }
+  auto outcome = Run();
+  const std::lock_guard lock(mutex);
+  running = false;
+  Resume(std::move(outcome));
+}
+
+HttpServer::Exchange::GivenUp HttpServer::Exchange::GiveUp() {
+  const std::lock_guard lock(mutex);
+  // Before the dispatch the answer belongs to the connection's thread alone.
+  if (!suspended) return call ? GivenUp::kWhileAnswered : GivenUp::kBeforeItsTask;
+  Resume(Stopping());
+  return running ? GivenUp::kInsideItsTask : GivenUp::kBeforeItsTask;
+}
+
+/// No exception of a request, in a plugin or in the host, may terminate the process.
+HttpAnswer HttpServer::Exchange::Run() {
+  const platform::CallScope scope(*call);
+  if (call->IsCancelled()) return Stopping();
+  auto outcome = RunTask();
+  if (call->HasWritten()) return outcome;
+  if (call->IsRefusedAsBusy()) return Busy();
+  // A part of what it should have read may be missing.
+  return call->IsCancelled() ? Stopping() : std::move(outcome);
+}
+
+HttpAnswer HttpServer::Exchange::RunTask() {
+  return platform::Guard([this] { return task.run(std::move(body)); },
+                         [this](const char* reason) {
+                           if (reason != nullptr) {
+                             LogHost(kLogFailure, "%s threw: %s", line.c_str(), reason);
+                           } else {
+                             LogHost(kLogFailure, "%s threw", line.c_str());
+                           }
+                           return ErrorAnswer(MHD_HTTP_INTERNAL_SERVER_ERROR, "internal error");
+                         });
+}
+
+void HttpServer::Exchange::Resume(HttpAnswer next) {
+  if (!suspended) return;
+  suspended = false;
+  if (hang_ups_ != nullptr) hang_ups_->Unwatch(ticket_);
+  answer = std::move(next);
+  MHD_resume_connection(connection);
+}
+
+void HttpServer::Exchange::Watch(HangUps& hang_ups) {
+  if (task.kind != platform::Call::Kind::kReads) return;
+  hang_ups_ = &hang_ups;
+  ticket_ = hang_ups.Watch(fd, [self = shared_from_this()](HangUps::Sign sign) { self->Seen(sign); });
+}
+
+void HttpServer::Exchange::Seen(HangUps::Sign sign) {
+  const std::lock_guard lock(mutex);
+  if (!suspended) return;
+  if (sign == HangUps::Sign::kGone || end_of_stream == EndOfStreamMeans::kGone) {
+    LogHost(kLogTrace, "%s: the client has hung up", line.c_str());
+    call->Cancel();
+  } else if (end_of_stream == EndOfStreamMeans::kAsk) {
+    // The library writes nothing meanwhile: the connection is suspended.
+    HangUps::Ask(fd);
+  }
+}
+
+void HttpServer::Exchange::Cancel() {
+  const std::lock_guard lock(mutex);
+  if (suspended) call->Cancel();
+}
+
+bool HttpServer::Exchange::Writes() {
+  const std::lock_guard lock(mutex);
+  return call && (call->kind() == platform::Call::Kind::kWrites || call->HasWritten());
+}
+
+bool HttpServer::Exchange::Runs() {
+  const std::lock_guard lock(mutex);
+  return running;
+}
+
+}  // namespace host

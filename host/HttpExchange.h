@@ -1,0 +1,63 @@
+#pragma once
+
+#include "HttpServer.h"
+
+namespace host {
+
+/// 503: the same request may succeed a moment later.
+HttpAnswer Busy();
+/// 503: another host may serve it, or this one after its next start.
+HttpAnswer Stopping();
+
+/// One request, from its head to the end of its answer.
+struct HttpServer::Exchange : std::enable_shared_from_this<Exchange> {
+  MHD_Connection* connection = nullptr;
+  int fd = -1;
+  /// Method and path, for the log.
+  std::string line;
+  EndOfStreamMeans end_of_stream = EndOfStreamMeans::kHalfClosed;
+  HttpTask task;
+  std::string body;
+  std::uint64_t received = 0;
+  /// Nothing of the request is still to come.
+  bool is_whole = false;
+
+  /// Guards the members below once the connection is suspended: a worker and a stop may both try to answer.
+  std::mutex mutex;
+  bool suspended = false;
+  /// The task runs.
+  bool running = false;
+  /// From the dispatch on.
+  std::optional<platform::Call> call;
+  std::optional<HttpAnswer> answer;
+
+  /// On a worker: runs the task, unless it was answered meanwhile, and answers.
+  void Work();
+
+  enum class GivenUp { kBeforeItsTask, kInsideItsTask, kWhileAnswered };
+  /// Answers for a task that does not end, or has not begun. Tells where the request was.
+  GivenUp GiveUp();
+
+  /// Cancels what reads when the client hangs up before the answer. The caller holds the mutex; suspended.
+  void Watch(HangUps& hang_ups);
+
+  /// Cancels what reads.
+  void Cancel();
+
+  /// Begun, and may have written.
+  [[nodiscard]] bool Writes();
+  [[nodiscard]] bool Runs();
+
+ private:
+  HttpAnswer Run();
+  HttpAnswer RunTask();
+  /// Does nothing on a connection that was already resumed. The caller holds the mutex. Touches only this object, the
+  /// connection and the server, which live while it is suspended: a late worker may be here after the server's end.
+  void Resume(HttpAnswer next);
+  void Seen(HangUps::Sign sign);
+
+  HangUps* hang_ups_ = nullptr;
+  HangUps::Ticket ticket_ = 0;
+};
+
+}  // namespace host
