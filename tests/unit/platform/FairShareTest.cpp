@@ -39,6 +39,8 @@ TEST_F(PoolSharesTest, AClientHasHalfWhileAnotherIsThere) {
   EXPECT_FALSE(Take("greedy"));
   auto waits = std::async(std::launch::async, [this] { return Take("greedy", 1h); });
   ASSERT_TRUE(Eventually([this] { return pool_->Waiting() == 1; }));
+  EXPECT_FALSE(Take("greedy", 2ms));
+  EXPECT_EQ(pool_->StarvedFor(), 0ms) << "others get one";
   const auto third = Take("other");
   EXPECT_TRUE(third) << "past one who waits for his share";
   EXPECT_TRUE(pool_->Take(0ms)) << "the system has no share to exceed";
