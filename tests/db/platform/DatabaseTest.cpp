@@ -2,7 +2,10 @@
 #include <signal.h>
 
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <future>
+#include <iterator>
 #include <stdexcept>
 
 #include "RealBackends.h"
@@ -218,7 +221,18 @@ TEST_F(CancelTest, AConnectionWhoseCancellationHangsIsNotUsedAgain) {
   // The server accepts connections and does nothing with them.
   const pid_t server = std::stoi(Postgres().Value("SELECT pg_read_file('postmaster.pid', 0, 20)"));
   kill(server, SIGSTOP);
+  const auto open_files = [] {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
+  };
+  const auto files = open_files();
+  EXPECT_TRUE(Eventually([server] {
+    std::string state;
+    std::ifstream stat("/proc/" + std::to_string(server) + "/stat");
+    stat >> state >> state >> state;
+    return state == "T";
+  }));
   call.Cancel();
+  EXPECT_TRUE(Eventually([&] { return open_files() > files; })) << "the request has its connection";
   OpenGate();
   EXPECT_TRUE(reading.get()) << "the text itself ended as ever";
   kill(server, SIGCONT);
