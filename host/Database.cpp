@@ -1,9 +1,11 @@
 #include "Database.h"
 
+#include <cstdio>
 #include <filesystem>
 
 #include "Backends.h"
 #include "DatabaseSetup.h"
+#include "HostLog.h"
 #include "RealBackends.h"
 
 namespace host {
@@ -40,6 +42,10 @@ std::string CheckSchemaVersion(const std::string& sql_directory) {
 std::string SetUpSchema(const std::string& owner_connection, const std::string& sql_directory, int& version) {
   const auto result = platform::SetUpDatabase(owner_connection, sql_directory);
   version = result.version;
+  for (const auto& remark : result.remarks) {
+    LogHost(kLogAnomaly, "set-up: %s", remark.c_str());
+    std::fprintf(stderr, "evidence-host: %s\n", remark.c_str());
+  }
   return result.ok ? "" : "set-up of the database failed: " + result.fault;
 }
 

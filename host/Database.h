@@ -16,7 +16,8 @@ namespace host {
 /// Checks that the schema has the version of the newest script in `sql_directory`.
 [[nodiscard]] std::string CheckSchemaVersion(const std::string& sql_directory);
 
-/// Brings the schema up to date. `owner_connection` has a role that may create schemas and roles.
+/// Brings the schema up to date, and roles, rights and settings as they should be. `owner_connection` has a role that
+/// may create schemas and roles; what it may not set is told on standard error.
 [[nodiscard]] std::string SetUpSchema(const std::string& owner_connection, const std::string& sql_directory,
                                       int& version);
 

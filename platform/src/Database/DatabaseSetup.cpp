@@ -49,25 +49,32 @@ std::string ListScripts(const std::string& directory, Scripts& scripts) {
 /// One set-up run; each step returns its fault, or "".
 class Setup {
  public:
-  Setup(const std::string& connection, const Scripts& scripts) : connection_(connection), scripts_(scripts) {}
+  Setup(const std::string& connection, const Scripts& scripts, std::filesystem::path every_time)
+      : connection_(connection), scripts_(scripts), every_time_(std::move(every_time)) {}
 
   std::string Run();
   int Version() const { return scripts_.rbegin()->first; }
   int Applied() const { return applied_; }
+  const std::vector<std::string>& Remarks() const { return remarks_; }
 
  private:
   std::string RunText(const std::string& text) { return connection_.Run(text) ? std::string() : connection_.Fault(); }
   std::string CheckCharacters();
   std::string ReadApplied(std::set<int>& numbers);
-  std::string Apply(int number, const std::filesystem::path& path);
+  std::string RunScript(const std::filesystem::path& path);
+  std::string NoteApplied(int number);
 
   PostgresConnection connection_;
   const Scripts& scripts_;
+  const std::filesystem::path every_time_;
   int applied_ = 0;
+  std::vector<std::string> remarks_;
 };
 
-// The first key identifies this program, the second one of its locks.
-constexpr char kSqlTakeTurn[] = "BEGIN ISOLATION LEVEL READ COMMITTED; SELECT pg_advisory_xact_lock(711, 1)";
+// The first key identifies this program, the second one of its locks. The role may be one with time limits.
+constexpr char kSqlTakeTurn[] =
+    "BEGIN ISOLATION LEVEL READ COMMITTED; SET LOCAL statement_timeout = 0; SET LOCAL lock_timeout = 0; "
+    "SELECT pg_advisory_xact_lock(711, 1)";
 
 std::string Setup::Run() {
   if (!connection_.MakeReady()) return connection_.Fault();
@@ -77,8 +84,11 @@ std::string Setup::Run() {
   if (auto fault = ReadApplied(done); !fault.empty()) return fault;
   for (const auto& [number, path] : scripts_) {
     if (done.contains(number)) continue;
-    if (auto fault = Apply(number, path); !fault.empty()) return path.filename().string() + ": " + fault;
+    if (auto fault = RunScript(path); !fault.empty()) return fault;
+    if (auto fault = NoteApplied(number); !fault.empty()) return fault;
   }
+  if (auto fault = RunScript(every_time_); !fault.empty()) return fault;
+  remarks_ = connection_.Warnings();
   return RunText("COMMIT");
 }
 
@@ -117,13 +127,17 @@ std::string Setup::ReadApplied(std::set<int>& numbers) {
   return {};
 }
 
-std::string Setup::Apply(int number, const std::filesystem::path& path) {
+std::string Setup::RunScript(const std::filesystem::path& path) {
+  const std::string name = path.filename().string() + ": ";
   std::ifstream file(path, std::ios::binary);
   std::ostringstream text;
   text << file.rdbuf();
-  if (!file.is_open() || text.fail()) return "cannot be read, or is empty";
-  if (auto fault = RunText(text.str()); !fault.empty()) return fault;
-  if (!connection_.InTransaction()) return "the script ended the transaction";
+  if (!file.is_open() || text.fail()) return name + "cannot be read, or is empty";
+  if (auto fault = RunText(text.str()); !fault.empty()) return name + fault;
+  return connection_.InTransaction() ? std::string() : name + "the script ended the transaction";
+}
+
+std::string Setup::NoteApplied(int number) {
   ++applied_;
   return RunText("INSERT INTO platform.schema_version (version) VALUES (" + std::to_string(number) + ")");
 }
@@ -136,12 +150,13 @@ SetupResult SetUpDatabase(const std::string& owner_connection, const std::string
   SetupResult result;
   result.fault = database::ListScripts(sql_directory, scripts);
   if (!result.fault.empty()) return result;
-  database::Setup setup(owner_connection, scripts);
+  database::Setup setup(owner_connection, scripts, std::filesystem::path(sql_directory) / "every_setup.sql");
   result.fault = setup.Run();
   result.ok = result.fault.empty();
   if (!result.ok) return result;
   result.version = setup.Version();
   result.applied = setup.Applied();
+  result.remarks = setup.Remarks();
   return result;
 }
 

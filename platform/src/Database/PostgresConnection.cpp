@@ -94,7 +94,7 @@ bool PostgresConnection::ServerHasClosed() {
   return true;
 }
 
-PostgresResult PostgresConnection::Run(const std::string& text, Call* call) {
+PostgresResult PostgresConnection::Run(const std::string& text, Call* call, Origin origin) {
   // libpq reads a text up to its first NUL: the rest would be silently cut off.
   if (text.find('\0') != std::string::npos) {
     Fail("a statement with a NUL character was not sent");
@@ -104,7 +104,9 @@ PostgresResult PostgresConnection::Run(const std::string& text, Call* call) {
     Fail("the connection was lost");
     return nullptr;
   }
-  if (IsLogLevelOn(kLogStatement)) ITarnFormatLog(kLogStatement, kLogTag, "%s", text.c_str());
+  warnings_.clear();
+  if (origin == Origin::kCaller && IsLogLevelOn(kLogStatement))
+    ITarnFormatLog(kLogStatement, kLogTag, "%s", text.c_str());
   PostgresResult last;
   TextCancel cancel(call, handle_.get());
   if (PQsendQuery(handle_.get(), text.c_str()) == 1) {
@@ -164,10 +166,14 @@ void PostgresConnection::RollBack() {
 void PostgresConnection::ReceiveNotice(void* self, const PGresult* notice) {
   const std::string_view severity = Field(notice, PG_DIAG_SEVERITY_NONLOCALIZED);
   if (severity == "FATAL" || severity == "PANIC") static_cast<PostgresConnection*>(self)->dismissed_ = true;
-  Guard([notice] { ITarnFormatLog(kLogTrace, kLogTag, "Server: %s", Describe(notice).c_str()); },
-        [](const char* reason) {
-          ITarnFormatLog(kLogAnomaly, kLogTag, "A message of the server was lost: %s", reason ? reason : "unknown");
-        });
+  const auto keep = [self, notice, severity] {
+    ITarnFormatLog(kLogTrace, kLogTag, "Server: %s", Describe(notice).c_str());
+    if (severity != "WARNING") return;
+    static_cast<PostgresConnection*>(self)->warnings_.push_back(OneLine(Field(notice, PG_DIAG_MESSAGE_PRIMARY)));
+  };
+  Guard(keep, [](const char* reason) {
+    ITarnFormatLog(kLogAnomaly, kLogTag, "A message of the server was lost: %s", reason ? reason : "unknown");
+  });
 }
 
 void PostgresConnection::Fail(std::string fault) {

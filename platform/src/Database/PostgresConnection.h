@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "PostgresResultSet.h"
 #include "platform/Call.h"
@@ -26,9 +27,12 @@ class PostgresConnection {
   /// cannot be reached. Call it before each text; a text is never sent on a connection known to be lost.
   [[nodiscard]] bool MakeReady();
 
+  /// Whose text it is: the log shows what callers sent, and not what this layer puts around it.
+  enum class Origin { kCaller, kLayer };
+
   /// Sends `text` once and reads all of its results. The last one, or null when any statement failed. The text is ended
   /// when `call` (null for none) is cancelled.
-  [[nodiscard]] PostgresResult Run(const std::string& text, Call* call = nullptr);
+  [[nodiscard]] PostgresResult Run(const std::string& text, Call* call = nullptr, Origin origin = Origin::kCaller);
 
   /// Whether the texts so far have left a transaction open, failed or not.
   [[nodiscard]] bool InTransaction() const;
@@ -38,6 +42,9 @@ class PostgresConnection {
 
   /// Why the last call failed; one line.
   [[nodiscard]] const std::string& Fault() const { return fault_; }
+
+  /// The server's warnings on the last text, one line each.
+  [[nodiscard]] const std::vector<std::string>& Warnings() const { return warnings_; }
 
  private:
   struct Finish {
@@ -57,6 +64,7 @@ class PostgresConnection {
   // The server has announced that it closes this connection.
   bool dismissed_ = false;
   std::string fault_;
+  std::vector<std::string> warnings_;
 };
 
 }  // namespace platform::database

@@ -12,6 +12,7 @@
 #include "RealBackends.h"
 #include "platform/Call.h"
 #include "platform/Guard.h"
+#include "platform/LongStatements.h"
 
 namespace platform {
 namespace database {
@@ -81,6 +82,17 @@ bool RunTransaction(PostgresConnection& connection, const std::list<std::string>
     }
   }
   return connection.Run("COMMIT") != nullptr;
+}
+
+/// Runs one text that may take long, as the transaction that it is anyway; after a failure the caller rolls back.
+PostgresResult RunLong(PostgresConnection& connection, const std::string& sql, Call* call) {
+  const std::string begin = "BEGIN; SET LOCAL statement_timeout = " +
+                            std::to_string(std::chrono::milliseconds(LongStatements::kLimit).count());
+  constexpr auto kLayer = PostgresConnection::Origin::kLayer;
+  if (!connection.Run(begin, nullptr, kLayer)) return nullptr;
+  PostgresResult result = connection.Run(sql, call);
+  if (!result || !connection.Run("COMMIT", nullptr, kLayer)) return nullptr;
+  return result;
 }
 
 bool ReadRows(const kelp::IDBManager::RowReader& reader, const PGresult* result) {
@@ -200,7 +212,7 @@ bool PostgresDBManager::RunText(Pool& pool, const std::string& sql, PostgresResu
   Call* const call = CancellingCall(sql);
   const auto connection = TakeReady(pool, call);
   if (!connection) return false;
-  result = connection->Run(sql, call);
+  result = LongStatements::AreAllowed() ? RunLong(*connection, sql, call) : connection->Run(sql, call);
   if (!connection->InTransaction()) return result != nullptr;
   if (result) ITarnFormatLog(kLogFailure, kLogTag, "A text left a transaction open; it was undone");
   connection->RollBack();

@@ -79,6 +79,8 @@ TEST_F(DatabaseSetupTest, AnOlderSchemaWithDataComesUpToDateWithoutLosingARowAnd
     const auto name = entry.path().filename();
     if (name > "003") fs::remove(fs::path(folder_) / name);
   }
+  EXPECT_THAT(Apply().fault, HasSubstr("every_setup.sql: cannot be read"));
+  scratch_.Write("every_setup.sql", "SELECT 1");
   ASSERT_EQ(Apply().version, 2);
   Query(
       "INSERT INTO evidence.evidence (id, guid, cad_id) SELECT n, n, repeat('it''s', n) FROM generate_series(1, 999) n;"
@@ -98,7 +100,7 @@ TEST_F(DatabaseSetupTest, AnOlderSchemaWithDataComesUpToDateWithoutLosingARowAnd
       "evidence.ftp_setting), (SELECT string_agg(name, ',' ORDER BY id) FROM evidence.evidence_type), guid FROM "
       "platform.system";
   const auto before = Query(contents);
-  fs::copy(ThrowawayPostgres::Scripts(), folder_, fs::copy_options::recursive | fs::copy_options::skip_existing);
+  fs::copy(ThrowawayPostgres::Scripts(), folder_, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
   scratch_.Write("900_more.sql", "CREATE TABLE evidence.extra (a integer);");
   const auto upgraded = Apply();
   EXPECT_EQ(upgraded.fault, "");
@@ -110,6 +112,67 @@ TEST_F(DatabaseSetupTest, AnOlderSchemaWithDataComesUpToDateWithoutLosingARowAnd
   EXPECT_THROW(app.Query("DELETE FROM evidence.extra"), std::runtime_error);
   fs::remove(folder_ + "/900_more.sql");
   EXPECT_THAT(Apply().fault, HasSubstr("version 900"));
+}
+
+/// Rights, default rights, settings and the cost of a function: what lies beside the tables.
+constexpr char kSqlBeside[] =
+    "SELECT c.oid::regclass || ' ' || (SELECT string_agg(privilege_type, ',' ORDER BY privilege_type) FROM "
+    "aclexplode(c.relacl) WHERE grantee = 'evidence_app'::regrole) AS line FROM pg_class c WHERE "
+    "relnamespace::regnamespace::text IN ('platform', 'evidence', 'filemanager') UNION ALL "
+    "SELECT oid::regnamespace || nspacl::text FROM pg_namespace WHERE nspname IN ('platform', 'evidence', "
+    "'filemanager') UNION ALL "
+    "SELECT defaclnamespace::regnamespace || defaclacl::text FROM pg_default_acl UNION ALL "
+    "SELECT CASE setrole WHEN 0 THEN '' ELSE 'app ' END || line FROM pg_db_role_setting, unnest(setconfig) AS line "
+    "WHERE "
+    "setdatabase = (SELECT oid FROM pg_database WHERE datname = current_database()) UNION ALL "
+    "SELECT procost::text FROM pg_proc WHERE oid = 'texticlike(text, text)'::regprocedure ORDER BY line";
+
+TEST_F(DatabaseSetupTest, EachCallBringsBackRightsAndSettingsAndKeepsWhatAnOperatorSet) {
+  for (const auto& entry : fs::directory_iterator(folder_)) {
+    if (entry.path().filename() == "every_setup.sql") fs::rename(entry.path(), folder_ + "/kept");
+  }
+  scratch_.Write("every_setup.sql", "SELECT 1");
+  ASSERT_EQ(Apply().fault, "");
+  const auto numbered = Query(kSqlBeside);
+  fs::rename(folder_ + "/kept", folder_ + "/every_setup.sql");
+  ASSERT_EQ(Apply().fault, "");
+  auto whole = Query(kSqlBeside);
+  EXPECT_EQ(whole.size(), numbered.size() + 3);
+  for (const auto& row : numbered)
+    EXPECT_THAT(whole, testing::Contains(row)) << "the numbered scripts leave it otherwise";
+  EXPECT_THAT(whole, testing::IsSupersetOf(Rows{{"app client_connection_check_interval=5s"},
+                                                {"app lock_timeout=30s"},
+                                                {"app statement_timeout=30s"},
+                                                {"jit=off"},
+                                                {"200"}}));
+  Query(
+      "DROP OWNED BY evidence_app; GRANT DELETE ON evidence.operation_log TO evidence_app; ALTER DATABASE own RESET "
+      "ALL; ALTER ROLE evidence_app IN DATABASE own RESET ALL; ALTER FUNCTION texticlike(text, text) COST 1");
+  ASSERT_NE(Query(kSqlBeside), whole);
+  const auto again = Apply();
+  EXPECT_EQ(again.fault, "");
+  EXPECT_THAT(again.remarks, testing::IsEmpty());
+  EXPECT_EQ(Query(kSqlBeside), whole);
+  Query("ALTER ROLE evidence_app IN DATABASE own SET lock_timeout = '7s'; ALTER DATABASE own SET jit = on");
+  const auto set = Query(kSqlBeside);
+  ASSERT_EQ(Apply().fault, "");
+  EXPECT_EQ(Query(kSqlBeside), set);
+}
+
+TEST_F(DatabaseSetupTest, AnOwnerWithoutTheRightsIsToldAndTimeLimitsDoNotHoldASetUp) {
+  Query(
+      "DO $$ BEGIN CREATE ROLE owner LOGIN; EXCEPTION WHEN duplicate_object THEN NULL; END $$; ALTER DATABASE own "
+      "OWNER "
+      "TO owner; ALTER ROLE owner IN DATABASE own SET statement_timeout = 1");
+  const std::string owner = Postgres().ConnectionTo("own", "owner");
+  const auto done = platform::SetUpDatabase(owner, folder_);
+  EXPECT_EQ(done.fault, "");
+  EXPECT_THAT(done.remarks,
+              testing::ElementsAre(HasSubstr("ALTER ROLE evidence_app IN DATABASE own SET statement_timeout = '30s'"),
+                                   HasSubstr("lock_timeout"), HasSubstr("client_connection_check_interval"),
+                                   HasSubstr("texticlike")));
+  ASSERT_EQ(Apply().fault, "") << "a superuser's";
+  EXPECT_THAT(platform::SetUpDatabase(owner, folder_).remarks, testing::IsEmpty());
 }
 
 /// What the scripts made, as the application meets it.

@@ -10,6 +10,7 @@
 
 #include "RealBackends.h"
 #include "platform/Call.h"
+#include "platform/LongStatements.h"
 #include "support/AuthenticationStub.h"
 #include "support/Eventually.h"
 #include "support/LogRecorder.h"
@@ -111,6 +112,19 @@ TEST_F(DBManagerTest, TheLastResultOfATextIsRead) {
   std::string inner;
   EXPECT_TRUE(Query("SELECT 1", [&](IDBResultSet*) { inner = First("SELECT 'inner' AS a"); }));
   EXPECT_EQ(inner, "inner");
+}
+
+TEST_F(DBManagerTest, ALongStatementHasItsTimeAndLeavesTheConnectionAsItWas) {
+  const std::string limit = "SELECT current_setting('statement_timeout') AS a";
+  const std::string insert = "INSERT INTO notes VALUES (1, 'a'); ";
+  EXPECT_EQ(First(limit), "0");
+  {
+    const platform::LongStatements long_statements;
+    EXPECT_EQ(First(insert + limit), "10min");
+    EXPECT_FALSE(Execute(insert)) << "a key that is there";
+    EXPECT_EQ(Postgres().Value("SELECT note FROM notes WHERE id = 1"), "a") << "committed";
+  }
+  EXPECT_EQ(First(limit), "0");
 }
 
 TEST_F(DBManagerTest, AFailureIsNamedWithoutTheTextAndItsValues) {

@@ -95,6 +95,22 @@ TEST_F(ManagerTest, AClientOfChangesEndsWithTheRowsOfEightWriters) {
   EXPECT_EQ(client.types, TypeRows());
 }
 
+TEST_F(ManagerTest, TheRoleHasTimeLimitsAndTheDeletionOfATypeItsOwn) {
+  Postgres().Query(
+      "INSERT INTO evidence.evidence (id, guid, evidence_type_id) VALUES (1, 'a', 3), (2, 'b', 4);"
+      "CREATE FUNCTION public.note_limits() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN NEW.cad_id := concat_ws(' ', "
+      "current_setting('statement_timeout'), current_setting('lock_timeout')); RETURN NEW; END $$;"
+      "CREATE TRIGGER note_limits BEFORE UPDATE ON evidence.evidence FOR EACH ROW EXECUTE FUNCTION "
+      "public.note_limits()");
+  CEvidenceMgrDBByPG store;
+  std::list<ErrorPtr> errors;
+  EXPECT_TRUE(manager_.DeleteEvidenceTypes(errors, {3}, nullptr));
+  EXPECT_TRUE(store.UpdateCameraUploadStatus(2, 1));
+  EXPECT_EQ(Postgres().Query("SELECT evidence_type_id, cad_id FROM evidence.evidence ORDER BY id"),
+            (Rows{{"-1", "10min 30s"}, {"4", "30s 30s"}}));
+  Postgres().Query("DROP TRIGGER note_limits ON evidence.evidence; DROP FUNCTION public.note_limits()");
+}
+
 TEST_F(ManagerTest, OfChangesOfOneEntryTheSameOneEndsInTheTableAndInTheCache) {
   std::list<ErrorPtr> refused;
   const auto before = Type(-1, "before");

@@ -8,6 +8,7 @@
 #include "OrvBase/TimeUtil.h"
 #include "impl/Evidence/EvidenceSession/EvidenceMgrDB.h"
 #include "impl/Evidence/EvidenceSession/Statement.h"
+#include "platform/LongStatements.h"
 
 namespace Evidence {
 
@@ -86,6 +87,8 @@ bool CEvidenceMgrDBByPG::DeleteEvidenceTypeInEvidence(const IdVector& type_ids) 
   const std::string utc = Escaped(TimeT2StrUTCTimeStamp(now));
   const std::string sql = Format(kSqlClearTypeInEvidence, utc.c_str(), Statement::LocalTimeOf(now).text.c_str(),
                                  CommaList(type_ids).c_str());
+  // A row goes into every index again, and all evidences may have the type, which is gone already.
+  const platform::LongStatements long_statements;
   if (Statement::Execute(sql)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Update evidence failed, sql[%s].[%s(%d)]", sql.c_str());
   return Fail(kStatementFailed);

@@ -1,0 +1,90 @@
+-- Applied by every set-up, after the numbered scripts and in their transaction: what lies outside the tables, or is left
+-- out by a dump that was made or restored by other means. It may run any number of times, and takes no lock on a table.
+-- What an operator has set to another value stays.
+
+-- Roles are shared by the whole server, so another database's set-up may have created it, even concurrently.
+DO $$
+BEGIN
+  IF NOT EXISTS (SELECT FROM pg_catalog.pg_roles WHERE rolname = 'evidence_app') THEN
+    CREATE ROLE evidence_app LOGIN;
+  END IF;
+EXCEPTION
+  WHEN duplicate_object OR unique_violation THEN NULL;
+END
+$$;
+
+-- Rights. The program reads, adds and changes rows; a table of which it may do less has a row here.
+GRANT USAGE ON SCHEMA platform, evidence, filemanager TO evidence_app;
+DO $$
+DECLARE
+  object record;
+BEGIN
+  FOR object IN
+    SELECT format('%s %I.%I', CASE c.relkind WHEN 'S' THEN 'SEQUENCE' ELSE 'TABLE' END, n.nspname, c.relname) AS name,
+           coalesce(less.rights, CASE c.relkind WHEN 'S' THEN 'USAGE' ELSE 'SELECT, INSERT, UPDATE' END) AS rights
+    FROM pg_catalog.pg_class c JOIN pg_catalog.pg_namespace n ON n.oid = c.relnamespace
+    LEFT JOIN (VALUES
+      ('platform.schema_version', 'SELECT'),
+      ('platform.system', 'SELECT'),
+      ('platform.camera_list', 'SELECT, UPDATE'),
+      ('platform.key_check', 'SELECT, INSERT'),
+      ('platform.operation_log', 'SELECT, INSERT'),
+      ('evidence.operation_log', 'SELECT, INSERT'),
+      ('evidence.evidence_ordinary', ''),
+      ('evidence.evidence_outsize', '')) AS less (name, rights) ON less.name = n.nspname || '.' || c.relname
+    WHERE n.nspname IN ('platform', 'evidence', 'filemanager') AND c.relkind IN ('r', 'p', 'v', 'm', 'f', 'S')
+  LOOP
+    EXECUTE format('REVOKE ALL ON %s FROM evidence_app', object.name);
+    IF object.rights <> '' THEN
+      EXECUTE format('GRANT %s ON %s TO evidence_app', object.rights, object.name);
+    END IF;
+  END LOOP;
+END
+$$;
+ALTER DEFAULT PRIVILEGES IN SCHEMA platform, evidence GRANT SELECT, INSERT, UPDATE ON TABLES TO evidence_app;
+ALTER DEFAULT PRIVILEGES IN SCHEMA platform, evidence GRANT USAGE ON SEQUENCES TO evidence_app;
+
+-- Settings of this database, and of the role in it. The planner's are explained in 007_ordered_texts.sql. The times end
+-- what a client or a lost host left behind: each statement of a text has its own. They belong to the role because a
+-- pooler passes no options of a connection on. What may take longer raises its limit for one transaction.
+DO $$
+DECLARE
+  missing record;
+BEGIN
+  FOR missing IN
+    SELECT format(CASE WHEN of_role THEN 'ALTER ROLE evidence_app IN DATABASE %I SET %s = %L'
+                       ELSE 'ALTER DATABASE %I SET %s = %L' END, current_database(), name, value) AS statement
+    FROM (VALUES
+      (false, 'random_page_cost', '1.1'),
+      (false, 'parallel_setup_cost', '5000'),
+      (false, 'jit', 'off'),
+      (false, 'enable_partitionwise_aggregate', 'on'),
+      (true, 'statement_timeout', '30s'),
+      (true, 'lock_timeout', '30s'),
+      (true, 'client_connection_check_interval', '5s')) AS wanted (of_role, name, value)
+    WHERE NOT EXISTS (
+      SELECT FROM pg_catalog.pg_db_role_setting AS kept CROSS JOIN unnest(kept.setconfig) AS line
+      WHERE kept.setdatabase = (SELECT oid FROM pg_catalog.pg_database WHERE datname = current_database()) AND
+            kept.setrole = CASE WHEN of_role THEN 'evidence_app'::regrole::oid ELSE 0 END AND
+            split_part(line, '=', 1) = name)
+  LOOP
+    BEGIN
+      EXECUTE missing.statement;
+    EXCEPTION
+      WHEN insufficient_privilege THEN
+        RAISE WARNING 'this role may not set what the service should run with; a superuser runs: %', missing.statement;
+    END;
+  END LOOP;
+END
+$$;
+DO $$
+BEGIN
+  IF (SELECT procost FROM pg_catalog.pg_proc WHERE oid = 'pg_catalog.texticlike(text, text)'::regprocedure) <> 200 THEN
+    ALTER FUNCTION pg_catalog.texticlike(text, text) COST 200;
+  END IF;
+EXCEPTION
+  WHEN insufficient_privilege THEN
+    RAISE WARNING 'this role may not set what the service should run with; a superuser runs in this database: ALTER '
+                  'FUNCTION pg_catalog.texticlike(text, text) COST 200';
+END
+$$;
