@@ -52,10 +52,7 @@ std::string CodeList(const UserRecord& user, ClientKind kind) {
 int RunSetup(const Settings& settings) {
   auto fault = OpenLog(settings);
   int version = 0;
-  if (fault.empty()) {
-    const auto& owner = settings.setup_database.empty() ? settings.database : settings.setup_database;
-    fault = SetUpSchema(owner, SqlDirectory(settings), version);
-  }
+  if (fault.empty()) fault = SetUpSchema(OwnerConnection(settings), SqlDirectory(settings), version);
   if (fault.empty()) std::printf("schema version %d\n", version);
   return Finish(fault);
 }

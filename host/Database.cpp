@@ -65,6 +65,10 @@ bool Execute(const std::string& sql) {
   return kelp::IDBManager::Instance()->ExecuteNoQuery(platform::kPlatformDbId, kelp::IDBManager::kConfigClass, sql);
 }
 
+const std::string& OwnerConnection(const Settings& settings) {
+  return settings.setup_database.empty() ? settings.database : settings.setup_database;
+}
+
 std::string SqlDirectory(const Settings& settings) {
   return (std::filesystem::path(ExecutableDirectory()) / settings.sql).string();
 }

@@ -34,6 +34,9 @@ namespace host {
 /// The operator's message for a failed statement.
 inline constexpr char kNoAnswer[] = "the database does not answer, or rejected the statement";
 
+/// The connection string of the role that owns the schemas: setup_database, or database when that is empty.
+[[nodiscard]] const std::string& OwnerConnection(const Settings& settings);
+
 /// The folder of the schema scripts.
 [[nodiscard]] std::string SqlDirectory(const Settings& settings);
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "Backup.h"
 #include "Commands.h"
 #include "Serve.h"
 #include "Settings.h"
@@ -24,6 +25,7 @@ struct Options {
   std::string user_name;
   host::PermissionCodes codes;
   std::string camera_file;
+  std::string backup_file;
 };
 
 void AddCodeOptions(CLI::App& command, host::PermissionCodes& codes) {
@@ -48,7 +50,17 @@ void AddGlobalOptions(CLI::App& app, Options& options) {
 }
 
 /// The selected command; set by the parser.
-enum class Command { kServe, kSetup, kUserAdd, kUserList, kUserPermissions, kCamerasLoad, kCamerasList };
+enum class Command {
+  kServe,
+  kSetup,
+  kUserAdd,
+  kUserList,
+  kUserPermissions,
+  kCamerasLoad,
+  kCamerasList,
+  kBackup,
+  kRestore
+};
 
 /// Returns the callback that selects a command.
 using Select = std::function<std::function<void()>(Command)>;
@@ -81,6 +93,16 @@ void AddCameraCommands(CLI::App& app, Options& options, const Select& select) {
   load->callback(select(Command::kCamerasLoad));
 }
 
+void AddBackupCommands(CLI::App& app, Options& options, const Select& select) {
+  const auto add = [&](const char* name, const char* help, const char* file, Command command) {
+    auto* const added = app.add_subcommand(name, help)->fallthrough();
+    added->add_option("file", options.backup_file, file)->required();
+    added->callback(select(command));
+  };
+  add("backup", "Write the whole database to a file; needs an owner's connection", "A new file", Command::kBackup);
+  add("restore", "Fill an empty database from a backup; needs an owner's connection", "The file", Command::kRestore);
+}
+
 void AddCommands(CLI::App& app, Options& options, Command& command) {
   const Select select = [&command](Command selected) { return [&command, selected] { command = selected; }; };
   app.require_subcommand(0, 1);
@@ -90,6 +112,7 @@ void AddCommands(CLI::App& app, Options& options, Command& command) {
       ->callback(select(Command::kSetup));
   AddUserCommands(app, options, select);
   AddCameraCommands(app, options, select);
+  AddBackupCommands(app, options, select);
 }
 
 /// Fills `settings` from the file and the command line; prints the faults.
@@ -119,6 +142,10 @@ int RunCommand(Command command, const Options& options, const Settings& settings
       return host::RunCamerasLoad(settings, options.camera_file);
     case Command::kCamerasList:
       return host::RunCamerasList(settings);
+    case Command::kBackup:
+      return host::RunBackup(settings, options.backup_file);
+    case Command::kRestore:
+      return host::RunRestore(settings, options.backup_file);
     case Command::kServe:
       break;
   }

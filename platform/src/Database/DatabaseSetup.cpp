@@ -11,6 +11,7 @@
 #include <string_view>
 #include <utility>
 
+#include "Characters.h"
 #include "PostgresConnection.h"
 
 namespace platform {
@@ -59,7 +60,6 @@ class Setup {
 
  private:
   std::string RunText(const std::string& text) { return connection_.Run(text) ? std::string() : connection_.Fault(); }
-  std::string CheckCharacters();
   std::string ReadApplied(std::set<int>& numbers);
   std::string RunScript(const std::filesystem::path& path);
   std::string NoteApplied(int number);
@@ -80,7 +80,7 @@ std::string Setup::Run() {
   if (!connection_.MakeReady()) return connection_.Fault();
   std::set<int> done;
   if (auto fault = RunText(kSqlTakeTurn); !fault.empty()) return fault;
-  if (auto fault = CheckCharacters(); !fault.empty()) return fault;
+  if (auto fault = CheckCharacters(connection_); !fault.empty()) return fault;
   if (auto fault = ReadApplied(done); !fault.empty()) return fault;
   for (const auto& [number, path] : scripts_) {
     if (done.contains(number)) continue;
@@ -90,23 +90,6 @@ std::string Setup::Run() {
   if (auto fault = RunScript(every_time_); !fault.empty()) return fault;
   remarks_ = connection_.Warnings();
   return RunText("COMMIT");
-}
-
-constexpr char kSqlCharacters[] =
-    "SELECT pg_encoding_to_char(encoding) AS encoding, datctype FROM pg_database WHERE datname = current_database()";
-
-// With ASCII-only character classification, case-insensitive and trigram search find nothing in other scripts.
-std::string Setup::CheckCharacters() {
-  const PostgresResult result = connection_.Run(kSqlCharacters);
-  if (!result) return connection_.Fault();
-  const PostgresResultSet row(result.get());
-  const std::string encoding = row.GetString("encoding");
-  const std::string classification = row.GetString("datctype");
-  if (encoding != "UTF8") return "the database's encoding is " + encoding + ", and UTF8 is needed";
-  if (classification == "C" || classification == "POSIX") {
-    return "the database's LC_CTYPE is " + classification + ", and one of UTF-8 is needed, such as C.UTF-8";
-  }
-  return {};
 }
 
 constexpr char kSqlHasVersions[] = "SELECT count(to_regclass('platform.schema_version')) AS tables";

@@ -158,6 +158,11 @@ bool PostgresConnection::EndCopy(ExecStatusType status) {
 
 bool PostgresConnection::InTransaction() const { return handle_ && PQtransactionStatus(handle_.get()) != PQTRANS_IDLE; }
 
+std::string PostgresConnection::HostName() const {
+  const char* const name = handle_ ? PQhost(handle_.get()) : nullptr;
+  return name == nullptr ? std::string() : name;
+}
+
 void PostgresConnection::RollBack() {
   if (InTransaction() && !Run("ROLLBACK")) handle_.reset();
 }

@@ -40,6 +40,9 @@ class PostgresConnection {
   /// Rolls back an open transaction.
   void RollBack();
 
+  /// The server's name, address or socket folder, as it was connected to; "" without a connection.
+  [[nodiscard]] std::string HostName() const;
+
   /// Why the last call failed; one line.
   [[nodiscard]] const std::string& Fault() const { return fault_; }
 
