@@ -47,7 +47,8 @@ constexpr Setting kSettings[] = {
                 "libpq connection string of the application role; empty uses libpq's environment."),
     TextSetting(
         "setup_database", &Settings::setup_database, "",
-        "Connection string of an owner role, to create or upgrade the schemas at each start; empty to skip that."),
+        "Connection string of an owner role, to create or upgrade the schemas at each start; empty to skip that. "
+        "Set-up, backup and restore use it, best without a pooler between."),
     TextSetting("sql", &Settings::sql, "database",
                 "Folder of the schema scripts, relative to the executable's folder."),
     TextSetting("data", &Settings::data, "var", "Folder of the host's own files; created when missing."),

@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "DatabaseSetup.h"
+#include "support/BesideTables.h"
 #include "support/Eventually.h"
 #include "support/ScratchFolder.h"
 #include "support/ThrowawayPostgres.h"
@@ -113,19 +114,6 @@ TEST_F(DatabaseSetupTest, AnOlderSchemaWithDataComesUpToDateWithoutLosingARowAnd
   fs::remove(folder_ + "/900_more.sql");
   EXPECT_THAT(Apply().fault, HasSubstr("version 900"));
 }
-
-/// Rights, default rights, settings and the cost of a function: what lies beside the tables.
-constexpr char kSqlBeside[] =
-    "SELECT c.oid::regclass || ' ' || (SELECT string_agg(privilege_type, ',' ORDER BY privilege_type) FROM "
-    "aclexplode(c.relacl) WHERE grantee = 'evidence_app'::regrole) AS line FROM pg_class c WHERE "
-    "relnamespace::regnamespace::text IN ('platform', 'evidence', 'filemanager') UNION ALL "
-    "SELECT oid::regnamespace || nspacl::text FROM pg_namespace WHERE nspname IN ('platform', 'evidence', "
-    "'filemanager') UNION ALL "
-    "SELECT defaclnamespace::regnamespace || defaclacl::text FROM pg_default_acl UNION ALL "
-    "SELECT CASE setrole WHEN 0 THEN '' ELSE 'app ' END || line FROM pg_db_role_setting, unnest(setconfig) AS line "
-    "WHERE "
-    "setdatabase = (SELECT oid FROM pg_database WHERE datname = current_database()) UNION ALL "
-    "SELECT procost::text FROM pg_proc WHERE oid = 'texticlike(text, text)'::regprocedure ORDER BY line";
 
 TEST_F(DatabaseSetupTest, EachCallBringsBackRightsAndSettingsAndKeepsWhatAnOperatorSet) {
   for (const auto& entry : fs::directory_iterator(folder_)) {

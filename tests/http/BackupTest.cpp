@@ -1,0 +1,287 @@
+// Backup and restore of the database of a running host, and dumps that were restored by other means.
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+
+#include "DatabaseSetup.h"
+#include "http/HostProcess.h"
+#include "support/BesideTables.h"
+#include "support/Eventually.h"
+#include "support/ThrowawayPostgres.h"
+
+namespace evidence_test {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+
+const std::string kV1 = "/TRELL/Halyard/Evidence/V1/Evidence";
+const std::string kV2 = "/TRELL/Halyard/Evidence/V2/Evidence";
+
+class BackupTest : public testing::Test {
+ protected:
+  BackupTest() { MakeDatabase("copy"); }
+
+  static void MakeDatabase(const std::string& name) {
+    Postgres().Query("DROP DATABASE IF EXISTS " + name + " WITH (FORCE)");
+    Postgres().Query("CREATE DATABASE " + name);
+  }
+  static std::string Owner(const std::string& database) { return Postgres().ConnectionTo(database, "postgres"); }
+  static Rows Query(const std::string& database, const std::string& sql) { return Session(Owner(database)).Query(sql); }
+
+  static HostProcess Start(const std::string& command, const std::string& database, const std::string& file) {
+    return HostProcess({{"setup_database", Owner(database)}}, {command, file});
+  }
+  /// The fault that a command prints; "" when it succeeds.
+  static std::string Fault(const std::string& command, const std::string& database, const std::string& file) {
+    const auto done = Start(command, database, file).Wait();
+    EXPECT_EQ(done.exit_code, done.err.empty() ? 0 : 1);
+    return done.err;
+  }
+  /// Whether a database holds nothing of the host's.
+  static bool IsEmpty(const std::string& database) {
+    return Query(database, "SELECT FROM pg_namespace WHERE nspname IN ('platform', 'evidence', 'filemanager')").empty();
+  }
+
+  const ScratchFolder folder_;
+  const std::string file_ = folder_.path() + "/evidence.backup";
+};
+
+/// Rows of every table: over the routes what they write, the other kinds and many of some by statements.
+void Fill(int port, const std::string& session) {
+  const auto call = [&](const std::string& method, const std::string& path, const std::string& body) {
+    const auto reply = Ask(port, method, path, session, body);
+    if (reply.body.find(R"("ErrorModule":0,"ErrorCode":0)") == std::string::npos) {
+      throw std::runtime_error(path + ": " + reply.body);
+    }
+  };
+  call("PUT", kV1 + "/Type/1", R"({"EvidenceType":{"Name":"O'Brien \\ 100%"}})");
+  call(
+      "PUT", kV1 + "/Custom",
+      R"({"EvidenceCustomList":{"EvidenceCustom":[{"ID":1,"CustomType":1},{"ID":2,"CustomType":0},{"ID":3,"CustomType":)"
+      R"(0},{"Name":"colour","CustomType":0,"CustomOptionList":{"CustomOption":[{"OptionName":"red"}]}}]}})");
+  for (const std::string cad : {"C7", "long"}) {
+    call("POST", kV1,
+         R"({"Evidence":{"Guid":"guid )" + cad +
+             R"(","Name":"Beta 停车场","Status":1,"EvidenceType":{"ID":1},"Label":)" + R"("x|y","CADID":")" +
+             (cad == "long" ? std::string(3000, 'c') : cad) +
+             R"(","EvidenceCustomList":{"EvidenceCustom":[{"ID":1,"Content":"plate"}]}}})");
+  }
+  call("PUT", kV1, R"({"EvidenceList":{"Evidence":[{"ID":1,"Status":0}]}})");
+  call("POST", kV2 + "/Files/BatchLinks",
+       R"({"Request":{"EvidenceList":{"Evidence":[{"EvidenceID":1},{"EvidenceID":2}]},"FileList":{"File":)"
+       R"([{"FileID":21,"FileName":"x"}]}}})");
+  Postgres().Query(
+      "INSERT INTO evidence.evidence (id, guid, name, evidence_type_id, cad_id, evidence_desc, deleted, "
+      "local_create_time, "
+      "create_time) "
+      "SELECT n, 'g' || n, 'Case ' || n, n % 7, 'C' || n, repeat('words ', 100), (n % 9 = 0)::integer, timestamp "
+      "'2024-01-01' + n * interval "
+      "'1 hour', timestamp '2024-01-01' + n * interval '1 hour' FROM "
+      "generate_series(nextval('evidence.evidence_id_seq'), "
+      "5000) AS n; SELECT setval('evidence.evidence_id_seq', 5000);"
+      "INSERT INTO evidence.evidence_file (id, evidence_id, file_name) SELECT n, n % 5000, 'clip ' || n FROM "
+      "generate_series(1000000001, 1000005000) AS n; SELECT setval('evidence.evidence_file_id_seq', 1000005000);"
+      "INSERT INTO evidence.evidence_scense (id, name) VALUES (nextval('evidence.evidence_scense_id_seq'), 'scene');"
+      "INSERT INTO evidence.evidence_outcome (id, name) VALUES (nextval('evidence.evidence_outcome_id_seq'), "
+      "'outcome');"
+      "UPDATE evidence.ftp_setting SET address = 'store'");
+  Postgres().Query("VACUUM (ANALYZE)");
+}
+
+/// Answers of routes that read.
+std::vector<std::string> Answers(int port, const std::string& session) {
+  const auto query = [](const std::string& filter) {
+    return R"({"EvidenceQueryReq":{"PageIndex":1,"PageSize":5,"Filter":{)" + filter + "}}}";
+  };
+  std::vector<std::string> answers;
+  for (const auto& [path, body] : std::vector<std::pair<std::string, std::string>>{
+           {kV1 + "/Type", "{}"},
+           {kV1 + "/Custom", "{}"},
+           {kV1, query("")},
+           {kV1, query(R"("KeywordType":-1,"Keyword":"停车场")")},
+           {kV1, query(R"("KeywordType":0,"Keyword":"case 49")")},
+           {kV1 + "/1", "{}"},
+           {kV1 + "/2", "{}"},
+           {kV1, query(R"("EvidenceTypeID":3)")},
+           {kV2 + "/1/OperationLog", ""},
+           {kV2 + "/2/OperationLog", ""},
+           {kV1 + "/Custom", R"({"CustomQueryReq":{"ClientResourceVersion":1}})"}}) {
+    const auto reply = Ask(port, "GET", path, session, body);
+    answers.push_back(path + " " + body + " " + std::to_string(reply.status) + " " + reply.body);
+  }
+  return answers;
+}
+
+/// The plans of statements that routes run.
+std::vector<Rows> Plans(const std::string& database) {
+  const std::string live = "FROM evidence.evidence WHERE deleted = 0";
+  std::vector<Rows> plans;
+  const Session session(Postgres().ConnectionTo(database, "evidence_app"));
+  for (const auto& sql : std::vector<std::string>{
+           "SELECT count(*) " + live, "SELECT * " + live + " ORDER BY local_create_time DESC limit 21 offset 0",
+           "SELECT * " + live + " ORDER BY name ASC limit 21 offset 0",
+           "SELECT * " + live + " ORDER BY cad_id DESC limit 21 offset 0",
+           "SELECT * " + live + " AND evidence_type_id = 3 ORDER BY local_create_time DESC limit 21 offset 0",
+           "SELECT COUNT(id) " + live + " AND name ilike '%case 49%'", "SELECT * " + live + " AND ID = 7",
+           "SELECT * " + live + " AND guid = 'g7'",
+           "SELECT * FROM evidence.evidence_file WHERE evidence_id = 7 AND deleted = 0",
+           "SELECT * FROM evidence.operation_log WHERE evidence_id = 1",
+           "UPDATE evidence.evidence SET deleted = 1 WHERE id = 7"})
+    plans.push_back(session.Query("EXPLAIN (COSTS OFF) " + sql));
+  return plans;
+}
+
+TEST_F(BackupTest, AFilledDatabaseComesBackWithItsAnswersPlansRightsAndNumbers) {
+  // A count's plan depends on the pages that a vacuum marks: only those whose commits are on the disk, unless another
+  // one has them.
+  Postgres().Query("ALTER ROLE postgres SET synchronous_commit = on");
+  Postgres().Query("ALTER SYSTEM SET autovacuum = off");
+  Postgres().Query("SELECT pg_reload_conf()");
+  EnsureTester();
+  const ScratchFolder data;
+  ASSERT_EQ(RunHost({"cameras", "load", CAMERA_SAMPLE}).err, "");
+  Postgres().Query(
+      "CREATE ROLE \"the \"\"reader\"\"\" LOGIN; GRANT USAGE ON SCHEMA evidence TO \"the \"\"reader\"\"\"; GRANT "
+      "SELECT "
+      "ON evidence.evidence TO \"the \"\"reader\"\"\" WITH GRANT OPTION; ALTER DATABASE evidence SET search_path = "
+      "'$user', public; ALTER ROLE evidence_app IN DATABASE evidence SET work_mem = '5MB'");
+  std::vector<std::string> answers;
+  {
+    HostProcess host({{"data", data.path()}});
+    const auto session = Login(host.WaitUntilListening()).id;
+    Fill(host.port(), session);
+    answers = Answers(host.port(), session);
+    for (const auto& answer : answers)
+      EXPECT_THAT(answer, testing::ContainsRegex(" 200 .*\"(ID|OperationType)\":"));
+    EXPECT_EQ(Fault("backup", "evidence", file_), "") << "beside the running host";
+    EXPECT_EQ(host.Stop().exit_code, 0);
+  }
+  struct stat state {};
+  ASSERT_EQ(stat(file_.c_str(), &state), 0);
+  EXPECT_EQ(state.st_mode & 0777U, 0600U);
+  EXPECT_EQ(std::system(("pg_restore -f /dev/null '" + file_ + "'").c_str()), 0) << "it is a plain dump, too";
+
+  const auto restored = Start("restore", "copy", file_).Wait();
+  EXPECT_EQ(restored.exit_code, 0) << restored.err;
+  EXPECT_THAT(restored.out, testing::AllOf(HasSubstr("\nevidence.evidence_ordinary\t4999\t4999\n"),
+                                           HasSubstr("\nevidence.evidence_outsize\t1\t1\n"),
+                                           HasSubstr("\nfilemanager.link\t2\t2\n")));
+  EXPECT_EQ(Query("copy", kSqlBeside), Query("evidence", kSqlBeside));
+  EXPECT_EQ(
+      Query("copy", "SELECT has_table_privilege('the \"reader\"', 'evidence.evidence', 'SELECT WITH GRANT OPTION')"),
+      (Rows{{"t"}}));
+  EXPECT_EQ(Plans("copy"), Plans("evidence"));
+
+  HostProcess host({{"data", data.path()}, {"database", Postgres().ConnectionTo("copy", "evidence_app")}});
+  const auto session = Login(host.WaitUntilListening()).id;
+  EXPECT_EQ(Answers(host.port(), session), answers);
+  EXPECT_THAT(Ask(host.port(), "POST", kV1, session, R"({"Evidence":{"Guid":"new","Status":1}})").body,
+              HasSubstr(R"("ID":5001,)"));
+  EXPECT_THAT(Ask(host.port(), "POST", kV1, session, R"({"Evidence":{"Guid":"guid long","Name":"n","Status":1}})").body,
+              HasSubstr(R"("ErrorCode":9805)"));
+  EXPECT_EQ(host.Stop().exit_code, 0);
+}
+
+TEST_F(BackupTest, AForeignDumpServesAgainAfterASetUp) {
+  const auto copy = "pg_dump --no-owner --no-privileges -d '" + Owner("evidence") +
+                    "' | psql -Xq -v ON_ERROR_STOP=1 -o " + "/dev/null -d '" + Owner("copy") + "'";
+  ASSERT_EQ(std::system(copy.c_str()), 0);
+  MakeDatabase("fresh");
+  ASSERT_EQ(platform::SetUpDatabase(Owner("fresh"), ThrowawayPostgres::Scripts()).fault, "");
+  const auto wanted = Query("fresh", kSqlBeside);
+  ASSERT_NE(Query("copy", kSqlBeside), wanted);
+  const auto done = HostProcess({{"setup_database", Owner("copy")}}, {"setup"}).Wait();
+  EXPECT_EQ(done.err, "");
+  EXPECT_EQ(Query("copy", kSqlBeside), wanted);
+}
+
+TEST_F(BackupTest, WhatIsNotWholeNewOrEmptyIsRefused) {
+  ASSERT_EQ(Fault("backup", "evidence", file_), "");
+  const auto whole = folder_.Read("evidence.backup");
+  EXPECT_THAT(Fault("backup", "evidence", file_), HasSubstr("is there already"));
+  EXPECT_THAT(Fault("backup", "copy", folder_.path() + "/none"), HasSubstr("no schema of this host"));
+  EXPECT_THAT(Fault("backup", "evidence", folder_.path() + "/no/folder"), HasSubstr("No such file"));
+  auto changed = whole;
+  changed[whole.size() / 2] = static_cast<char>(changed[whole.size() / 2] ^ 1);
+  Query("evidence", "INSERT INTO platform.schema_version (version) VALUES (999)");
+  const auto newer = folder_.path() + "/newer";
+  EXPECT_EQ(Fault("backup", "evidence", newer), "");
+  Query("evidence", "DELETE FROM platform.schema_version WHERE version = 999");
+  const auto no_backup = "no backup of this program, or not a whole one";
+  const std::pair<std::string, std::string> kFiles[] = {
+      {folder_.Write("changed", changed), no_backup},
+      {folder_.Write("cut", whole.substr(0, whole.size() - 100)), no_backup},
+      {folder_.Write("end", whole.substr(1000)), no_backup},
+      {folder_.Write("longer", whole + "\n"), no_backup},
+      {folder_.Write("empty", ""), no_backup},
+      {folder_.path(), no_backup},
+      {folder_.path() + "/absent", "No such file"},
+      {newer, "schema version 999"},
+  };
+  for (const auto& [file, fault] : kFiles)
+    EXPECT_THAT(Fault("restore", "copy", file),
+                testing::AllOf(HasSubstr("evidence-host: nothing was restored: "), HasSubstr(fault)));
+  EXPECT_TRUE(IsEmpty("copy"));
+  Query("copy", "CREATE TABLE public.own (a integer)");
+  EXPECT_THAT(Fault("restore", "copy", file_), HasSubstr("not empty, it has public.own"));
+  EXPECT_THAT(Fault("restore", "evidence", file_), HasSubstr("not empty, it has schema evidence"));
+  Query("copy", "DROP TABLE public.own");
+  EXPECT_EQ(Fault("restore", "copy", file_), "");
+}
+
+TEST_F(BackupTest, AnOlderSchemaIsUpgraded) {
+  const ScratchFolder older;
+  fs::copy(ThrowawayPostgres::Scripts(), older.path());
+  for (const auto& entry : fs::directory_iterator(older.path())) {
+    const auto name = entry.path().filename();
+    if (name >= "007" && name < "999") fs::remove(entry.path());
+  }
+  MakeDatabase("older");
+  ASSERT_EQ(platform::SetUpDatabase(Owner("older"), older.path()).fault, "");
+  Query("older", "INSERT INTO evidence.evidence (id, guid, cad_id) VALUES (1, 'a', repeat('x', 5000)), (2, 'b', 'c')");
+  ASSERT_EQ(Fault("backup", "older", file_), "");
+  EXPECT_EQ(Fault("restore", "copy", file_), "");
+  EXPECT_EQ(Query("copy", "SELECT id FROM evidence.evidence_outsize"), (Rows{{"1"}}));
+  EXPECT_EQ(Query("copy", "SELECT max(version) FROM platform.schema_version"),
+            Query("evidence", "SELECT max(version) FROM platform.schema_version"));
+}
+
+TEST_F(BackupTest, AStoppedBackupLeavesNoFileAndNoPasswordIsSeen) {
+  const std::string search = std::getenv("PATH");
+  folder_.Write("pg_dump",
+                "#!/bin/sh\ncd '" + folder_.path() +
+                    "'\necho \"$@\" >arguments\necho \"$PGPASSWORD\" >password\necho begun\nexec sleep 600\n");
+  chmod((folder_.path() + "/pg_dump").c_str(), 0755);
+  setenv("PATH", (folder_.path() + ":" + search).c_str(), 1);
+  HostProcess host({{"setup_database", Owner("evidence") + " password=hush"}}, {"backup", file_});
+  setenv("PATH", search.c_str(), 1);
+  EXPECT_TRUE(Eventually([&] { return folder_.Read("evidence.backup.part") == "begun\n"; }));
+  EXPECT_THAT(Fault("backup", "evidence", file_), HasSubstr("is being written by another backup"));
+  const auto stopped = host.Stop(SIGINT);
+  EXPECT_EQ(stopped.exit_code, 1);
+  EXPECT_EQ(stopped.err, "evidence-host: no backup was made: stopped\n");
+  EXPECT_FALSE(fs::exists(file_) || fs::exists(file_ + ".part"));
+  EXPECT_THAT(folder_.Read("arguments"), testing::AllOf(HasSubstr("--snapshot="), testing::Not(HasSubstr("hush"))));
+  EXPECT_EQ(folder_.Read("password"), "hush\n");
+}
+
+TEST_F(BackupTest, AStoppedRestoreLeavesTheDatabaseEmpty) {
+  ASSERT_EQ(Fault("backup", "evidence", file_), "");
+  const Session gate(Owner("copy"));
+  gate.Query("BEGIN; LOCK TABLE pg_catalog.pg_trigger IN SHARE MODE");
+  auto host = Start("restore", "copy", file_);
+  ASSERT_TRUE(Eventually([] { return !Postgres().Query("SELECT FROM pg_locks WHERE NOT granted").empty(); }));
+  const auto stopped = host.Stop(SIGINT);
+  EXPECT_EQ(stopped.exit_code, 1);
+  EXPECT_THAT(stopped.err, HasSubstr("evidence-host: nothing was restored: stopped\n"));
+  gate.Query("ROLLBACK");
+  EXPECT_TRUE(IsEmpty("copy"));
+}
+
+}  // namespace
+}  // namespace evidence_test
