@@ -45,12 +45,10 @@ class FairPool : public std::enable_shared_from_this<FairPool<Object>> {
   FairPool(const FairPool&) = delete;
   FairPool& operator=(const FairPool&) = delete;
 
-  /// Waits at most `bound`, and no longer than until `call` is cancelled. Empty on a timeout, for a cancelled call, and
-  /// when the pool is closed. Without a call (null), and for one of no client, it is the system that takes, which has
-  /// no share to exceed.
-  [[nodiscard]] Lease Take(std::chrono::milliseconds bound, Call* call = nullptr) {
+  /// Waits at most `bound`, and no longer than until `call` (null for none) is cancelled. Empty on a timeout, for a
+  /// cancelled call, and when the pool is closed. The client "" is the system, which has no share to exceed.
+  [[nodiscard]] Lease Take(std::chrono::milliseconds bound, const std::string& name = {}, Call* call = nullptr) {
     const auto deadline = Clock::now() + bound;
-    const std::string name = call != nullptr ? call->client() : std::string();
     {
       const std::lock_guard lock(mutex_);
       if (!name.empty()) share_.Note(name);

@@ -64,6 +64,12 @@ void NoteWrite(const std::string& plugin_id, const std::string& sql) {
   if (call != nullptr && plugin_id != kPlatformDbId && !OnlyReads(sql)) call->NoteWrite();
 }
 
+/// Whose text it is; "" for the system's own.
+std::string CurrentClient() {
+  const Call* const call = Call::Current();
+  return call != nullptr ? call->client() : std::string();
+}
+
 /// The call that may cancel a text; null for a text that changes something, and for a call that does not only read.
 Call* CancellingCall(const std::string& sql) {
   Call* const call = Call::Current();
@@ -221,7 +227,7 @@ bool PostgresDBManager::RunText(Pool& pool, const std::string& sql, PostgresResu
 
 Pool::Lease PostgresDBManager::TakeReady(Pool& pool, Call* call) const {
   const auto is_cancelled = [call] { return call != nullptr && call->IsCancelled(); };
-  auto connection = is_cancelled() ? Pool::Lease() : pool.Take(options_.acquire_timeout, call);
+  auto connection = is_cancelled() ? Pool::Lease() : pool.Take(options_.acquire_timeout, CurrentClient(), call);
   if (is_cancelled()) {
     ITarnFormatLog(kLogTrace, kLogTag, "A text of a cancelled call was not sent");
     connection.reset();

@@ -232,14 +232,14 @@ TEST(FairPoolTest, WaitersAreSentAwayAtOnceByTheEndOfTheirCallAndOfThePool) {
   platform::Call writes(Kind::kWrites);
   const auto start = std::chrono::steady_clock::now();
   {
-    const auto wait_for = [&](platform::Call* call) { EXPECT_FALSE(pool->Take(kLong, call)); };
+    const auto wait_for = [&](platform::Call* call) { EXPECT_FALSE(pool->Take(kLong, "", call)); };
     const std::jthread waiters[] = {std::jthread(wait_for, &reads), std::jthread(wait_for, &writes),
                                     std::jthread(wait_for, nullptr)};
     ASSERT_TRUE(Eventually([&] { return pool->Waiting() == 3; }));
     reads.Cancel();
     writes.Cancel();
     ASSERT_TRUE(Eventually([&] { return pool->Waiting() == 2; }));
-    EXPECT_FALSE(pool->Take(kLong, &reads)) << "it is cancelled already";
+    EXPECT_FALSE(pool->Take(kLong, "", &reads)) << "it is cancelled already";
     pool->Close();
   }
   EXPECT_LT(std::chrono::steady_clock::now() - start, kLong);

@@ -12,7 +12,6 @@ namespace evidence_test {
 namespace {
 
 using namespace std::chrono_literals;
-using platform::Call;
 using platform::FairShare;
 using Pool = platform::database::FairPool<int>;
 
@@ -25,8 +24,7 @@ class PoolSharesTest : public testing::Test {
     return std::make_shared<Pool>(std::move(made));
   }
   Pool::Lease Take(const std::string& client, std::chrono::milliseconds bound = 0ms) {
-    Call call(Call::Kind::kWrites, client);
-    return pool_->Take(bound, &call);
+    return pool_->Take(bound, client);
   }
   std::shared_ptr<Pool> pool_ = Make(4);
 };
