@@ -10,7 +10,7 @@
 namespace host {
 namespace {
 
-using rapidjson::Value;
+using Value = kelp::JsonValue;
 using Writer = rapidjson::Writer<rapidjson::StringBuffer>;
 
 /// The manifest, its lists, their entries.
@@ -98,7 +98,7 @@ std::string ManifestText(const Manifest& manifest) {
 }
 
 bool ReadManifest(const std::string& text, Manifest& manifest) {
-  rapidjson::Document json;
+  kelp::JsonDocument json;
   std::int64_t version = 0;
   if (!kelp::ParseJsonText(text, {.depth = kDepth}, json) || !Read(json, "schema_version", version) || version < 1 ||
       version > std::numeric_limits<int>::max()) {

@@ -17,7 +17,7 @@ namespace host {
 namespace {
 
 namespace StringUtil = Orv::Base::StringUtil;
-using rapidjson::Value;
+using Value = kelp::JsonValue;
 
 /// Deepest nesting of the file: the entries of a list in one object.
 constexpr int kFileDepth = 3;
@@ -130,7 +130,7 @@ std::string ReadCameraFile(const std::string& file, CameraList& list) {
   std::string text;
   if (!ReadText(file, text)) return file + ": cannot be read";
   if (text.size() > kMaxCameraFile) return file + ": is larger than " + std::to_string(kMaxCameraFile) + " bytes";
-  rapidjson::Document document;
+  kelp::JsonDocument document;
   kelp::JsonFault json_fault;
   if (!kelp::ParseJsonText(text, {kFileDepth}, document, &json_fault)) {
     const auto line = 1 + std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(json_fault.at), '\n');

@@ -1,10 +1,9 @@
 #pragma once
 
-#include <rapidjson/document.h>
-
 #include <cstddef>
 #include <string>
 
+#include "JsonAllocator.h"
 #include "OrvBase/Export.h"
 
 namespace kelp {
@@ -24,8 +23,9 @@ struct JsonFault {
 
 /// Parses one JSON value into `out`, a fresh document. False when `text` is not exactly one, is not valid UTF-8
 /// (escapes of unpaired surrogates included), exceeds `bounds`, or has a number beyond the range of a double; `fault`
-/// then gives the reason. Stack use of parsing and destruction does not grow with the text.
-[[nodiscard]] PLATFORM_API bool ParseJsonText(const std::string& text, const JsonBounds& bounds,
-                                              rapidjson::Document& out, JsonFault* fault = nullptr);
+/// then gives the reason. Stack use of parsing and destruction does not grow with the text. Throws
+/// std::bad_alloc.
+[[nodiscard]] PLATFORM_API bool ParseJsonText(const std::string& text, const JsonBounds& bounds, JsonDocument& out,
+                                              JsonFault* fault = nullptr);
 
 }  // namespace kelp

@@ -43,6 +43,8 @@ class CUsrServiceEvidence : public Orv::Base::CNoncopyable {
 
   /// Writes the thread's last error as the whole answer; without a message object it sets (0, 1) and writes nothing.
   void EncodeBaseErrorRsp(kelp::SHttpResponse& response);
+  /// The pair (0, 2) for a read that was ended for want of memory.
+  void AnswerRefusedRead(kelp::SHttpResponse& response);
 
   // Dispatchers, one for each kind of path
   void Evidence_Evidence_Type(kelp::SHttpResponse& response, const kelp::SHttpRequest& request);

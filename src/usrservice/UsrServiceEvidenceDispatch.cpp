@@ -1,6 +1,7 @@
 #include "Common/Barrier.h"
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
+#include "platform/Call.h"
 #include "usrservice/Dispatchers.h"
 #include "usrservice/UsrServiceEvidence.h"
 
@@ -54,6 +55,17 @@ void CUsrServiceEvidence::Dispatch(const Dispatcher& dispatcher, kelp::SHttpResp
     EncodeBaseErrorRsp(response);
   };
   GuardEdge(dispatch, failed, operation);
+  AnswerRefusedRead(response);
+}
+
+// Wherever a read was ended for want of memory, the handler has made what it could of that: a part of a list, or the
+// pair of a failed statement.
+void CUsrServiceEvidence::AnswerRefusedRead(kelp::SHttpResponse& response) {
+  const auto* const call = platform::Call::Current();
+  if (call == nullptr || !call->IsRefusedForMemory()) return;
+  response.response_body = {};
+  Orv::Base::Error::SetLastError({0, kBadInput});
+  EncodeBaseErrorRsp(response);
 }
 
 void CUsrServiceEvidence::Act(const Dispatcher& dispatcher, kelp::SHttpResponse& response,

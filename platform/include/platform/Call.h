@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <functional>
 #include <list>
 #include <mutex>
@@ -9,6 +10,7 @@
 
 #include "OrvBase/Export.h"
 #include "OrvBase/Noncopyable.h"
+#include "platform/Memory.h"
 
 namespace platform {
 
@@ -19,8 +21,10 @@ class PLATFORM_API Call : public Orv::Base::CNoncopyable {
   /// By its method: only what reads may be ended before its time.
   enum class Kind { kReads, kWrites };
 
-  /// `client` names whom the request is for; the requests of one client share its part of what is short.
-  explicit Call(Kind kind, std::string client = {}) : kind_(kind), client_(std::move(client)) {}
+  /// `client` names whom the request is for; the requests of one client share its part of what is short. `memory` is
+  /// what the request holds, and outlives the call; null counts nothing.
+  explicit Call(Kind kind, std::string client = {}, MemoryShare* memory = nullptr)
+      : kind_(kind), client_(std::move(client)), memory_(memory) {}
 
   /// The call that this thread works for; null when it works for none.
   [[nodiscard]] static Call* Current();
@@ -42,13 +46,22 @@ class PLATFORM_API Call : public Orv::Base::CNoncopyable {
   void Cancel();
   [[nodiscard]] bool IsCancelled() const { return cancelled_; }
 
+  /// Counts `bytes` that the request needs from here on. False, with nothing counted and a log line, when a call that
+  /// only reads finds no room for them: it has to end. What may have written is counted and never refused, so that
+  /// nothing done is answered as refused. On the thread of the call.
+  [[nodiscard]] bool TakeMemory(std::size_t bytes);
+  void GiveMemory(std::size_t bytes);
+  [[nodiscard]] bool IsRefusedForMemory() const { return refused_for_memory_; }
+
  private:
   friend class WhenCancelled;
 
   const Kind kind_;
   const std::string client_;
+  MemoryShare* const memory_;
   std::atomic<bool> has_written_ = false;
   std::atomic<bool> refused_as_busy_ = false;
+  std::atomic<bool> refused_for_memory_ = false;
   std::atomic<bool> cancelled_ = false;
 
   std::mutex mutex_;
@@ -79,5 +92,9 @@ class PLATFORM_API CallScope : public Orv::Base::CNoncopyable {
  private:
   Call* const outer_;
 };
+
+/// Counts `bytes` of a text or a tree for the call of this thread. Throws std::bad_alloc when it has no room; without a
+/// call nothing is counted.
+PLATFORM_API void NeedMemory(std::size_t bytes);
 
 }  // namespace platform

@@ -1,6 +1,9 @@
 #include "platform/Call.h"
 
+#include <new>
 #include <utility>
+
+#include "OrvBase/Log.h"
 
 namespace platform {
 namespace {
@@ -30,6 +33,30 @@ WhenCancelled::~WhenCancelled() {
   if (call_ == nullptr) return;
   const std::lock_guard lock(call_->mutex_);
   call_->actions_.erase(place_);
+}
+
+bool Call::TakeMemory(std::size_t bytes) {
+  if (memory_ == nullptr) return true;
+  if (kind_ == Kind::kWrites || HasWritten()) {
+    memory_->Take(bytes);
+    return true;
+  }
+  if (memory_->TryTake(bytes)) return true;
+  if (!refused_for_memory_.exchange(true)) {
+    Orv::Base::details::ITarnFormatLog(
+        Orv::Base::kLogFailure, "platform",
+        "A read was ended: it holds %zu bytes, and memory_mb leaves no room for %zu more", memory_->held(), bytes);
+  }
+  return false;
+}
+
+void Call::GiveMemory(std::size_t bytes) {
+  if (memory_ != nullptr) memory_->Give(bytes);
+}
+
+void NeedMemory(std::size_t bytes) {
+  auto* const call = Call::Current();
+  if (call != nullptr && !call->TakeMemory(bytes)) throw std::bad_alloc();
 }
 
 CallScope::CallScope(Call& call) : outer_(std::exchange(current, &call)) {}

@@ -45,10 +45,10 @@ std::string OwnerSession::Run(const std::string& sql, Rows* rows) {
   const database::PostgresResult result = session_->Run(sql);
   if (!result) return session_->Fault();
   if (rows == nullptr) return {};
-  rows->assign(static_cast<std::size_t>(PQntuples(result.get())), {});
-  for (int row = 0; row < PQntuples(result.get()); ++row) {
-    for (int column = 0; column < PQnfields(result.get()); ++column)
-      rows->at(static_cast<std::size_t>(row)).emplace_back(PQgetvalue(result.get(), row, column));
+  rows->assign(result->Rows(), {});
+  for (std::size_t row = 0; row < result->Rows(); ++row) {
+    for (std::size_t column = 0; column < result->Columns(); ++column)
+      rows->at(row).emplace_back(result->Field(row, column));
   }
   return {};
 }

@@ -38,6 +38,9 @@ std::string_view Field(const PGresult* result, int code) {
   return value ? value : std::string_view();
 }
 
+/// A text of this size leaves the library's send buffer at least as large.
+constexpr std::size_t kBulkyText = 1024UL * 1024;
+
 /// SQLSTATE and primary message; libpq's own text when the failure is not the server's.
 std::string Describe(const PGresult* result) {
   const std::string_view state = Field(result, PG_DIAG_SQLSTATE);
@@ -67,6 +70,7 @@ bool PostgresConnection::Open() {
   const std::array values{
       "10", "evidence", "60", "60000", connection_.c_str(), "UTF8", static_cast<const char*>(nullptr)};
   dismissed_ = false;
+  is_bulky_ = false;
   handle_.reset(PQconnectdbParams(kKeywords.data(), values.data(), /*expand_dbname=*/1));
   if (!handle_ || PQstatus(handle_.get()) != CONNECTION_OK) {
     Fail(OneLine(handle_ ? PQerrorMessage(handle_.get()) : "out of memory"));
@@ -107,10 +111,20 @@ PostgresResult PostgresConnection::Run(const std::string& text, Call* call, Orig
   warnings_.clear();
   if (origin == Origin::kCaller && IsLogLevelOn(kLogStatement))
     ITarnFormatLog(kLogStatement, kLogTag, "%s", text.c_str());
+  if (text.size() >= kBulkyText) is_bulky_ = true;
   PostgresResult last;
   TextCancel cancel(call, handle_.get());
   if (PQsendQuery(handle_.get(), text.c_str()) == 1) {
-    last = ReadResults();
+    // A read that has no room for more rows is ended while they arrive.
+    PQsetSingleRowMode(handle_.get());
+    try {
+      last = ReadResults();
+    } catch (...) {
+      // Rows that nobody reads are left on it.
+      static_cast<void>(cancel.Settle());
+      handle_.reset();
+      throw;
+    }
   } else {
     Fail(OneLine(PQerrorMessage(handle_.get())));
   }
@@ -123,22 +137,36 @@ PostgresResult PostgresConnection::Run(const std::string& text, Call* call, Orig
 }
 
 PostgresResult PostgresConnection::ReadResults() {
-  PostgresResult last;
+  PostgresResult rows;
   bool failed = false;
-  while (PostgresResult result{PQgetResult(handle_.get())}) {
+  bool more_rows = false;
+  while (LibraryResult result{PQgetResult(handle_.get())}) {
     const ExecStatusType status = PQresultStatus(result.get());
     if (status == PGRES_COPY_IN || status == PGRES_COPY_OUT || status == PGRES_COPY_BOTH) {
       if (EndCopy(status)) continue;
       return nullptr;
     }
-    if (status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK && status != PGRES_EMPTY_QUERY) {
+    if (status != PGRES_SINGLE_TUPLE && status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK &&
+        status != PGRES_EMPTY_QUERY) {
       // Later failures are consequences of the first.
       if (!failed) Fail(Describe(result.get()));
       failed = true;
     }
-    last = std::move(result);
+    // The rows of one statement come one by one, then its end without any.
+    const PGresult& row = *result;
+    if (!more_rows) rows = std::make_unique<ResultRows>(std::move(result));
+    more_rows = status == PGRES_SINGLE_TUPLE;
+    if (more_rows && !rows->Add(row)) return Abandon();
+    if (rows->IsBulky()) is_bulky_ = true;
   }
-  return failed ? nullptr : std::move(last);
+  return failed ? nullptr : std::move(rows);
+}
+
+/// The rest of the rows is never read: the server notices that nobody takes it.
+PostgresResult PostgresConnection::Abandon() {
+  fault_ = "a read was ended that needs more memory than there is";
+  dismissed_ = true;
+  return nullptr;
 }
 
 /// Leaves the copy state, in which libpq returns the same result forever: copying in is refused, so that the whole text
@@ -165,6 +193,10 @@ std::string PostgresConnection::HostName() const {
 
 void PostgresConnection::RollBack() {
   if (InTransaction() && !Run("ROLLBACK")) handle_.reset();
+}
+
+void PostgresConnection::ShedBuffers() {
+  if (std::exchange(is_bulky_, false)) handle_.reset();
 }
 
 // libpq calls this from inside its own functions.

@@ -31,7 +31,8 @@ class PostgresConnection {
   enum class Origin { kCaller, kLayer };
 
   /// Sends `text` once and reads all of its results. The last one, or null when any statement failed. The text is ended
-  /// when `call` (null for none) is cancelled.
+  /// when `call` (null for none) is cancelled. Its rows count for the thread's call: when that has no room for them, the
+  /// connection is closed and the result is null.
   [[nodiscard]] PostgresResult Run(const std::string& text, Call* call = nullptr, Origin origin = Origin::kCaller);
 
   /// Whether the texts so far have left a transaction open, failed or not.
@@ -39,6 +40,10 @@ class PostgresConnection {
 
   /// Rolls back an open transaction.
   void RollBack();
+
+  /// Closes the connection when a large text or row has passed through it, as the client library keeps its buffers as
+  /// large as they ever were. Call it when nothing more is to be sent.
+  void ShedBuffers();
 
   /// The server's name, address or socket folder, as it was connected to; "" without a connection.
   [[nodiscard]] std::string HostName() const;
@@ -59,6 +64,7 @@ class PostgresConnection {
   bool Open();
   bool ServerHasClosed();
   PostgresResult ReadResults();
+  PostgresResult Abandon();
   bool EndCopy(ExecStatusType status);
   void Fail(std::string fault);
 
@@ -66,6 +72,8 @@ class PostgresConnection {
   std::unique_ptr<PGconn, Finish> handle_;
   // The server has announced that it closes this connection.
   bool dismissed_ = false;
+  // A large text or row has passed through it.
+  bool is_bulky_ = false;
   std::string fault_;
   std::vector<std::string> warnings_;
 };

@@ -101,7 +101,7 @@ PostgresResult RunLong(PostgresConnection& connection, const std::string& sql, C
   return result;
 }
 
-bool ReadRows(const kelp::IDBManager::RowReader& reader, const PGresult* result) {
+bool ReadRows(const kelp::IDBManager::RowReader& reader, const ResultRows* result) {
   if (!reader) return true;
   PostgresResultSet rows(result);
   const auto read = [&] {
@@ -169,6 +169,7 @@ bool PostgresDBManager::ExecuteNoQueryList(const std::string& plugin_id, int con
     NoteWrite(plugin_id, sql);
   const bool done = RunTransaction(*connection, sqls);
   connection->RollBack();
+  connection->ShedBuffers();
   return done;
 }
 
@@ -219,10 +220,13 @@ bool PostgresDBManager::RunText(Pool& pool, const std::string& sql, PostgresResu
   const auto connection = TakeReady(pool, call);
   if (!connection) return false;
   result = LongStatements::AreAllowed() ? RunLong(*connection, sql, call) : connection->Run(sql, call);
-  if (!connection->InTransaction()) return result != nullptr;
-  if (result) ITarnFormatLog(kLogFailure, kLogTag, "A text left a transaction open; it was undone");
-  connection->RollBack();
-  return false;
+  const bool left_open = connection->InTransaction();
+  if (left_open) {
+    if (result) ITarnFormatLog(kLogFailure, kLogTag, "A text left a transaction open; it was undone");
+    connection->RollBack();
+  }
+  connection->ShedBuffers();
+  return result != nullptr && !left_open;
 }
 
 Pool::Lease PostgresDBManager::TakeReady(Pool& pool, Call* call) const {

@@ -1,6 +1,5 @@
 #include "PostgresResultSet.h"
 
-#include <algorithm>
 #include <charconv>
 
 namespace platform::database {
@@ -8,8 +7,11 @@ namespace {
 
 constexpr char FoldCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
-bool SameName(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return FoldCase(x) == FoldCase(y); });
+bool SameName(const char* a, const char* b) {
+  for (; FoldCase(*a) == FoldCase(*b); ++a, ++b) {
+    if (*a == '\0') return true;
+  }
+  return false;
 }
 
 }  // namespace
@@ -25,18 +27,22 @@ int PostgresResultSet::GetIntByIndex(int index) const {
   return fault == std::errc() && end == text.data() + text.size() ? number : 0;
 }
 
-// PQfnumber folds only the requested name, so it would miss a column the server reports as "ID".
-int PostgresResultSet::IndexOf(std::string_view column) const {
-  const int columns = result_ ? PQnfields(result_) : 0;
-  for (int index = 0; index < columns; ++index) {
-    if (SameName(PQfname(result_, index), column)) return index;
+int PostgresResultSet::IndexOf(const std::string& column) const {
+  const auto is_known = [this](std::size_t index) { return index < known_.size() && known_[index]; };
+  std::size_t index = likely_;
+  if (!is_known(index) || !SameName(result_->ColumnName(index), column.c_str())) {
+    for (index = 0; index < columns_ && !SameName(result_->ColumnName(index), column.c_str());)
+      ++index;
+    if (index == columns_) return -1;
+    if (index < known_.size()) known_[index] = true;
   }
-  return -1;
+  likely_ = index + 1 < columns_ ? index + 1 : 0;
+  return static_cast<int>(index);
 }
 
 std::string_view PostgresResultSet::Value(int index) const {
-  if (IsEof() || index < 0 || index >= PQnfields(result_)) return {};
-  return {PQgetvalue(result_, row_, index), static_cast<std::size_t>(PQgetlength(result_, row_, index))};
+  if (IsEof() || index < 0 || static_cast<std::size_t>(index) >= columns_) return {};
+  return result_->Field(row_, static_cast<std::size_t>(index));
 }
 
 }  // namespace platform::database

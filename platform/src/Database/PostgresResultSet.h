@@ -1,24 +1,22 @@
 #pragma once
 
-#include <libpq-fe.h>
-
+#include <bitset>
 #include <memory>
 #include <string>
 #include <string_view>
 
 #include "KelpPlatform/DBManager.h"
+#include "ResultRows.h"
 
 namespace platform::database {
 
-struct ClearResult {
-  void operator()(PGresult* result) const { PQclear(result); }
-};
-using PostgresResult = std::unique_ptr<PGresult, ClearResult>;
+using PostgresResult = std::unique_ptr<ResultRows>;
 
-/// Cursor over a result, which must outlive it. On a null or empty result it is at its end.
+/// Cursor over rows, which must outlive it. On null or no rows it is at its end.
 class PostgresResultSet final : public kelp::IDBResultSet {
  public:
-  explicit PostgresResultSet(const PGresult* result) : result_(result), rows_(result ? PQntuples(result) : 0) {}
+  explicit PostgresResultSet(const ResultRows* result)
+      : result_(result), rows_(result ? result->Rows() : 0), columns_(result ? result->Columns() : 0) {}
 
   bool IsEof() const override { return row_ >= rows_; }
   void Next() override;
@@ -27,14 +25,19 @@ class PostgresResultSet final : public kelp::IDBResultSet {
   int GetIntByIndex(int index) const override;
 
  private:
-  /// -1 when there is no such column.
-  int IndexOf(std::string_view column) const;
+  /// The first of that name; -1 when there is none.
+  int IndexOf(const std::string& column) const;
   /// Empty for NULL, past the end, and for an index outside the columns.
   std::string_view Value(int index) const;
 
-  const PGresult* result_;
-  int rows_;
-  int row_ = 0;
+  const ResultRows* result_;
+  std::size_t rows_;
+  std::size_t columns_;
+  std::size_t row_ = 0;
+  /// Columns that are the first of their name, as a search has shown, and where the next name is sought first: most
+  /// readers ask each row in the same order.
+  mutable std::bitset<64> known_;
+  mutable std::size_t likely_ = 0;
 };
 
 }  // namespace platform::database

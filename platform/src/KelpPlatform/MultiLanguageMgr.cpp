@@ -1,7 +1,5 @@
 #include "KelpPlatform/MultiLanguageMgr.h"
 
-#include <rapidjson/document.h>
-
 #include <exception>
 #include <filesystem>
 #include <fstream>
@@ -25,7 +23,7 @@ using Languages = std::map<std::string, Texts>;
 /// Deepest nesting of a language file: sections in one object.
 constexpr int kFileDepth = 2;
 
-std::string TextOf(const rapidjson::Value& value) { return {value.GetString(), value.GetStringLength()}; }
+std::string TextOf(const kelp::JsonValue& value) { return {value.GetString(), value.GetStringLength()}; }
 
 std::optional<std::string> ReadFile(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
@@ -37,7 +35,7 @@ std::optional<std::string> ReadFile(const std::filesystem::path& path) {
 
 /// None when the text is not an object of objects of texts.
 std::optional<Texts> ParseTexts(const std::string& json) {
-  rapidjson::Document document;
+  kelp::JsonDocument document;
   if (!kelp::ParseJsonText(json, {kFileDepth}, document) || !document.IsObject()) return std::nullopt;
   Texts texts;
   // Comparing iterators of a non-const document is ambiguous.

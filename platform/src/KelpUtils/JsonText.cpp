@@ -1,7 +1,5 @@
 #include "JsonText.h"
 
-#include <rapidjson/reader.h>
-
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -22,7 +20,7 @@ constexpr char kNumberTooBig[] = "a number beyond the range of a double";
 /// Forwards the reader's events to the document and stops at what it must not contain.
 class GuardingHandler {
  public:
-  GuardingHandler(rapidjson::Document& target, const JsonBounds& bounds) : target_(target), bounds_(bounds) {}
+  GuardingHandler(JsonDocument& target, const JsonBounds& bounds) : target_(target), bounds_(bounds) {}
 
   bool Null() { return Counts() && target_.Null(); }
   bool Bool(bool value) { return Counts() && target_.Bool(value); }
@@ -85,7 +83,7 @@ class GuardingHandler {
   }
   bool IsText(std::string_view text) { return Holds(IsValid(text), "an escape that is no UTF-8"); }
 
-  rapidjson::Document& target_;
+  JsonDocument& target_;
   const JsonBounds& bounds_;
   int depth_ = 0;
   std::size_t values_ = 0;
@@ -108,7 +106,7 @@ std::size_t ReadableLength(std::string_view text) {
 
 }  // namespace
 
-bool ParseJsonText(const std::string& text, const JsonBounds& bounds, rapidjson::Document& out, JsonFault* fault) {
+bool ParseJsonText(const std::string& text, const JsonBounds& bounds, JsonDocument& out, JsonFault* fault) {
   JsonFault unused;
   JsonFault& found = fault != nullptr ? *fault : unused;
   // The reader treats a NUL byte as the end of the text, and reads past it in a sequence truncated there.
@@ -117,10 +115,10 @@ bool ParseJsonText(const std::string& text, const JsonBounds& bounds, rapidjson:
     return false;
   }
   bool parsed = false;
-  const auto read = [&](rapidjson::Document& target) {
+  const auto read = [&](JsonDocument& target) {
     GuardingHandler handler(target, bounds);
     rapidjson::StringStream stream(text.c_str());
-    const rapidjson::ParseResult result = rapidjson::Reader().Parse<kParseFlags>(stream, handler);
+    const rapidjson::ParseResult result = JsonReader().Parse<kParseFlags>(stream, handler);
     parsed = !result.IsError();
     found = {result.Offset(), !handler.Fault().empty()                              ? handler.Fault()
                               : result.Code() == rapidjson::kParseErrorNumberTooBig ? kNumberTooBig

@@ -1,9 +1,5 @@
 #include "KelpUtils/RapidJsonProto.h"
 
-#include <rapidjson/document.h>
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
-
 #include <algorithm>
 #include <cmath>
 #include <deque>
@@ -19,12 +15,13 @@
 #include "OrvBase/Log.h"
 #include "OrvProto/JsonNode.h"
 #include "OrvProto/JsonNodeWriter.h"
+#include "OrvProto/JsonTextStream.h"
 
 namespace kelp {
 namespace {
 
 using rapidjson::SizeType;
-using Value = rapidjson::Value;
+using Value = JsonValue;
 using Member = Value::Member;
 using xmlpacket::JsonNode;
 
@@ -49,7 +46,7 @@ std::optional<int> To32Bits(double number) {
 /// Reads a parsed document by paths.
 class PathReader {
  public:
-  explicit PathReader(rapidjson::Document root) : root_(std::move(root)) {}
+  explicit PathReader(JsonDocument root) : root_(std::move(root)) {}
 
   const Value& Root() const { return root_; }
 
@@ -116,7 +113,7 @@ class PathReader {
     return found != index.end() && TextOf((*found)->name) == name ? &(*found)->value : nullptr;
   }
 
-  rapidjson::Document root_;
+  JsonDocument root_;
   /// The members of large objects sorted by name; equal names keep the order of the text.
   std::unordered_map<const Value*, std::vector<const Member*>> indexes_;
 };
@@ -185,7 +182,7 @@ CRapidJsonProto::~CRapidJsonProto() = default;
 
 bool CRapidJsonProto::set_str(const std::string& text) {
   document_ = std::make_unique<Document>();
-  rapidjson::Document parsed;
+  JsonDocument parsed;
   JsonFault fault;
   if (!ParseJsonText(text, {kMaxDepth, kMaxValues}, parsed, &fault)) {
     Orv::Base::details::ITarnFormatLog(Orv::Base::kLogAnomaly, kLogTag, "A JSON text was refused at byte %zu: %s",
@@ -199,10 +196,10 @@ bool CRapidJsonProto::set_str(const std::string& text) {
 std::string CRapidJsonProto::get_str() const {
   if (!document_->nodes.empty()) return xmlpacket::JsonNodeWriter::Value(document_->nodes.front());
   if (!document_->parsed) return {};
-  rapidjson::StringBuffer buffer;
-  rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+  xmlpacket::JsonTextStream text;
+  xmlpacket::JsonTextWriter writer(text);
   document_->parsed->Root().Accept(writer);
-  return {buffer.GetString(), buffer.GetSize()};
+  return text.Take();
 }
 
 std::string CRapidJsonProto::get_v(const std::string& path, const std::string& default_value) const {

@@ -24,8 +24,12 @@ void JsonNodeWriter::WriteScalar(const std::string& value, bool bare_number) {
     out_.RawValue(value.data(), value.size(), rapidjson::kNumberType);
     return;
   }
-  const std::string text = Orv::Base::Utf8::Repaired(value);
-  out_.String(text.data(), SizeOf(text));
+  if (Orv::Base::Utf8::IsValid(value)) {
+    out_.String(value.data(), SizeOf(value));
+  } else {
+    const std::string text = Orv::Base::Utf8::Repaired(value);
+    out_.String(text.data(), SizeOf(text));
+  }
 }
 
 }  // namespace xmlpacket

@@ -1,8 +1,5 @@
 #pragma once
 
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
-
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -10,6 +7,7 @@
 #include <vector>
 
 #include "OrvBase/Utf8.h"
+#include "OrvProto/JsonTextStream.h"
 
 namespace xmlpacket {
 
@@ -23,19 +21,21 @@ class JsonNodeWriter {
   template <class Node>
   static std::string Named(const Node& node) {
     JsonNodeWriter writer;
+    writer.text_.Expect(LengthOf(node));
     writer.out_.StartObject();
     writer.WriteKey(node.name_);
     writer.WriteTree(node);
     writer.out_.EndObject();
-    return writer.Text();
+    return writer.text_.Take();
   }
 
   /// The value alone.
   template <class Node>
   static std::string Value(const Node& node) {
     JsonNodeWriter writer;
+    writer.text_.Expect(LengthOf(node));
     writer.WriteTree(node);
-    return writer.Text();
+    return writer.text_.Take();
   }
 
  private:
@@ -46,6 +46,22 @@ class JsonNodeWriter {
     Action action;
     const Node* node;
   };
+
+  /// Of the text when nothing in it needs an escape, or somewhat more.
+  template <class Node>
+  static std::size_t LengthOf(const Node& root) {
+    constexpr std::size_t kMarks = 8;
+    std::size_t length = kMarks;
+    std::vector<const Node*> pending{&root};
+    while (!pending.empty()) {
+      const Node& node = *pending.back();
+      pending.pop_back();
+      length += node.name_.size() + node.value_.size() + kMarks;
+      for (const auto& child : node.children_)
+        pending.push_back(&*child);
+    }
+    return length;
+  }
 
   template <class Node>
   void WriteTree(const Node& root) {
@@ -111,10 +127,9 @@ class JsonNodeWriter {
 
   void WriteKey(const std::string& name);
   void WriteScalar(const std::string& value, bool bare_number);
-  std::string Text() const { return {buffer_.GetString(), buffer_.GetSize()}; }
 
-  rapidjson::StringBuffer buffer_;
-  rapidjson::Writer<rapidjson::StringBuffer> out_{buffer_};
+  JsonTextStream text_;
+  JsonTextWriter out_{text_};
 };
 
 }  // namespace xmlpacket

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <libpq-fe.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "platform/Call.h"
+
+namespace platform::database {
+
+struct ClearResult {
+  void operator()(PGresult* result) const { PQclear(result); }
+};
+using LibraryResult = std::unique_ptr<PGresult, ClearResult>;
+
+/// The rows of one statement, copied as they arrive and counted for the call of the thread, on which it lives and dies.
+class ResultRows {
+ public:
+  /// `description` has the columns, and is kept for them.
+  explicit ResultRows(LibraryResult description);
+  ~ResultRows();
+  ResultRows(const ResultRows&) = delete;
+  ResultRows& operator=(const ResultRows&) = delete;
+
+  /// Appends the one row of `row`, which has these columns and may be the description. False when the call has no room
+  /// for it.
+  [[nodiscard]] bool Add(const PGresult& row);
+
+  /// At least one field was so large that the connection's buffers have grown with it.
+  [[nodiscard]] bool IsBulky() const;
+
+  [[nodiscard]] std::size_t Rows() const { return columns_ == 0 ? 0 : fields_.size() / columns_; }
+  [[nodiscard]] std::size_t Columns() const { return columns_; }
+  [[nodiscard]] const char* ColumnName(std::size_t column) const {
+    return PQfname(description_.get(), static_cast<int>(column));
+  }
+  /// Empty for NULL.
+  [[nodiscard]] std::string_view Field(std::size_t row, std::size_t column) const {
+    const auto& field = fields_[row * columns_ + column];
+    return {field.text, field.length};
+  }
+
+ private:
+  struct StoredField {
+    const char* text;
+    std::uint32_t length;
+  };
+
+  bool Count(std::size_t row_bytes);
+  char* Room(std::size_t bytes);
+
+  Call* const call_ = Call::Current();
+  const LibraryResult description_;
+  const std::size_t columns_;
+  std::vector<StoredField> fields_;
+  std::vector<std::unique_ptr<char[]>> blocks_;
+  char* free_ = nullptr;
+  std::size_t free_bytes_ = 0;
+  std::size_t next_block_ = 0;
+
+  std::size_t texts_ = 0;
+  std::size_t largest_row_ = 0;
+  /// Taken from the call's memory.
+  std::size_t counted_ = 0;
+};
+
+}  // namespace platform::database
