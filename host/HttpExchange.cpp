@@ -17,6 +17,23 @@ HttpAnswer Busy() {
 
 HttpAnswer Stopping() { return ErrorAnswer(MHD_HTTP_SERVICE_UNAVAILABLE, "stopping"); }
 
+HttpAnswer NoRoom() {
+  const auto answer = [] { return ErrorAnswer(MHD_HTTP_SERVICE_UNAVAILABLE, "no memory for this request at present"); };
+  auto no_room = platform::Guard(answer, [](const char*) { return HttpAnswer{MHD_HTTP_SERVICE_UNAVAILABLE, {}}; });
+  no_room.retry_after_s = 1;
+  return no_room;
+}
+
+void HttpServer::Exchange::EndWait(bool has_room) {
+  const std::lock_guard lock(mutex);
+  if (!has_room) Resume(NoRoom());
+  if (std::exchange(suspended, false)) MHD_resume_connection(connection);
+}
+
+void HttpServer::Exchange::FitMemory() {
+  if (memory) memory->ShrinkTo(MemoryFor(task.kind, body.size()));
+}
+
 void HttpServer::Exchange::Work() {
   {
     const std::lock_guard lock(mutex);
@@ -39,6 +56,16 @@ HttpServer::Exchange::GivenUp HttpServer::Exchange::GiveUp() {
 
 /// No exception of a request, in a plugin or in the host, may terminate the process.
 HttpAnswer HttpServer::Exchange::Run() {
+  auto outcome = platform::Guard([this] { return RunBound(); },
+                                 [](const char*) {
+                                   return HttpAnswer{MHD_HTTP_INTERNAL_SERVER_ERROR, {}};
+                                 });
+  // All but the answer has been freed by now.
+  if (memory) memory->ShrinkTo(outcome.body.capacity());
+  return outcome;
+}
+
+HttpAnswer HttpServer::Exchange::RunBound() {
   const platform::CallScope scope(*call);
   if (call->IsCancelled()) return Stopping();
   auto outcome = RunTask();
@@ -88,7 +115,7 @@ void HttpServer::Exchange::Seen(HangUps::Sign sign) {
 
 void HttpServer::Exchange::Cancel() {
   const std::lock_guard lock(mutex);
-  if (suspended) call->Cancel();
+  if (suspended && call) call->Cancel();
 }
 
 bool HttpServer::Exchange::Writes() {

@@ -25,13 +25,18 @@ HttpAnswer ErrorAnswer(unsigned status, std::string_view reason) {
 
 namespace {
 
+/// Longest time that a request waits for room in the memory budget.
+constexpr std::chrono::seconds kWaitForRoom{5};
+/// An answer of this size or more, which counts against the budget until it is sent, has to be taken at this rate.
+constexpr std::size_t kLargeAnswer = 64 * 1024;
+constexpr std::size_t kSlowestBytesPerSecond = 16 * 1024;
+
 /// A refused request's body up to this size is discarded, so that the client sees the answer and keeps its connection;
 /// with a larger one the connection is closed.
 constexpr std::uint64_t kDiscardAnnounced = 64 * 1024;
 /// The same for bodies without an announced size, which cannot be answered before their end.
 constexpr std::uint64_t kDiscardChunked = 64 * 1024 * 1024;
 constexpr std::uint64_t kUnknownLength = std::numeric_limits<std::uint64_t>::max();
-constexpr std::size_t kReserveAtOnce = 1024 * 1024;
 
 std::optional<std::string_view> Header(MHD_Connection& connection, const char* name) {
   const char* const value = MHD_lookup_connection_value(&connection, MHD_HEADER_KIND, name);
@@ -155,7 +160,7 @@ struct HttpCallbacks {
 };
 
 HttpServer::HttpServer(HttpOptions options, HttpAdmission admission)
-    : options_(std::move(options)), admission_(std::move(admission)) {}
+    : options_(std::move(options)), admission_(std::move(admission)), room_(kWaitForRoom) {}
 
 HttpServer::~HttpServer() {
   if (daemon_ == nullptr) return;
@@ -194,10 +199,13 @@ bool HttpServer::Access(MHD_Connection& connection, const RequestLine& line, con
                         void*& context) {
   if (context == nullptr) return Begin(connection, line, context);
   const auto& exchange = *static_cast<std::shared_ptr<Exchange>*>(context);
+  // The library makes the first call again for a request that was suspended in it.
+  if (std::exchange(exchange->waited, false) && size == 0) return !exchange->answer || Refuse(*exchange);
   if (size != 0) {
     const std::string_view taken(data, std::exchange(size, 0));
     return Take(*exchange, taken);
   }
+  if (exchange->announced == kUnknownLength) exchange->FitMemory();
   {
     const std::lock_guard lock(exchange->mutex);
     // Suspended at the first call, the connection would be read from once more before its answer, and a client that has
@@ -214,6 +222,7 @@ bool HttpServer::Begin(MHD_Connection& connection, const RequestLine& line, void
   exchange->fd = Descriptor(connection);
   exchange->end_of_stream = EndOfStream(line.version);
   exchange->line = std::string(line.method) + " " + line.path;
+  exchange->client_address = ClientAddress(connection);
   deadlines_.Set(Descriptor(connection), options_.read_timeout);
   context = new std::shared_ptr<Exchange>(exchange);
   bool stopping = false;
@@ -230,27 +239,55 @@ bool HttpServer::Begin(MHD_Connection& connection, const RequestLine& line, void
     exchange->answer = ErrorAnswer(MHD_HTTP_BAD_REQUEST, fault);
     return Answer(*exchange);
   }
-  if (stopping) return Admit(*exchange, Stopping());
-  return Admit(*exchange, admission_({line.method, line.path, Header(connection, MHD_HTTP_HEADER_AUTHORIZATION),
-                                      ClientAddress(connection)}));
+  if (stopping) return Admit(exchange, Stopping());
+  return Admit(exchange, admission_({line.method, line.path, Header(connection, MHD_HTTP_HEADER_AUTHORIZATION),
+                                     exchange->client_address}));
 }
 
-bool HttpServer::Admit(Exchange& exchange, std::variant<HttpAnswer, HttpTask> verdict) {
-  auto& connection = *exchange.connection;
-  const auto announced = AnnouncedLength(connection);
+bool HttpServer::Admit(const std::shared_ptr<Exchange>& exchange, std::variant<HttpAnswer, HttpTask> verdict) {
+  const auto announced = exchange->announced = AnnouncedLength(*exchange->connection);
   if (auto* const refusal = std::get_if<HttpAnswer>(&verdict)) {
-    exchange.answer = std::move(*refusal);
-    const bool discard = announced <= kDiscardAnnounced || announced == kUnknownLength;
-    return (discard && !Header(connection, MHD_HTTP_HEADER_EXPECT)) || Answer(exchange);
+    exchange->answer = std::move(*refusal);
+    return Refuse(*exchange);
   }
-  exchange.task = std::move(std::get<HttpTask>(verdict));
-  if (announced == kUnknownLength) return true;
-  if (announced > exchange.task.body_limit) {
-    exchange.answer = ErrorAnswer(MHD_HTTP_CONTENT_TOO_LARGE, "body too large");
-    return Answer(exchange);
+  exchange->task = std::move(std::get<HttpTask>(verdict));
+  if (announced != kUnknownLength && announced > exchange->task.body_limit) {
+    exchange->answer = ErrorAnswer(MHD_HTTP_CONTENT_TOO_LARGE, "body too large");
+    return Answer(*exchange);
   }
-  exchange.body.reserve(std::min<std::size_t>(announced, kReserveAtOnce));
-  return true;
+  return exchange->task.body_limit == 0 || TakeMemory(exchange);
+}
+
+/// Answers a request at its head, or lets its body come first.
+bool HttpServer::Refuse(Exchange& exchange) {
+  const bool discard = exchange.announced <= kDiscardAnnounced || exchange.announced == kUnknownLength;
+  return (discard && !Header(*exchange.connection, MHD_HTTP_HEADER_EXPECT)) || Answer(exchange);
+}
+
+/// Takes room for the request, or lets it wait for that: suspended, its body unread in the client's socket.
+bool HttpServer::TakeMemory(const std::shared_ptr<Exchange>& exchange) {
+  auto& limit = exchange->task.body_limit;
+  if (exchange->announced == kUnknownLength) limit = std::min(limit, LargestBody(exchange->task.kind));
+  const auto body = std::min<std::uint64_t>(exchange->announced, limit);
+  exchange->memory.emplace(exchange->client_address);
+  {
+    // So that an end of the wait on another thread comes after the suspension.
+    const std::lock_guard lock(exchange->mutex);
+    const auto later = [exchange](bool taken) { exchange->EndWait(taken); };
+    const auto verdict = room_.Take(*exchange->memory, MemoryFor(exchange->task.kind, body), later);
+    if (verdict == Admission::Verdict::kTaken) return true;
+    if (verdict == Admission::Verdict::kWaits && !abandoned_) {
+      deadlines_.Set(Descriptor(*exchange->connection), options_.read_timeout + kWaitForRoom);
+      MHD_suspend_connection(exchange->connection);
+      exchange->suspended = true;
+      exchange->waited = true;
+      return true;
+    }
+    exchange->answer = verdict == Admission::Verdict::kNever
+                           ? ErrorAnswer(MHD_HTTP_CONTENT_TOO_LARGE, "body too large for the memory of this server")
+                           : Stopping();
+  }
+  return Answer(*exchange);
 }
 
 bool HttpServer::Take(Exchange& exchange, std::string_view data) {
@@ -261,8 +298,16 @@ bool HttpServer::Take(Exchange& exchange, std::string_view data) {
     exchange.body = {};
     return true;
   }
-  exchange.body.append(data);
-  return true;
+  const auto append = [&exchange, data] {
+    if (exchange.body.empty() && exchange.announced != kUnknownLength) exchange.body.reserve(exchange.announced);
+    exchange.body.append(data);
+    return true;
+  };
+  return platform::Guard(append, [&exchange](const char*) {
+    exchange.body = {};
+    exchange.answer = NoRoom();
+    return true;
+  });
 }
 
 /// The caller holds the exchange's mutex, so that a fast worker's Resume comes after the suspension.
@@ -273,7 +318,7 @@ bool HttpServer::Dispatch(const std::shared_ptr<Exchange>& exchange) {
     return Answer(*exchange);
   }
   const auto& client = exchange->task.client;
-  exchange->call.emplace(exchange->task.kind, client);
+  exchange->call.emplace(exchange->task.kind, client, exchange->memory ? &*exchange->memory : nullptr);
   const bool queued = exchange->task.pool->TrySubmit(client, [exchange] { exchange->Work(); });
   if (!queued) {
     exchange->answer = Busy();
@@ -290,6 +335,10 @@ bool HttpServer::Answer(Exchange& exchange) {
   LogHost(kLogTrace, "%s: %u, %zu bytes in, %zu bytes out", exchange.line.c_str(), answer.status,
           static_cast<std::size_t>(exchange.received), answer.body.size());
   const std::size_t size = answer.body.size();
+  if (size >= kLargeAnswer) {
+    const std::chrono::seconds sending(size / kSlowestBytesPerSecond);
+    deadlines_.Set(Descriptor(*exchange.connection), options_.idle_timeout + sending);
+  }
   auto* const body = new std::string(std::move(answer.body));
   auto* const response =
       MHD_create_response_from_buffer_with_free_callback_cls(size, body->data(), &HttpCallbacks::FreeBody, body);
@@ -315,11 +364,13 @@ bool HttpServer::Answer(Exchange& exchange) {
 void HttpServer::Completed(MHD_Connection& connection, void*& context) {
   if (context == nullptr) return;
   auto* const exchange = static_cast<std::shared_ptr<Exchange>*>(std::exchange(context, nullptr));
+  const auto peak = (*exchange)->memory ? (*exchange)->memory->peak() : 0;
   {
     const std::lock_guard lock(mutex_);
     in_flight_.erase(exchange->get());
   }
   delete exchange;
+  room_.NoteEnd(peak);
   completed_.notify_all();
   SetIdleDeadline(connection, ReadDeadlines::Since::kAnswered);
 }

@@ -15,6 +15,7 @@
 #include <variant>
 #include <vector>
 
+#include "Admission.h"
 #include "HangUps.h"
 #include "ReadDeadlines.h"
 #include "WorkerPool.h"
@@ -51,6 +52,7 @@ HttpAnswer ErrorAnswer(unsigned status, std::string_view reason);
 
 /// A request that may be served: what to do with its body, and where.
 struct HttpTask {
+  /// 0 for a task that takes no body and next to no memory: it never waits for room.
   std::size_t body_limit = 0;
   WorkerPool* pool = nullptr;
   platform::Call::Kind kind = platform::Call::Kind::kWrites;
@@ -113,7 +115,9 @@ class HttpServer {
   };
   bool Access(MHD_Connection& connection, const RequestLine& line, const char* data, std::size_t& size, void*& context);
   bool Begin(MHD_Connection& connection, const RequestLine& line, void*& context);
-  bool Admit(Exchange& exchange, std::variant<HttpAnswer, HttpTask> verdict);
+  bool Admit(const std::shared_ptr<Exchange>& exchange, std::variant<HttpAnswer, HttpTask> verdict);
+  bool Refuse(Exchange& exchange);
+  bool TakeMemory(const std::shared_ptr<Exchange>& exchange);
   bool Take(Exchange& exchange, std::string_view data);
   bool Dispatch(const std::shared_ptr<Exchange>& exchange);
   bool Answer(Exchange& exchange);
@@ -132,6 +136,7 @@ class HttpServer {
   const HttpOptions options_;
   const HttpAdmission admission_;
   ReadDeadlines deadlines_;
+  Admission room_;
   HangUps hang_ups_;
   MHD_Daemon* daemon_ = nullptr;
 

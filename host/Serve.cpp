@@ -27,11 +27,14 @@
 #include "HttpServer.h"
 #include "KeyFile.h"
 #include "ListenAddress.h"
+#include "MemoryLimit.h"
 #include "PluginLoader.h"
 #include "Readiness.h"
 #include "ServiceManager.h"
 #include "Stopping.h"
 #include "Users.h"
+#include "platform/Guard.h"
+#include "platform/Memory.h"
 #include "platform/Turns.h"
 
 namespace host {
@@ -45,6 +48,9 @@ constexpr std::chrono::milliseconds kShortDrain{8'500};
 void PrepareProcess(const Settings& settings) {
   Stopping::Instance().Note("the start");
   signal(SIGPIPE, SIG_IGN);
+  ReturnLargeBlocks();
+  platform::MemoryBudget::Process().Limit(
+      MemoryForRequests(static_cast<std::size_t>(settings.memory_mb), AvailableMemory()));
   // Each connection takes a descriptor; the others are for the database, files and libraries.
   constexpr rlim_t kOtherDescriptors = 512;
   const auto wanted = static_cast<rlim_t>(settings.connections_limit) + kOtherDescriptors;
@@ -273,7 +279,8 @@ int Serve(const Settings& settings) {
   int exit_code = 1;
   if (fault.empty()) {
     Host host(settings);
-    fault = host.Start();
+    fault = platform::Guard([&host] { return host.Start(); },
+                            [](const char* reason) { return std::string(reason != nullptr ? reason : "unknown"); });
     if (fault.empty()) exit_code = host.Run();
   }
   if (!fault.empty()) {

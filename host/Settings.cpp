@@ -71,6 +71,9 @@ constexpr Setting kSettings[] = {
                   "Largest request body in bytes."),
     NumberSetting("header_limit", &Settings::header_limit, "16384", 1024, 1'048'576,
                   "Largest request line and header together in bytes."),
+    NumberSetting("memory_mb", &Settings::memory_mb, "0", 0, 1'048'576,
+                  "Megabytes that all requests together may hold, one client address a quarter of them; 0 for half of "
+                  "the memory of the control group or the machine, at most 512."),
     NumberSetting("idle_timeout_s", &Settings::idle_timeout_s, "60", 1, 86'400,
                   "Seconds of inactivity after which a connection is closed."),
     NumberSetting("read_timeout_s", &Settings::read_timeout_s, "30", 1, 86'400,

@@ -1,15 +1,27 @@
 #include "WorkerPool.h"
 
+#include <stdexcept>
+#include <string>
 #include <utility>
 
 namespace host {
+
 WorkerPool::WorkerPool(std::size_t threads, std::size_t queue_limit)
     : thread_count_(threads), queue_limit_(queue_limit) {
-  for (std::size_t i = 0; i < threads; ++i)
-    threads_.emplace_back([this] { Work(); });
+  try {
+    for (std::size_t i = 0; i < threads; ++i)
+      threads_.emplace_back([this] { Work(); });
+  } catch (const std::exception& fault) {
+    const auto made = threads_.size();
+    End();
+    throw std::runtime_error("only " + std::to_string(made) + " of " + std::to_string(threads) +
+                             " worker threads can be made: " + fault.what());
+  }
 }
 
-WorkerPool::~WorkerPool() {
+WorkerPool::~WorkerPool() { End(); }
+
+void WorkerPool::End() {
   {
     const std::lock_guard lock(mutex_);
     ending_ = true;

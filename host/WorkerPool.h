@@ -22,6 +22,7 @@ class WorkerPool {
  public:
   using Job = std::function<void()>;
 
+  /// Throws std::runtime_error when a thread cannot be made; those already made have then ended.
   WorkerPool(std::size_t threads, std::size_t queue_limit);
   /// Runs the jobs still queued, then joins the threads.
   ~WorkerPool();
@@ -43,6 +44,8 @@ class WorkerPool {
   using Clients = std::map<std::string, Client>;
 
   void Work();
+  /// Lets the threads do what is queued, and joins them.
+  void End();
   Clients::iterator NextClient();
   void Ended(Clients::iterator client);
 
