@@ -194,6 +194,17 @@ TEST_F(HostMemoryTest, AStalledBodyGivesItsRoomToTheNext) {
   EXPECT_EQ(host_->Stop().exit_code, 0);
 }
 
+TEST_F(HostMemoryTest, ARequestWithoutABodyWaitsTooWhenNothingIsLeft) {
+  Start({{"memory_mb", "1"}, {"read_timeout_s", "1"}});
+  // Each takes a little more than 32 KiB of the 256 KiB of this address.
+  std::vector<HttpConnection> stalled;
+  for (int i = 0; i < 7; ++i)
+    stalled.push_back(Stalled(1));
+  EXPECT_EQ(Answer("GET", "/Echo", ""), "200 4 []");
+  EXPECT_EQ(stalled.front().ReadReply().status, 0) << "the others had to end first";
+  EXPECT_EQ(host_->Stop().exit_code, 0);
+}
+
 TEST_F(HostMemoryTest, WhoFindsNoRoomIsToldToComeBackAndSmallRequestsPass) {
   Start({{"memory_mb", "8"}, {"drain_timeout_s", "1"}});
   const auto stalled = Stalled(kOneAtATime);

@@ -31,8 +31,8 @@ class PostgresConnection {
   enum class Origin { kCaller, kLayer };
 
   /// Sends `text` once and reads all of its results. The last one, or null when any statement failed. The text is ended
-  /// when `call` (null for none) is cancelled. Its rows count for the thread's call: when that has no room for them, the
-  /// connection is closed and the result is null.
+  /// when `call` (null for none) is cancelled. Its rows count for the thread's call: when that has no room for them,
+  /// the connection is closed and the result is null.
   [[nodiscard]] PostgresResult Run(const std::string& text, Call* call = nullptr, Origin origin = Origin::kCaller);
 
   /// Whether the texts so far have left a transaction open, failed or not.
