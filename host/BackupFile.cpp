@@ -122,7 +122,7 @@ std::string ReadBackup(const std::string& path, OpenFile& file, Manifest& manife
   file = OpenFile(open(path.c_str(), O_RDONLY | O_CLOEXEC));
   struct stat state {};
   if (file.fd() < 0 || fstat(file.fd(), &state) != 0) return SystemFault(path);
-  const std::string fault = path + " is no backup of this program, or not a whole one";
+  std::string fault = path + " is no backup of this program, or not a whole one";
   const auto body = state.st_size - static_cast<off_t>(kFooter);
   if (!S_ISREG(state.st_mode) || body <= 0) return fault;
   const auto footer = ReadAt(file.fd(), body, kFooter);
