@@ -17,6 +17,7 @@
 
 #include "Admission.h"
 #include "HangUps.h"
+#include "HeadCheck.h"
 #include "ReadDeadlines.h"
 #include "WorkerPool.h"
 #include "platform/Call.h"
@@ -108,11 +109,6 @@ class HttpServer {
   friend struct HttpCallbacks;
 
   // One request, in order; false closes the connection.
-  struct RequestLine {
-    const char* method;
-    const char* path;
-    const char* version;
-  };
   bool Access(MHD_Connection& connection, const RequestLine& line, const char* data, std::size_t& size, void*& context);
   bool Begin(MHD_Connection& connection, const RequestLine& line, void*& context);
   bool Admit(const std::shared_ptr<Exchange>& exchange, std::variant<HttpAnswer, HttpTask> verdict);
