@@ -33,6 +33,11 @@ Stopping::Stopping() {
   std::thread([this] { Run(); }).detach();
 }
 
+bool Stopping::IsAsked() {
+  const std::lock_guard lock(mutex_);
+  return signal_ != 0;
+}
+
 int Stopping::Wait() {
   std::unique_lock lock(mutex_);
   changed_.wait(lock, [this] { return signal_ != 0; });
@@ -55,10 +60,18 @@ void Stopping::SetExitCode(int code) {
   exit_code_ = code;
 }
 
-void Stopping::Run() {
-  int signal = 0;
-  while (sigwait(&signals_, &signal) != 0) {
+int Stopping::NextStop() const {
+  for (;;) {
+    int signal = 0;
+    if (sigwait(&signals_, &signal) != 0) continue;
+    if (signal != SIGHUP) return signal;
+    const auto log = platform::Slot<platform::ILogSink>::Get();
+    if (log && !log->Reopen()) LogHost(kLogFailure, "the log cannot be opened anew and goes on in the old file");
   }
+}
+
+void Stopping::Run() {
+  const int signal = NextStop();
   std::unique_lock lock(mutex_);
   signal_ = signal;
   begun_ = Clock::now();

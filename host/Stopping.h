@@ -20,7 +20,10 @@ class Stopping {
   /// signals that stop the host in all of them.
   static Stopping& Instance();
 
-  /// Waits for the first signal to stop; its number. From the signal on the process has kLongest to end.
+  /// Whether there was a signal to stop.
+  [[nodiscard]] bool IsAsked();
+  /// Waits for the first signal to stop; its number. A SIGHUP is none: it opens the log anew. From the signal on the
+  /// process has kLongest to end.
   int Wait();
 
   /// The process has `after` and kLongest, counted from the signal.
@@ -38,6 +41,7 @@ class Stopping {
   using Clock = std::chrono::steady_clock;
 
   Stopping();
+  int NextStop() const;
   void Run();
 
   sigset_t signals_{};

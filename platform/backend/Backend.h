@@ -74,6 +74,8 @@ class ILogSink {
  public:
   virtual ~ILogSink() = default;
   virtual void Write(int level, std::string_view tag, std::string_view text) = 0;
+  /// Opens its file anew. False, with the old one kept, when that fails.
+  [[nodiscard]] virtual bool Reopen() { return true; }
 };
 
 /// Lines below `level` are dropped before they are formatted. Starts at Orv::Base::kLogProgress.

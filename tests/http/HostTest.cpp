@@ -312,7 +312,33 @@ TEST_F(LifeCycleTest, WhatKeepsTheHostFromStartingIsNamed) {
     EXPECT_EQ(finished.exit_code, 1);
     EXPECT_THAT(finished.err, testing::MatchesRegex("evidence-host: " + fault + "\n"));
   }
-  EXPECT_EQ(first.Stop(SIGHUP).exit_code, 0);
+  EXPECT_EQ(first.Stop(SIGINT).exit_code, 0);
+}
+
+TEST_F(LifeCycleTest, TheLogIsMadeAgainAndNoLineIsLost) {
+  const ScratchFolder folder;
+  const auto log = folder.path() + "/log";
+  HostProcess host(SettingsMap{{"plugins", ""}, {"log_file", log}, {"log_level", "2"}});
+  ASSERT_TRUE(Eventually([&] { return std::filesystem::exists(log); }));
+  host.Signal(SIGHUP);  // while it starts, too, this stops nothing
+  const int port = host.WaitUntilListening();
+  int asked = 0;
+  for (const char* const moved : {"1", "2", "3"}) {
+    for (int n = 0; n < 100; ++n, ++asked)
+      ASSERT_EQ(Ask(port, "GET", "/live", "").status, 200);
+    std::filesystem::rename(log, folder.path() + "/" + moved);
+    if (*moved != '2') host.Signal(SIGHUP);
+    ASSERT_TRUE(Eventually([&] { return std::filesystem::exists(log); }));
+    EXPECT_EQ(std::filesystem::status(log).permissions(), std::filesystem::perms(0600));
+  }
+  EXPECT_EQ(host.Stop().exit_code, 0);
+  int lines = 0;
+  for (const char* const file : {"1", "2", "3"}) {
+    std::istringstream text(folder.Read(file));
+    for (std::string line; std::getline(text, line);)
+      lines += line.find(" GET /live: 200,") != std::string::npos ? 1 : 0;
+  }
+  EXPECT_EQ(lines, asked);
 }
 
 TEST_F(LifeCycleTest, PluginsThatDoNotStartCanBeLeftOut) {

@@ -2,7 +2,6 @@
 #include <spdlog/details/thread_pool.h>
 #include <spdlog/pattern_formatter.h>
 #include <spdlog/sinks/base_sink.h>
-#include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>
 
 #include <algorithm>
@@ -10,6 +9,7 @@
 #include <memory>
 #include <string>
 
+#include "LogFile.h"
 #include "OrvBase/Log.h"
 #include "OrvBase/StringUtil.h"
 #include "RealBackends.h"
@@ -71,8 +71,11 @@ class ReportingSink final : public spdlog::sinks::base_sink<spdlog::details::nul
 
 class FileLogSink final : public ILogSink {
  public:
-  FileLogSink(spdlog::sink_ptr output, std::size_t queue_lines)
-      : pool_(std::make_shared<spdlog::details::thread_pool>(queue_lines, 1)) {
+  /// Writes to standard error without a `file`.
+  FileLogSink(std::shared_ptr<LogFile> file, std::size_t queue_lines)
+      : file_(std::move(file)), pool_(std::make_shared<spdlog::details::thread_pool>(queue_lines, 1)) {
+    spdlog::sink_ptr output = file_;
+    if (!output) output = std::make_shared<spdlog::sinks::stderr_sink_st>();
     auto reporting = std::make_shared<ReportingSink>(std::move(output), *pool_);
     logger_ = std::make_shared<spdlog::async_logger>("evidence", std::move(reporting), pool_,
                                                      spdlog::async_overflow_policy::overrun_oldest);
@@ -83,22 +86,21 @@ class FileLogSink final : public ILogSink {
     logger_->log(spdlog::level::info, LineOf(level, tag, text));
   }
 
+  bool Reopen() override { return !file_ || file_->Reopen(); }
+
  private:
+  const std::shared_ptr<LogFile> file_;
   std::shared_ptr<spdlog::async_logger> logger_;
   /// Last, so that it is destroyed first: that writes what is still queued and joins the thread that uses the output.
   std::shared_ptr<spdlog::details::thread_pool> pool_;
 };
 
-spdlog::sink_ptr OutputAt(const std::string& path) {
-  if (path.empty()) return std::make_shared<spdlog::sinks::stderr_sink_st>();
-  return std::make_shared<spdlog::sinks::basic_file_sink_st>(path);
-}
-
 }  // namespace
 
 std::shared_ptr<ILogSink> MakeFileLogSink(const std::string& path, std::size_t queue_lines) {
   try {
-    return std::make_shared<FileLogSink>(OutputAt(path), std::max<std::size_t>(queue_lines, 1));
+    return std::make_shared<FileLogSink>(path.empty() ? nullptr : std::make_shared<LogFile>(path),
+                                         std::max<std::size_t>(queue_lines, 1));
   } catch (const std::exception&) {
     return nullptr;
   }
