@@ -25,6 +25,7 @@
 #include "Gateway.h"
 #include "HostLog.h"
 #include "HttpServer.h"
+#include "KeyCheck.h"
 #include "KeyFile.h"
 #include "ListenAddress.h"
 #include "MemoryLimit.h"
@@ -138,8 +139,10 @@ Host::~Host() {
 std::string Host::Start() {
   // The address first: two hosts started by mistake must not both work on the database.
   auto fault = TakeAddress();
-  if (fault.empty()) fault = OpenKeyFile(settings_.data + "/aes.key", aes_key_);
+  const auto key_file = settings_.data + "/aes.key";
+  if (fault.empty()) fault = OpenKeyFile(key_file, aes_key_);
   if (fault.empty()) fault = PrepareDatabase();
+  if (fault.empty()) fault = CheckKey(aes_key_, key_file);
   if (!fault.empty()) return fault;
   if (!cameras_->Refresh()) return "the cameras cannot be read";
   camera_follower_ = FollowCameras(cameras_);

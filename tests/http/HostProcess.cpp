@@ -11,6 +11,8 @@
 #include <array>
 #include <boost/asio/ip/tcp.hpp>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <regex>
 #include <stdexcept>
 #include <utility>
@@ -51,11 +53,18 @@ pid_t Spawn(std::vector<std::string> line, const std::string& folder) {
 
 }  // namespace
 
+void PutTestKey(const std::string& folder) {
+  std::filesystem::create_directories(folder);
+  const auto file = folder + "/aes.key";
+  std::ofstream(file) << "0123456789abcdef0123456789abcdef";
+  std::filesystem::permissions(file, std::filesystem::perms(0600));
+}
+
 HostProcess::HostProcess(SettingsMap settings, const std::vector<std::string>& arguments, const std::string& input,
                          const std::string& executable)
     : messages_(OpenServiceManager(folder_.path() + "/messages")) {
   settings.try_emplace("listen", "127.0.0.1:0");
-  settings.try_emplace("data", folder_.path() + "/data");
+  if (settings.try_emplace("data", folder_.path() + "/data").second) PutTestKey(folder_.path() + "/data");
   settings.try_emplace("database", Postgres().AppConnection());
   std::string text;
   for (const auto& [key, value] : settings)

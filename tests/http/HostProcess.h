@@ -26,6 +26,9 @@ struct Finished {
   std::string err;
 };
 
+/// Makes `folder` a data folder with the key that all hosts of the tests share, as they share a database.
+void PutTestKey(const std::string& folder);
+
 /// The evidence host as a process, with a data folder and any free port of its own, and this object as its service
 /// manager. Killed at the end when it still runs.
 class HostProcess {

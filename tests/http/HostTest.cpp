@@ -359,7 +359,9 @@ TEST(FirstStartTest, SetsTheDatabaseUpAndMakesSysopOnce) {
   std::filesystem::copy(ThrowawayPostgres::Scripts(), scripts.path());
   // No script by its name, neither to the set-up nor to the test of the version.
   scripts.Write("8_x.sql", "SELECT 1/0;");
+  const ScratchFolder data;
   const SettingsMap settings{{"plugins", ""},
+                             {"data", data.path()},
                              {"database", postgres.AppConnection()},
                              {"setup_database", postgres.OwnerConnection()},
                              {"sql", scripts.path()}};
@@ -368,11 +370,25 @@ TEST(FirstStartTest, SetsTheDatabaseUpAndMakesSysopOnce) {
   const auto out = first.Stop().out;
   ASSERT_THAT(out, testing::MatchesRegex("sysop password: [0-9a-f]{24}\nevidence-host listening on http://.*\n"));
   const auto password = out.substr(16, 24);
-  EXPECT_THAT(first.Log(), Not(HasSubstr(password)));
+  EXPECT_THAT(data.Read("evidence-host.log"), Not(HasSubstr(password)));
   EXPECT_THAT(HostProcess(settings, {"setup"}).Wait().out, testing::StartsWith("schema version "));
   HostProcess second(settings);
   EXPECT_EQ(Ask(second.WaitUntilListening(), "POST", "/login", "", LoginText("sysop", password)).status, 200);
   EXPECT_THAT(second.Stop().out, Not(HasSubstr("password")));
+
+  const auto key = data.Read("aes.key");
+  std::filesystem::remove(data.path() + "/aes.key");
+  for (const char* const attempt : {"made anew", "found"}) {
+    EXPECT_EQ(HostProcess(settings).Wait().err,
+              "evidence-host: " + data.path() +
+                  "/aes.key: not the key of this database, whose stored passwords it cannot decrypt; bring back the "
+                  "aes.key that belongs to the database\n")
+        << attempt;
+  }
+  data.Write("aes.key", key);
+  HostProcess third(settings);
+  third.WaitUntilListening();
+  EXPECT_EQ(postgres.Query("SELECT FROM platform.key_check WHERE value !~ '" + key + "'").size(), 1U);
 }
 
 }  // namespace

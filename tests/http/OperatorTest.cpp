@@ -3,10 +3,14 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include <atomic>
 #include <filesystem>
 #include <mutex>
 
+#include "Backend.h"
 #include "CameraFile.h"
+#include "Database.h"
+#include "KeyCheck.h"
 #include "KeyFile.h"
 #include "Settings.h"
 #include "http/HostProcess.h"
@@ -136,8 +140,29 @@ TEST_F(KeyFileTest, ThoseWhoMakeItAtTheSameTimeAgree) {
   EXPECT_EQ(std::distance(fs::directory_iterator(folder_.path()), {}), 1) << "a temporary file was left";
 }
 
+TEST_F(KeyFileTest, ADatabaseTakesOneOfSeveralKeys) {
+  auto settings = host::DefaultSettings();
+  settings.database = Postgres().AppConnection();
+  ASSERT_EQ(host::OpenDatabase(settings), "");
+  for (int round = 0; round < 5; ++round) {
+    Postgres().Query("DELETE FROM platform.key_check");
+    std::atomic<int> tried = 0;
+    std::atomic<int> taken = 0;
+    OnManyThreads([&] {
+      const auto key = std::to_string(tried++);
+      if (!host::CheckKey(key, file_).empty()) return;
+      ++taken;
+      EXPECT_EQ(host::CheckKey(key, file_), "") << "a later start";
+    });
+    EXPECT_EQ(taken, 1);
+  }
+  platform::Slot<kelp::IDBManager>::Exchange(nullptr);
+  Postgres().Query("DELETE FROM platform.key_check");
+}
+
 TEST_F(KeyFileTest, TheHostHandsItsKeyToPluginsOnly) {
   EnsureTester();
+  PutTestKey(folder_.path());
   const SettingsMap settings{{"plugins", "test_show.s.so"}, {"data", folder_.path()}};
   HostProcess host(settings);
   const auto session = Login(host.WaitUntilListening()).id;
