@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -29,6 +30,7 @@
 #include "KeyFile.h"
 #include "ListenAddress.h"
 #include "MemoryLimit.h"
+#include "OnlyHost.h"
 #include "PluginLoader.h"
 #include "Readiness.h"
 #include "ServiceManager.h"
@@ -89,12 +91,16 @@ class Host {
 
  private:
   std::string TakeAddress();
-  std::string PrepareDatabase() const;
+  std::string TakeDatabase();
+  std::string PrepareDatabase();
   void InstallBackends();
   std::string StartPlugins();
   std::string StartHttp();
 
   const Settings& settings_;
+  FolderLock folder_;
+  std::atomic<bool> database_lost_ = false;
+  std::optional<DatabaseHold> database_;
   std::string aes_key_;
   ListenSocket socket_;
   const std::shared_ptr<Sessions> sessions_ = std::make_shared<Sessions>(
@@ -137,8 +143,8 @@ Host::~Host() {
 }
 
 std::string Host::Start() {
-  // The address first: two hosts started by mistake must not both work on the database.
   auto fault = TakeAddress();
+  if (fault.empty()) fault = folder_.Take(settings_.data);
   const auto key_file = settings_.data + "/aes.key";
   if (fault.empty()) fault = OpenKeyFile(key_file, aes_key_);
   if (fault.empty()) fault = PrepareDatabase();
@@ -158,7 +164,17 @@ std::string Host::TakeAddress() {
   return socket_.Bind(*address, fault) ? "" : "cannot listen on " + fault;
 }
 
-std::string Host::PrepareDatabase() const {
+std::string Host::TakeDatabase() {
+  const auto stop = [this] {
+    database_lost_ = true;
+    kill(getpid(), SIGTERM);
+  };
+  const auto& connection = settings_.direct_database.empty() ? settings_.database : settings_.direct_database;
+  database_.emplace(connection, stop);
+  return database_->Take(std::chrono::seconds(settings_.lock_wait_s));
+}
+
+std::string Host::PrepareDatabase() {
   const auto sql = SqlDirectory(settings_);
   if (!settings_.setup_database.empty()) {
     int version = 0;
@@ -168,6 +184,7 @@ std::string Host::PrepareDatabase() const {
   }
   auto fault = OpenDatabase(settings_);
   if (fault.empty()) fault = CheckSchemaVersion(sql);
+  if (fault.empty()) fault = TakeDatabase();
   if (!fault.empty()) return fault;
   std::string password;
   if (!EnsureSysop(password)) return "the users cannot be read";
@@ -248,7 +265,7 @@ int Host::Run() {
   stopping.Allow(drain);
   const auto start = std::chrono::steady_clock::now();
   const auto drained = http_->Drain(drain);
-  const int exit_code = drained.lost ? 1 : 0;
+  const int exit_code = drained.lost || database_lost_ ? 1 : 0;
   stopping.SetExitCode(exit_code);
   if (!drained.inside) {
     // When nothing was written that took time, the rest does not take the time of what might have been.

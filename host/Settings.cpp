@@ -49,6 +49,10 @@ constexpr Setting kSettings[] = {
         "setup_database", &Settings::setup_database, "",
         "Connection string of an owner role, to create or upgrade the schemas at each start; empty to skip that. "
         "Set-up, backup and restore use it, best without a pooler between."),
+    TextSetting("direct_database", &Settings::direct_database, "",
+                "Connection string past any pooler, for the lock that keeps a second host off; empty for database."),
+    NumberSetting("lock_wait_s", &Settings::lock_wait_s, "30", 0, 3600,
+                  "How long a start waits for the end of another host on the same database."),
     TextSetting("sql", &Settings::sql, "database",
                 "Folder of the schema scripts, relative to the executable's folder."),
     TextSetting("data", &Settings::data, "var", "Folder of the host's own files; created when missing."),

@@ -11,6 +11,8 @@ struct Settings {
   std::string listen;
   std::string database;
   std::string setup_database;
+  std::string direct_database;
+  std::int64_t lock_wait_s = 0;
   std::string sql;
   std::string data;
   std::string log_file;

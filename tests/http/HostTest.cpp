@@ -295,10 +295,7 @@ TEST_F(LifeCycleTest, AFullQueueIsAnswered503) {
 }
 
 TEST_F(LifeCycleTest, WhatKeepsTheHostFromStartingIsNamed) {
-  HostProcess first(SettingsMap{{"plugins", ""}});
-  const auto address = "127.0.0.1:" + std::to_string(first.WaitUntilListening());
   const std::pair<SettingsMap, std::string> cases[] = {
-      {{{"listen", address}}, "cannot listen on " + address + ": Address already in use"},
       {{{"database", "host=/nowhere dbname=evidence"}}, "the database cannot be reached[^\n]*"},
       {{{"database", Postgres().ConnectionTo("postgres", "postgres")}}, "[^\n]*run evidence-host setup[^\n]*"},
       {{{"sql", "/nowhere"}}, "/nowhere: No such file or directory"},
@@ -312,7 +309,49 @@ TEST_F(LifeCycleTest, WhatKeepsTheHostFromStartingIsNamed) {
     EXPECT_EQ(finished.exit_code, 1);
     EXPECT_THAT(finished.err, testing::MatchesRegex("evidence-host: " + fault + "\n"));
   }
-  EXPECT_EQ(first.Stop(SIGINT).exit_code, 0);
+}
+
+TEST_F(LifeCycleTest, TheAddressTheFolderAndTheDatabaseHaveOneHost) {
+  const ScratchFolder data;
+  PutTestKey(data.path());
+  const SettingsMap settings{{"plugins", ""}, {"data", data.path()}, {"lock_wait_s", "1"}};
+  HostProcess first(settings);
+  const auto address = "127.0.0.1:" + std::to_string(first.WaitUntilListening());
+  const std::pair<SettingsMap, std::string> cases[] = {
+      {{{"listen", address}}, "cannot listen on " + address + ": Address already in use"},
+      {settings, "another host uses the data folder " + data.path()},
+      {{{"plugins", ""}, {"lock_wait_s", "1"}}, "another host works on this database"},
+  };
+  for (const auto& [second, fault] : cases) {
+    const auto finished = HostProcess(second).Wait();
+    EXPECT_EQ(finished.exit_code, 1);
+    EXPECT_EQ(finished.err, "evidence-host: " + fault + "\n");
+  }
+  EXPECT_EQ(HostProcess(settings, {"user", "list"}).Wait().exit_code, 0) << "a command shares both";
+
+  // One that waits comes up when the first one is killed.
+  HostProcess next(SettingsMap{{"plugins", ""}});
+  ASSERT_TRUE(Eventually([&] { return next.Log().find("waiting 30 s for its end") != std::string::npos; }));
+  first.Stop(SIGKILL);
+  next.WaitUntilListening();
+  EXPECT_EQ(next.Stop(SIGINT).exit_code, 0);
+}
+
+TEST_F(LifeCycleTest, ALostLockIsTakenAgainUnlessAnotherHasIt) {
+  const std::string kLocks = " FROM pg_locks WHERE locktype = 'advisory' AND (classid, objid) = (711, 2) AND ";
+  const auto end_holder = [&] { Postgres().Query("SELECT pg_terminate_backend(pid)" + kLocks + "granted"); };
+  HostProcess host(SettingsMap{{"plugins", ""}});
+  const int port = host.WaitUntilListening();
+  end_holder();
+  ASSERT_TRUE(Eventually([&] { return host.Log().find("was taken again") != std::string::npos; }));
+  EXPECT_EQ(Ask(port, "GET", "/ready", "").status, 200);
+
+  const Session other(Postgres().AppConnection());
+  std::jthread queued([&] { other.Query("SELECT pg_advisory_lock(711, 2)"); });
+  ASSERT_TRUE(Eventually([&] { return Postgres().Query("SELECT" + kLocks + "NOT granted").size() == 1; }));
+  end_holder();
+  EXPECT_EQ(host.Wait().exit_code, 1);
+  EXPECT_THAT(host.Log(), HasSubstr(" 6 host another host works on this database now"));
 }
 
 TEST_F(LifeCycleTest, TheLogIsMadeAgainAndNoLineIsLost) {
