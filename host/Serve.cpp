@@ -36,9 +36,9 @@
 #include "ServiceManager.h"
 #include "Stopping.h"
 #include "Users.h"
+#include "platform/Crowd.h"
 #include "platform/Guard.h"
 #include "platform/Memory.h"
-#include "platform/Turns.h"
 
 namespace host {
 namespace {
@@ -234,8 +234,8 @@ std::string Host::StartHttp() {
     options.tls_key = *key;
   }
   workers_.emplace(static_cast<std::size_t>(settings_.workers), static_cast<std::size_t>(settings_.queue));
-  // The other half is left for what needs no turn.
-  platform::Turn::LimitWaiting(static_cast<std::size_t>(settings_.workers) / 2);
+  // The other half is left for what nothing holds up.
+  platform::CrowdPlace::Limit(std::max<std::size_t>(static_cast<std::size_t>(settings_.workers) / 2, 1));
   login_workers_.emplace(static_cast<std::size_t>(settings_.login_workers),
                          static_cast<std::size_t>(settings_.login_queue));
   ready_worker_.emplace(1, static_cast<std::size_t>(settings_.connections_limit));

@@ -5,6 +5,7 @@
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
 #include "KelpPlatform/PlatformAdapter.h"
+#include "impl/Evidence/EvidenceTurns.h"
 #include "usrservice/LogTypes.h"
 #include "usrservice/UsrServiceEvidence.h"
 
@@ -112,6 +113,8 @@ void CUsrServiceEvidence::Evidence_Evidence_API(const std::string& url, const st
                EVIDENCE_LOG(kLogFailure, "[%s]Input param invalid, evidence is empty.[%s(%d)]");
                ok = Fail(kBadInput);
              }
+             const FileManagerPlace place;
+             ok = ok && place.IsGranted();
              // The first failure ends the call; the evidences before it remain.
              ok = ok && std::ranges::all_of(evidences, [&](const auto& entry) {
                     return AddEvidenceOfPlugin(user_interface, entry.first, entry.second);

@@ -4,6 +4,7 @@
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
 #include "Common/TextList.h"
+#include "impl/Evidence/EvidenceTurns.h"
 #include "impl/Evidence/Limits.h"
 #include "usrservice/FileChange.h"
 #include "usrservice/UsrServiceEvidence.h"
@@ -60,6 +61,8 @@ struct CUsrServiceEvidence::BatchLink {
 };
 
 bool CUsrServiceEvidence::FileBatchLinkEvidencesPOST(kelp::SHttpResponse& response, const kelp::SHttpRequest& request) {
+  const FileManagerPlace place;
+  if (!place.IsGranted()) return false;
   const std::string& session = request.session_id;
   if (!CTarnCommonFun::CheckOperatePermission(session, kPermissionChangeEvidence)) return false;
   BatchLink batch;
@@ -70,6 +73,8 @@ bool CUsrServiceEvidence::FileBatchLinkEvidencesPOST(kelp::SHttpResponse& respon
 }
 
 bool CUsrServiceEvidence::FileBatchLinkEvidencesPUT(kelp::SHttpResponse& response, const kelp::SHttpRequest& request) {
+  const FileManagerPlace place;
+  if (!place.IsGranted()) return false;
   const std::string& session = request.session_id;
   if (!CTarnCommonFun::CheckOperatePermission(session, kPermissionChangeEvidence)) return false;
   BatchLink batch;

@@ -1,5 +1,6 @@
 #include "Common/ErrorCodes.h"
 #include "Common/EvidenceLog.h"
+#include "impl/Evidence/EvidenceTurns.h"
 #include "usrservice/LogTypes.h"
 #include "usrservice/UsrServiceEvidence.h"
 
@@ -24,6 +25,8 @@ void CUsrServiceEvidence::DeleteConfirmed(Deletion& deletion, const CEvidenceUse
 }
 
 bool CUsrServiceEvidence::ProcEvidenceDelete(kelp::SHttpResponse& response, const kelp::SHttpRequest& request) {
+  const FileManagerPlace place;
+  if (!place.IsGranted()) return false;
   const auto user_interface = LockUserInterface();
   if (!user_interface) return false;
   const std::string& session = request.session_id;
@@ -52,6 +55,8 @@ bool CUsrServiceEvidence::ProcEvidenceDelete(kelp::SHttpResponse& response, cons
 }
 
 bool CUsrServiceEvidence::ProcEvidenceIDDelete(kelp::SHttpResponse& response, const kelp::SHttpRequest& request) {
+  const FileManagerPlace place;
+  if (!place.IsGranted()) return false;
   const auto user_interface = LockUserInterface();
   if (!user_interface) return false;
   const std::string& session = request.session_id;

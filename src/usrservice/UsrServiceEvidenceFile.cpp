@@ -1,5 +1,6 @@
 #include "Common/CommonFun/TarnCommonFun.h"
 #include "Common/EvidenceLog.h"
+#include "impl/Evidence/EvidenceTurns.h"
 #include "usrservice/FileChange.h"
 #include "usrservice/UsrServiceEvidence.h"
 
@@ -23,6 +24,8 @@ bool CUsrServiceEvidence::LogFileChange(const FileChange& change, std::int32_t e
 }
 
 bool CUsrServiceEvidence::ProcEvidenceIDFilesPost(kelp::SHttpResponse& response, const kelp::SHttpRequest& request) {
+  const FileManagerPlace place;
+  if (!place.IsGranted()) return false;
   const auto user_interface = LockUserInterface();
   if (!user_interface) return false;
   const std::string& session = request.session_id;

@@ -338,7 +338,7 @@ TEST_F(LifeCycleTest, TheAddressTheFolderAndTheDatabaseHaveOneHost) {
 }
 
 TEST_F(LifeCycleTest, ALostLockIsTakenAgainUnlessAnotherHasIt) {
-  const std::string kLocks = " FROM pg_locks WHERE locktype = 'advisory' AND (classid, objid) = (711, 2) AND ";
+  const std::string kLocks = " FROM pg_locks WHERE locktype = 'advisory' AND (classid, objid) = (711, 3) AND ";
   const auto end_holder = [&] { Postgres().Query("SELECT pg_terminate_backend(pid)" + kLocks + "granted"); };
   HostProcess host(SettingsMap{{"plugins", ""}});
   const int port = host.WaitUntilListening();
@@ -347,7 +347,7 @@ TEST_F(LifeCycleTest, ALostLockIsTakenAgainUnlessAnotherHasIt) {
   EXPECT_EQ(Ask(port, "GET", "/ready", "").status, 200);
 
   const Session other(Postgres().AppConnection());
-  std::jthread queued([&] { other.Query("SELECT pg_advisory_lock(711, 2)"); });
+  std::jthread queued([&] { other.Query("SELECT pg_advisory_lock(711, 3)"); });
   ASSERT_TRUE(Eventually([&] { return Postgres().Query("SELECT" + kLocks + "NOT granted").size() == 1; }));
   end_holder();
   EXPECT_EQ(host.Wait().exit_code, 1);

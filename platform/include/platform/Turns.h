@@ -10,7 +10,7 @@
 
 namespace platform {
 
-enum class TurnKind { kEvidence };
+enum class TurnKind { kEvidence, kEvidenceFiles };
 
 /// A turn at changing things of one kind, named by their ids: while it lasts, no other thread of this process has a
 /// turn at any of them. Threads that wait for an id are served in the order in which they came.
@@ -24,13 +24,10 @@ class PLATFORM_API Turn : public Orv::Base::CNoncopyable {
   static constexpr std::chrono::seconds kPatience{10};
 
   /// Waits for all of `ids`, repeated ones counted once, for `patience` at most. A negative id is an id like any other.
+  /// Who has to wait takes a place of the crowd (Crowd.h) meanwhile, and gets no turn when none is left.
   Turn(TurnKind kind, std::vector<std::int64_t> ids, std::chrono::milliseconds patience = kPatience);
   /// Ends the turn, on the thread that took it.
   ~Turn();
-
-  /// How many threads may wait at once, any number at first. One more gets no turn, so that threads are left for what
-  /// needs none; 0 means that nobody waits.
-  static void LimitWaiting(std::size_t threads);
 
   /// Whether the turn was granted. If not, nothing is held.
   [[nodiscard]] explicit operator bool() const { return granted_; }

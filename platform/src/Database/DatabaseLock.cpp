@@ -26,8 +26,8 @@ constexpr char kSqlShortLife[] =
 
 // The first key identifies this program, the second one of its locks.
 constexpr char kSqlTake[] =
-    "SELECT CASE WHEN pg_try_advisory_lock(711, 2) THEN 0 ELSE coalesce((SELECT min(pid) FROM pg_locks WHERE "
-    "locktype = 'advisory' AND classid = 711 AND objid = 2 AND objsubid = 2 AND granted AND database = (SELECT oid "
+    "SELECT CASE WHEN pg_try_advisory_lock(711, 3) THEN 0 ELSE coalesce((SELECT min(pid) FROM pg_locks WHERE "
+    "locktype = 'advisory' AND classid = 711 AND objid = 3 AND objsubid = 2 AND granted AND database = (SELECT oid "
     "FROM pg_database WHERE datname = current_database())), -1) END AS holder";
 
 /// Whether `socket` becomes readable until `deadline`.

@@ -2,14 +2,13 @@
 
 #include <algorithm>
 #include <condition_variable>
-#include <limits>
 #include <list>
 #include <map>
 #include <mutex>
 #include <thread>
 #include <utility>
 
-#include "platform/Call.h"
+#include "platform/Crowd.h"
 
 namespace platform {
 namespace {
@@ -34,17 +33,13 @@ class Places {
     Place& place = places_[key];
     if (place.depth == 0 && place.waiting.empty()) return Own(place);
     if (place.owner == std::this_thread::get_id()) return Own(place);
-    if (waiting_ >= most_waiting_) {
-      if (Call* const call = Call::Current()) call->RefuseAsBusy();
-      return false;
-    }
+    const CrowdPlace crowd_place;
+    if (!crowd_place) return false;
     std::condition_variable wake;
     const auto mine = place.waiting.insert(place.waiting.end(), &wake);
-    ++waiting_;
     const bool mine_now =
         wake.wait_until(lock, deadline, [&] { return place.depth == 0 && place.waiting.front() == &wake; });
     place.waiting.erase(mine);
-    --waiting_;
     if (mine_now) return Own(place);
     WakeNext(key, place);
     return false;
@@ -56,11 +51,6 @@ class Places {
     if (--place.depth != 0) return;
     place.owner = {};
     WakeNext(key, place);
-  }
-
-  void LimitWaiting(std::size_t threads) {
-    const std::lock_guard lock(mutex_);
-    most_waiting_ = threads;
   }
 
  private:
@@ -81,10 +71,7 @@ class Places {
   }
 
   std::mutex mutex_;
-  // Guarded by mutex_:
-  std::map<Key, Place> places_;
-  std::size_t waiting_ = 0;
-  std::size_t most_waiting_ = std::numeric_limits<std::size_t>::max();
+  std::map<Key, Place> places_;  ///< guarded by mutex_
 };
 
 /// Never destroyed: a thread that outlives main may still end its turn.
@@ -111,8 +98,6 @@ Turn::Turn(TurnKind kind, std::vector<std::int64_t> ids, std::chrono::millisecon
   granted_ = taken == ids_.size();
   if (!granted_) GiveBack(taken);
 }
-
-void Turn::LimitWaiting(std::size_t threads) { AllPlaces().LimitWaiting(threads); }
 
 Turn::~Turn() {
   if (granted_) GiveBack(ids_.size());

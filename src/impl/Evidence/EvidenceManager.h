@@ -353,13 +353,11 @@ class CEvidenceManager : public Orv::Base::CNoncopyable {
   const std::shared_ptr<IEvidenceMgrDB> store_;
   const std::chrono::milliseconds progress_interval_;
   std::atomic<bool> not_running_{true};
-  /// Held only to copy the pointer, also by holders of file_lock_.
+  /// Held only to copy the pointer.
   std::mutex element_lock_;
   std::shared_ptr<kelp::IElementApi> element_api_;  ///< guarded by element_lock_; set while running
   std::int32_t upload_thread_count_;
   std::string upload_loop_key_;
-  /// Serialises the operations that write files, their call to the file manager included.
-  std::mutex file_lock_;
   std::map<std::int32_t, std::string> type_key_map_;    ///< guarded by cache_lock_
   std::map<std::int32_t, std::string> custom_key_map_;  ///< guarded by cache_lock_
 };

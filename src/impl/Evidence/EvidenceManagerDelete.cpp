@@ -42,6 +42,8 @@ IdList WithoutRepeats(const IdList& ids) {
 
 bool CEvidenceManager::DelEvidences(const IdList& asked_ids) {
   if (!EntryTest() || !Limits::Allows(Limits::kChangedEvidences, asked_ids.size())) return false;
+  const FileManagerPlace place;
+  if (!place.IsGranted()) return false;
   const IdList evidence_ids = WithoutRepeats(asked_ids);
   const EvidenceTurn turn(evidence_ids);
   if (!turn.IsGranted()) return false;

@@ -35,10 +35,12 @@ bool AreStorable(const std::list<EvidenceFilePtr>& files) {
 
 bool CEvidenceManager::InsertEvidenceFiles(std::list<ErrorPtr>& failures, const std::list<EvidenceFilePtr>& files) {
   if (!EntryTest()) return false;
+  const FileManagerPlace place;
+  if (!place.IsGranted()) return false;
   const EvidenceTurn turn(EvidenceIdsOf(files));
   if (!turn.IsGranted()) return false;
-  // Held during the call to the file manager: two batches must not both pass the limit of files.
-  const std::lock_guard lock(file_lock_);
+  const EvidenceFilesTurn files_turn;
+  if (!files_turn.IsGranted()) return false;
   FileBatch batch;
   bool ok = CheckFileBatch(files);
   if (ok) {
@@ -139,9 +141,12 @@ bool CEvidenceManager::LinkBatch(std::list<ErrorPtr>& failures, const IdVector& 
 bool CEvidenceManager::UpdateEvidenceFiles(std::list<ErrorPtr>& failures, const std::list<EvidenceFilePtr>& files,
                                            std::int32_t evidence_id) {
   if (!EntryTest()) return false;
+  const FileManagerPlace place;
+  if (!place.IsGranted()) return false;
   const EvidenceTurn turn({evidence_id});
   if (!turn.IsGranted()) return false;
-  const std::lock_guard lock(file_lock_);  // held during the call to the file manager, as for additions
+  const EvidenceFilesTurn files_turn;
+  if (!files_turn.IsGranted()) return false;
   if (files.empty() || !AreStorable(files)) {
     EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
     return Fail(kBadInput);

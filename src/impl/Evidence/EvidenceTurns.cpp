@@ -13,4 +13,18 @@ bool EvidenceTurn::IsGranted(Operation operation) const {
   return Fail(kStatementFailed);
 }
 
+bool EvidenceFilesTurn::IsGranted(Operation operation) const {
+  if (turn_) return true;
+  EVIDENCE_LOG_OF(operation, kLogFailure,
+                  "[%s]Other changes of files have not ended in %lld s, or too many requests wait.[%s(%d)]",
+                  static_cast<long long>(platform::Turn::kPatience.count()));
+  return Fail(kStatementFailed);
+}
+
+bool FileManagerPlace::IsGranted(Operation operation) const {
+  if (place_) return true;
+  EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]Too many requests wait, or are inside the file manager.[%s(%d)]");
+  return Fail(kStatementFailed);
+}
+
 }  // namespace Evidence

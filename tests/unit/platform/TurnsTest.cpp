@@ -6,10 +6,13 @@
 #include <thread>
 #include <vector>
 
+#include "platform/Call.h"
+#include "platform/Crowd.h"
 #include "platform/Turns.h"
 
 namespace {
 
+using platform::CrowdPlace;
 using platform::Turn;
 using platform::TurnKind;
 using namespace std::chrono_literals;
@@ -51,16 +54,32 @@ TEST(Turns, WhoGivesUpHoldsNothingAndDoesNotBlockThoseBehind) {
   EXPECT_TRUE(IsFree({7}));
 }
 
-TEST(Turns, NoMoreWaitThanMay) {
+TEST(Turns, NoMoreAreHeldUpThanMay) {
   const auto held = std::make_unique<Turn>(TurnKind::kEvidence, std::vector<std::int64_t>{7});
-  Turn::LimitWaiting(0);
-  EXPECT_FALSE(std::async(std::launch::async, [] { return static_cast<bool>(Take({7}, 1h)); }).get()) << "at once";
+  const auto waits = [](const auto& patience) {
+    return std::async(std::launch::async,
+                      [=] {
+                        platform::Call call(platform::Call::Kind::kWrites);
+                        const platform::CallScope scope(call);
+                        EXPECT_FALSE(Take({7}, patience));
+                        return call.IsRefusedAsBusy();
+                      })
+        .get();
+  };
+  CrowdPlace::Limit(0);
+  EXPECT_TRUE(waits(1h)) << "at once";
   EXPECT_TRUE(IsFree({8}));
-  Turn::LimitWaiting(1);
-  auto waits = std::async(std::launch::async, [] { return static_cast<bool>(Take({7}, 50ms)); });
-  EXPECT_FALSE(waits.get());
-  EXPECT_FALSE(IsFree({7})) << "its place is free again, and the id is not";
-  Turn::LimitWaiting(std::numeric_limits<std::size_t>::max());
+  CrowdPlace::Limit(1);
+  EXPECT_FALSE(waits(50ms)) << "only its patience ended";
+  {
+    const CrowdPlace place;
+    const CrowdPlace within;
+    EXPECT_TRUE(place && within) << "a thread counts once";
+    EXPECT_TRUE(waits(1h));
+  }
+  EXPECT_FALSE(waits(50ms)) << "the place is free again";
+  EXPECT_FALSE(IsFree({7}));
+  CrowdPlace::Limit(std::numeric_limits<std::size_t>::max());
 }
 
 TEST(Turns, ManyWritersOfManyIdsExcludeEachOtherAndAllEnd) {
