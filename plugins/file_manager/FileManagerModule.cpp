@@ -1,6 +1,7 @@
 #include "FileManagerModule.h"
 
 #include <algorithm>
+#include <chrono>
 #include <iterator>
 #include <memory>
 
@@ -82,7 +83,7 @@ std::string CFileManagerModule::LinkFile(const std::string& request_text) const 
   // The caller treats a call with a refused file as failed, so the other files are left unchanged as well.
   const FileIds refused = InBoth(request.file_ids, settings_.refused_file_ids);
   if (!refused.empty()) request.file_ids.clear();
-  if (!LinkStore::Apply(request)) {
+  if (!LinkStore::Apply(request, std::chrono::seconds(settings_.deadline_s))) {
     FILE_MANAGER_LOG(kLogFailure, "The links of evidence %d cannot be stored", request.evidence_id);
     return EncodeReply(kNotStored);
   }

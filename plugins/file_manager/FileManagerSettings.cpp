@@ -14,7 +14,9 @@ namespace {
 constexpr char kSettingsPath[] = "META_INFO/filemanager.s/runtime_script/FileManager.json";
 constexpr char kConnectionsKey[] = "/Connections";
 constexpr char kRefusedKey[] = "/RefusedFileIDs";
+constexpr char kDeadlineKey[] = "/DeadlineSeconds";
 constexpr int kMaxConnections = 1000;
+constexpr int kMaxDeadline = 60;
 
 }  // namespace
 
@@ -23,6 +25,8 @@ std::string ReadSettings(Settings& settings, const std::string& text) {
   if (!document.set_str(text)) return "no JSON";
   if (document.get_cnt(kConnectionsKey) != 0) settings.connections = document.get_int_v(kConnectionsKey, 0);
   if (settings.connections < 1 || settings.connections > kMaxConnections) return "Connections must be 1 to 1000";
+  if (document.get_cnt(kDeadlineKey) != 0) settings.deadline_s = document.get_int_v(kDeadlineKey, 0);
+  if (settings.deadline_s < 1 || settings.deadline_s > kMaxDeadline) return "DeadlineSeconds must be 1 to 60";
   const int count = document.get_cnt(kRefusedKey);
   for (int n = 1; n <= count; ++n) {
     const auto id = ParseFileId(document.get_v(kRefusedKey + ("[" + std::to_string(n)) + "]", ""));

@@ -10,6 +10,8 @@ namespace FileManager {
 struct Settings {
   /// "Connections": database connections, 1 to 1000.
   int connections = 4;
+  /// "DeadlineSeconds": how long a statement may take, 1 to 60. What takes longer is undone and answered as failed.
+  int deadline_s = 10;
   /// "RefusedFileIDs": files that this plugin refuses to link or unlink, so that a refusal can be tried out. A call
   /// that names one of them changes nothing. A list of numbers, or one number.
   FileIds refused_file_ids;

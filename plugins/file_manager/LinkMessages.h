@@ -17,7 +17,7 @@ enum ErrorCode : int {
   /// Invalid JSON, no object Request, an unknown LinkType or OperationType, an ID that is missing, negative or not a
   /// 32-bit number, FileIDs that are not decimal 32-bit numbers separated by single commas.
   kUnreadable = 1,
-  /// The database is unreachable, or rejected the statement.
+  /// The database is unreachable, rejected the statement or took too long.
   kNotStored = 2,
   /// The settings refuse this file.
   kFileRefused = 3,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 
 #include "LinkMessages.h"
@@ -12,7 +13,9 @@ namespace FileManager::LinkStore {
 /// locked in the order of file ids, so that concurrent calls on the same files wait for each other without a deadlock.
 [[nodiscard]] std::string LinkStatement(const LinkRequest& request);
 
-/// Runs that statement. False when the database is unreachable or rejects it.
-[[nodiscard]] bool Apply(const LinkRequest& request);
+/// Runs that statement in a transaction in which each statement has `deadline`, so that what is given up is not done
+/// later. When the connection is lost while it is being committed, looks up whether the links stand as asked. False
+/// when they do not: the database is unreachable, rejects the statement, or takes too long.
+[[nodiscard]] bool Apply(const LinkRequest& request, std::chrono::seconds deadline);
 
 }  // namespace FileManager::LinkStore

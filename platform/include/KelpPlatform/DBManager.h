@@ -58,6 +58,15 @@ class IDBManager {
   [[nodiscard]] virtual bool ExecuteNoQueryList(const std::string& plugin_id, int connection_class,
                                                 const std::list<std::string>& sqls) = 0;
 
+  /// How a transaction ended. Unknown: the connection was lost while it was being committed.
+  enum class End { kCommitted, kUndone, kUnknown };
+
+  /// ExecuteNoQueryList with its end. A manager that cannot tell takes each failure for unknown.
+  [[nodiscard]] virtual End RunTransaction(const std::string& plugin_id, int connection_class,
+                                           const std::list<std::string>& sqls) {
+    return ExecuteNoQueryList(plugin_id, connection_class, sqls) ? End::kCommitted : End::kUnknown;
+  }
+
   /// Runs `sql` and calls `reader` once with the result of its last statement. The reader runs after the statement has
   /// succeeded; it is not called when the call fails. For the empty text the cursor is at its end. An exception thrown
   /// by the reader makes the call fail.

@@ -38,6 +38,9 @@ class PostgresConnection {
   /// Whether the texts so far have left a transaction open, failed or not.
   [[nodiscard]] bool InTransaction() const;
 
+  /// False once the connection was lost; MakeReady opens another one.
+  [[nodiscard]] bool IsOpen() const { return handle_ != nullptr; }
+
   /// Rolls back an open transaction.
   void RollBack();
 

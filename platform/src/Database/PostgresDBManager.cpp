@@ -36,6 +36,7 @@ class PostgresDBManager final : public IPooledDatabase {
   bool ExecuteNoQuery(const std::string& plugin_id, int connection_class, const std::string& sql) override;
   bool ExecuteNoQueryList(const std::string& plugin_id, int connection_class,
                           const std::list<std::string>& sqls) override;
+  End RunTransaction(const std::string& plugin_id, int connection_class, const std::list<std::string>& sqls) override;
   bool ExecuteQuery(const std::string& plugin_id, int connection_class, const std::string& sql,
                     const RowReader& reader) override;
   std::chrono::milliseconds StarvedFor() override;
@@ -76,18 +77,21 @@ Call* CancellingCall(const std::string& sql) {
   return call != nullptr && call->kind() == Call::Kind::kReads && OnlyReads(sql) ? call : nullptr;
 }
 
+using End = kelp::IDBManager::End;
+
 /// Runs the texts and commits; after a failure the caller rolls back.
-bool RunTransaction(PostgresConnection& connection, const std::list<std::string>& sqls) {
-  if (!connection.Run("BEGIN")) return false;
+End RunTexts(PostgresConnection& connection, const std::list<std::string>& sqls) {
+  if (!connection.Run("BEGIN")) return End::kUndone;
   for (const std::string& sql : sqls) {
     if (sql.empty()) continue;
-    if (!connection.Run(sql)) return false;
+    if (!connection.Run(sql)) return End::kUndone;
     if (!connection.InTransaction()) {
       ITarnFormatLog(kLogFailure, kLogTag, "A text of a list ended the list's transaction");
-      return false;
+      return End::kUndone;
     }
   }
-  return connection.Run("COMMIT") != nullptr;
+  if (connection.Run("COMMIT")) return End::kCommitted;
+  return connection.IsOpen() ? End::kUndone : End::kUnknown;
 }
 
 /// Runs one text that may take long, as the transaction that it is anyway; after a failure the caller rolls back.
@@ -160,17 +164,22 @@ bool PostgresDBManager::ExecuteNoQuery(const std::string& plugin_id, int connect
 
 bool PostgresDBManager::ExecuteNoQueryList(const std::string& plugin_id, int connection_class,
                                            const std::list<std::string>& sqls) {
+  return RunTransaction(plugin_id, connection_class, sqls) == End::kCommitted;
+}
+
+End PostgresDBManager::RunTransaction(const std::string& plugin_id, int connection_class,
+                                      const std::list<std::string>& sqls) {
   const auto pool = FindPool(plugin_id, connection_class);
-  if (!pool) return false;
-  if (std::all_of(sqls.begin(), sqls.end(), [](const std::string& sql) { return sql.empty(); })) return true;
+  if (!pool) return End::kUndone;
+  if (std::all_of(sqls.begin(), sqls.end(), [](const std::string& sql) { return sql.empty(); })) return End::kCommitted;
   const auto connection = TakeReady(*pool);
-  if (!connection) return false;
+  if (!connection) return End::kUndone;
   for (const std::string& sql : sqls)
     NoteWrite(plugin_id, sql);
-  const bool done = RunTransaction(*connection, sqls);
+  const End end = RunTexts(*connection, sqls);
   connection->RollBack();
   connection->ShedBuffers();
-  return done;
+  return end;
 }
 
 bool PostgresDBManager::ExecuteQuery(const std::string& plugin_id, int connection_class, const std::string& sql,

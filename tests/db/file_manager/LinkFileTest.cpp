@@ -8,6 +8,7 @@
 
 #include "FileManagerModule.h"
 #include "RealBackends.h"
+#include "support/Eventually.h"
 #include "support/ScratchFolder.h"
 #include "support/ThrowawayPostgres.h"
 
@@ -140,8 +141,60 @@ TEST_F(LinkFileTest, CallsOnTheSameFilesDoNotBlockEachOther) {
   }
 }
 
+TEST_F(LinkFileTest, WhatIsGivenUpIsNotDoneLater) {
+  ASSERT_TRUE(StartWith(R"({"DeadlineSeconds":1})"));
+  EXPECT_EQ(Send(LinkText(5, "1")), kDone);
+  const Session other(Postgres().OwnerConnection());
+  other.Query("BEGIN; LOCK TABLE filemanager.link");
+  EXPECT_EQ(Send(LinkText(5, "1,2")), kNotStored);
+  EXPECT_EQ(Send(LinkText(5, "1", 0)), kNotStored);
+  EXPECT_EQ(Postgres().Value("SELECT count(*) FROM pg_locks WHERE NOT granted"), "0") << "nothing waits to be done";
+  other.Query("ROLLBACK");
+  EXPECT_EQ(Links(), "5:1");
+}
+
+/// Ends the file manager's connection when it waits for `event` in its commit.
+void CutAt(const std::string& event) {
+  ASSERT_TRUE(Eventually([&] {
+    return !Postgres()
+                .Query(
+                    "SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE usename = 'evidence_app' AND "
+                    "query = 'COMMIT' AND wait_event = '" +
+                    event + "'")
+                .empty();
+  }));
+}
+
+TEST_F(LinkFileTest, ACommitWhoseEndIsUnknownIsLookedUp) {
+  // The commit waits for a standby that is not there: it is done by then, though its caller is not told.
+  Postgres().Query("ALTER ROLE evidence_app SET synchronous_commit = on");
+  Postgres().Query("ALTER SYSTEM SET synchronous_standby_names = 'nobody'");
+  Postgres().Query("SELECT pg_reload_conf()");
+  ASSERT_TRUE(module_.Start());
+  for (const int operation : {1, 0}) {
+    std::jthread cutter([] { CutAt("SyncRep"); });
+    EXPECT_EQ(Send(LinkText(5, "1,2", operation)), kDone) << operation;
+    EXPECT_EQ(Links(), operation == 1 ? "5:1 5:2" : "");
+  }
+  Postgres().Query("ALTER SYSTEM RESET synchronous_standby_names");
+  Postgres().Query("SELECT pg_reload_conf()");
+  Postgres().Query("ALTER ROLE evidence_app RESET synchronous_commit");
+  // A commit that waits before it is done.
+  Postgres().Query(
+      "CREATE FUNCTION filemanager.linger() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN PERFORM pg_sleep(60); RETURN "
+      "NULL; END $$; CREATE CONSTRAINT TRIGGER linger AFTER INSERT OR UPDATE ON filemanager.link DEFERRABLE INITIALLY "
+      "DEFERRED FOR EACH ROW EXECUTE FUNCTION filemanager.linger()");
+  {
+    std::jthread cutter([] { CutAt("PgSleep"); });
+    EXPECT_EQ(Send(LinkText(6, "3")), kNotStored);
+  }
+  EXPECT_EQ(Links(), "");
+  Postgres().Query("DROP FUNCTION filemanager.linger() CASCADE");
+}
+
 TEST_F(LinkFileTest, StartsOnceAndNotWithSettingsThatCannotBeUsed) {
-  for (const char* const settings : {"", "{", R"({"RefusedFileIDs":[1,-2]})", R"({"Connections":1001})"})
+  for (const char* const settings :
+       {"", "{", R"({"RefusedFileIDs":[1,-2]})", R"({"Connections":1001})", R"({"DeadlineSeconds":0})"})
     EXPECT_FALSE(StartWith(settings)) << settings;
   EXPECT_EQ(Send(LinkText(5, "1")), "no reply");
   ASSERT_TRUE(StartWith("{}"));
