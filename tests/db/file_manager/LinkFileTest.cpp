@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <atomic>
 #include <filesystem>
 #include <thread>
 
@@ -171,13 +172,20 @@ TEST_F(LinkFileTest, ACommitWhoseEndIsUnknownIsLookedUp) {
   Postgres().Query("ALTER SYSTEM SET synchronous_standby_names = 'nobody'");
   Postgres().Query("SELECT pg_reload_conf()");
   ASSERT_TRUE(module_.Start());
-  for (const int operation : {1, 0}) {
-    std::jthread cutter([] { CutAt("SyncRep"); });
+  // The server heeds the setting a moment later: until then a commit ends by itself.
+  std::atomic<int> cut = 0;
+  std::jthread cutter([&cut] {
+    for (; cut < 2; ++cut)
+      CutAt("SyncRep");
+  });
+  for (int operation = 1; cut < 2; operation = 1 - operation) {
     EXPECT_EQ(Send(LinkText(5, "1,2", operation)), kDone) << operation;
     EXPECT_EQ(Links(), operation == 1 ? "5:1 5:2" : "");
   }
+  cutter.join();
   Postgres().Query("ALTER SYSTEM RESET synchronous_standby_names");
   Postgres().Query("SELECT pg_reload_conf()");
+  EXPECT_EQ(Send(LinkText(5, "1,2", 0)), kDone);
   Postgres().Query("ALTER ROLE evidence_app RESET synchronous_commit");
   // A commit that waits before it is done.
   Postgres().Query(
@@ -185,7 +193,7 @@ TEST_F(LinkFileTest, ACommitWhoseEndIsUnknownIsLookedUp) {
       "NULL; END $$; CREATE CONSTRAINT TRIGGER linger AFTER INSERT OR UPDATE ON filemanager.link DEFERRABLE INITIALLY "
       "DEFERRED FOR EACH ROW EXECUTE FUNCTION filemanager.linger()");
   {
-    std::jthread cutter([] { CutAt("PgSleep"); });
+    const std::jthread last_cutter([] { CutAt("PgSleep"); });
     EXPECT_EQ(Send(LinkText(6, "3")), kNotStored);
   }
   EXPECT_EQ(Links(), "");
