@@ -6,16 +6,16 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <utility>
 
-#include "PostgresResultSet.h"
+#include "ResultRows.h"
 
 namespace platform {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using database::PostgresResult;
-using database::PostgresResultSet;
+using database::LibraryResult;
 
 /// How long the server may take for a text. Its own time-outs end none when it is halted.
 constexpr std::chrono::seconds kPatience{5};
@@ -57,7 +57,7 @@ class DatabaseLock::Connection {
   };
 
   bool Open();
-  PostgresResult Ask(const char* sql);
+  LibraryResult Ask(const char* sql);
   void Lose();
 
   const std::string text_;
@@ -79,15 +79,15 @@ bool DatabaseLock::Connection::Open() {
   return handle_ != nullptr && PQstatus(handle_.get()) == CONNECTION_OK && Ask(kSqlShortLife) != nullptr;
 }
 
-PostgresResult DatabaseLock::Connection::Ask(const char* sql) {
+LibraryResult DatabaseLock::Connection::Ask(const char* sql) {
   if (PQsendQuery(handle_.get(), sql) != 1) return nullptr;
   const auto deadline = Clock::now() + kPatience;
-  PostgresResult last;
+  LibraryResult last;
   for (;;) {
     while (PQisBusy(handle_.get()) != 0) {
       if (!AwaitInput(PQsocket(handle_.get()), deadline) || PQconsumeInput(handle_.get()) == 0) return nullptr;
     }
-    PostgresResult next{PQgetResult(handle_.get())};
+    LibraryResult next{PQgetResult(handle_.get())};
     if (!next) return last;
     const auto status = PQresultStatus(next.get());
     if (status != PGRES_COMMAND_OK && status != PGRES_TUPLES_OK) return nullptr;
@@ -104,12 +104,12 @@ void DatabaseLock::Connection::Lose() {
 
 DatabaseLock::State DatabaseLock::Connection::Take() {
   if (held_) return State::kHeld;
-  const PostgresResult result = handle_ || Open() ? Ask(kSqlTake) : nullptr;
+  const LibraryResult result = handle_ || Open() ? Ask(kSqlTake) : nullptr;
   if (!result) {
     Lose();
     return State::kUnknown;
   }
-  const int holder = PostgresResultSet(result.get()).GetInt("holder");
+  const int holder = std::atoi(PQgetvalue(result.get(), 0, 0));
   held_ = holder == 0;
   if (held_) {
     former_process_ = PQbackendPID(handle_.get());
