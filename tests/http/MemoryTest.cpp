@@ -186,11 +186,12 @@ TEST_F(HostMemoryTest, AStalledBodyGivesItsRoomToTheNext) {
   EXPECT_EQ(stalled.ReadReply().status, 0);
   // One of unknown size takes all that one may have, and gives back what it did not need.
   const HttpConnection chunked(host_->port());
+  const HttpConnection too_large(host_->port());
   const auto chunks = RequestHead("PUT", "/Echo", session_) + "Transfer-Encoding: chunked\r\n\r\n";
   chunked.Send(chunks + "4\r\nabcd\r\n0\r\n\r\n");
   EXPECT_EQ(chunked.ReadReply().body, "1 [abcd]");
-  chunked.Send(chunks + "c350\r\n" + std::string(50'000, 'x') + "\r\n0\r\n\r\n");
-  EXPECT_EQ(chunked.ReadReply().status, 413);
+  too_large.Send(chunks + "c350\r\n" + std::string(50'000, 'x') + "\r\n0\r\n\r\n");
+  EXPECT_EQ(too_large.ReadReply().status, 413);
   EXPECT_EQ(host_->Stop().exit_code, 0);
 }
 

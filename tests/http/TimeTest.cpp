@@ -27,15 +27,30 @@ constexpr char kWrite[] = "INSERT INTO public.notes SELECT 1 FROM pg_advisory_xa
 
 class TimeTest : public testing::Test {
  protected:
-  static void SetUpTestSuite() { EnsureTester(); }
-  void SetUp() override {
+  /// Hosts that run at once.
+  static constexpr int kHosts = 6;
+
+  static void SetUpTestSuite() {
+    EnsureTester();
     Postgres().Query("CREATE TABLE public.notes (id integer); GRANT ALL ON public.notes TO evidence_app");
-    gate_.Query("SELECT pg_advisory_lock(1)");
+    // A database serves one host at a time.
+    for (int n = 0; n < kHosts; ++n)
+      Postgres().Query("CREATE DATABASE " + CopyOf(n) + " TEMPLATE evidence");
   }
-  void TearDown() override {
-    OpenGate();
+  static void TearDownTestSuite() {
+    for (int n = 0; n < kHosts; ++n)
+      Postgres().Query("DROP DATABASE " + CopyOf(n) + " WITH (FORCE)");
     Postgres().Query("DROP TABLE public.notes");
   }
+  static std::string CopyOf(int n) { return "copy_" + std::to_string(n); }
+
+  void SetUp() override {
+    Postgres().Query("DELETE FROM public.notes");
+    CloseGate(gate_);
+  }
+  void TearDown() override { OpenGate(); }
+
+  static void CloseGate(const Session& gate) { gate.Query("SELECT pg_advisory_lock(1)"); }
 
   void OpenGate() const { gate_.Query("SELECT pg_advisory_unlock_all()"); }
   /// Whether `count` statements like `sql` wait now.
@@ -94,6 +109,7 @@ TEST_F(HangUpTest, AClientOfTlsIsGoneWhenItsStreamEnds) {
                    key + " -out " + certificate + " 2>/dev/null")
                       .c_str()),
       0);
+  host_.Stop();
   HostProcess host(SettingsMap{{"plugins", kShow}, {"tls_certificate", certificate}, {"tls_key", key}});
   const auto client = "openssl s_client -connect 127.0.0.1:" + std::to_string(host.WaitUntilListening()) +
                       " 2>/dev/null >" + folder.path();
@@ -116,6 +132,7 @@ TEST_F(HangUpTest, AClientOfTlsIsGoneWhenItsStreamEnds) {
 }
 
 TEST_F(HangUpTest, AHeadHasItsTimeFromItsFirstByte) {
+  host_.Stop();
   HostProcess host(SettingsMap{{"plugins", ""}, {"read_timeout_s", "1"}});
   const int port = host.WaitUntilListening();
   const auto live = RequestText("GET", "/live", "");
@@ -137,9 +154,11 @@ TEST_F(HangUpTest, ReadyTellsOfADatabaseThatHangsAndOfAPoolThatGivesNothing) {
   EXPECT_EQ(ready(port_), 200);
   {
     // The host's own statements wait for the table of its schema.
-    HostProcess host(SettingsMap{{"plugins", ""}, {"platform_connections", "1"}});
+    HostProcess host(SettingsMap{{"plugins", ""},
+                                 {"platform_connections", "1"},
+                                 {"database", Postgres().ConnectionTo(CopyOf(0), "evidence_app")}});
     const int port = host.WaitUntilListening();
-    const Session owner(Postgres().OwnerConnection());
+    const Session owner(Postgres().ConnectionTo(CopyOf(0), "postgres"));
     owner.Query("BEGIN; LOCK TABLE platform.camera_list");
     ASSERT_TRUE(Eventually([&] { return ready(port) == 503; }));
     const auto start = Clock::now();
@@ -181,7 +200,7 @@ TEST_F(TimeTest, AStopEndsWhateverHangs) {
     ASSERT_EQ(mkfifo((folder.path() + gate).c_str(), 0600), 0);
   const SettingsMap show{{"plugins", kShow}};
   const SettingsMap impatient{{"plugins", kShow}, {"drain_timeout_s", "1"}};
-  const std::vector<Hanging> cases = {
+  std::vector<Hanging> cases = {
       {show, "GET", "/Sql", kRead, 503, "", "stopped", 0},
       {show, "GET", "/Gate", folder.path(), 503, "", "given up in its middle: GET /Gate", 0},
       {impatient, "POST", "/Sql", kWrite, 503, "", "given up in its middle: POST /Sql", 1},
@@ -196,9 +215,14 @@ TEST_F(TimeTest, AStopEndsWhateverHangs) {
       {{{"plugins", "test_init_hangs.s.so"}}, "", "", "", 0, "Init hangs", "given up in the start", 0},
       {{{"plugins", ""}, {"log_file", pipe}, {"log_level", "1"}}, "", "", "", 0, "", "", 0},
   };
+  ASSERT_EQ(cases.size(), kHosts);
+  std::vector<std::unique_ptr<Session>> gates;
   std::vector<std::unique_ptr<HostProcess>> hosts;
   std::vector<std::unique_ptr<HttpConnection>> requests;
-  for (const auto& hanging : cases) {
+  for (int n = 0; auto& hanging : cases) {
+    const auto copy = CopyOf(n++);
+    CloseGate(*gates.emplace_back(std::make_unique<Session>(Postgres().ConnectionTo(copy, "postgres"))));
+    hanging.settings["database"] = Postgres().ConnectionTo(copy, "evidence_app");
     auto& host = *hosts.emplace_back(std::make_unique<HostProcess>(hanging.settings));
     auto& request = requests.emplace_back();
     if (hanging.hangs.empty()) host.WaitUntilListening();
