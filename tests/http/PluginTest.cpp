@@ -322,7 +322,7 @@ TEST_F(PluginTest, UnderLoadEveryAnswerIsRightAndNoRowIsLost) {
         connection.Send(RequestText(method, path, session_.id, body));
         reply = connection.ReadReply();
       }
-      const std::string text = reply.body;
+      std::string text = reply.body;
       const bool right =
           text.find(R"("ErrorModule":0,"ErrorCode":0)") != std::string::npos && text.find(part) != std::string::npos;
       if (!right && ++wrong == 1) ADD_FAILURE() << method << " " << path << " " << text;
