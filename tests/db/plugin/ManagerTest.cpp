@@ -95,20 +95,29 @@ TEST_F(ManagerTest, AClientOfChangesEndsWithTheRowsOfEightWriters) {
   EXPECT_EQ(client.types, TypeRows());
 }
 
-TEST_F(ManagerTest, TheRoleHasTimeLimitsAndTheDeletionOfATypeItsOwn) {
+TEST_F(ManagerTest, TheRoleHasTimeLimitsAndDeletionsFromDictionariesTheirOwn) {
   Postgres().Query(
       "INSERT INTO evidence.evidence (id, guid, evidence_type_id) VALUES (1, 'a', 3), (2, 'b', 4);"
-      "CREATE FUNCTION public.note_limits() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN NEW.cad_id := concat_ws(' ', "
-      "current_setting('statement_timeout'), current_setting('lock_timeout')); RETURN NEW; END $$;"
+      "INSERT INTO evidence.evidence_custom_info (id, evidence_id, custom_id) VALUES (1, 1, 6), (2, 2, 7);"
+      "CREATE FUNCTION public.note_limits() RETURNS trigger LANGUAGE plpgsql AS $$ DECLARE limits text := concat_ws(' "
+      "', "
+      "current_setting('statement_timeout'), current_setting('lock_timeout')); BEGIN IF TG_TABLE_NAME = "
+      "'evidence_custom_info' THEN NEW.option_text := limits; ELSE NEW.cad_id := limits; END IF; RETURN NEW; END $$;"
       "CREATE TRIGGER note_limits BEFORE UPDATE ON evidence.evidence FOR EACH ROW EXECUTE FUNCTION "
+      "public.note_limits();"
+      "CREATE TRIGGER note_limits BEFORE UPDATE ON evidence.evidence_custom_info FOR EACH ROW EXECUTE FUNCTION "
       "public.note_limits()");
   CEvidenceMgrDBByPG store;
   std::list<ErrorPtr> errors;
   EXPECT_TRUE(manager_.DeleteEvidenceTypes(errors, {3}, nullptr));
   EXPECT_TRUE(store.UpdateCameraUploadStatus(2, 1));
+  EXPECT_TRUE(store.DeleteEvidenceCustomInfoByCustomID({6}));
+  EXPECT_TRUE(store.DeleteEvidenceCustomInfo({2}));
   EXPECT_EQ(Postgres().Query("SELECT evidence_type_id, cad_id FROM evidence.evidence ORDER BY id"),
             (Rows{{"-1", "10min 30s"}, {"4", "30s 30s"}}));
-  Postgres().Query("DROP TRIGGER note_limits ON evidence.evidence; DROP FUNCTION public.note_limits()");
+  EXPECT_EQ(Postgres().Query("SELECT deleted, option_text FROM evidence.evidence_custom_info ORDER BY id"),
+            (Rows{{"1", "10min 30s"}, {"1", "30s 30s"}}));
+  Postgres().Query("DROP FUNCTION public.note_limits() CASCADE");
 }
 
 TEST_F(ManagerTest, OfChangesOfOneEntryTheSameOneEndsInTheTableAndInTheCache) {

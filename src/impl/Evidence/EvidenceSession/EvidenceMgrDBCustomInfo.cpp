@@ -7,6 +7,7 @@
 #include "Common/TextList.h"
 #include "impl/Evidence/EvidenceSession/EvidenceMgrDB.h"
 #include "impl/Evidence/EvidenceSession/Statement.h"
+#include "platform/LongStatements.h"
 
 namespace Evidence {
 
@@ -93,6 +94,8 @@ bool CEvidenceMgrDBByPG::DeleteEvidenceCustomInfoByCustomID(const IdList& custom
   std::string sqls;
   for (const std::int32_t id : custom_ids)
     sqls += Format(kSqlDeleteValuesOfCustom, id);
+  // All evidences may have many values of the attribute, which is gone already.
+  const platform::LongStatements long_statements;
   if (Statement::Execute(sqls)) return true;
   EVIDENCE_LOG(kLogFailure, "[%s]Delete evidences to DB failed, sqls[%s].[%s(%d)]", sqls.c_str());
   return Fail(kStatementFailed);
