@@ -64,8 +64,8 @@ PLATFORM_API std::shared_ptr<ILogBackend> MakeLogBackend();
 /// Writes lines to a file (standard error when `path` is empty) asynchronously through a bounded queue: when it is
 /// full, the oldest lines are dropped and their number is logged. A line break inside a text is followed by a TAB, so
 /// that no text can start a line of its own. A text of more than 64 KiB is truncated and marked as such. A line reads
-/// "<UTC time with milliseconds>Z <level> <tag> <text>". A file that was moved or removed is made again, with mode 0600,
-/// within a second. Null when the file cannot be opened. The sink's destructor writes what is queued.
+/// "<UTC time with milliseconds>Z <level> <tag> <text>". A file that was moved or removed is made again, with mode
+/// 0600, within a second. Null when the file cannot be opened. The sink's destructor writes what is queued.
 PLATFORM_API std::shared_ptr<ILogSink> MakeFileLogSink(const std::string& path, std::size_t queue_lines);
 
 }  // namespace platform
