@@ -31,6 +31,7 @@ Stopping::Stopping() {
     sigaddset(&signals_, signal);
   pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
   std::thread([this] { Run(); }).detach();
+  std::thread([this] { ReopenLog(); }).detach();
 }
 
 bool Stopping::IsAsked() {
@@ -60,13 +61,27 @@ void Stopping::SetExitCode(int code) {
   exit_code_ = code;
 }
 
-int Stopping::NextStop() const {
+int Stopping::NextStop() {
   for (;;) {
     int signal = 0;
     if (sigwait(&signals_, &signal) != 0) continue;
     if (signal != SIGHUP) return signal;
+    const std::lock_guard lock(mutex_);
+    reopen_asked_ = true;
+    changed_.notify_all();
+  }
+}
+
+/// Not on the thread that waits for a stop: a pipe that nobody reads opens when somebody does.
+void Stopping::ReopenLog() {
+  std::unique_lock lock(mutex_);
+  for (;;) {
+    changed_.wait(lock, [this] { return reopen_asked_; });
+    reopen_asked_ = false;
+    lock.unlock();
     const auto log = platform::Slot<platform::ILogSink>::Get();
     if (log && !log->Reopen()) LogHost(kLogFailure, "the log cannot be opened anew and goes on in the old file");
+    lock.lock();
   }
 }
 

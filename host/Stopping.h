@@ -41,8 +41,9 @@ class Stopping {
   using Clock = std::chrono::steady_clock;
 
   Stopping();
-  int NextStop() const;
+  int NextStop();
   void Run();
+  void ReopenLog();
 
   sigset_t signals_{};
   std::mutex mutex_;
@@ -53,6 +54,7 @@ class Stopping {
   std::chrono::seconds allowed_{0};
   std::string what_;
   int exit_code_ = 0;
+  bool reopen_asked_ = false;
 };
 
 }  // namespace host

@@ -28,7 +28,7 @@ constexpr char kWrite[] = "INSERT INTO public.notes SELECT 1 FROM pg_advisory_xa
 class TimeTest : public testing::Test {
  protected:
   /// Hosts that run at once.
-  static constexpr int kHosts = 6;
+  static constexpr int kHosts = 7;
 
   static void SetUpTestSuite() {
     EnsureTester();
@@ -192,12 +192,13 @@ struct Hanging {
 
 TEST_F(TimeTest, AStopEndsWhateverHangs) {
   const ScratchFolder folder;
+  for (const char* const pipe : {"/log", "/lost_log", "/entered", "/leave"})
+    ASSERT_EQ(mkfifo((folder.path() + pipe).c_str(), 0600), 0);
   const auto pipe = folder.path() + "/log";
-  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  const auto lost_pipe = folder.path() + "/lost_log";
   const int reader = open(pipe.c_str(), O_RDWR | O_CLOEXEC);
   ASSERT_GT(fcntl(reader, F_SETPIPE_SZ, 4096), 0);
-  for (const char* const gate : {"/entered", "/leave"})
-    ASSERT_EQ(mkfifo((folder.path() + gate).c_str(), 0600), 0);
+  const int lost_reader = open(lost_pipe.c_str(), O_RDWR | O_CLOEXEC);
   const SettingsMap show{{"plugins", kShow}};
   const SettingsMap impatient{{"plugins", kShow}, {"drain_timeout_s", "1"}};
   std::vector<Hanging> cases = {
@@ -214,6 +215,7 @@ TEST_F(TimeTest, AStopEndsWhateverHangs) {
        0},
       {{{"plugins", "test_init_hangs.s.so"}}, "", "", "", 0, "Init hangs", "given up in the start", 0},
       {{{"plugins", ""}, {"log_file", pipe}, {"log_level", "1"}}, "", "", "", 0, "", "", 0},
+      {{{"plugins", ""}, {"log_file", lost_pipe}}, "", "", "", 0, "", "", 0},
   };
   ASSERT_EQ(cases.size(), kHosts);
   std::vector<std::unique_ptr<Session>> gates;
@@ -234,9 +236,12 @@ TEST_F(TimeTest, AStopEndsWhateverHangs) {
   ASSERT_TRUE(Wait(kRead, 1));
   ASSERT_TRUE(Wait(kWrite, 1));
   close(open((folder.path() + "/entered").c_str(), O_RDONLY | O_CLOEXEC));
+  close(lost_reader);
   const auto start = Clock::now();
-  for (const auto& host : hosts)
+  for (const auto& host : hosts) {
+    host->Signal(SIGHUP);  // a pipe that nobody reads cannot be opened anew
     host->Signal(SIGTERM);
+  }
   for (std::size_t n = 0; n < cases.size(); ++n) {
     EXPECT_EQ(requests[n] ? requests[n]->ReadReply().status : 0, cases[n].status) << n;
     EXPECT_EQ(hosts[n]->Wait().exit_code, cases[n].exit_code) << n;
