@@ -148,6 +148,7 @@ bool HttpServer::Start(int listen_fd) {
                              MHD_OPTION_UNESCAPE_CALLBACK, &HttpCallbacks::KeepEscapes, nullptr,                   //
                              MHD_OPTION_CONNECTION_MEMORY_LIMIT, memory,                                           //
                              MHD_OPTION_CONNECTION_LIMIT, options_.connections_limit,                              //
+                             MHD_OPTION_PER_IP_CONNECTION_LIMIT, options_.address_connections,                     //
                              MHD_OPTION_CONNECTION_TIMEOUT, static_cast<unsigned>(options_.idle_timeout.count()),  //
                              MHD_OPTION_ARRAY, tls.data(), MHD_OPTION_END);
   return daemon_ != nullptr;

@@ -70,6 +70,7 @@ using HttpAdmission = std::function<std::variant<HttpAnswer, HttpTask>(const Htt
 struct HttpOptions {
   std::size_t header_limit = 0;
   unsigned connections_limit = 0;
+  unsigned address_connections = 0;
   std::chrono::seconds idle_timeout{};
   std::chrono::seconds read_timeout{};
   /// PEM texts; both empty for plain HTTP.

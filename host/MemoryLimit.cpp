@@ -1,6 +1,7 @@
 #include "MemoryLimit.h"
 
 #include <malloc.h>
+#include <sys/sysinfo.h>
 
 #include <algorithm>
 #include <fstream>
@@ -56,7 +57,11 @@ std::size_t MachineMemory(const std::string& root) {
   std::ifstream stream(root + "/proc/meminfo");
   std::string name;
   std::size_t kibibytes = 0;
-  return stream >> name >> kibibytes && name == "MemTotal:" ? kibibytes * 1024 : kUnlimited;
+  if (stream >> name >> kibibytes && name == "MemTotal:") return kibibytes * 1024;
+  // A service may see nothing of /proc but processes.
+  struct sysinfo machine {};
+  if (!root.empty() || sysinfo(&machine) != 0) return kUnlimited;
+  return std::size_t{machine.totalram} * machine.mem_unit;
 }
 
 }  // namespace

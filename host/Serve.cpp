@@ -224,6 +224,9 @@ std::string Host::StartHttp() {
   HttpOptions options;
   options.header_limit = static_cast<std::size_t>(settings_.header_limit);
   options.connections_limit = static_cast<unsigned>(settings_.connections_limit);
+  const auto half = (settings_.connections_limit + 1) / 2;
+  options.address_connections =
+      static_cast<unsigned>(settings_.address_connections != 0 ? settings_.address_connections : half);
   options.idle_timeout = std::chrono::seconds(settings_.idle_timeout_s);
   options.read_timeout = std::chrono::seconds(settings_.read_timeout_s);
   if (!settings_.tls_certificate.empty()) {

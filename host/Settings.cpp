@@ -85,6 +85,8 @@ constexpr Setting kSettings[] = {
     NumberSetting("drain_timeout_s", &Settings::drain_timeout_s, "30", 1, 3'600,
                   "Seconds that a stop waits for requests that write; what only reads is ended after 5."),
     NumberSetting("connections_limit", &Settings::connections_limit, "512", 1, 60'000, "Maximum client connections."),
+    NumberSetting("address_connections", &Settings::address_connections, "0", 0, 60'000,
+                  "Maximum of them from one address, such as a proxy's; 0 for half of them."),
     NumberSetting("session_idle_minutes", &Settings::session_idle_minutes, "30", 1, 100'000,
                   "Minutes without a request after which a session ends."),
     NumberSetting("sessions_limit", &Settings::sessions_limit, "10000", 1, 1'000'000,

@@ -31,6 +31,7 @@ struct Settings {
   std::int64_t read_timeout_s = 0;
   std::int64_t drain_timeout_s = 0;
   std::int64_t connections_limit = 0;
+  std::int64_t address_connections = 0;
   std::int64_t session_idle_minutes = 0;
   std::int64_t sessions_limit = 0;
   std::int64_t user_tries = 0;

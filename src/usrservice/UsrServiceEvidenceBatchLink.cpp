@@ -6,6 +6,7 @@
 #include "Common/TextList.h"
 #include "impl/Evidence/EvidenceTurns.h"
 #include "impl/Evidence/Limits.h"
+#include "platform/Call.h"
 #include "usrservice/FileChange.h"
 #include "usrservice/UsrServiceEvidence.h"
 #include "usrservice/UsrServiceEvidencePDUBatchLink.h"
@@ -22,17 +23,24 @@ std::size_t NameBytes(const std::list<EvidenceFilePtr>& files) {
   return bytes;
 }
 
-/// The failures of a batch that failed as a whole: each of its files, with the same error.
-std::list<ErrorPtr> EveryFileFailed(const std::list<EvidenceFilePtr>& files) {
+/// The failures of one evidence: of the files that were refused, or, when there is none, of all with the last error.
+void AddFailures(std::vector<LinkFailure>& failures, const std::list<ErrorPtr>& refused,
+                 const std::list<EvidenceFilePtr>& files) {
+  for (const auto& error : refused)
+    failures.push_back({error->id, error->main_code, error->sub_code});
+  if (!refused.empty()) return;
   const auto error = Orv::Base::Error::GetLastError();
-  std::list<ErrorPtr> failures;
-  for (const auto& file : files) {
-    failures.push_back(std::make_shared<_tag_Error_>());
-    failures.back()->id = file->id;
-    failures.back()->main_code = error.MainCode();
-    failures.back()->sub_code = error.SubCode();
-  }
-  return failures;
+  for (const auto& file : files)
+    failures.push_back({file->id, error.MainCode(), error.SubCode()});
+}
+
+/// Whether there is memory for an answer in which each of `pairs` has failed; else the request is refused as busy. A
+/// small body may name very many pairs.
+bool HasRoomForFailures(std::size_t pairs) {
+  // As measured: four nodes of the tree that becomes the answer, its text, and the record.
+  constexpr std::size_t kBytesOfFailure = 600;
+  auto* const call = platform::Call::Current();
+  return call == nullptr || call->TakeMemoryToWrite(pairs * kBytesOfFailure);
 }
 
 }  // namespace
@@ -52,10 +60,12 @@ struct CUsrServiceEvidence::BatchLink {
     return Fail(kBadBatchLink);
   }
 
+  [[nodiscard]] std::size_t Pairs() const { return files.size() * evidence_ids.size(); }
+
   [[nodiscard]] bool AreWithinLimits(Operation operation = Operation::current()) const {
     using namespace Limits;
     return Allows(kLinkedFiles, files.size(), operation) && Allows(kChangedEvidences, evidence_ids.size(), operation) &&
-           Allows(kLinkPairs, files.size() * evidence_ids.size(), operation) &&
+           Allows(kLinkPairs, Pairs(), operation) &&
            Allows(kLinkedNameBytes, NameBytes(files) * evidence_ids.size(), operation);
   }
 };
@@ -67,8 +77,9 @@ bool CUsrServiceEvidence::FileBatchLinkEvidencesPOST(kelp::SHttpResponse& respon
   if (!CTarnCommonFun::CheckOperatePermission(session, kPermissionChangeEvidence)) return false;
   BatchLink batch;
   LinkFailures failures;
-  const bool done = batch.Read(request.request_body, true) &&
-                    (FilesBatchLinkEvidence(failures, batch.files, batch.evidence_ids, session) || !failures.empty());
+  if (!batch.Read(request.request_body, true)) return AnswerBatchLink(response, false, failures);
+  if (!HasRoomForFailures(batch.Pairs())) return false;
+  const bool done = (FilesBatchLinkEvidence(failures, batch.files, batch.evidence_ids, session) || !failures.empty());
   return AnswerBatchLink(response, done, failures);
 }
 
@@ -80,6 +91,7 @@ bool CUsrServiceEvidence::FileBatchLinkEvidencesPUT(kelp::SHttpResponse& respons
   BatchLink batch;
   LinkFailures failures;
   if (!batch.Read(request.request_body, false)) return AnswerBatchLink(response, false, failures);
+  if (!HasRoomForFailures(batch.Pairs())) return false;
   const auto user_interface = LockUserInterface();
   if (!user_interface) return false;
   const bool done = batch.evidence_ids.empty() ? RemoveAllLinks(failures, batch, session, *user_interface)
@@ -128,6 +140,7 @@ bool CUsrServiceEvidence::RemoveAllLinks(LinkFailures& failures, const BatchLink
     EVIDENCE_LOG_OF(operation, kLogFailure, "[%s]GetEvidenceFileByFileID failed.[%s(%d)]");
     return false;
   }
+  if (!HasRoomForFailures(links.size())) return false;
   for (const auto& link : links) {
     if (link->evidence_id == -1) continue;
     link->delete_flag = kUnlinkFlag;
@@ -175,10 +188,8 @@ bool CUsrServiceEvidence::ChangeFiles(const FileChange& change, LinkFailures& fa
       if (evidence) WriteLog(session, kLogEvidenceChanged, evidence_id, evidence->name, {}, std::string());
       if (!LogFileChange(change, evidence_id, evidence, files, session, operation)) return false;
     } else {
-      if (refused.empty()) refused = EveryFileFailed(files);
       // The files of a request may be changed one by one: each keeps its failure.
-      auto& of_evidence = failures[evidence_id];
-      of_evidence.splice(of_evidence.end(), refused);
+      AddFailures(failures[evidence_id], refused, files);
     }
   }
   return true;

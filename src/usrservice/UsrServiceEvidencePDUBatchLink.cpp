@@ -45,7 +45,7 @@ bool FileBatchLinkEncode(std::string& response, const LinkFailures& failures,
     evidence.EvidenceID = evidence_id;
     evidence.EvidenceName = NameOf(evidence_id, user_interface);
     for (const auto& error : errors)
-      evidence.ErrorList.push_back({error->id, error->sub_code, error->main_code});
+      evidence.ErrorList.push_back({error.file_id, error.sub_code, error.main_code});
     answer->EvidenceErrorList.push_back(std::move(evidence));
   }
   // A text that cannot be built leaves the answer unchanged; the links themselves remain.

@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "impl/Evidence/EvidenceRecords.h"
 
@@ -13,7 +14,12 @@ namespace Evidence {
 class CEvidenceUserInterface;
 
 /// Failures of a batch link by evidence id.
-using LinkFailures = std::map<std::int32_t, std::list<ErrorPtr>>;
+struct LinkFailure {
+  std::int32_t file_id = -1;
+  std::int32_t main_code = 0;
+  std::int32_t sub_code = 0;
+};
+using LinkFailures = std::map<std::int32_t, std::vector<LinkFailure>>;
 
 /// Appends the request's files, their `delete_flag` 0, and its evidence ids, duplicates included. (0, 10002) for a body
 /// that cannot be parsed.

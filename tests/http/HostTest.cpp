@@ -294,6 +294,21 @@ TEST_F(LifeCycleTest, AFullQueueIsAnswered503) {
   EXPECT_EQ(busy.host.Stop(SIGINT).exit_code, 0);
 }
 
+TEST_F(LifeCycleTest, OneAddressHasHalfOfTheConnections) {
+  HostProcess host(SettingsMap{{"plugins", ""}, {"connections_limit", "4"}});
+  const int port = host.WaitUntilListening();
+  const auto status = [](const HttpConnection& connection) {
+    connection.Send(RequestText("GET", "/live", ""));
+    return connection.ReadReply().status;
+  };
+  const HttpConnection first(port, "127.0.0.2");
+  const HttpConnection second(port, "127.0.0.2");
+  EXPECT_EQ(status(first), 200);
+  EXPECT_EQ(status(second), 200);
+  EXPECT_EQ(status(HttpConnection(port, "127.0.0.2")), 0) << "closed at once";
+  EXPECT_EQ(status(HttpConnection(port)), 200);
+}
+
 TEST_F(LifeCycleTest, WhatKeepsTheHostFromStartingIsNamed) {
   const std::pair<SettingsMap, std::string> cases[] = {
       {{{"database", "host=/nowhere dbname=evidence"}}, "the database cannot be reached[^\n]*"},

@@ -51,6 +51,10 @@ class PLATFORM_API Call : public Orv::Base::CNoncopyable {
   /// nothing done is answered as refused. On the thread of the call.
   [[nodiscard]] bool TakeMemory(std::size_t bytes);
   void GiveMemory(std::size_t bytes);
+
+  /// Counts what a change may need beyond what its body told, before it writes anything. False, with nothing counted,
+  /// when there is no room for it now: the call is then refused as busy. What could never be had is not waited for.
+  [[nodiscard]] bool TakeMemoryToWrite(std::size_t bytes);
   [[nodiscard]] bool IsRefusedForMemory() const { return refused_for_memory_; }
 
  private:

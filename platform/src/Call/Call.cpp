@@ -1,5 +1,6 @@
 #include "platform/Call.h"
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -47,6 +48,15 @@ bool Call::TakeMemory(std::size_t bytes) {
         Orv::Base::kLogFailure, "platform",
         "A read was ended: it holds %zu bytes, and memory_mb leaves no room for %zu more", memory_->held(), bytes);
   }
+  return false;
+}
+
+bool Call::TakeMemoryToWrite(std::size_t bytes) {
+  if (memory_ == nullptr) return true;
+  constexpr auto kLarge = MemoryBudget::Size::kLarge;
+  const auto most = MemoryBudget::Process().Most(kLarge);
+  if (memory_->TryTake(std::min(bytes, most - std::min(most, memory_->held())), kLarge)) return true;
+  RefuseAsBusy();
   return false;
 }
 

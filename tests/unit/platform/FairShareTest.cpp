@@ -39,9 +39,13 @@ TEST_F(PoolSharesTest, AClientHasHalfWhileAnotherIsThere) {
   ASSERT_TRUE(Eventually([this] { return pool_->Waiting() == 1; }));
   EXPECT_FALSE(Take("greedy", 2ms));
   EXPECT_EQ(pool_->StarvedFor(), 0ms) << "others get one";
-  const auto third = Take("other");
+  auto third = Take("other");
   EXPECT_TRUE(third) << "past one who waits for his share";
-  EXPECT_TRUE(pool_->Take(0ms)) << "the system has no share to exceed";
+  const auto fourth = pool_->Take(0ms);
+  auto behind = std::async(std::launch::async, [this] { return Take("other", 1h); });
+  ASSERT_TRUE(Eventually([this] { return pool_->Waiting() == 2; }));
+  third.reset();
+  EXPECT_TRUE(behind.get()) << "one who waits for his share holds nobody up";
   first.reset();
   EXPECT_TRUE(waits.get());
 }

@@ -94,6 +94,25 @@ TEST(MemoryBudget, EndsWhatReadsAndNothingElse) {
   EXPECT_NO_THROW(platform::NeedMemory(1'000'000)) << "without a call nothing is counted";
 }
 
+TEST(MemoryBudget, AChangeTakesWhatItNeedsBeforeItWritesOrIsRefusedAsBusy) {
+  auto& budget = MemoryBudget::Process();
+  budget.Limit(4000);  // an owner has 875 of it for what is large
+  {
+    MemoryShare others("a");
+    others.Take(500);
+    MemoryShare memory("a");
+    Call busy(Call::Kind::kWrites, "a", &memory);
+    EXPECT_FALSE(busy.TakeMemoryToWrite(400));
+    EXPECT_TRUE(busy.IsRefusedAsBusy());
+    others.ShrinkTo(0);
+    Call alone(Call::Kind::kWrites, "a", &memory);
+    EXPECT_TRUE(alone.TakeMemoryToWrite(1'000'000)) << "what can never be had is not waited for";
+    EXPECT_FALSE(alone.IsRefusedAsBusy());
+    EXPECT_EQ(memory.held(), 875);
+  }
+  budget.Limit(0);
+}
+
 TEST(MemoryBudget, CountsTheTextOfAnAnswer) {
   MemoryBudget budget;
   budget.Limit(4 * 12'000'000);
