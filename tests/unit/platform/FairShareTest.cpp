@@ -68,6 +68,8 @@ TEST(FairShare, OthersCountForAWhile) {
   EXPECT_EQ(share.Of("a", 1, start + 1s), 1U);
   EXPECT_EQ(share.Of("a", 5, start + FairShare::kPresence), 5U) << "b has gone";
   EXPECT_EQ(share.Of("b", 5, start + FairShare::kPresence), 3U);
+  share.Note("a", start + 4s);
+  EXPECT_EQ(share.Of("b", 5, start + FairShare::kPresence + 2s), 3U) << "a has asked again";
 }
 
 }  // namespace
