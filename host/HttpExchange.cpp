@@ -95,7 +95,9 @@ void HttpServer::Exchange::Resume(HttpAnswer next) {
   MHD_resume_connection(connection);
 }
 
-void HttpServer::Exchange::Watch(HangUps& hang_ups) {
+void HttpServer::Exchange::Watch(HangUps& hang_ups, std::chrono::steady_clock::time_point begun_by) {
+  const std::lock_guard lock(mutex);
+  if (hang_ups_ != nullptr || !suspended || !call || dispatched > begun_by) return;
   if (task.kind != platform::Call::Kind::kReads) return;
   hang_ups_ = &hang_ups;
   ticket_ = hang_ups.Watch(fd, [self = shared_from_this()](HangUps::Sign sign) { self->Seen(sign); });

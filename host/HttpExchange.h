@@ -35,6 +35,8 @@ struct HttpServer::Exchange : std::enable_shared_from_this<Exchange> {
   /// Guards the members below once the connection is suspended: a worker and a stop may both try to answer.
   std::mutex mutex;
   bool suspended = false;
+  /// When the task was handed over.
+  std::chrono::steady_clock::time_point dispatched;
   /// The task runs.
   bool running = false;
   /// From the dispatch on.
@@ -53,8 +55,8 @@ struct HttpServer::Exchange : std::enable_shared_from_this<Exchange> {
   /// Answers for a task that does not end, or has not begun. Tells where the request was.
   GivenUp GiveUp();
 
-  /// Cancels what reads when the client hangs up before the answer. The caller holds the mutex; suspended.
-  void Watch(HangUps& hang_ups);
+  /// From now on a client that hangs up before the answer cancels what reads, if the task was begun by then.
+  void Watch(HangUps& hang_ups, std::chrono::steady_clock::time_point begun_by);
 
   /// Cancels what reads.
   void Cancel();

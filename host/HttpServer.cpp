@@ -151,7 +151,9 @@ bool HttpServer::Start(int listen_fd) {
                              MHD_OPTION_PER_IP_CONNECTION_LIMIT, options_.address_connections,                     //
                              MHD_OPTION_CONNECTION_TIMEOUT, static_cast<unsigned>(options_.idle_timeout.count()),  //
                              MHD_OPTION_ARRAY, tls.data(), MHD_OPTION_END);
-  return daemon_ != nullptr;
+  if (daemon_ == nullptr) return false;
+  long_reads_ = std::jthread([this](const std::stop_token& stop) { WatchLongReads(stop); });
+  return true;
 }
 
 bool HttpServer::Access(MHD_Connection& connection, const RequestLine& line, const char* data, std::size_t& size,
@@ -285,8 +287,21 @@ bool HttpServer::Dispatch(const std::shared_ptr<Exchange>& exchange) {
   }
   MHD_suspend_connection(exchange->connection);
   exchange->suspended = true;
-  exchange->Watch(hang_ups_);
+  exchange->dispatched = std::chrono::steady_clock::now();
   return true;
+}
+
+/// Most reads are answered long before it is worth watching their clients.
+void HttpServer::WatchLongReads(const std::stop_token& stop) {
+  constexpr std::chrono::milliseconds kLong{100};
+  std::condition_variable_any wake;
+  std::unique_lock lock(mutex_);
+  while (!stop.stop_requested()) {
+    wake.wait_for(lock, stop, kLong, [] { return false; });
+    const auto begun_by = std::chrono::steady_clock::now() - kLong;
+    for (auto* const exchange : in_flight_)
+      exchange->Watch(hang_ups_, begun_by);
+  }
 }
 
 bool HttpServer::Answer(Exchange& exchange) {

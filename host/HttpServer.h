@@ -9,8 +9,10 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <unordered_set>
 #include <variant>
 #include <vector>
@@ -118,6 +120,7 @@ class HttpServer {
   bool Take(Exchange& exchange, std::string_view data);
   bool Dispatch(const std::shared_ptr<Exchange>& exchange);
   bool Answer(Exchange& exchange);
+  void WatchLongReads(const std::stop_token& stop);
   void Completed(MHD_Connection& connection, void*& context);
   void SetIdleDeadline(MHD_Connection& connection, ReadDeadlines::Since since);
   /// What the end of a client's stream tells while its request is worked on.
@@ -146,6 +149,8 @@ class HttpServer {
   std::atomic<bool> stopping_ = false;
   /// Requests whose head was read and whose answer is not yet sent.
   std::unordered_set<Exchange*> in_flight_;
+  /// Last, so that it is joined before what it uses is destroyed.
+  std::jthread long_reads_;
 };
 
 }  // namespace host
