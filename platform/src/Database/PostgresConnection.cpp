@@ -77,6 +77,7 @@ bool PostgresConnection::Open() {
     handle_.reset();
     return false;
   }
+  cancel_.reset(PQgetCancel(handle_.get()), &PQfreeCancel);
   PQsetNoticeReceiver(handle_.get(), &ReceiveNotice, this);
   if (!Run(kSqlSession)) handle_.reset();
   return handle_ != nullptr;
@@ -113,7 +114,7 @@ PostgresResult PostgresConnection::Run(const std::string& text, Call* call, Orig
     ITarnFormatLog(kLogStatement, kLogTag, "%s", text.c_str());
   if (text.size() >= kBulkyText) is_bulky_ = true;
   PostgresResult last;
-  TextCancel cancel(call, handle_.get());
+  TextCancel cancel(call, cancel_);
   if (PQsendQuery(handle_.get(), text.c_str()) == 1) {
     // A read that has no room for more rows is ended while they arrive.
     PQsetSingleRowMode(handle_.get());

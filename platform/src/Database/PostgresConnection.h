@@ -73,6 +73,8 @@ class PostgresConnection {
 
   const std::string connection_;
   std::unique_ptr<PGconn, Finish> handle_;
+  // How the server is asked to end a text of this connection.
+  std::shared_ptr<PGcancel> cancel_;
   // The server has announced that it closes this connection.
   bool dismissed_ = false;
   // A large text or row has passed through it.

@@ -3,8 +3,8 @@
 #include <array>
 #include <chrono>
 #include <condition_variable>
+#include <exception>
 #include <mutex>
-#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -26,7 +26,7 @@ constexpr std::chrono::milliseconds kPeriod{200};
 
 /// The requests to end one text. They have a thread of their own, as each makes a connection, which may hang.
 struct TextCancel::Requests {
-  explicit Requests(PGconn* connection) : cancel(PQgetCancel(connection), &PQfreeCancel) {}
+  explicit Requests(std::shared_ptr<PGcancel> connection) : cancel(std::move(connection)) {}
 
   /// Asks the server again and again until the text has ended.
   void Run() {
@@ -42,7 +42,7 @@ struct TextCancel::Requests {
     changed.notify_all();
   }
 
-  const std::unique_ptr<PGcancel, decltype(&PQfreeCancel)> cancel;
+  const std::shared_ptr<PGcancel> cancel;
   std::mutex mutex;
   std::condition_variable changed;
   // Guarded by mutex:
@@ -50,18 +50,20 @@ struct TextCancel::Requests {
   bool text_ended = false;
 };
 
-TextCancel::TextCancel(Call* call, PGconn* connection)
-    : requests_(call == nullptr ? nullptr : std::make_shared<Requests>(connection)) {
-  if (!requests_ || !requests_->cancel) return;
-  watch_.emplace(call, [requests = requests_] {
-    const std::lock_guard lock(requests->mutex);
-    try {
-      std::thread([requests] { requests->Run(); }).detach();
-      requests->running = true;
-    } catch (const std::system_error&) {
-      ITarnFormatLog(kLogAnomaly, kLogTag, "A text is not cancelled: no thread can be made");
-    }
-  });
+TextCancel::TextCancel(Call* call, const std::shared_ptr<PGcancel>& connection) : connection_(connection) {
+  if (call == nullptr || !connection_) return;
+  watch_.emplace(call, [this] { Ask(); });
+}
+
+void TextCancel::Ask() {
+  try {
+    requests_ = std::make_shared<Requests>(connection_);
+    const std::lock_guard lock(requests_->mutex);
+    std::thread([requests = requests_] { requests->Run(); }).detach();
+    requests_->running = true;
+  } catch (const std::exception&) {
+    ITarnFormatLog(kLogAnomaly, kLogTag, "A text is not cancelled: no thread can be made");
+  }
 }
 
 TextCancel::~TextCancel() { static_cast<void>(Settle()); }

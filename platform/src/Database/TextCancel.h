@@ -12,8 +12,8 @@ namespace platform::database {
 /// Ends the running text of a connection when the call that it runs for is cancelled. Made before the text is sent.
 class TextCancel {
  public:
-  /// Null for a text that nobody may cancel. `connection` must be open until Settle.
-  TextCancel(Call* call, PGconn* connection);
+  /// `call` is null for a text that nobody may cancel. `connection` is what PQgetCancel gives, null when it failed.
+  TextCancel(Call* call, const std::shared_ptr<PGcancel>& connection);
   ~TextCancel();
   TextCancel(const TextCancel&) = delete;
   TextCancel& operator=(const TextCancel&) = delete;
@@ -25,7 +25,10 @@ class TextCancel {
  private:
   struct Requests;
 
-  /// Null when nobody may cancel, and once settled.
+  void Ask();
+
+  const std::shared_ptr<PGcancel> connection_;
+  /// Null until the call is cancelled, and once settled.
   std::shared_ptr<Requests> requests_;
   std::optional<WhenCancelled> watch_;
 };
