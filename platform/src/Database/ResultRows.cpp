@@ -43,7 +43,8 @@ bool ResultRows::Add(const PGresult& row) {
   char* text = Room(bytes);
   for (int column = 0; column < columns; ++column) {
     const auto length = static_cast<std::size_t>(PQgetlength(&row, 0, column));
-    std::memcpy(text, PQgetvalue(&row, 0, column), length);
+    // Before the first text there is no block.
+    if (length != 0) std::memcpy(text, PQgetvalue(&row, 0, column), length);
     fields_.push_back({text, static_cast<std::uint32_t>(length)});
     text += length;
   }
