@@ -5,21 +5,22 @@
 
 namespace Evidence {
 
-bool EvidenceTurn::IsGranted(Operation operation) const {
-  if (turn_) return true;
+namespace {
+
+bool IsTurnGranted(const platform::Turn& turn, Operation operation) {
+  if (turn) return true;
   EVIDENCE_LOG_OF(operation, kLogFailure,
-                  "[%s]Other changes of the evidence have not ended in %lld s, or too many requests wait.[%s(%d)]",
+                  "[%s]Other changes of the evidence or of files have not ended in %lld s, or too many requests "
+                  "wait.[%s(%d)]",
                   static_cast<long long>(platform::Turn::kPatience.count()));
   return Fail(kStatementFailed);
 }
 
-bool EvidenceFilesTurn::IsGranted(Operation operation) const {
-  if (turn_) return true;
-  EVIDENCE_LOG_OF(operation, kLogFailure,
-                  "[%s]Other changes of files have not ended in %lld s, or too many requests wait.[%s(%d)]",
-                  static_cast<long long>(platform::Turn::kPatience.count()));
-  return Fail(kStatementFailed);
-}
+}  // namespace
+
+bool EvidenceTurn::IsGranted(Operation operation) const { return IsTurnGranted(turn_, operation); }
+
+bool EvidenceFilesTurn::IsGranted(Operation operation) const { return IsTurnGranted(turn_, operation); }
 
 bool FileManagerPlace::IsGranted(Operation operation) const {
   if (place_) return true;
