@@ -299,8 +299,11 @@ void HttpServer::WatchLongReads(const std::stop_token& stop) {
   while (!stop.stop_requested()) {
     wake.wait_for(lock, stop, kLong, [] { return false; });
     const auto begun_by = std::chrono::steady_clock::now() - kLong;
-    for (auto* const exchange : in_flight_)
-      exchange->Watch(hang_ups_, begun_by);
+    for (auto* const exchange : in_flight_) {
+      platform::Guard(
+          [&] { exchange->Watch(hang_ups_, begun_by); },
+          [](const char* /*reason*/) { LogHost(kLogAnomaly, "a client is not watched for its end: out of memory"); });
+    }
   }
 }
 
