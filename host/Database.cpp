@@ -51,9 +51,22 @@ std::string SetUpSchema(const std::string& owner_connection, const std::string& 
 
 bool DatabaseAnswers() { return Execute("SELECT 1"); }
 
+namespace {
+
+std::shared_ptr<platform::IPooledDatabase> PooledDatabase() {
+  return std::dynamic_pointer_cast<platform::IPooledDatabase>(kelp::IDBManager::Instance());
+}
+
+}  // namespace
+
 std::chrono::milliseconds DatabaseStarvedFor() {
-  const auto manager = std::dynamic_pointer_cast<platform::IPooledDatabase>(kelp::IDBManager::Instance());
+  const auto manager = PooledDatabase();
   return manager ? manager->StarvedFor() : std::chrono::milliseconds(0);
+}
+
+std::size_t MostPluginConnections() {
+  const auto manager = PooledDatabase();
+  return manager ? manager->MostConnections() : 0;
 }
 
 bool Query(const std::string& sql, const kelp::IDBManager::RowReader& reader) {

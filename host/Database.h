@@ -27,6 +27,9 @@ namespace host {
 /// How long callers of any pool have been waiting without one of them getting a connection.
 [[nodiscard]] std::chrono::milliseconds DatabaseStarvedFor();
 
+/// The number of connections of the largest pool of a plugin; 0 without one.
+[[nodiscard]] std::size_t MostPluginConnections();
+
 /// Runs `sql` on the host's pools; results as for kelp::IDBManager.
 [[nodiscard]] bool Query(const std::string& sql, const kelp::IDBManager::RowReader& reader);
 [[nodiscard]] bool Execute(const std::string& sql);

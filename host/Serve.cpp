@@ -128,6 +128,7 @@ Host::~Host() {
   ready_worker_.reset();
   readiness_.reset();
   login_workers_.reset();
+  platform::CrowdPlace::WhenTaken({});
   workers_.reset();
   plugins_.StopAll([&stopping](const std::string& file) { stopping.Note("UnInit of plugin " + file); });
   stopping.Note("the list of cameras");
@@ -236,7 +237,10 @@ std::string Host::StartHttp() {
     options.tls_certificate = *certificate;
     options.tls_key = *key;
   }
-  workers_.emplace(static_cast<std::size_t>(settings_.workers), static_cast<std::size_t>(settings_.queue));
+  // One that had to wait for a connection would only take the processor from those that have one.
+  workers_.emplace(static_cast<std::size_t>(settings_.workers), static_cast<std::size_t>(settings_.queue),
+                   MostPluginConnections());
+  platform::CrowdPlace::WhenTaken([this] { workers_->NoteHeldUp(); });
   // The other half is left for what nothing holds up.
   platform::CrowdPlace::Limit(std::max<std::size_t>(static_cast<std::size_t>(settings_.workers) / 2, 1));
   login_workers_.emplace(static_cast<std::size_t>(settings_.login_workers),

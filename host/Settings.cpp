@@ -65,7 +65,10 @@ constexpr Setting kSettings[] = {
                 "Plugin files separated by commas, relative to the executable's folder, in start order."),
     TextSetting("plugin_failure", &Settings::plugin_failure, "stop",
                 "What to do when a plugin fails to start: stop, or continue without it.", Kind::kStopOrContinue),
-    NumberSetting("workers", &Settings::workers, "16", 1, 256, "Threads that run plugin requests."),
+    NumberSetting(
+        "workers", &Settings::workers, "16", 1, 256,
+        "Threads that run plugin requests; beside those that wait for others, as many of them run at once as a "
+        "plugin has database connections."),
     NumberSetting("queue", &Settings::queue, "256", 1, 100'000,
                   "Maximum requests waiting for a worker; beyond that clients get 503."),
     NumberSetting("login_workers", &Settings::login_workers, "2", 1, 64, "Threads that run logins."),

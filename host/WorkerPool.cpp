@@ -1,13 +1,16 @@
 #include "WorkerPool.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <string>
 #include <utility>
 
+#include "platform/Crowd.h"
+
 namespace host {
 
-WorkerPool::WorkerPool(std::size_t threads, std::size_t queue_limit)
-    : thread_count_(threads), queue_limit_(queue_limit) {
+WorkerPool::WorkerPool(std::size_t threads, std::size_t queue_limit, std::size_t at_once)
+    : at_once_(at_once == 0 ? threads : std::min(at_once, threads)), queue_limit_(queue_limit) {
   try {
     for (std::size_t i = 0; i < threads; ++i)
       threads_.emplace_back([this] { Work(); });
@@ -41,17 +44,30 @@ bool WorkerPool::TrySubmit(const std::string& client, Job job) {
     if (queued.size() >= share_.Of(client, queue_limit_)) return false;
     queued.push_back(std::move(job));
     ++queued_;
+    // Otherwise a thread that ends a job takes this one.
+    if (!MayRunMore()) return true;
   }
   wake_.notify_one();
   return true;
 }
 
+void WorkerPool::NoteHeldUp() {
+  {
+    const std::lock_guard lock(mutex_);
+    if (queued_ == 0) return;
+  }
+  wake_.notify_one();
+}
+
+bool WorkerPool::MayRunMore() const { return running_ < at_once_ + platform::CrowdPlace::Taken(); }
+
 /// The first in turn that has a job and may have one more thread; the end when there is none.
 WorkerPool::Clients::iterator WorkerPool::NextClient() {
   auto next = clients_.end();
+  if (!MayRunMore()) return next;
   for (auto place = clients_.begin(); place != clients_.end(); ++place) {
     const auto& [name, client] = *place;
-    if (client.queued.empty() || client.running >= share_.Of(name, thread_count_)) continue;
+    if (client.queued.empty() || client.running >= share_.Of(name, at_once_)) continue;
     if (next == clients_.end() || client.turn < next->second.turn) next = place;
   }
   return next;
@@ -75,11 +91,13 @@ void WorkerPool::Work() {
     queued.pop_front();
     --queued_;
     ++running;
+    ++running_;
     turn = ++last_turn_;
     lock.unlock();
     job();
     job = nullptr;
     lock.lock();
+    --running_;
     Ended(client);
     // The others may be waiting for a client that had all its threads.
     if (ending_) wake_.notify_all();

@@ -18,12 +18,16 @@ namespace host {
 /// Threads that share one bounded queue. Jobs must not throw.
 ///
 /// Each job belongs to a client. Clients are served in turn, and each has a share of the threads and of the queue.
+///
+/// Where fewer jobs run at once than there are threads, a thread that may be held up by others (platform::CrowdPlace)
+/// lets one more run meanwhile.
 class WorkerPool {
  public:
   using Job = std::function<void()>;
 
-  /// Throws std::runtime_error when a thread cannot be made; those already made have then ended.
-  WorkerPool(std::size_t threads, std::size_t queue_limit);
+  /// Throws std::runtime_error when a thread cannot be made; those already made have then ended. `at_once` 0 is as many
+  /// as there are threads.
+  WorkerPool(std::size_t threads, std::size_t queue_limit, std::size_t at_once = 0);
   /// Runs the jobs still queued, then joins the threads.
   ~WorkerPool();
   WorkerPool(const WorkerPool&) = delete;
@@ -32,6 +36,9 @@ class WorkerPool {
   /// False, with nothing queued, when as many jobs are already queued as may be, in all or of this client. Thread-safe;
   /// never blocks.
   [[nodiscard]] bool TrySubmit(const std::string& client, Job job);
+
+  /// A thread has a platform::CrowdPlace that had none. Thread-safe.
+  void NoteHeldUp();
 
  private:
   /// Kept while it has jobs.
@@ -46,10 +53,11 @@ class WorkerPool {
   void Work();
   /// Lets the threads do what is queued, and joins them.
   void End();
+  [[nodiscard]] bool MayRunMore() const;
   Clients::iterator NextClient();
   void Ended(Clients::iterator client);
 
-  const std::size_t thread_count_;
+  const std::size_t at_once_;
   const std::size_t queue_limit_;
   std::mutex mutex_;
   std::condition_variable wake_;
@@ -58,6 +66,7 @@ class WorkerPool {
   Clients clients_;
   std::uint64_t last_turn_ = 0;
   std::size_t queued_ = 0;
+  std::size_t running_ = 0;
   bool ending_ = false;
 
   std::vector<std::jthread> threads_;

@@ -26,6 +26,8 @@ class IPooledDatabase : public kelp::IDBManager {
  public:
   /// How long callers have been waiting at any pool without one of them getting a connection; 0 when none waits.
   virtual std::chrono::milliseconds StarvedFor() = 0;
+  /// The number of connections of the largest pool of a plugin; 0 without one. The platform's own is none of a plugin.
+  virtual std::size_t MostConnections() = 0;
 };
 PLATFORM_API std::shared_ptr<IPooledDatabase> MakePostgresDBManager(PostgresOptions options);
 

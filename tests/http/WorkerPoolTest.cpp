@@ -7,8 +7,10 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 
 #include "WorkerPool.h"
+#include "platform/Crowd.h"
 #include "support/Eventually.h"
 
 namespace evidence_test {
@@ -75,6 +77,36 @@ TEST_F(WorkerPoolTest, ClientsAreServedInTurn) {
     ASSERT_TRUE(Submit(client));
   LetGo();
   EXPECT_EQ(order_, "gabcaba");
+}
+
+TEST_F(WorkerPoolTest, NoMoreJobsRunAtOnceThanMay) {
+  pool_ = std::make_unique<host::WorkerPool>(4, 100, /*at_once=*/1);
+  std::atomic<int> running = 0;
+  std::atomic<int> ended_alone = 0;
+  for (int n = 0; n < 20; ++n) {
+    ASSERT_TRUE(pool_->TrySubmit(std::to_string(n), [&] {
+      ++running;
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      if (running-- == 1) ++ended_alone;
+    }));
+  }
+  LetGo();
+  EXPECT_EQ(ended_alone, 20);
+}
+
+TEST_F(WorkerPoolTest, AThreadThatIsHeldUpLetsOneMoreRun) {
+  pool_ = std::make_unique<host::WorkerPool>(4, 8, /*at_once=*/1);
+  platform::CrowdPlace::WhenTaken([this] { pool_->NoteHeldUp(); });
+  std::promise<void> is_queued;
+  ASSERT_TRUE(pool_->TrySubmit("held up", [&] {
+    is_queued.get_future().wait();
+    const platform::CrowdPlace place;
+    let_go_.wait();
+  }));
+  ASSERT_TRUE(Submit("other"));
+  is_queued.set_value();
+  EXPECT_TRUE(Eventually([&] { return begun_ == 1; }));
+  platform::CrowdPlace::WhenTaken({});
 }
 
 }  // namespace

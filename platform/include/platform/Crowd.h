@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 
 #include "OrvBase/Export.h"
 #include "OrvBase/Noncopyable.h"
@@ -19,6 +20,12 @@ class PLATFORM_API CrowdPlace : public Orv::Base::CNoncopyable {
 
   /// How many places there are; any number at first.
   static void Limit(std::size_t places);
+
+  /// How many threads have a place.
+  [[nodiscard]] static std::size_t Taken();
+  /// Runs `action` (none when empty) whenever one more thread has a place, on that thread. It must not throw, and must
+  /// not use places. What was set before does not run any more.
+  static void WhenTaken(std::function<void()> action);
 
   [[nodiscard]] explicit operator bool() const { return granted_; }
 

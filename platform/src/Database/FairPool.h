@@ -84,6 +84,9 @@ class FairPool : public std::enable_shared_from_this<FairPool<Object>> {
       waiter->wake.notify_one();
   }
 
+  /// The number of objects, idle and borrowed.
+  [[nodiscard]] std::size_t Size() const { return size_; }
+
   /// The number of waiting callers.
   [[nodiscard]] std::size_t Waiting() const {
     const std::lock_guard lock(mutex_);

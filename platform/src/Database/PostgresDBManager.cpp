@@ -40,6 +40,7 @@ class PostgresDBManager final : public IPooledDatabase {
   bool ExecuteQuery(const std::string& plugin_id, int connection_class, const std::string& sql,
                     const RowReader& reader) override;
   std::chrono::milliseconds StarvedFor() override;
+  std::size_t MostConnections() override;
 
  private:
   /// The pools of a plugin, by connection class.
@@ -209,6 +210,17 @@ std::chrono::milliseconds PostgresDBManager::StarvedFor() {
       longest = std::max(longest, pool->StarvedFor());
   }
   return longest;
+}
+
+std::size_t PostgresDBManager::MostConnections() {
+  std::size_t most = 0;
+  const std::lock_guard lock(mutex_);
+  for (const auto& [id, pools] : plugins_) {
+    if (id == kPlatformDbId) continue;
+    for (const auto& [number, pool] : pools)
+      most = std::max(most, pool->Size());
+  }
+  return most;
 }
 
 std::shared_ptr<Pool> PostgresDBManager::FindPool(const std::string& plugin_id, int connection_class) {

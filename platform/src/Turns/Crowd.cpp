@@ -1,7 +1,9 @@
 #include "platform/Crowd.h"
 
+#include <atomic>
 #include <limits>
 #include <mutex>
+#include <utility>
 
 #include "platform/Call.h"
 
@@ -12,9 +14,12 @@ namespace {
 thread_local std::size_t depth = 0;
 
 struct Crowd {
+  /// Read without the mutex by those that hold locks of their own.
+  std::atomic<std::size_t> taken = 0;
   std::mutex mutex;
-  std::size_t taken = 0;
+  // Guarded by mutex:
   std::size_t most = std::numeric_limits<std::size_t>::max();
+  std::function<void()> when_taken;
 };
 
 /// Never destroyed: a thread that outlives main may still give its place back.
@@ -32,6 +37,7 @@ bool Take() {
       return false;
     }
     ++crowd.taken;
+    if (crowd.when_taken) crowd.when_taken();
   }
   ++depth;
   return true;
@@ -52,6 +58,14 @@ void CrowdPlace::Limit(std::size_t places) {
   Crowd& crowd = TheCrowd();
   const std::lock_guard lock(crowd.mutex);
   crowd.most = places;
+}
+
+std::size_t CrowdPlace::Taken() { return TheCrowd().taken; }
+
+void CrowdPlace::WhenTaken(std::function<void()> action) {
+  Crowd& crowd = TheCrowd();
+  const std::lock_guard lock(crowd.mutex);
+  crowd.when_taken = std::move(action);
 }
 
 }  // namespace platform
