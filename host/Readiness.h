@@ -17,7 +17,8 @@ class Readiness {
   struct Parts {
     /// Whether the database answers; may take as long as it likes.
     std::function<bool()> probe;
-    /// How long callers have been waiting for a connection without one of them getting it; does not block.
+    /// How long requests have been waiting, for a worker or a connection, without one of them getting it; does not
+    /// block.
     std::function<std::chrono::milliseconds()> starved_for;
   };
 

@@ -246,7 +246,8 @@ std::string Host::StartHttp() {
   login_workers_.emplace(static_cast<std::size_t>(settings_.login_workers),
                          static_cast<std::size_t>(settings_.login_queue));
   ready_worker_.emplace(1, static_cast<std::size_t>(settings_.connections_limit));
-  readiness_.emplace(Readiness::Parts{&DatabaseAnswers, &DatabaseStarvedFor});
+  readiness_.emplace(
+      Readiness::Parts{&DatabaseAnswers, [this] { return std::max(DatabaseStarvedFor(), workers_->StarvedFor()); }});
   gateway_.emplace(Gateway::Parts{sessions_, tries_, routes_, &*workers_, &*login_workers_, &*ready_worker_,
                                   static_cast<std::size_t>(settings_.body_limit),
                                   [this] { return all_plugins_up_ && readiness_->IsReady(); }});

@@ -8,6 +8,11 @@
 #include "platform/Crowd.h"
 
 namespace host {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+}  // namespace
 
 WorkerPool::WorkerPool(std::size_t threads, std::size_t queue_limit, std::size_t at_once)
     : at_once_(at_once == 0 ? threads : std::min(at_once, threads)), queue_limit_(queue_limit) {
@@ -43,12 +48,18 @@ bool WorkerPool::TrySubmit(const std::string& client, Job job) {
     if (is_new) turn = ++last_turn_;
     if (queued.size() >= share_.Of(client, queue_limit_)) return false;
     queued.push_back(std::move(job));
-    ++queued_;
+    if (queued_++ == 0) last_progress_ = Clock::now();
     // Otherwise a thread that ends a job takes this one.
     if (!MayRunMore()) return true;
   }
   wake_.notify_one();
   return true;
+}
+
+std::chrono::milliseconds WorkerPool::StarvedFor() {
+  const std::lock_guard lock(mutex_);
+  if (queued_ == 0 || MayRunMore()) return std::chrono::milliseconds(0);
+  return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - last_progress_);
 }
 
 void WorkerPool::NoteHeldUp() {
@@ -89,7 +100,7 @@ void WorkerPool::Work() {
     auto& [queued, running, turn] = client->second;
     Job job = std::move(queued.front());
     queued.pop_front();
-    --queued_;
+    if (--queued_ != 0) last_progress_ = Clock::now();
     ++running;
     ++running_;
     turn = ++last_turn_;

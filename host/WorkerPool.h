@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
@@ -37,6 +38,10 @@ class WorkerPool {
   /// never blocks.
   [[nodiscard]] bool TrySubmit(const std::string& client, Job job);
 
+  /// How long jobs have been waiting without one of them being begun; 0 when none waits, and while a thread is free, as
+  /// those that wait then have their share. Thread-safe.
+  [[nodiscard]] std::chrono::milliseconds StarvedFor();
+
   /// A thread has a platform::CrowdPlace that had none. Thread-safe.
   void NoteHeldUp();
 
@@ -66,6 +71,8 @@ class WorkerPool {
   Clients clients_;
   std::uint64_t last_turn_ = 0;
   std::size_t queued_ = 0;
+  /// When a job was begun, or came as the only one that waits.
+  std::chrono::steady_clock::time_point last_progress_;
   std::size_t running_ = 0;
   bool ending_ = false;
 
