@@ -4,6 +4,7 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "OrvBase/Export.h"
 
@@ -18,8 +19,8 @@ class IDBResultSet {
   virtual bool IsEof() const = 0;
   virtual void Next() = 0;
   /// The column as a decimal integer; 0 when it is not one or does not fit in 32 bits.
-  virtual int GetInt(const std::string& column) const = 0;
-  virtual std::string GetString(const std::string& column) const = 0;
+  virtual int GetInt(std::string_view column) const = 0;
+  virtual std::string GetString(std::string_view column) const = 0;
   /// As GetInt, by position from 0.
   virtual int GetIntByIndex(int index) const = 0;
 };

@@ -1,5 +1,6 @@
 #include "PostgresResultSet.h"
 
+#include <algorithm>
 #include <charconv>
 
 namespace platform::database {
@@ -7,17 +8,17 @@ namespace {
 
 constexpr char FoldCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
-bool SameName(const char* a, const char* b) {
-  for (; FoldCase(*a) == FoldCase(*b); ++a, ++b) {
-    if (*a == '\0') return true;
-  }
-  return false;
+bool SameName(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  // Readers mostly ask as the server writes.
+  return a == b || std::ranges::equal(a, b, {}, FoldCase, FoldCase);
 }
 
 }  // namespace
 
 void PostgresResultSet::Next() {
   if (row_ < rows_) ++row_;
+  question_ = 0;
 }
 
 int PostgresResultSet::GetIntByIndex(int index) const {
@@ -27,16 +28,16 @@ int PostgresResultSet::GetIntByIndex(int index) const {
   return fault == std::errc() && end == text.data() + text.size() ? number : 0;
 }
 
-int PostgresResultSet::IndexOf(const std::string& column) const {
-  const auto is_known = [this](std::size_t index) { return index < known_.size() && known_[index]; };
-  std::size_t index = likely_;
-  if (!is_known(index) || !SameName(result_->ColumnName(index), column.c_str())) {
-    for (index = 0; index < columns_ && !SameName(result_->ColumnName(index), column.c_str());)
-      ++index;
-    if (index == columns_) return -1;
-    if (index < known_.size()) known_[index] = true;
-  }
-  likely_ = index + 1 < columns_ ? index + 1 : 0;
+int PostgresResultSet::IndexOf(std::string_view column) const {
+  const std::size_t question = question_++;
+  const bool is_first_row = row_ == 0;
+  if (!is_first_row && question < asked_.size() && SameName(result_->ColumnName(asked_[question]), column))
+    return asked_[question];
+  std::size_t index = 0;
+  while (index < columns_ && !SameName(result_->ColumnName(index), column))
+    ++index;
+  if (index == columns_) return -1;
+  if (question < asked_.size()) asked_[question] = static_cast<std::uint16_t>(index);
   return static_cast<int>(index);
 }
 

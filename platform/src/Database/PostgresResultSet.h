@@ -1,6 +1,7 @@
 #pragma once
 
-#include <bitset>
+#include <array>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -20,13 +21,13 @@ class PostgresResultSet final : public kelp::IDBResultSet {
 
   bool IsEof() const override { return row_ >= rows_; }
   void Next() override;
-  int GetInt(const std::string& column) const override { return GetIntByIndex(IndexOf(column)); }
-  std::string GetString(const std::string& column) const override { return std::string(Value(IndexOf(column))); }
+  int GetInt(std::string_view column) const override { return GetIntByIndex(IndexOf(column)); }
+  std::string GetString(std::string_view column) const override { return std::string(Value(IndexOf(column))); }
   int GetIntByIndex(int index) const override;
 
  private:
   /// The first of that name; -1 when there is none.
-  int IndexOf(const std::string& column) const;
+  int IndexOf(std::string_view column) const;
   /// Empty for NULL, past the end, and for an index outside the columns.
   std::string_view Value(int index) const;
 
@@ -34,10 +35,10 @@ class PostgresResultSet final : public kelp::IDBResultSet {
   std::size_t rows_;
   std::size_t columns_;
   std::size_t row_ = 0;
-  /// Columns that are the first of their name, as a search has shown, and where the next name is sought first: most
+  /// Which column each question of a row was about, the first of its name, and the number of the next question:
   /// readers ask each row in the same order.
-  mutable std::bitset<64> known_;
-  mutable std::size_t likely_ = 0;
+  mutable std::array<std::uint16_t, 64> asked_{};
+  mutable std::size_t question_ = 0;
 };
 
 }  // namespace platform::database

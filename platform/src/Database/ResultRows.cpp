@@ -25,7 +25,11 @@ constexpr std::size_t kBulkyRow = 1024UL * 1024;
 }  // namespace
 
 ResultRows::ResultRows(LibraryResult description)
-    : description_(std::move(description)), columns_(static_cast<std::size_t>(PQnfields(description_.get()))) {}
+    : description_(std::move(description)), columns_(static_cast<std::size_t>(PQnfields(description_.get()))) {
+  names_.reserve(columns_);
+  for (int column = 0; column < PQnfields(description_.get()); ++column)
+    names_.emplace_back(PQfname(description_.get(), column));
+}
 
 ResultRows::~ResultRows() {
   if (call_ == nullptr || counted_ == 0) return;

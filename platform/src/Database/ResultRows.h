@@ -35,9 +35,7 @@ class ResultRows {
 
   [[nodiscard]] std::size_t Rows() const { return columns_ == 0 ? 0 : fields_.size() / columns_; }
   [[nodiscard]] std::size_t Columns() const { return columns_; }
-  [[nodiscard]] const char* ColumnName(std::size_t column) const {
-    return PQfname(description_.get(), static_cast<int>(column));
-  }
+  [[nodiscard]] std::string_view ColumnName(std::size_t column) const { return names_[column]; }
   /// Empty for NULL.
   [[nodiscard]] std::string_view Field(std::size_t row, std::size_t column) const {
     const auto& field = fields_[row * columns_ + column];
@@ -56,6 +54,7 @@ class ResultRows {
   Call* const call_ = Call::Current();
   const LibraryResult description_;
   const std::size_t columns_;
+  std::vector<std::string_view> names_;
   std::vector<StoredField> fields_;
   std::vector<std::unique_ptr<char[]>> blocks_;
   char* free_ = nullptr;

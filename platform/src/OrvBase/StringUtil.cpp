@@ -1,5 +1,6 @@
 #include "OrvBase/StringUtil.h"
 
+#include <array>
 #include <cstdarg>
 #include <cstdio>
 
@@ -9,12 +10,16 @@
 namespace Orv::Base {
 
 std::string FormatList(const char* format, std::va_list arguments) {
+  // Most texts fit, and are formatted once.
+  std::array<char, 512> first;
   std::va_list measured;
   va_copy(measured, arguments);
-  const int length = std::vsnprintf(nullptr, 0, format, measured);
+  const int length = std::vsnprintf(first.data(), first.size(), format, measured);
   va_end(measured);
   if (length < 0) return {};
-  std::string text(static_cast<std::size_t>(length), '\0');
+  const auto size = static_cast<std::size_t>(length);
+  if (size < first.size()) return {first.data(), size};
+  std::string text(size, '\0');
   // A string's buffer has room for the terminating NUL, which may be overwritten with NUL.
   if (std::vsnprintf(text.data(), text.size() + 1, format, arguments) != length) return {};
   return text;

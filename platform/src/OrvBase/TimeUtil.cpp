@@ -4,8 +4,6 @@
 #include <cstdint>
 #include <optional>
 
-#include "OrvBase/StringUtil.h"
-
 namespace Orv::Base::TimeUtil {
 namespace {
 
@@ -115,6 +113,13 @@ std::optional<Stamp> ParseStamp(std::string_view text) {
   return stamp;
 }
 
+/// Writes `number` with `digits` digits at the end of `text`.
+void AppendNumber(std::string& text, int digits, unsigned number) {
+  text.append(static_cast<std::size_t>(digits), '0');
+  for (auto place = text.rbegin(); number != 0; ++place, number /= 10)
+    *place = static_cast<char>('0' + number % 10);
+}
+
 /// `separator` goes between date and time of day. "" for a year outside 0 to 9999.
 std::string Render(std::int64_t clock_seconds, char separator) {
   if (clock_seconds < kYear0 || clock_seconds >= kYear10000) return {};
@@ -122,10 +127,16 @@ std::string Render(std::int64_t clock_seconds, char separator) {
   const auto day = std::chrono::floor<std::chrono::days>(at);
   const std::chrono::year_month_day date(day);
   const std::chrono::hh_mm_ss time(at - day);
-  return StringUtil::str_fmt("%04d-%02u-%02u%c%02d:%02d:%02d", static_cast<int>(date.year()),
-                             static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()), separator,
-                             static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
-                             static_cast<int>(time.seconds().count()));
+  std::string text;
+  // With the offset that may follow it.
+  text.reserve(std::string_view("2026-01-01T00:00:00+00:00").size());
+  AppendNumber(text, 4, static_cast<unsigned>(static_cast<int>(date.year())));
+  AppendNumber(text += '-', 2, static_cast<unsigned>(date.month()));
+  AppendNumber(text += '-', 2, static_cast<unsigned>(date.day()));
+  AppendNumber(text += separator, 2, static_cast<unsigned>(time.hours().count()));
+  AppendNumber(text += ':', 2, static_cast<unsigned>(time.minutes().count()));
+  AppendNumber(text += ':', 2, static_cast<unsigned>(time.seconds().count()));
+  return text;
 }
 
 /// Seconds east of UTC of the local clock at `time`; none for a time that the C library cannot convert.
@@ -177,9 +188,11 @@ std::string LocalTime2TimeStrISO(std::string_view local_time, int offset_minutes
   const auto stamp = ParseStamp(local_time);
   if (!stamp || stamp->offset_minutes || offset_minutes <= -kMinutesPerDay || offset_minutes >= kMinutesPerDay)
     return {};
-  const int size = offset_minutes < 0 ? -offset_minutes : offset_minutes;
-  return Render(stamp->ClockSeconds(), 'T') +
-         StringUtil::str_fmt("%c%02d:%02d", offset_minutes < 0 ? '-' : '+', size / 60, size % 60);
+  const auto size = static_cast<unsigned>(offset_minutes < 0 ? -offset_minutes : offset_minutes);
+  std::string text = Render(stamp->ClockSeconds(), 'T');
+  AppendNumber(text += offset_minutes < 0 ? '-' : '+', 2, size / 60);
+  AppendNumber(text += ':', 2, size % 60);
+  return text;
 }
 
 std::time_t StrUTCTimeStamp2TimeT(std::string_view text) {

@@ -1,7 +1,12 @@
 #include "OrvProto/JsonNodeWriter.h"
 
+#include <string>
+
 namespace xmlpacket {
 namespace {
+
+using Orv::Base::Utf8::IsValid;
+using Orv::Base::Utf8::Repaired;
 
 /// Whether `text` is a JSON integer: not empty, no leading zeros.
 bool IsJsonInteger(std::string_view text) {
@@ -10,25 +15,23 @@ bool IsJsonInteger(std::string_view text) {
   return text.size() == 1 || text.front() != '0';
 }
 
-rapidjson::SizeType SizeOf(const std::string& text) { return static_cast<rapidjson::SizeType>(text.size()); }
-
 }  // namespace
 
-void JsonNodeWriter::WriteKey(const std::string& name) {
-  const std::string key = Orv::Base::Utf8::Repaired(name);
-  out_.Key(key.data(), SizeOf(key));
+void JsonNodeWriter::WriteKey(std::string_view name) {
+  if (IsValid(name)) {
+    out_.Key(name);
+  } else {
+    out_.Key(Repaired(name));
+  }
 }
 
-void JsonNodeWriter::WriteScalar(const std::string& value, bool bare_number) {
+void JsonNodeWriter::WriteScalar(std::string_view value, bool bare_number) {
   if (bare_number && IsJsonInteger(value)) {
     out_.RawValue(value.data(), value.size(), rapidjson::kNumberType);
-    return;
-  }
-  if (Orv::Base::Utf8::IsValid(value)) {
-    out_.String(value.data(), SizeOf(value));
+  } else if (IsValid(value)) {
+    out_.String(value);
   } else {
-    const std::string text = Orv::Base::Utf8::Repaired(value);
-    out_.String(text.data(), SizeOf(text));
+    out_.String(Repaired(value));
   }
 }
 

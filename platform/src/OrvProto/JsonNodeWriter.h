@@ -125,8 +125,8 @@ class JsonNodeWriter {
 
   static constexpr int kBareNumber = 1;
 
-  void WriteKey(const std::string& name);
-  void WriteScalar(const std::string& value, bool bare_number);
+  void WriteKey(std::string_view name);
+  void WriteScalar(std::string_view value, bool bare_number);
 
   JsonTextStream text_;
   JsonTextWriter out_{text_};

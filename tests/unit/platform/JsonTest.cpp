@@ -146,4 +146,23 @@ TEST(JsonWrite, NodesAreValidJsonWhateverTheyHold) {
             "\"One\":{\"List\":[\"\"]}}}");
 }
 
+TEST(JsonWrite, EveryCharacterComesBackFromEveryPlace) {
+  for (std::size_t place = 0; place < 18; ++place) {
+    for (char c = 0; c != '\x7F'; ++c) {
+      const std::string text = std::string(place, 'x') + c + "\xC3\xA9 and some more";
+      JsonNode root("R", "");
+      root.AddChild("Text", text, 0);
+      kelp::CRapidJsonProto json;
+      ASSERT_TRUE(json.set_str(root.Serialize(0))) << place << ' ' << int{c};
+      ASSERT_EQ(json.get_v("/R/Text", ""), text);
+    }
+  }
+}
+
+TEST(JsonWrite, ANodeOutlivesItsRoot) {
+  const auto node = std::make_shared<JsonNode>("R", "")->AddChild("Node", "", 0);
+  node->AddChild("Text", "a text of its own", 0);
+  EXPECT_EQ(node->Serialize(0), R"({"Node":{"Text":"a text of its own"}})");
+}
+
 }  // namespace

@@ -52,12 +52,12 @@ class ResultSet final : public kelp::IDBResultSet {
   explicit ResultSet(std::vector<Row> rows) : rows_(std::move(rows)) {}
   bool IsEof() const override { return at_ >= rows_.size(); }
   void Next() override { ++at_; }
-  int GetInt(const std::string& column) const override {
+  int GetInt(std::string_view column) const override {
     const std::string text = GetString(column);
     return text.empty() ? 0 : std::stoi(text);
   }
-  std::string GetString(const std::string& column) const override {
-    return IsEof() ? std::string() : ValueOf(rows_[at_], kelp::ToLower(column));
+  std::string GetString(std::string_view column) const override {
+    return IsEof() ? std::string() : ValueOf(rows_[at_], kelp::ToLower(std::string(column)));
   }
   int GetIntByIndex(int) const override { return IsEof() ? 0 : std::stoi(rows_[at_].begin()->second); }
 
