@@ -47,6 +47,14 @@ class BackupTest : public testing::Test {
     return Query(database, "SELECT FROM pg_namespace WHERE nspname IN ('platform', 'evidence', 'filemanager')").empty();
   }
 
+  /// Puts a script before the program of that name; the former path.
+  std::string Before(const std::string& program, const std::string& script) const {
+    std::string path = std::getenv("PATH");
+    chmod(folder_.Write(program, "#!/bin/sh\n" + script + "\n").c_str(), 0755);
+    setenv("PATH", (folder_.path() + ":" + path).c_str(), 1);
+    return path;
+  }
+
   const ScratchFolder folder_;
   const std::string file_ = folder_.path() + "/evidence.backup";
 };
@@ -252,14 +260,11 @@ TEST_F(BackupTest, AnOlderSchemaIsUpgraded) {
 }
 
 TEST_F(BackupTest, AStoppedBackupLeavesNoFileAndNoPasswordIsSeen) {
-  const std::string search = std::getenv("PATH");
-  folder_.Write("pg_dump",
-                "#!/bin/sh\ncd '" + folder_.path() +
-                    "'\necho \"$@\" >arguments\necho \"$PGPASSWORD\" >password\necho begun\nexec sleep 600\n");
-  chmod((folder_.path() + "/pg_dump").c_str(), 0755);
-  setenv("PATH", (folder_.path() + ":" + search).c_str(), 1);
+  const auto path =
+      Before("pg_dump", "cd '" + folder_.path() + "'\necho \"$@\" >arguments\necho \"$PGPASSWORD\" >password\n" +
+                            "echo begun\nexec sleep 600");
   HostProcess host({{"setup_database", Owner("evidence") + " password=hush"}}, {"backup", file_});
-  setenv("PATH", search.c_str(), 1);
+  setenv("PATH", path.c_str(), 1);
   EXPECT_TRUE(Eventually([&] { return folder_.Read("evidence.backup.part") == "begun\n"; }));
   EXPECT_THAT(Fault("backup", "evidence", file_), HasSubstr("is being written by another backup"));
   const auto stopped = host.Stop(SIGINT);
@@ -268,6 +273,17 @@ TEST_F(BackupTest, AStoppedBackupLeavesNoFileAndNoPasswordIsSeen) {
   EXPECT_FALSE(fs::exists(file_) || fs::exists(file_ + ".part"));
   EXPECT_THAT(folder_.Read("arguments"), testing::AllOf(HasSubstr("--snapshot="), testing::Not(HasSubstr("hush"))));
   EXPECT_EQ(folder_.Read("password"), "hush\n");
+}
+
+TEST_F(BackupTest, ARestoreThatLostARowSaysSo) {
+  ASSERT_EQ(Fault("backup", "evidence", file_), "");
+  const auto path = Before("pg_restore", "PATH=${PATH#*:}\npg_restore \"$@\" && psql -qd '" + Owner("copy") +
+                                             "' -c 'DELETE FROM evidence.evidence_type WHERE id = 5'");
+  const auto done = Start("restore", "copy", file_).Wait();
+  setenv("PATH", path.c_str(), 1);
+  EXPECT_EQ(done.exit_code, 1);
+  EXPECT_THAT(done.err, HasSubstr("the database does not hold what the backup says"));
+  EXPECT_THAT(done.out, HasSubstr("\nevidence.evidence_type\t6\t5\n"));
 }
 
 TEST_F(BackupTest, AStoppedRestoreLeavesTheDatabaseEmpty) {

@@ -344,9 +344,12 @@ TEST_F(LifeCycleTest, TheAddressTheFolderAndTheDatabaseHaveOneHost) {
   }
   EXPECT_EQ(HostProcess(settings, {"user", "list"}).Wait().exit_code, 0) << "a command shares both";
 
-  // One that waits comes up when the first one is killed.
+  // One that waits can be stopped, and comes up when the first one is killed.
+  HostProcess stopped(SettingsMap{{"plugins", ""}});
   HostProcess next(SettingsMap{{"plugins", ""}});
-  ASSERT_TRUE(Eventually([&] { return next.Log().find("waiting 30 s for its end") != std::string::npos; }));
+  for (const auto* const host : {&stopped, &next})
+    ASSERT_TRUE(Eventually([&] { return host->Log().find("waiting 30 s for its end") != std::string::npos; }));
+  EXPECT_EQ(stopped.Stop().err, "evidence-host: another host works on this database\n");
   first.Stop(SIGKILL);
   next.WaitUntilListening();
   EXPECT_EQ(next.Stop(SIGINT).exit_code, 0);

@@ -83,6 +83,7 @@ TEST_F(AdmissionTest, ServesInOrderAndLetsNoAddressHoldUpTheOthers) {
   Request d("d");
   Request e("e");
   Request f("f");
+  Request g("g");
   Request small("a");
   EXPECT_EQ(Ask(room, a1, 15), kNever);
   EXPECT_EQ(Ask(room, a1, 14), kTaken);
@@ -96,6 +97,7 @@ TEST_F(AdmissionTest, ServesInOrderAndLetsNoAddressHoldUpTheOthers) {
   d.memory.ShrinkTo(9 * kMebibyte);
   EXPECT_EQ(e.taken, -1);
   EXPECT_EQ(f.taken, -1) << "the one before it still waits";
+  EXPECT_EQ(Ask(room, g, 2), kWaits) << "there is room, for which others wait";
   c.memory.ShrinkTo(0);
   EXPECT_EQ(e.taken, 1);
   EXPECT_EQ(f.taken, 1);
@@ -188,8 +190,14 @@ TEST_F(HostMemoryTest, AStalledBodyGivesItsRoomToTheNext) {
   const HttpConnection chunked(host_->port());
   const HttpConnection too_large(host_->port());
   const auto chunks = RequestHead("PUT", "/Echo", session_) + "Transfer-Encoding: chunked\r\n\r\n";
-  chunked.Send(chunks + "4\r\nabcd\r\n0\r\n\r\n");
-  EXPECT_EQ(chunked.ReadReply().body, "1 [abcd]");
+  const Session gate(Postgres().OwnerConnection());
+  gate.Query("SELECT pg_advisory_lock(1)");
+  chunked.Send(RequestHead("POST", "/Sql", session_) + "Transfer-Encoding: chunked\r\n\r\n20\r\n" +
+               "SELECT pg_advisory_xact_lock(01)\r\n0\r\n\r\n");
+  ASSERT_TRUE(Eventually([&] { return gate.Query("SELECT FROM pg_locks WHERE NOT granted").size() == 1; }));
+  EXPECT_EQ(Answer("PUT", "/Echo", body), "200 1 [" + body + "]");
+  gate.Query("SELECT pg_advisory_unlock(1)");
+  EXPECT_EQ(chunked.ReadReply().body, "done");
   too_large.Send(chunks + "c350\r\n" + std::string(50'000, 'x') + "\r\n0\r\n\r\n");
   EXPECT_EQ(too_large.ReadReply().status, 413);
   EXPECT_EQ(host_->Stop().exit_code, 0);

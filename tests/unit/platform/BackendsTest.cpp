@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <filesystem>
 #include <fstream>
 #include <future>
 #include <iterator>
@@ -18,6 +19,7 @@
 #include "OrvBase/Log.h"
 #include "RealBackends.h"
 #include "support/Eventually.h"
+#include "support/ScratchFolder.h"
 
 namespace {
 
@@ -312,6 +314,16 @@ TEST(FileLogSink, AppendsOneLineForEachTextThatCannotForgeAnother) {
   EXPECT_THAT(content, testing::MatchesRegex(time + "5 casefile\\.s\\.evidence \\{\\} failed %s\n" + time +
                                              "3 t a\n\t2024-01-01T00:00:00\\.000Z 6 t forged\r\n\tb\r\tc\n" + time +
                                              "4 t x+ \\[cut, 65537 bytes in all\\]\n"));
+}
+
+TEST(FileLogSink, GoesOnInTheFileThatTookThePlaceOfItsOwn) {
+  const evidence_test::ScratchFolder folder;
+  const auto sink = platform::MakeFileLogSink(folder.path() + "/log", 100);
+  std::filesystem::rename(folder.Write("new", ""), folder.path() + "/log");
+  EXPECT_TRUE(Eventually([&] {
+    sink->Write(3, "t", "line");
+    return !folder.Read("log").empty();
+  }));
 }
 
 TEST(FileLogSink, ABlockedOutputHoldsNoCallerAndLossIsCounted) {
