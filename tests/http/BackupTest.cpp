@@ -79,25 +79,17 @@ void Fill(int port, const std::string& session) {
              (cad == "long" ? std::string(3000, 'c') : cad) +
              R"(","EvidenceCustomList":{"EvidenceCustom":[{"ID":1,"Content":"plate"}]}}})");
   }
-  call("PUT", kV1, R"({"EvidenceList":{"Evidence":[{"ID":1,"Status":0}]}})");
   call("POST", kV2 + "/Files/BatchLinks",
        R"({"Request":{"EvidenceList":{"Evidence":[{"EvidenceID":1},{"EvidenceID":2}]},"FileList":{"File":)"
        R"([{"FileID":21,"FileName":"x"}]}}})");
-  Postgres().Query(
-      "INSERT INTO evidence.evidence (id, guid, name, evidence_type_id, cad_id, evidence_desc, deleted, "
-      "local_create_time, "
-      "create_time) "
-      "SELECT n, 'g' || n, 'Case ' || n, n % 7, 'C' || n, repeat('words ', 100), (n % 9 = 0)::integer, timestamp "
-      "'2024-01-01' + n * interval "
-      "'1 hour', timestamp '2024-01-01' + n * interval '1 hour' FROM "
-      "generate_series(nextval('evidence.evidence_id_seq'), "
-      "5000) AS n; SELECT setval('evidence.evidence_id_seq', 5000);"
-      "INSERT INTO evidence.evidence_file (id, evidence_id, file_name) SELECT n, n % 5000, 'clip ' || n FROM "
-      "generate_series(1000000001, 1000005000) AS n; SELECT setval('evidence.evidence_file_id_seq', 1000005000);"
-      "INSERT INTO evidence.evidence_scense (id, name) VALUES (nextval('evidence.evidence_scense_id_seq'), 'scene');"
-      "INSERT INTO evidence.evidence_outcome (id, name) VALUES (nextval('evidence.evidence_outcome_id_seq'), "
-      "'outcome');"
-      "UPDATE evidence.ftp_setting SET address = 'store'");
+  Postgres().Query(R"(
+    INSERT INTO evidence.evidence (id, guid, name, evidence_type_id, cad_id, evidence_desc, deleted, local_create_time)
+      SELECT n, 'g' || n, 'Case ' || n, n % 7, 'C' || n, repeat('words ', 100), (n % 9 = 0)::integer,
+      timestamp '2024-01-01' + n * interval '1 hour' FROM generate_series(nextval('evidence.evidence_id_seq'), 5000) n;
+    SELECT setval('evidence.evidence_id_seq', 5000);
+    INSERT INTO evidence.evidence_scense (id, name) VALUES (nextval('evidence.evidence_scense_id_seq'), 'scene');
+    INSERT INTO evidence.evidence_outcome (id, name) VALUES (nextval('evidence.evidence_outcome_id_seq'), 'outcome');
+    UPDATE evidence.ftp_setting SET address = 'store')");
   Postgres().Query("VACUUM (ANALYZE)");
 }
 
@@ -110,14 +102,9 @@ std::vector<std::string> Answers(int port, const std::string& session) {
   for (const auto& [path, body] : std::vector<std::pair<std::string, std::string>>{
            {kV1 + "/Type", "{}"},
            {kV1 + "/Custom", "{}"},
-           {kV1, query("")},
            {kV1, query(R"("KeywordType":-1,"Keyword":"停车场")")},
-           {kV1, query(R"("KeywordType":0,"Keyword":"case 49")")},
-           {kV1 + "/1", "{}"},
            {kV1 + "/2", "{}"},
-           {kV1, query(R"("EvidenceTypeID":3)")},
            {kV2 + "/1/OperationLog", ""},
-           {kV2 + "/2/OperationLog", ""},
            {kV1 + "/Custom", R"({"CustomQueryReq":{"ClientResourceVersion":1}})"}}) {
     const auto reply = Ask(port, "GET", path, session, body);
     answers.push_back(path + " " + body + " " + std::to_string(reply.status) + " " + reply.body);
@@ -130,16 +117,10 @@ std::vector<Rows> Plans(const std::string& database) {
   const std::string live = "FROM evidence.evidence WHERE deleted = 0";
   std::vector<Rows> plans;
   const Session session(Postgres().ConnectionTo(database, "evidence_app"));
-  for (const auto& sql : std::vector<std::string>{
-           "SELECT count(*) " + live, "SELECT * " + live + " ORDER BY local_create_time DESC limit 21 offset 0",
-           "SELECT * " + live + " ORDER BY name ASC limit 21 offset 0",
-           "SELECT * " + live + " ORDER BY cad_id DESC limit 21 offset 0",
-           "SELECT * " + live + " AND evidence_type_id = 3 ORDER BY local_create_time DESC limit 21 offset 0",
-           "SELECT COUNT(id) " + live + " AND name ilike '%case 49%'", "SELECT * " + live + " AND ID = 7",
-           "SELECT * " + live + " AND guid = 'g7'",
-           "SELECT * FROM evidence.evidence_file WHERE evidence_id = 7 AND deleted = 0",
-           "SELECT * FROM evidence.operation_log WHERE evidence_id = 1",
-           "UPDATE evidence.evidence SET deleted = 1 WHERE id = 7"})
+  for (const auto& sql :
+       {"SELECT count(*) " + live, "SELECT * " + live + " ORDER BY cad_id DESC limit 21 offset 0",
+        "SELECT * " + live + " AND evidence_type_id = 3 ORDER BY local_create_time DESC limit 21 offset 0",
+        "SELECT COUNT(id) " + live + " AND name ilike '%case 49%'", "SELECT * " + live + " AND guid = 'g7'"})
     plans.push_back(session.Query("EXPLAIN (COSTS OFF) " + sql));
   return plans;
 }
@@ -154,10 +135,9 @@ TEST_F(BackupTest, AFilledDatabaseComesBackWithItsAnswersPlansRightsAndNumbers) 
   const ScratchFolder data;
   ASSERT_EQ(RunHost({"cameras", "load", CAMERA_SAMPLE}).err, "");
   Postgres().Query(
-      "CREATE ROLE \"the \"\"reader\"\"\" LOGIN; GRANT USAGE ON SCHEMA evidence TO \"the \"\"reader\"\"\"; GRANT "
-      "SELECT "
-      "ON evidence.evidence TO \"the \"\"reader\"\"\" WITH GRANT OPTION; ALTER DATABASE evidence SET search_path = "
-      "'$user', public; ALTER ROLE evidence_app IN DATABASE evidence SET work_mem = '5MB'");
+      R"(CREATE ROLE "the ""reader""" LOGIN; GRANT SELECT ON evidence.evidence TO "the ""reader""" WITH GRANT OPTION;)"
+      "ALTER DATABASE evidence SET search_path = '$user', public; ALTER ROLE evidence_app IN DATABASE evidence SET "
+      "work_mem = '5MB'");
   std::vector<std::string> answers;
   {
     HostProcess host({{"data", data.path()}});

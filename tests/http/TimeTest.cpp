@@ -30,7 +30,7 @@ constexpr char kWrite[] = "INSERT INTO public.notes SELECT 1 FROM pg_advisory_xa
 class TimeTest : public testing::Test {
  protected:
   /// Hosts that run at once.
-  static constexpr int kHosts = 10;
+  static constexpr int kHosts = 9;
 
   static void SetUpTestSuite() {
     EnsureTester();
@@ -197,14 +197,13 @@ TEST(ReadinessTest, AsksTheDatabaseOnceASecond) {
 struct Hanging {
   SettingsMap settings;
   /// What is sent to it, if anything, and what comes back at its end; 0 for no whole answer.
-  std::string method;
-  std::string path;
-  std::string body;
+  std::string method = {};
+  std::string path = {};
+  std::string body = {};
   int status = 0;
-  /// What its log has when it hangs, and in the end.
-  std::string hangs;
-  std::string given_up;
+  std::string given_up = {};  ///< in its log at the end
   int exit_code = 0;
+  std::string hangs = {};  ///< in its log when it hangs before it listens
 };
 
 TEST_F(TimeTest, AStopEndsWhateverHangs) {
@@ -218,32 +217,25 @@ TEST_F(TimeTest, AStopEndsWhateverHangs) {
   const int lost_reader = open(lost_pipe.c_str(), O_RDWR | O_CLOEXEC);
   const SettingsMap show{{"plugins", kShow}};
   const SettingsMap impatient{{"plugins", kShow}, {"drain_timeout_s", "1"}};
+  const std::string unread(8 << 20, 'x');
+  const std::string uninit_hangs = "test_show.s.so, test_uninit_hangs.s.so";
   std::vector<Hanging> cases = {
-      {show, "GET", "/Sql", kRead, 503, "", "stopped", 0},
-      {show, "GET", "/Gate", folder.path(), 503, "", "given up in its middle: GET /Gate", 0},
-      {impatient, "POST", "/Sql", kWrite, 503, "", "given up in its middle: POST /Sql", 1},
-      {{{"plugins", "test_uninit_hangs.s.so"}},
-       "",
-       "",
-       "",
-       0,
-       "",
-       "given up in UnInit of plugin .*test_uninit_hangs",
-       0},
-      {{{"plugins", "test_init_hangs.s.so"}}, "", "", "", 0, "Init hangs", "given up in the start", 0},
-      {{{"plugins", ""}, {"log_file", pipe}, {"log_level", "1"}}, "", "", "", 0, "", "", 0},
-      {{{"plugins", ""}, {"log_file", lost_pipe}}, "", "", "", 0, "", "", 0},
-      {impatient, "POST", "/Echo", std::string(8 << 20, 'x'), 0, "", "with its answer on the way: POST /Echo", 1},
-      {{{"plugins", "test_show.s.so, test_uninit_hangs.s.so"}, {"drain_timeout_s", "1"}},
+      {show, "GET", "/Sql", kRead, 503, "stopped"},
+      {show, "GET", "/Gate", folder.path(), 503, "given up in its middle: GET /Gate"},
+      {impatient, "POST", "/Sql", kWrite, 503, "given up in its middle: POST /Sql", 1},
+      {impatient, "POST", "/Echo", unread, 0, "with its answer on the way: POST /Echo", 1},
+      {{{"plugins", uninit_hangs}, {"drain_timeout_s", "1"}},
        "POST",
        "/Echo",
-       std::string(8 << 20, 'x'),
+       unread,
        0,
-       "",
-       "given up in UnInit",
+       "given up in UnInit of plugin .*test_uninit_hangs",
        1},
+      {.settings = {{"plugins", "test_init_hangs.s.so"}}, .given_up = "given up in the start", .hangs = "Init hangs"},
+      {.settings = {{"plugins", ""}, {"log_file", pipe}, {"log_level", "1"}}},
+      {.settings = {{"plugins", ""}, {"log_file", lost_pipe}}},
       // The last: its statement is let go when the others have ended.
-      {{{"plugins", kShow}, {"drain_timeout_s", "45"}}, "POST", "/Sql", kWrite, 200, "", "UnInit called", 0},
+      {{{"plugins", kShow}, {"drain_timeout_s", "45"}}, "POST", "/Sql", kWrite, 200, "UnInit called"},
   };
   ASSERT_EQ(cases.size(), kHosts);
   std::vector<std::unique_ptr<Session>> gates;

@@ -147,5 +147,34 @@ TEST_F(ManagerTest, OfChangesOfOneEntryTheSameOneEndsInTheTableAndInTheCache) {
   }
 }
 
+TEST_F(ManagerTest, ADeletedEvidenceKeepsNoFiles) {
+  const platform::ScopedBackend<plugin_comm::IPluginCommManager> comm(platform::MakePluginCommManager());
+  // Lingers, so that a deletion could pass between the checks of a link and its row.
+  const auto link = [](const auto&, const auto&, std::shared_ptr<plugin_comm::IPluginCommData>& response) {
+    Postgres().Query("SELECT pg_sleep(0.01)");
+    response = std::make_shared<plugin_comm::CPluginCommData>(R"({"ResponseStatus":{"ErrorModule":0,"ErrorCode":0}})",
+                                                              nullptr, 0);
+  };
+  ASSERT_TRUE(plugin_comm::IPluginCommManager::Instance()->PublishApi("files", "/API/FileManager/V1/LinkFile", link));
+  for (std::int32_t id = 1; id <= 10; ++id) {
+    Postgres().Query("INSERT INTO evidence.evidence (id, guid) VALUES (" + std::to_string(id) + ", 'g')");
+    std::vector<std::jthread> threads;
+    for (int n = 0; n < 3; ++n) {
+      threads.emplace_back([this, id, n] {
+        for (int file_id = 5 * n; file_id < 5 * n + 5; ++file_id) {
+          const auto file = std::make_shared<_tag_EvidenceFile_>();
+          file->id = file_id;
+          file->evidence_id = id;
+          std::list<ErrorPtr> failures;
+          (void)manager_.InsertEvidenceFiles(failures, {file});
+        }
+      });
+    }
+    threads.emplace_back([this, id] { EXPECT_TRUE(manager_.DelEvidences({id})); });
+    threads.clear();
+    EXPECT_EQ(Postgres().Value("SELECT count(*) FROM evidence.evidence_file WHERE deleted = 0"), "0");
+  }
+}
+
 }  // namespace
 }  // namespace evidence_test

@@ -263,20 +263,6 @@ TEST(FairPoolTest, StarvesWhileCallersWaitAndNoneIsServed) {
   held.reset();
 }
 
-TEST(FairPoolTest, NeverLendsOneObjectTwiceUnderLoad) {
-  const auto pool = MakePool();
-  std::vector<std::jthread> borrowers;
-  for (int thread = 0; thread < 4; ++thread) {
-    borrowers.emplace_back([&] {
-      // Unguarded on purpose: the holder of the object is alone with it.
-      for (int round = 0; round < 5000; ++round)
-        ++*pool->Take(kLong);
-    });
-  }
-  borrowers.clear();
-  EXPECT_EQ(*pool->Take(kLong), 4 * 5000);
-}
-
 /// Leaves another failure behind, and throws.
 struct SpoilingSink final : platform::ILogSink {
   void Write(int, std::string_view, std::string_view) override {
