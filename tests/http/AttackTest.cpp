@@ -5,8 +5,6 @@
 // EVIDENCE_ATTACK_SECONDS (3) and EVIDENCE_ATTACK_EVIDENCES (1000) make it longer and the tables larger; what the
 // ordinary client saw is printed. bench/attack runs it at the limits.
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
@@ -15,8 +13,6 @@
 #include <stdexcept>
 
 #include "http/HostProcess.h"
-#include "support/Eventually.h"
-#include "support/ThrowawayPostgres.h"
 
 namespace evidence_test {
 namespace {

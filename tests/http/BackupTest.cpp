@@ -1,17 +1,13 @@
-// Backup and restore of the database of a running host, and dumps that were restored by other means.
+// Backup and restore of the database of a running host.
 
-#include <gmock/gmock.h>
 #include <sys/stat.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
 
-#include "DatabaseSetup.h"
 #include "http/HostProcess.h"
 #include "support/BesideTables.h"
-#include "support/Eventually.h"
-#include "support/ThrowawayPostgres.h"
 
 namespace evidence_test {
 namespace {
@@ -24,11 +20,9 @@ const std::string kV2 = "/TRELL/Halyard/Evidence/V2/Evidence";
 
 class BackupTest : public testing::Test {
  protected:
-  BackupTest() { MakeDatabase("copy"); }
-
-  static void MakeDatabase(const std::string& name) {
-    Postgres().Query("DROP DATABASE IF EXISTS " + name + " WITH (FORCE)");
-    Postgres().Query("CREATE DATABASE " + name);
+  BackupTest() {
+    Postgres().Query("DROP DATABASE IF EXISTS copy WITH (FORCE)");
+    Postgres().Query("CREATE DATABASE copy");
   }
   static std::string Owner(const std::string& database) { return Postgres().ConnectionTo(database, "postgres"); }
   static Rows Query(const std::string& database, const std::string& sql) { return Session(Owner(database)).Query(sql); }
@@ -175,19 +169,6 @@ TEST_F(BackupTest, AFilledDatabaseComesBackWithItsAnswersPlansRightsAndNumbers) 
   EXPECT_EQ(host.Stop().exit_code, 0);
 }
 
-TEST_F(BackupTest, AForeignDumpServesAgainAfterASetUp) {
-  const auto copy = "pg_dump --no-owner --no-privileges -d '" + Owner("evidence") +
-                    "' | psql -Xq -v ON_ERROR_STOP=1 -o " + "/dev/null -d '" + Owner("copy") + "'";
-  ASSERT_EQ(std::system(copy.c_str()), 0);
-  MakeDatabase("fresh");
-  ASSERT_EQ(platform::SetUpDatabase(Owner("fresh"), ThrowawayPostgres::Scripts()).fault, "");
-  const auto wanted = Query("fresh", kSqlBeside);
-  ASSERT_NE(Query("copy", kSqlBeside), wanted);
-  const auto done = HostProcess({{"setup_database", Owner("copy")}}, {"setup"}).Wait();
-  EXPECT_EQ(done.err, "");
-  EXPECT_EQ(Query("copy", kSqlBeside), wanted);
-}
-
 TEST_F(BackupTest, WhatIsNotWholeNewOrEmptyIsRefused) {
   ASSERT_EQ(Fault("backup", "evidence", file_), "");
   const auto whole = folder_.Read("evidence.backup");
@@ -220,23 +201,6 @@ TEST_F(BackupTest, WhatIsNotWholeNewOrEmptyIsRefused) {
   EXPECT_THAT(Fault("restore", "evidence", file_), HasSubstr("not empty, it has schema evidence"));
   Query("copy", "DROP TABLE public.own");
   EXPECT_EQ(Fault("restore", "copy", file_), "");
-}
-
-TEST_F(BackupTest, AnOlderSchemaIsUpgraded) {
-  const ScratchFolder older;
-  fs::copy(ThrowawayPostgres::Scripts(), older.path());
-  for (const auto& entry : fs::directory_iterator(older.path())) {
-    const auto name = entry.path().filename();
-    if (name >= "007" && name < "999") fs::remove(entry.path());
-  }
-  MakeDatabase("older");
-  ASSERT_EQ(platform::SetUpDatabase(Owner("older"), older.path()).fault, "");
-  Query("older", "INSERT INTO evidence.evidence (id, guid, cad_id) VALUES (1, 'a', repeat('x', 5000)), (2, 'b', 'c')");
-  ASSERT_EQ(Fault("backup", "older", file_), "");
-  EXPECT_EQ(Fault("restore", "copy", file_), "");
-  EXPECT_EQ(Query("copy", "SELECT id FROM evidence.evidence_outsize"), (Rows{{"1"}}));
-  EXPECT_EQ(Query("copy", "SELECT max(version) FROM platform.schema_version"),
-            Query("evidence", "SELECT max(version) FROM platform.schema_version"));
 }
 
 TEST_F(BackupTest, AStoppedBackupLeavesNoFileAndNoPasswordIsSeen) {

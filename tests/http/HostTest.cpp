@@ -1,7 +1,6 @@
 // The host as a program: what it answers to requests of any form, how it starts and how it stops.
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,8 +10,6 @@
 #include <stdexcept>
 
 #include "http/HostProcess.h"
-#include "support/Eventually.h"
-#include "support/ThrowawayPostgres.h"
 
 namespace evidence_test {
 namespace {

@@ -1,6 +1,5 @@
 // What requests may hold of the memory, and the host where memory ends.
 
-#include <gmock/gmock.h>
 #include <sys/stat.h>
 
 #include <atomic>
@@ -15,8 +14,6 @@
 #include "http/HostProcess.h"
 #include "platform/Memory.h"
 #include "support/AddressSpace.h"
-#include "support/Eventually.h"
-#include "support/ThrowawayPostgres.h"
 
 namespace evidence_test {
 namespace {

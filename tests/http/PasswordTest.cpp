@@ -1,7 +1,5 @@
 // Logins, the password checks that plugins call, and what both are made of.
 
-#include <gmock/gmock.h>
-
 #include <algorithm>
 #include <atomic>
 
@@ -12,7 +10,6 @@
 #include "SealedText.h"
 #include "Users.h"
 #include "http/HostProcess.h"
-#include "support/ThrowawayPostgres.h"
 
 namespace evidence_test {
 namespace {

@@ -1,13 +1,9 @@
 // The plugins in the real host: the answers to clients and other plugins, and the rows that remain.
 
-#include <gmock/gmock.h>
-
 #include <cstdlib>
 #include <regex>
 
 #include "http/HostProcess.h"
-#include "support/Eventually.h"
-#include "support/ThrowawayPostgres.h"
 
 namespace evidence_test {
 namespace {

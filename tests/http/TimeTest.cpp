@@ -1,19 +1,14 @@
 // What takes no end: clients that are gone, statements, plugins and logs that hang; and how the host gets out of it.
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cstdlib>
-#include <memory>
-#include <vector>
 
 #include "Readiness.h"
 #include "http/HostProcess.h"
-#include "support/Eventually.h"
-#include "support/ThrowawayPostgres.h"
 
 namespace evidence_test {
 namespace {

@@ -96,17 +96,15 @@ TEST_F(ManagerTest, AClientOfChangesEndsWithTheRowsOfEightWriters) {
 }
 
 TEST_F(ManagerTest, TheRoleHasTimeLimitsAndDeletionsFromDictionariesTheirOwn) {
-  Postgres().Query(
-      "INSERT INTO evidence.evidence (id, guid, evidence_type_id) VALUES (1, 'a', 3), (2, 'b', 4);"
-      "INSERT INTO evidence.evidence_custom_info (id, evidence_id, custom_id) VALUES (1, 1, 6), (2, 2, 7);"
-      "CREATE FUNCTION public.note_limits() RETURNS trigger LANGUAGE plpgsql AS $$ DECLARE limits text := concat_ws(' "
-      "', "
-      "current_setting('statement_timeout'), current_setting('lock_timeout')); BEGIN IF TG_TABLE_NAME = "
-      "'evidence_custom_info' THEN NEW.option_text := limits; ELSE NEW.cad_id := limits; END IF; RETURN NEW; END $$;"
-      "CREATE TRIGGER note_limits BEFORE UPDATE ON evidence.evidence FOR EACH ROW EXECUTE FUNCTION "
-      "public.note_limits();"
-      "CREATE TRIGGER note_limits BEFORE UPDATE ON evidence.evidence_custom_info FOR EACH ROW EXECUTE FUNCTION "
-      "public.note_limits()");
+  Postgres().Query(R"(
+    INSERT INTO evidence.evidence (id, guid, evidence_type_id) VALUES (1, 'a', 3), (2, 'b', 4);
+    INSERT INTO evidence.evidence_custom_info (id, evidence_id, custom_id) VALUES (1, 1, 6), (2, 2, 7);
+    CREATE FUNCTION public.note_limit() RETURNS trigger LANGUAGE plpgsql AS $$ DECLARE limits text :=
+      current_setting('statement_timeout') || ' ' || current_setting('lock_timeout'); BEGIN
+      IF TG_TABLE_NAME = 'evidence_custom_info' THEN NEW.option_text := limits; ELSE NEW.cad_id := limits; END IF;
+      RETURN NEW; END $$;
+    CREATE TRIGGER note BEFORE UPDATE ON evidence.evidence FOR EACH ROW EXECUTE FUNCTION note_limit();
+    CREATE TRIGGER note BEFORE UPDATE ON evidence.evidence_custom_info FOR EACH ROW EXECUTE FUNCTION note_limit())");
   CEvidenceMgrDBByPG store;
   std::list<ErrorPtr> errors;
   EXPECT_TRUE(manager_.DeleteEvidenceTypes(errors, {3}, nullptr));
@@ -117,7 +115,7 @@ TEST_F(ManagerTest, TheRoleHasTimeLimitsAndDeletionsFromDictionariesTheirOwn) {
             (Rows{{"-1", "10min 30s"}, {"4", "30s 30s"}}));
   EXPECT_EQ(Postgres().Query("SELECT deleted, option_text FROM evidence.evidence_custom_info ORDER BY id"),
             (Rows{{"1", "10min 30s"}, {"1", "30s 30s"}}));
-  Postgres().Query("DROP FUNCTION public.note_limits() CASCADE");
+  Postgres().Query("DROP FUNCTION public.note_limit() CASCADE");
 }
 
 TEST_F(ManagerTest, OfChangesOfOneEntryTheSameOneEndsInTheTableAndInTheCache) {

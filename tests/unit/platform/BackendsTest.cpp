@@ -9,7 +9,6 @@
 #include <fstream>
 #include <future>
 #include <iterator>
-#include <latch>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
@@ -86,22 +85,6 @@ TEST_F(RouteTableTest, EachMethodIsRegisteredOnceAndTheFirstCallbackServes) {
   EXPECT_FALSE(Register("D", "no path"));
 }
 
-TEST_F(RouteTableTest, RoutesComeAndGoWhileOthersAreFound) {
-  std::atomic<bool> stop{false};
-  std::latch started(2);
-  std::jthread reader([&] {
-    started.arrive_and_wait();
-    while (!stop)
-      EXPECT_EQ(At("/C/"), "/C/");
-  });
-  started.arrive_and_wait();
-  for (int round = 0; round < 2'000; ++round) {
-    EXPECT_TRUE(Register("/B/E/Moving/ID", "moving"));
-    EXPECT_TRUE(table_->UnRegisterUrl("/B/E/Moving/ID"));
-  }
-  stop = true;
-}
-
 Data Json(const std::string& text) { return std::make_shared<CPluginCommData>(text, nullptr, 0); }
 
 void Echo(const std::string& url, const Data& request, Data& response) {
@@ -165,25 +148,6 @@ TEST_F(PluginCommTest, RecoverWaitsForTheCallInsideAndDestroysTheCallback) {
   go_on.set_value();
   EXPECT_EQ(recovered.get(), 1);
   EXPECT_EQ(caller.get(), "slow /inner:q");
-}
-
-TEST_F(PluginCommTest, NoCallEntersARecoveredCallback) {
-  for (int round = 0; round < 300; ++round) {
-    std::atomic<bool> alive{true};
-    EXPECT_TRUE(manager_->PublishApi("p", "/r", [&](const std::string&, const Data&, Data& response) {
-      EXPECT_TRUE(alive);
-      response = Json("r");
-    }));
-    std::latch start(2);
-    const std::jthread caller([&] {
-      start.arrive_and_wait();
-      while (Ask("/r") == "r") {
-      }
-    });
-    start.arrive_and_wait();
-    EXPECT_TRUE(manager_->RecoverApi("p", "/r"));
-    alive = false;
-  }
 }
 
 TEST(Backends, WithoutAnyoneWhoKnowsNothingIsAllowed) {
