@@ -11,7 +11,8 @@
 
 namespace evidence_test {
 
-/// A log sink that keeps every line, and looks at the names in those of the evidence plugin. Install it with platform::ScopedBackend<platform::ILogSink>.
+/// A log sink that keeps every line, and looks at the names in those of the evidence plugin. Install it with
+/// platform::ScopedBackend<platform::ILogSink>.
 class LogRecorder final : public platform::ILogSink {
  public:
   struct Line {
