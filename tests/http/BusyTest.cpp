@@ -1,14 +1,8 @@
 // What the host does while the file manager hangs: half of the workers stay free, and who comes too much is told so.
 
-#include <gmock/gmock.h>
-
 #include <atomic>
-#include <thread>
-#include <vector>
 
 #include "http/HostProcess.h"
-#include "support/Eventually.h"
-#include "support/ThrowawayPostgres.h"
 
 namespace evidence_test {
 namespace {

@@ -17,8 +17,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "support/ThrowawayPostgres.h"
-
 namespace evidence_test {
 namespace {
 

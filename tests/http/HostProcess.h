@@ -1,5 +1,6 @@
 #pragma once
 
+#include <gmock/gmock.h>
 #include <sys/types.h>
 
 #include <csignal>
@@ -11,7 +12,9 @@
 #include <thread>
 #include <vector>
 
+#include "support/Eventually.h"
 #include "support/ScratchFolder.h"
+#include "support/ThrowawayPostgres.h"
 
 namespace evidence_test {
 

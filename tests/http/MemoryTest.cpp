@@ -1,12 +1,9 @@
 // What requests may hold of the memory, and the host where memory ends.
 
-#include <gmock/gmock.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
-#include <fstream>
 #include <mutex>
 #include <set>
 #include <stdexcept>
@@ -17,8 +14,6 @@
 #include "http/HostProcess.h"
 #include "platform/Memory.h"
 #include "support/AddressSpace.h"
-#include "support/Eventually.h"
-#include "support/ThrowawayPostgres.h"
 
 namespace evidence_test {
 namespace {
@@ -83,6 +78,7 @@ TEST_F(AdmissionTest, ServesInOrderAndLetsNoAddressHoldUpTheOthers) {
   Request d("d");
   Request e("e");
   Request f("f");
+  Request g("g");
   Request small("a");
   EXPECT_EQ(Ask(room, a1, 15), kNever);
   EXPECT_EQ(Ask(room, a1, 14), kTaken);
@@ -96,6 +92,7 @@ TEST_F(AdmissionTest, ServesInOrderAndLetsNoAddressHoldUpTheOthers) {
   d.memory.ShrinkTo(9 * kMebibyte);
   EXPECT_EQ(e.taken, -1);
   EXPECT_EQ(f.taken, -1) << "the one before it still waits";
+  EXPECT_EQ(Ask(room, g, 2), kWaits) << "there is room, for which others wait";
   c.memory.ShrinkTo(0);
   EXPECT_EQ(e.taken, 1);
   EXPECT_EQ(f.taken, 1);
@@ -188,8 +185,14 @@ TEST_F(HostMemoryTest, AStalledBodyGivesItsRoomToTheNext) {
   const HttpConnection chunked(host_->port());
   const HttpConnection too_large(host_->port());
   const auto chunks = RequestHead("PUT", "/Echo", session_) + "Transfer-Encoding: chunked\r\n\r\n";
-  chunked.Send(chunks + "4\r\nabcd\r\n0\r\n\r\n");
-  EXPECT_EQ(chunked.ReadReply().body, "1 [abcd]");
+  const Session gate(Postgres().OwnerConnection());
+  gate.Query("SELECT pg_advisory_lock(1)");
+  chunked.Send(RequestHead("POST", "/Sql", session_) + "Transfer-Encoding: chunked\r\n\r\n20\r\n" +
+               "SELECT pg_advisory_xact_lock(01)\r\n0\r\n\r\n");
+  ASSERT_TRUE(Eventually([&] { return gate.Query("SELECT FROM pg_locks WHERE NOT granted").size() == 1; }));
+  EXPECT_EQ(Answer("PUT", "/Echo", body), "200 1 [" + body + "]");
+  gate.Query("SELECT pg_advisory_unlock(1)");
+  EXPECT_EQ(chunked.ReadReply().body, "done");
   too_large.Send(chunks + "c350\r\n" + std::string(50'000, 'x') + "\r\n0\r\n\r\n");
   EXPECT_EQ(too_large.ReadReply().status, 413);
   EXPECT_EQ(host_->Stop().exit_code, 0);
@@ -290,43 +293,6 @@ TEST_F(LargeRecordsTest, WhereMemoryEndsTheHostGoesOn) {
   EXPECT_THAT(Flood(), testing::Contains(HasSubstr(R"("ErrorCode":15)"))) << "no memory was missing";
   EXPECT_THAT(Answer("GET", kList, Page(2, 32)), HasSubstr(R"("ErrorCode":0)")) << "it goes on";
   EXPECT_EQ(host_->Stop().exit_code, 0);
-}
-
-/// A control group with 512 MiB, deleted at the end; its path is empty when the machine allows none.
-class ControlGroup {
- public:
-  ControlGroup() {
-    for (const auto& [top, limit] :
-         {std::pair("/sys/fs/cgroup/memory", "memory.limit_in_bytes"), std::pair("/sys/fs/cgroup", "memory.max")}) {
-      const auto path = std::string(top) + "/evidence-test-" + std::to_string(getpid());
-      if (mkdir(path.c_str(), 0755) != 0) continue;
-      if (std::ofstream(path + "/" + limit) << 512 * kMebibyte << std::flush) path_ = path;
-      if (!path_.empty()) return;
-      rmdir(path.c_str());
-    }
-  }
-  ~ControlGroup() {
-    EXPECT_TRUE(path_.empty() || Eventually([this] { return rmdir(path_.c_str()) == 0; }));
-  }
-  ControlGroup(const ControlGroup&) = delete;
-  ControlGroup& operator=(const ControlGroup&) = delete;
-
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
-
-TEST_F(LargeRecordsTest, AControlGroupOf512MegabytesIsEnough) {
-  if (!kAddressSpaceCanBeLimited) GTEST_SKIP() << "a sanitizer needs more memory";
-  const ControlGroup group;
-  if (group.path().empty()) GTEST_SKIP() << "this machine lets nobody make a control group with a memory limit";
-  Start({{"plugins", kPlugins}}, "echo $$ >" + group.path() + "/cgroup.procs");
-  for (int round = 0; round < 3; ++round)
-    EXPECT_THAT(Flood(), testing::Not(testing::IsEmpty()));
-  EXPECT_THAT(Answer("GET", kList, Page(2, 32)), HasSubstr(R"("ErrorCode":0)")) << "it goes on";
-  EXPECT_EQ(host_->Stop().exit_code, 0);
-  host_.reset();
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 // The description of the interface in docs/openapi.yaml beside the route table and the answers of the running host.
 
-#include <gtest/gtest.h>
 #include <yaml-cpp/yaml.h>
 
 #include <boost/algorithm/string/case_conv.hpp>
@@ -8,7 +7,6 @@
 #include <regex>
 
 #include "http/HostProcess.h"
-#include "support/ThrowawayPostgres.h"
 #include "usrservice/Routes.h"
 
 namespace evidence_test {

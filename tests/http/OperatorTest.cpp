@@ -1,6 +1,5 @@
 // What an operator gives the host: settings, users, the key file, cameras.
 
-#include <gmock/gmock.h>
 #include <sys/stat.h>
 
 #include <atomic>
@@ -14,8 +13,6 @@
 #include "KeyFile.h"
 #include "Settings.h"
 #include "http/HostProcess.h"
-#include "support/Eventually.h"
-#include "support/ThrowawayPostgres.h"
 
 namespace evidence_test {
 namespace {

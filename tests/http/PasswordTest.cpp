@@ -1,10 +1,7 @@
 // Logins, the password checks that plugins call, and what both are made of.
 
-#include <gmock/gmock.h>
-
 #include <algorithm>
 #include <atomic>
-#include <thread>
 
 #include "Accounts.h"
 #include "Authentication.h"
@@ -13,7 +10,6 @@
 #include "SealedText.h"
 #include "Users.h"
 #include "http/HostProcess.h"
-#include "support/ThrowawayPostgres.h"
 
 namespace evidence_test {
 namespace {
@@ -268,31 +264,6 @@ TEST(FailedTriesTest, ManyKeysGiveUpCountsBeforeFreezes) {
   EXPECT_FALSE(tries.IsFrozen(long_key)) << "with freezes alone, the one that lifts next is given up";
   EXPECT_TRUE(tries.IsFrozen("held"));
   EXPECT_EQ(tries.Left("new"), 2);
-}
-
-TEST(FailedTriesTest, WrongTriesAtOnceNeverPassTheLimitAndRightOnesOnlyWait) {
-  FailedTries three({3, kFreeze});
-  std::atomic<int> tried = 0;
-  OnManyThreads([&] {
-    while (auto leave = three.Begin("wrong")) {
-      ++tried;
-      std::this_thread::yield();
-      leave->Failed();
-    }
-  });
-  EXPECT_EQ(tried, 3);
-
-  FailedTries one({1, kFreeze});
-  std::atomic<int> passed = 0;
-  OnManyThreads([&] {
-    for (int i = 0; i < 50; ++i) {
-      auto leave = one.Begin("right");
-      if (!leave) continue;
-      ++passed;
-      leave->Succeeded();
-    }
-  });
-  EXPECT_EQ(passed, 50 * kThreads);
 }
 
 constexpr char kKey[] = "00112233445566778899aabbccddeeff00112233445566778899aabbccddeeff";

@@ -1,15 +1,9 @@
 // The plugins in the real host: the answers to clients and other plugins, and the rows that remain.
 
-#include <gmock/gmock.h>
-
-#include <atomic>
-#include <chrono>
 #include <cstdlib>
 #include <regex>
 
 #include "http/HostProcess.h"
-#include "support/Eventually.h"
-#include "support/ThrowawayPostgres.h"
 
 namespace evidence_test {
 namespace {
@@ -219,72 +213,6 @@ TEST_F(PluginTest, TheFirstFailureEndsACallOfAnotherPluginAndUndoesNothing) {
   EXPECT_EQ(Call("POST", "/Api", "/API/Evidence/V1/Evidence"), "no reply") << "without a request";
 }
 
-/// The rows of the dictionaries beside the built-in ones, and the changes.
-std::string DictionaryRows() {
-  return Postgres().Value(
-      "SELECT string_agg(concat_ws(' ', word, a, b, c, d), '; ' ORDER BY part, place) FROM ("
-      "SELECT 1 AS part, id AS place, 'type' AS word, id AS a, name AS b, deleted AS c, NULL::integer AS d "
-      "FROM evidence.evidence_type WHERE id > 5 UNION ALL "
-      "SELECT 2, id, 'custom', id, name, types, deleted FROM evidence.evidence_custom WHERE id > 5 UNION ALL "
-      "SELECT 3, id, 'option', id, name, custom_id, deleted FROM evidence.evidence_option UNION ALL "
-      "SELECT 4, version, 'change', source_type, NULL, resource_id, method FROM platform.incre_resource) AS lines");
-}
-
-TEST_F(PluginTest, DictionariesOfTheTablesTheCacheAndTheChangesAgree) {
-  EnsureTester();
-  session_ = Login(host_->port());
-  const std::string types = R"({"EvidenceTypeList":{"EvidenceType":[{"ID":0},{"ID":1},{"ID":2},{"ID":3},{"ID":4},)";
-  const std::string customs =
-      R"({"EvidenceCustomList":{"EvidenceCustom":[{"ID":1,"CustomType":1},{"ID":2,"CustomType":0},)"
-      R"({"ID":3,"CustomType":0},)";
-  const std::string odd = R"({"ID":6,"Name":"';DROP TABLE x;--\\'\" %s%n$1")";
-  const std::string blue =
-      R"("CustomType":0,"CustomOptionList":{"CustomOption":[{"OptionID":2,"OptionName":"blue"}]}})";
-  Postgres().Query(
-      "INSERT INTO evidence.evidence (id, guid, evidence_type_id, deleted) VALUES (1, 'a', 7, 0), (2, 'b', 7, 1), "
-      "(3, 'c', 6, 0)");
-  Play({
-      {"PUT", kV1 + "/Type", types + R"({"ID":5},{"Name":"O'Brien \\ 100%"},{"Name":"\u4e2d"},{"Name":"a\u0000b"}]}})",
-       Answer(99999, R"({"EvidenceTypeErrorList":{"EvidenceTypeError":[)"
-                     R"({"Name":"a\u0000b","Error":{"ErrorModule":0,"ErrorCode":2}}]}})")},
-      {"PUT", kV1 + "/Type/6", R"({"EvidenceType":{"ID":99,)" + odd.substr(8) + "}}", Answer(0)},
-      {"PUT", kV1 + "/Type/0", R"({"EvidenceType":{"Name":"Fire"}})", Answer(0)},
-      {"DELETE", kV1 + "/Type/7", "", Answer(0)},
-      {"GET", kV1 + "/Type", R"({"EvidenceTypeQueryReq":{"ClientResourceVersion":1}})",
-       Answer(0, R"({"TotalNum":3,"EvidenceTypeList":{"EvidenceType":[)" + odd +
-                     R"(,"Method":1},{"ID":0,"Name":"Fire","Method":1},{"ID":7,"Method":2}]}})")},
-      {"GET", kV1 + "/Type", R"({"EvidenceTypeQueryReq":{"ClientResourceVersion":9}})",
-       Answer(0, R"({"TotalNum":0,"EvidenceTypeList":{}})")},
-      {"PUT", kV1 + "/Custom",
-       customs + R"({"Name":"colour","CustomType":0,"CustomOptionList":{"CustomOption":[{"OptionName":"red"},)"
-                 R"({"OptionName":"it's"}]}},{"Name":"plate","CustomType":1}]}})",
-       Answer(0)},
-      {"PUT", kV1 + "/Custom",
-       customs + R"({"ID":6,"Name":"it's","CustomType":0,"CustomOptionList":{"CustomOption":[{"OptionID":2,)"
-                 R"("OptionName":"blue"},{"OptionID":99,"OptionName":"of nobody"}]}}]}})",
-       Answer(0)},
-      {"GET", kV1 + "/Custom", R"({"CustomQueryReq":{"ClientResourceVersion":7}})",
-       Answer(0, R"({"CustomList":{"Custom":[{"ID":7,"Method":2,"CustomType":0,"CustomOptionList":{}},)"
-                 R"({"ID":6,"Name":"it's","Method":1,)" +
-                     blue + "]}}")},
-      {"GET", kV1 + "/Custom", R"({"CustomQueryReq":{"ClientResourceVersion":"99"}})", "204"},
-  });
-  EXPECT_EQ(DictionaryRows(),
-            "type 6 ';DROP TABLE x;--\\'\" %s%n$1 0; type 7 \xE4\xB8\xAD 1; custom 6 it's 0 0; custom 7 plate 1 1; "
-            "option 1 red 6 1; option 2 blue 6 0; change 13001 6 0; change 13001 7 0; change 13001 6 1; "
-            "change 13001 0 1; change 13001 7 2; change 13005 6 0; change 13005 7 0; change 13005 7 2; "
-            "change 13005 6 1");
-  EXPECT_EQ(Postgres().Value("SELECT string_agg(evidence_type_id::text, ' ' ORDER BY id) FROM evidence.evidence"),
-            "-1 7 6")
-      << "only live evidences lose the type";
-  const auto served = [this] { return Call("GET", kV1 + "/Type", "{}") + Call("GET", kV1 + "/Custom", "{}"); };
-  const auto before = served();
-  EXPECT_THAT(before, testing::AllOf(HasSubstr(R"({"ID":0,"Name":"Fire"})"), HasSubstr(odd + "}"), HasSubstr(blue)));
-  EXPECT_EQ(host_->Stop().exit_code, 0);
-  Start();
-  EXPECT_EQ(served(), before);
-}
-
 TEST_F(PluginTest, ADatabaseThatComesBackIsUsedAgain) {
   Postgres().Stop();
   EXPECT_EQ(ChangeType(), Answer(15));
@@ -305,57 +233,6 @@ TEST(ExportTest, PluginsShowTheirTwoEntryPointsOnly) {
         "test \"$(echo $(nm -D --defined-only --format=just-symbols '" + file + "'))\" = 'Init UnInit'";
     EXPECT_EQ(std::system(command.c_str()), 0) << file;
   }
-}
-
-TEST_F(PluginTest, UnderLoadEveryAnswerIsRightAndNoRowIsLost) {
-  const char* const seconds = std::getenv("EVIDENCE_LOAD_SECONDS");
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds == nullptr ? 3 : std::atoi(seconds));
-  std::atomic<int> begun = 0;
-  std::atomic<int> wrong = 0;
-  OnManyThreads([&] {
-    const HttpConnection connection(host_->port());
-    const auto ask = [&](const std::string& method, const std::string& path, const std::string& body,
-                         const std::string& part) {
-      HttpReply reply{503, {}, {}};
-      // More links at once than half of the workers are told to come again.
-      while (reply.status == 503) {
-        connection.Send(RequestText(method, path, session_.id, body));
-        reply = connection.ReadReply();
-      }
-      std::string text = reply.body;
-      const bool right =
-          text.find(R"("ErrorModule":0,"ErrorCode":0)") != std::string::npos && text.find(part) != std::string::npos;
-      if (!right && ++wrong == 1) ADD_FAILURE() << method << " " << path << " " << text;
-      return text;
-    };
-    while (std::chrono::steady_clock::now() < end) {
-      const auto guid = "g" + std::to_string(++begun) + "x";
-      const auto created = ask("POST", kV1, R"({"Evidence":{"Status":1,"Name":"n","Guid":")" + guid + "\"}}", guid);
-      const std::string id = std::to_string(std::atoi(created.c_str() + created.find(R"("ID":)") + 5));
-      ask("GET", kV1,
-          R"({"EvidenceQueryReq":{"PageIndex":1,"PageSize":2,"Filter":{"KeywordType":-1,"Keyword":")" + guid + "\"}}}",
-          guid);
-      ask("PUT", kV1, R"({"EvidenceList":{"Evidence":[{"ID":)" + id + R"(,"Status":0}]}})", guid);
-      ask("POST", kV2 + "/Files/BatchLinks",
-          R"({"Request":{"EvidenceList":{"Evidence":[{"EvidenceID":)" + id +
-              R"(}]},"FileList":{"File":[{"FileID":1,"FileName":"a"},{"FileID":2,"FileName":"b"}]}}})",
-          "");
-      ask("GET", kV2 + "/" + id + "/OperationLog", "", "a|b");
-    }
-  });
-  EXPECT_EQ(wrong, 0);
-  const std::pair<std::string, int> counts[] = {
-      {"evidence.evidence WHERE evidence_status = 0", begun},
-      {"evidence.evidence_file WHERE deleted = 0", 2 * begun},
-      {"filemanager.link WHERE linked", 2 * begun},
-      {"evidence.operation_log", 3 * begun},
-      {"platform.operation_log WHERE log_type = 306017", begun},
-      {"platform.operation_log WHERE log_type = 306018", 2 * begun},
-      {"platform.operation_log WHERE log_type = 306020", begun},
-      {"platform.operation_log WHERE log_type = 306021 AND object_name = 'a;b'", begun},
-  };
-  for (const auto& [rows, count] : counts)
-    EXPECT_EQ(Postgres().Value("SELECT count(*) FROM " + rows), std::to_string(count)) << rows;
 }
 
 }  // namespace

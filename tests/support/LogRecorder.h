@@ -7,10 +7,12 @@
 #include <vector>
 
 #include "Backend.h"
+#include "support/OperationNames.h"
 
 namespace evidence_test {
 
-/// A log sink that keeps every line. Install it with platform::ScopedBackend<platform::ILogSink>.
+/// A log sink that keeps every line, and looks at the names in those of the evidence plugin. Install it with
+/// platform::ScopedBackend<platform::ILogSink>.
 class LogRecorder final : public platform::ILogSink {
  public:
   struct Line {
@@ -20,6 +22,7 @@ class LogRecorder final : public platform::ILogSink {
   };
 
   void Write(int level, std::string_view tag, std::string_view text) override {
+    if (tag.starts_with("casefile.s")) ExpectNameOfOperation(text);
     const std::lock_guard lock(mutex_);
     lines_.push_back({level, std::string(tag), std::string(text)});
   }

@@ -83,23 +83,23 @@ TEST_F(DatabaseSetupTest, AnOlderSchemaWithDataComesUpToDateWithoutLosingARowAnd
   EXPECT_THAT(Apply().fault, HasSubstr("every_setup.sql: cannot be read"));
   scratch_.Write("every_setup.sql", "SELECT 1");
   ASSERT_EQ(Apply().version, 2);
-  Query(
-      "INSERT INTO evidence.evidence (id, guid, cad_id) SELECT n, n, repeat('it''s', n) FROM generate_series(1, 999) n;"
-      "INSERT INTO evidence.evidence_type (id, name) VALUES (nextval('evidence.evidence_type_id_seq'), 'own');"
-      "UPDATE evidence.evidence_type SET name = 'renamed' WHERE id = 2;"
-      "INSERT INTO evidence.evidence_file (id, evidence_id) VALUES (1, 1), (1, 1), (1, 2);"
-      "INSERT INTO evidence.operation_log (id, evidence_id) VALUES (-1, 1), (-1, 1);"
-      "UPDATE evidence.ftp_setting SET address = 'kept'");
+  Query(R"(
+    INSERT INTO evidence.evidence (id, guid, cad_id) SELECT n, n, repeat('it''s', n) FROM generate_series(1, 999) n;
+    INSERT INTO evidence.evidence_type (id, name) VALUES (nextval('evidence.evidence_type_id_seq'), 'own');
+    UPDATE evidence.evidence_type SET name = 'renamed' WHERE id = 2;
+    INSERT INTO evidence.evidence_file (id, evidence_id) VALUES (1, 1), (1, 1), (1, 2);
+    INSERT INTO evidence.operation_log (id, evidence_id) VALUES (-1, 1), (-1, 1);
+    UPDATE evidence.ftp_setting SET address = 'kept')");
   // The columns of today: a later script may add one.
-  const std::string columns = Query(
+  const auto columns = Query(
       "SELECT string_agg(column_name, ', ') FROM information_schema.columns WHERE "
-      "table_schema = 'evidence' AND table_name = 'evidence'")[0][0];
+      "(table_schema, table_name) = ('evidence', 'evidence')")[0][0];
   const std::string contents =
       "SELECT (SELECT md5(string_agg(row(" + columns +
-      ")::text, '' ORDER BY id)) FROM evidence.evidence), (SELECT count(*) FROM "
-      "evidence.evidence_file), (SELECT count(*) FROM evidence.operation_log), (SELECT address FROM "
-      "evidence.ftp_setting), (SELECT string_agg(name, ',' ORDER BY id) FROM evidence.evidence_type), guid FROM "
-      "platform.system";
+      ")::text, '' ORDER BY id)) FROM evidence.evidence), "
+      "(SELECT count(*) FROM evidence.evidence_file), (SELECT count(*) FROM evidence.operation_log), "
+      "(SELECT address FROM evidence.ftp_setting), "
+      "(SELECT string_agg(name, ',' ORDER BY id) FROM evidence.evidence_type), guid FROM platform.system";
   const auto before = Query(contents);
   fs::copy(ThrowawayPostgres::Scripts(), folder_, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
   scratch_.Write("900_more.sql", "CREATE TABLE evidence.extra (a integer);");
@@ -149,9 +149,8 @@ TEST_F(DatabaseSetupTest, EachCallBringsBackRightsAndSettingsAndKeepsWhatAnOpera
 
 TEST_F(DatabaseSetupTest, AnOwnerWithoutTheRightsIsToldAndTimeLimitsDoNotHoldASetUp) {
   Query(
-      "DO $$ BEGIN CREATE ROLE owner LOGIN; EXCEPTION WHEN duplicate_object THEN NULL; END $$; ALTER DATABASE own "
-      "OWNER "
-      "TO owner; ALTER ROLE owner IN DATABASE own SET statement_timeout = 1");
+      "DO $$ BEGIN CREATE ROLE owner LOGIN; EXCEPTION WHEN duplicate_object THEN NULL; END $$; "
+      "ALTER DATABASE own OWNER TO owner; ALTER ROLE owner IN DATABASE own SET statement_timeout = 1");
   const std::string owner = Postgres().ConnectionTo("own", "owner");
   const auto done = platform::SetUpDatabase(owner, folder_);
   EXPECT_EQ(done.fault, "");

@@ -1,16 +1,20 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/socket.h>
 
 #include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <future>
-#include <iterator>
+#include <set>
 #include <stdexcept>
 
+#include "DatabaseLock.h"
 #include "RealBackends.h"
 #include "platform/Call.h"
 #include "platform/LongStatements.h"
+#include "platform/Memory.h"
 #include "support/AuthenticationStub.h"
 #include "support/Eventually.h"
 #include "support/LogRecorder.h"
@@ -114,6 +118,20 @@ TEST_F(DBManagerTest, TheLastResultOfATextIsRead) {
   EXPECT_EQ(inner, "inner");
 }
 
+TEST_F(DBManagerTest, RowsAreCountedAndAChangeGivesThemBack) {
+  using platform::Call;
+  for (const auto kind : {Call::Kind::kReads, Call::Kind::kWrites}) {
+    platform::MemoryBudget budget;
+    platform::MemoryShare memory("a", budget);
+    Call call(kind, "a", &memory);
+    const platform::CallScope scope(call);
+    EXPECT_EQ(First("SELECT repeat('x', 1000000) AS a").size(), 1'000'000);
+    EXPECT_GT(memory.peak(), 4'900'000) << "the row and what is made of it";
+    EXPECT_EQ(memory.held() > 1'900'000, kind == Call::Kind::kReads) << "its records stay until the answer is made";
+    EXPECT_LT(memory.held(), 2'100'000);
+  }
+}
+
 TEST_F(DBManagerTest, ALongStatementHasItsTimeAndLeavesTheConnectionAsItWas) {
   const std::string limit = "SELECT current_setting('statement_timeout') AS a";
   const std::string insert = "INSERT INTO notes VALUES (1, 'a'); ";
@@ -180,6 +198,15 @@ TEST_F(DBManagerTest, CallersWaitNoLongerThanTheBoundAndTheEndWaitsForNone) {
   EXPECT_TRUE(Eventually([&] { return connections().empty(); }));
 }
 
+/// The files that this process has open.
+std::set<int> OpenFiles() {
+  std::set<int> files;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd"))
+    files.insert(std::stoi(entry.path().filename()));
+  std::erase_if(files, [](int file) { return fcntl(file, F_GETFD) < 0; });  // the folder's own
+  return files;
+}
+
 /// Texts that wait for the advisory lock 1, which the test holds.
 class CancelTest : public DBManagerTest {
  protected:
@@ -235,10 +262,7 @@ TEST_F(CancelTest, AConnectionWhoseCancellationHangsIsNotUsedAgain) {
   // The server accepts connections and does nothing with them.
   const pid_t server = std::stoi(Postgres().Value("SELECT pg_read_file('postmaster.pid', 0, 20)"));
   kill(server, SIGSTOP);
-  const auto open_files = [] {
-    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
-  };
-  const auto files = open_files();
+  const auto files = OpenFiles().size();
   EXPECT_TRUE(Eventually([server] {
     std::string state;
     std::ifstream stat("/proc/" + std::to_string(server) + "/stat");
@@ -246,11 +270,26 @@ TEST_F(CancelTest, AConnectionWhoseCancellationHangsIsNotUsedAgain) {
     return state == "T";
   }));
   call.Cancel();
-  EXPECT_TRUE(Eventually([&] { return open_files() > files; })) << "the request has its connection";
+  EXPECT_TRUE(Eventually([&] { return OpenFiles().size() > files; })) << "the request has its connection";
   OpenGate();
   EXPECT_TRUE(reading.get()) << "the text itself ended as ever";
   kill(server, SIGCONT);
   EXPECT_NE(First("SELECT pg_backend_pid() AS a"), before);
+}
+
+TEST(DatabaseLockTest, ALockThatTheServerStillHoldsForTheLastConnectionIsNotAnothers) {
+  const auto before = OpenFiles();
+  platform::DatabaseLock lock(Postgres().AppConnection());
+  ASSERT_EQ(lock.Take(), platform::DatabaseLock::State::kHeld);
+  const pid_t holder = std::stoi(Postgres().Value("SELECT pid FROM pg_locks WHERE (classid, objid) = (711, 3)"));
+  kill(holder, SIGSTOP);
+  for (const int file : OpenFiles())
+    if (!before.contains(file)) shutdown(file, SHUT_RDWR);
+  EXPECT_FALSE(lock.IsKept(std::chrono::seconds(30)));
+  EXPECT_EQ(lock.Take(), platform::DatabaseLock::State::kUnknown);
+  EXPECT_EQ(lock.Fault(), "the server has not noticed the end of the last connection");
+  kill(holder, SIGCONT);
+  EXPECT_TRUE(Eventually([&lock] { return lock.Take() == platform::DatabaseLock::State::kHeld; }));
 }
 
 /// Knows the session "known".

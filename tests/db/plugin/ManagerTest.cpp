@@ -96,17 +96,15 @@ TEST_F(ManagerTest, AClientOfChangesEndsWithTheRowsOfEightWriters) {
 }
 
 TEST_F(ManagerTest, TheRoleHasTimeLimitsAndDeletionsFromDictionariesTheirOwn) {
-  Postgres().Query(
-      "INSERT INTO evidence.evidence (id, guid, evidence_type_id) VALUES (1, 'a', 3), (2, 'b', 4);"
-      "INSERT INTO evidence.evidence_custom_info (id, evidence_id, custom_id) VALUES (1, 1, 6), (2, 2, 7);"
-      "CREATE FUNCTION public.note_limits() RETURNS trigger LANGUAGE plpgsql AS $$ DECLARE limits text := concat_ws(' "
-      "', "
-      "current_setting('statement_timeout'), current_setting('lock_timeout')); BEGIN IF TG_TABLE_NAME = "
-      "'evidence_custom_info' THEN NEW.option_text := limits; ELSE NEW.cad_id := limits; END IF; RETURN NEW; END $$;"
-      "CREATE TRIGGER note_limits BEFORE UPDATE ON evidence.evidence FOR EACH ROW EXECUTE FUNCTION "
-      "public.note_limits();"
-      "CREATE TRIGGER note_limits BEFORE UPDATE ON evidence.evidence_custom_info FOR EACH ROW EXECUTE FUNCTION "
-      "public.note_limits()");
+  Postgres().Query(R"(
+    INSERT INTO evidence.evidence (id, guid, evidence_type_id) VALUES (1, 'a', 3), (2, 'b', 4);
+    INSERT INTO evidence.evidence_custom_info (id, evidence_id, custom_id) VALUES (1, 1, 6), (2, 2, 7);
+    CREATE FUNCTION public.note_limit() RETURNS trigger LANGUAGE plpgsql AS $$ DECLARE limits text :=
+      current_setting('statement_timeout') || ' ' || current_setting('lock_timeout'); BEGIN
+      IF TG_TABLE_NAME = 'evidence_custom_info' THEN NEW.option_text := limits; ELSE NEW.cad_id := limits; END IF;
+      RETURN NEW; END $$;
+    CREATE TRIGGER note BEFORE UPDATE ON evidence.evidence FOR EACH ROW EXECUTE FUNCTION note_limit();
+    CREATE TRIGGER note BEFORE UPDATE ON evidence.evidence_custom_info FOR EACH ROW EXECUTE FUNCTION note_limit())");
   CEvidenceMgrDBByPG store;
   std::list<ErrorPtr> errors;
   EXPECT_TRUE(manager_.DeleteEvidenceTypes(errors, {3}, nullptr));
@@ -117,7 +115,7 @@ TEST_F(ManagerTest, TheRoleHasTimeLimitsAndDeletionsFromDictionariesTheirOwn) {
             (Rows{{"-1", "10min 30s"}, {"4", "30s 30s"}}));
   EXPECT_EQ(Postgres().Query("SELECT deleted, option_text FROM evidence.evidence_custom_info ORDER BY id"),
             (Rows{{"1", "10min 30s"}, {"1", "30s 30s"}}));
-  Postgres().Query("DROP FUNCTION public.note_limits() CASCADE");
+  Postgres().Query("DROP FUNCTION public.note_limit() CASCADE");
 }
 
 TEST_F(ManagerTest, OfChangesOfOneEntryTheSameOneEndsInTheTableAndInTheCache) {
@@ -144,6 +142,35 @@ TEST_F(ManagerTest, OfChangesOfOneEntryTheSameOneEndsInTheTableAndInTheCache) {
     ASSERT_TRUE(manager_.GetEvidenceCustomById(custom, 2));
     EXPECT_EQ(Postgres().Query("SELECT name FROM evidence.evidence_option WHERE custom_id = 2 AND deleted = 0"),
               (Rows{{custom->custom_options.at(0).option_name}}));
+  }
+}
+
+TEST_F(ManagerTest, ADeletedEvidenceKeepsNoFiles) {
+  const platform::ScopedBackend<plugin_comm::IPluginCommManager> comm(platform::MakePluginCommManager());
+  // Lingers, so that a deletion could pass between the checks of a link and its row.
+  const auto link = [](const auto&, const auto&, std::shared_ptr<plugin_comm::IPluginCommData>& response) {
+    Postgres().Query("SELECT pg_sleep(0.01)");
+    response = std::make_shared<plugin_comm::CPluginCommData>(R"({"ResponseStatus":{"ErrorModule":0,"ErrorCode":0}})",
+                                                              nullptr, 0);
+  };
+  ASSERT_TRUE(plugin_comm::IPluginCommManager::Instance()->PublishApi("files", "/API/FileManager/V1/LinkFile", link));
+  for (std::int32_t id = 1; id <= 10; ++id) {
+    Postgres().Query("INSERT INTO evidence.evidence (id, guid) VALUES (" + std::to_string(id) + ", 'g')");
+    std::vector<std::jthread> threads;
+    for (int n = 0; n < 3; ++n) {
+      threads.emplace_back([this, id, n] {
+        for (int file_id = 5 * n; file_id < 5 * n + 5; ++file_id) {
+          const auto file = std::make_shared<_tag_EvidenceFile_>();
+          file->id = file_id;
+          file->evidence_id = id;
+          std::list<ErrorPtr> failures;
+          (void)manager_.InsertEvidenceFiles(failures, {file});
+        }
+      });
+    }
+    threads.emplace_back([this, id] { EXPECT_TRUE(manager_.DelEvidences({id})); });
+    threads.clear();
+    EXPECT_EQ(Postgres().Value("SELECT count(*) FROM evidence.evidence_file WHERE deleted = 0"), "0");
   }
 }
 

@@ -50,12 +50,6 @@ TEST_F(PoolSharesTest, AClientHasHalfWhileAnotherIsThere) {
   EXPECT_TRUE(waits.get());
 }
 
-TEST_F(PoolSharesTest, AloneAClientHasAll) {
-  std::vector<Pool::Lease> taken;
-  for (int n = 0; n < 4; ++n)
-    EXPECT_TRUE(taken.emplace_back(Take("alone")));
-}
-
 TEST(FairShare, OthersCountForAWhile) {
   const auto start = FairShare::Clock::now();
   FairShare share;

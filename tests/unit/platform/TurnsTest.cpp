@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <fstream>
 #include <future>
 #include <limits>
 #include <thread>
@@ -9,6 +11,7 @@
 #include "platform/Call.h"
 #include "platform/Crowd.h"
 #include "platform/Turns.h"
+#include "support/Eventually.h"
 
 namespace {
 
@@ -52,6 +55,32 @@ TEST(Turns, WhoGivesUpHoldsNothingAndDoesNotBlockThoseBehind) {
   held.reset();
   EXPECT_TRUE(second.get());
   EXPECT_TRUE(IsFree({7}));
+}
+
+/// Whether a thread of this process sleeps.
+bool Sleeps(int thread) {
+  std::string word;
+  std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
+  stat >> word >> word >> word;
+  return word == "S";
+}
+
+TEST(Turns, WaitersAreServedInTheOrderTheyCame) {
+  auto held = std::make_unique<Turn>(TurnKind::kEvidence, std::vector<std::int64_t>{7});
+  std::string served;
+  std::vector<std::jthread> waiters;
+  for (const char name : {'a', 'b', 'c', 'd'}) {
+    std::atomic<int> thread = 0;
+    waiters.emplace_back([&served, &thread, name] {
+      thread = gettid();
+      const auto turn = Take({7});
+      served += name;
+    });
+    ASSERT_TRUE(evidence_test::Eventually([&thread] { return thread != 0 && Sleeps(thread); }));
+  }
+  held.reset();
+  waiters.clear();
+  EXPECT_EQ(served, "abcd");
 }
 
 TEST(Turns, NoMoreAreHeldUpThanMay) {

@@ -289,6 +289,21 @@ TEST_F(DictionaryTest, PagesAndFilters) {
   EXPECT_EQ(page(-1, -1, "nor") + ", " + page(-1, -1, "nor", {8, 9, 77}), "6 8 of 2, 8 of 1");
 }
 
+TEST_F(DictionaryTest, ChangesThatCannotBeWrittenOrReadAreLogged) {
+  Start(kType, "6:a");
+  platform_.system_and_log->refused = platform_.increments->refused = true;
+  EXPECT_EQ(Did(manager_.AddIncreResource(1, 2, 0)),
+            Lines({"!Failed to add incremental resources, resource-type[1], resource-id[2], incre-method[0].",
+                   "incre 1 2 0", "77-77"}));
+  std::list<EvidenceTypePtr> types;
+  std::list<EvidenceCustomPtr> customs;
+  std::list<std::int32_t> methods;
+  EXPECT_FALSE(manager_.GetIncreEvidenceTypes(types, methods, 1));
+  EXPECT_TRUE(platform_.sink->Has(4, "GetIncreEvidenceTypes]Get IncreResource evidence-types failed."));
+  EXPECT_FALSE(manager_.GetIncreEvidenceCustoms(customs, methods, 1));
+  EXPECT_TRUE(platform_.sink->Has(4, "GetIncreEvidenceCustoms]Get IncreResource evidence-customs failed."));
+}
+
 TEST_F(DictionaryTest, ReadersKeepWhatTheyHave) {
   Start(kCustom, "9:same:0:5=late|7:same:0:1=x,2=y|8:other");
   std::list<ErrorPtr> errors;

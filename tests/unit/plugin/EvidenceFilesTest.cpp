@@ -1,7 +1,5 @@
 // The files of an evidence: batches of additions and removals, and what the file manager is asked and answers.
 
-#include <future>
-
 #include "unit/plugin/ManagerTest.h"
 
 namespace {
@@ -102,38 +100,6 @@ TEST_F(EvidenceFilesTest, FailuresOfTheStore) {
   EXPECT_EQ(take_off({File(51, "a")}), Lines({"!Delete evidences files failed.", "0-1"}));
   platform_.comm->serve_empty = true;
   EXPECT_EQ(take_off({File(51, "a")}), Lines({"!Delete evidences files failed.", "0-1"}));
-}
-
-TEST_F(EvidenceFilesTest, ASecondWriterWaitsForTheFileManagerAndReadersDoNot) {
-  for (const bool adds_first : {true, false}) {
-    std::promise<void> asked;
-    std::promise<void> reply;
-    std::atomic<int> requests = 0;
-    platform_.comm->answer = [&](const auto&, const auto&, auto& out) {
-      if (requests++ == 0) {
-        asked.set_value();
-        reply.get_future().wait_for(std::chrono::seconds(60));
-      }
-      out = std::make_shared<CPluginCommData>(reply_, nullptr, 0);
-    };
-    const auto write = [this](bool adds) {
-      std::list<ErrorPtr> failures;
-      return adds ? manager_.InsertEvidenceFiles(failures, {File(60, "x")})
-                  : manager_.UpdateEvidenceFiles(failures, {File(51, "a")}, 5);
-    };
-    auto first = std::async(std::launch::async, write, adds_first);
-    ASSERT_EQ(asked.get_future().wait_for(std::chrono::seconds(30)), std::future_status::ready);
-    auto second = std::async(std::launch::async, write, !adds_first);
-    // Readers finish while both wait; the second has asked nothing.
-    std::list<EvidenceFilePtr> files;
-    EXPECT_TRUE(manager_.QueryEvidenceFiles(files, 5, "", ""));
-    EXPECT_EQ(files.size(), 2u);
-    EXPECT_NE(second.wait_for(std::chrono::milliseconds(50)), std::future_status::ready);
-    EXPECT_EQ(requests, 1);
-    reply.set_value();
-    EXPECT_TRUE(first.get() && second.get());
-    EXPECT_EQ(requests, 2);
-  }
 }
 
 TEST_F(EvidenceFilesTest, RequestsAndRepliesOfTheFileManager) {

@@ -87,6 +87,27 @@ TEST_F(RoutesTest, RequestLinesSpareTheDeletion) {
   EXPECT_TRUE(platform_.sink->Has(3, line));
 }
 
+TEST_F(RoutesTest, CallsOfOtherPluginsLogTheirFailures) {
+  const auto created = [](const std::string& members) { return R"({"Request":{"Evidence":[{)" + members + "}]}}"; };
+  const std::string file = R"(,"Status":1,"File":{"Name":"f"})";
+  const std::tuple<std::string, const char*, const char*> cases[] = {
+      {"{}", "", "Input param invalid, evidence is empty."},
+      {created(R"("Guid":"G7","Name":"n")" + file), "", "Add evidence failed, id[-1], name[n], err[0,9805]."},
+      {created(R"("Guid":"a","Name":"refused")" + file), "", "Write log to platform failed, id[100]"},
+      {created(R"("Guid":"b","Name":"n")" + file), "history", "Write log to db failed, id["},
+  };
+  for (const auto& [text, failing, line] : cases) {
+    tables_.failing = {failing[0] == 0 ? "none" : failing};
+    std::shared_ptr<plugin_comm::IPluginCommData> reply;
+    service_.Evidence_Evidence_API("url", std::make_shared<plugin_comm::CPluginCommData>(text, nullptr, 0), reply);
+    EXPECT_TRUE(platform_.sink->Has(5, "[Evidence::CUsrServiceEvidence::Evidence_Evidence_API]" + std::string(line)))
+        << line;
+  }
+  platform_.adapter->bus = nullptr;
+  service_.Init(user_interface_);
+  EXPECT_TRUE(platform_.sink->Has(6, "RegisterUrlToPlatform]ptr_msg_bus is null."));
+}
+
 TEST_F(RoutesTest, FaultsGetAPair) {
   platform_.db->throws = "broken";
   EXPECT_EQ(CodeOf(Send("GET /Evidence/7", "{}")), "1");

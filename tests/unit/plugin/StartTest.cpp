@@ -134,20 +134,4 @@ TEST_F(StartTest, FailuresAreReportedAndLeaveNothingOpen) {
   }
 }
 
-TEST_F(StartTest, AManagerStartsOnceAndStartsAgainAfterAStop) {
-  Evidence::CEvidenceManager manager;
-  ASSERT_TRUE(manager.Initialize());
-  platform_.calls.clear();
-  platform_.threads->refused = {kUploadLoop};
-  EXPECT_FALSE(manager.Initialize()) << "asks for the loop again";
-  EXPECT_EQ(platform_.calls, Calls{"multi loop casefile.s.upload_mobile_task 1 25 1"}) << "reloads nothing";
-  EXPECT_EQ(Refusal(manager), 0) << "runs on";
-
-  EXPECT_TRUE(manager.Finalize());
-  EXPECT_EQ(Refusal(manager), 9820);
-  platform_.threads->refused.clear();
-  EXPECT_TRUE(manager.Initialize());
-  EXPECT_EQ(Refusal(manager), 0);
-}
-
 }  // namespace
