@@ -172,14 +172,15 @@ class SchemaTest : public testing::Test {
     return "INSERT INTO evidence.evidence (ID, " + columns + ") VALUES (" + std::to_string(id) + ", " + values + ")";
   }
   /// Why the server refuses `sql`; "" when it does not.
-  std::string Fault(const std::string& sql) const {
+  static std::string Fault(const Session& session, const std::string& sql) {
     try {
-      app_.Query(sql);
+      session.Query(sql);
       return {};
     } catch (const std::runtime_error& fault) {
       return fault.what();
     }
   }
+  std::string Fault(const std::string& sql) const { return Fault(app_, sql); }
 
   const Session app_{Postgres().AppConnection()};
 };
@@ -257,16 +258,67 @@ TEST_F(SchemaTest, AGuidIsUniqueAmongLiveRowsOfAnyLength) {
       {kChange + "deleted = 0 WHERE ID = 1", false}};
   for (const auto& [sql, taken] : steps)
     EXPECT_EQ(Fault(sql).empty(), taken) << sql;
-  // Of two at the same time the one that comes second waits for the first, and is refused.
-  app_.Query("BEGIN; " + insert(5, "both"));
-  auto second =
-      std::async(std::launch::async, [&] { Session(Postgres().AppConnection()).Query(insert_long(6, "both")); });
-  EXPECT_TRUE(Eventually([&] {
-    return second.wait_for(std::chrono::seconds(0)) == std::future_status::ready ||
-           !Postgres().Query("SELECT FROM pg_locks WHERE NOT granted").empty();
-  }));
+}
+
+/// Writers of the guid "both" that meet, each on a connection of its own.
+class TwinsTest : public SchemaTest {
+ protected:
+  static constexpr char kOrdinary[] = "INSERT INTO evidence.evidence (ID, guid) VALUES (5, 'both')";
+  static constexpr char kOutsize[] =
+      "INSERT INTO evidence.evidence (ID, guid, cad_id) VALUES (6, 'both', repeat('x', 9000))";
+
+  /// Why `sql` is refused that is sent while `first` is not yet committed; "" when it is done.
+  std::string FaultBehind(const std::string& first, const std::string& sql) {
+    app_.Query("BEGIN; " + first);
+    auto second =
+        std::async(std::launch::async, [this, &sql] { return Fault(Session(Postgres().AppConnection()), sql); });
+    EXPECT_TRUE(Eventually([&] {
+      return second.wait_for(std::chrono::seconds(0)) == std::future_status::ready ||
+             !Postgres().Query("SELECT FROM pg_locks WHERE NOT granted").empty();
+    }));
+    app_.Query("COMMIT");
+    return second.get();
+  }
+};
+
+TEST_F(TwinsTest, TheSecondOfTwoWaitsForTheFirstAndIsRefused) {
+  const std::string there = "INSERT INTO evidence.evidence (ID, guid) VALUES (7, 'both')";
+  const std::string move = "UPDATE evidence.evidence SET cad_id = repeat('x', 9000) WHERE ID = 7";
+  const std::string free = "UPDATE evidence.evidence SET deleted = 1 WHERE ID = 7";
+  const std::string rename = "UPDATE evidence.evidence SET guid = 'both' WHERE ID = 8";
+  struct Meeting {
+    std::string before, first, second;
+    bool refused;
+  };
+  for (const auto& [before, first, second, refused] :
+       std::vector<Meeting>{{"", kOrdinary, kOutsize, true},
+                            {"", kOutsize, kOrdinary, true},
+                            {"", kOutsize, kOutsize, true},
+                            {Insert(8, "guid", "'other'"), kOutsize, rename, true},
+                            {Insert(8, "guid", "'other'"), rename, kOutsize, true},
+                            {there, move, kOrdinary, true},
+                            {there, move, kOutsize, true},
+                            {there, free, kOrdinary, false}}) {
+    SCOPED_TRACE(first + " / " + second);
+    Postgres().Query("DELETE FROM evidence.evidence");
+    if (!before.empty()) app_.Query(before);
+    EXPECT_EQ(FaultBehind(first, second).empty(), !refused);
+    EXPECT_EQ(Postgres().Value("SELECT count(*) FROM evidence.evidence WHERE guid = 'both' AND deleted = 0"), "1");
+  }
+}
+
+TEST_F(TwinsTest, ALoadTakesFewLocksAndHoldsUpLongRowsOnly) {
+  app_.Query(
+      "BEGIN; INSERT INTO evidence.evidence (ID, guid) SELECT n, 'load ' || n FROM generate_series(100, 3000) n");
+  EXPECT_EQ(Postgres().Value("SELECT count(*) FROM pg_locks WHERE locktype = 'advisory'"), "64");
+  const std::string bounded = "SET lock_timeout = '50ms'; ";
+  const Session other(Postgres().AppConnection());
+  EXPECT_EQ(Fault(other, bounded + kOrdinary), "");
+  EXPECT_THAT(Fault(other, bounded + kOutsize), HasSubstr("lock timeout"));
   app_.Query("COMMIT");
-  EXPECT_THROW(second.get(), std::runtime_error);
+  EXPECT_THAT(Fault(other, "BEGIN ISOLATION LEVEL REPEATABLE READ; " + Insert(9, "guid", "'late'")),
+              HasSubstr("read committed"))
+      << "its snapshot lacks a twin that it has waited for";
 }
 
 }  // namespace
