@@ -39,3 +39,10 @@ CREATE TRIGGER refuse_twin_of_new AFTER INSERT ON evidence.evidence
 CREATE TRIGGER refuse_twin_of_changed AFTER UPDATE OF guid, deleted ON evidence.evidence
   FOR EACH ROW WHEN (NEW.deleted = 0 AND (NEW.guid <> OLD.guid OR OLD.deleted <> 0))
   EXECUTE FUNCTION evidence.refuse_twin();
+
+-- What is filtered by a type: a page reads the newest rows of the type and no other, also of a rare one, a count its rows
+-- alone; taking a deleted type from its evidences finds them. And the options of an attribute, which each read of an
+-- evidence and each file of a link reads.
+CREATE INDEX evidence_live_type ON evidence.evidence_ordinary (evidence_type_id, local_create_time, ID)
+  WHERE deleted = 0;
+CREATE INDEX evidence_option_live_custom ON evidence.evidence_option (custom_id) WHERE deleted = 0;
