@@ -46,3 +46,43 @@ CREATE TRIGGER refuse_twin_of_changed AFTER UPDATE OF guid, deleted ON evidence.
 CREATE INDEX evidence_live_type ON evidence.evidence_ordinary (evidence_type_id, local_create_time, ID)
   WHERE deleted = 0;
 CREATE INDEX evidence_option_live_custom ON evidence.evidence_option (custom_id) WHERE deleted = 0;
+
+-- Long lists of entries pending for the word index make searches slow, short ones loads. How long they become is a
+-- setting of who writes: the program's role has a short one (every_setup.sql), others have the server's.
+ALTER INDEX evidence.evidence_live_words RESET (gin_pending_list_limit);
+ALTER INDEX evidence.evidence_file_free_words RESET (gin_pending_list_limit);
+
+-- The planner's settings are the program's role's (every_setup.sql). Those of 007_ordered_texts.sql are taken back: those
+-- of the database, and the cost of a built-in function, which is the catalogue's and not in a dump.
+DO $$
+DECLARE
+  former text;
+  statement text;
+BEGIN
+  FOR former IN
+    SELECT split_part(line, '=', 1)
+    FROM pg_catalog.pg_db_role_setting AS kept CROSS JOIN unnest(kept.setconfig) AS line
+    WHERE kept.setrole = 0 AND
+          kept.setdatabase = (SELECT oid FROM pg_catalog.pg_database WHERE datname = current_database()) AND
+          line IN ('random_page_cost=1.1', 'parallel_setup_cost=5000', 'jit=off', 'enable_partitionwise_aggregate=on')
+  LOOP
+    statement := format('ALTER DATABASE %I RESET %s', current_database(), former);
+    BEGIN
+      EXECUTE statement;
+    EXCEPTION
+      WHEN insufficient_privilege THEN RAISE WARNING 'this role may not take a setting back; a superuser runs: %', statement;
+    END;
+  END LOOP;
+END
+$$;
+DO $$
+BEGIN
+  IF (SELECT procost FROM pg_catalog.pg_proc WHERE oid = 'pg_catalog.texticlike(text, text)'::regprocedure) = 200 THEN
+    ALTER FUNCTION pg_catalog.texticlike(text, text) COST 1;
+  END IF;
+EXCEPTION
+  WHEN insufficient_privilege THEN
+    RAISE WARNING 'this role may not take a setting back; a superuser runs in this database: ALTER FUNCTION '
+                  'pg_catalog.texticlike(text, text) COST 1';
+END
+$$;

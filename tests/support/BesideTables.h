@@ -2,7 +2,7 @@
 
 namespace evidence_test {
 
-/// The program's rights, default rights, settings and the cost of a function: what lies beside the tables.
+/// The program's rights, default rights and settings: what lies beside the tables.
 inline constexpr char kSqlBeside[] =
     "SELECT name || ' ' || string_agg(privilege_type, ',' ORDER BY privilege_type) AS line FROM ("
     "SELECT relnamespace::regnamespace || '.' || relname AS name, relacl AS acl FROM pg_class UNION ALL "
@@ -11,7 +11,6 @@ inline constexpr char kSqlBeside[] =
     "SELECT defaclnamespace::regnamespace || defaclacl::text FROM pg_default_acl UNION ALL "
     "SELECT CASE setrole WHEN 0 THEN '' ELSE 'app ' END || line FROM pg_db_role_setting, unnest(setconfig) AS line "
     "WHERE "
-    "setdatabase = (SELECT oid FROM pg_database WHERE datname = current_database()) UNION ALL "
-    "SELECT procost::text FROM pg_proc WHERE oid = 'texticlike(text, text)'::regprocedure ORDER BY line";
+    "setdatabase = (SELECT oid FROM pg_database WHERE datname = current_database()) ORDER BY line";
 
 }  // namespace evidence_test
