@@ -290,8 +290,7 @@ class TwinsTest : public SchemaTest {
   /// Why `sql` is refused that is sent while `first` is not yet committed; "" when it is done.
   std::string FaultBehind(const std::string& first, const std::string& sql) {
     app_.Query("BEGIN; " + first);
-    auto second =
-        std::async(std::launch::async, [this, &sql] { return Fault(Session(Postgres().AppConnection()), sql); });
+    auto second = std::async(std::launch::async, [&sql] { return Fault(Session(Postgres().AppConnection()), sql); });
     EXPECT_TRUE(Eventually([&] {
       return second.wait_for(std::chrono::seconds(0)) == std::future_status::ready ||
              !Postgres().Query("SELECT FROM pg_locks WHERE NOT granted").empty();

@@ -190,7 +190,7 @@ TEST_F(DBManagerTest, ACrossedTextIsSentAgainWhileNothingOfItIsDone) {
   const std::string insert = "INSERT INTO notes VALUES (1, 'a'); ";
   const auto sends_of = [&](bool done, bool expected) {
     EXPECT_EQ(done, expected);
-    const std::string sends = Postgres().Value("SELECT last_value || ' ' || (SELECT count(*) FROM notes) FROM sends");
+    std::string sends = Postgres().Value("SELECT last_value || ' ' || (SELECT count(*) FROM notes) FROM sends");
     Postgres().Query("TRUNCATE notes; ALTER SEQUENCE sends RESTART");
     return sends;
   };
