@@ -59,8 +59,10 @@ constexpr Setting kSettings[] = {
     TextSetting("log_file", &Settings::log_file, "", "Log file; empty for evidence-host.log in data."),
     NumberSetting("log_level", &Settings::log_level, "3", 1, 6,
                   "Lowest level logged: 1 statements, 2 trace, 3 progress, 4 anomalies, 5 failures, 6 outages."),
-    NumberSetting("log_queue", &Settings::log_queue, "8192", 16, 1'000'000,
-                  "Maximum log lines waiting to be written; beyond that the oldest are dropped."),
+    NumberSetting(
+        "log_queue", &Settings::log_queue, "8192", 16, 1'000'000,
+        "Maximum log lines waiting to be written; beyond that requests wait, or when nothing can be written for a "
+        "second the oldest are dropped."),
     TextSetting("plugins", &Settings::plugins, "file_manager.s.so,casefile.s.so",
                 "Plugin files separated by commas, relative to the executable's folder, in start order."),
     TextSetting("plugin_failure", &Settings::plugin_failure, "stop",

@@ -9,11 +9,13 @@
 namespace Orv::Base {
 
 std::string FormatList(const char* format, std::va_list arguments) {
+  char shorter[512];
   std::va_list measured;
   va_copy(measured, arguments);
-  const int length = std::vsnprintf(nullptr, 0, format, measured);
+  const int length = std::vsnprintf(shorter, sizeof(shorter), format, measured);
   va_end(measured);
   if (length < 0) return {};
+  if (static_cast<std::size_t>(length) < sizeof(shorter)) return {shorter, static_cast<std::size_t>(length)};
   std::string text(static_cast<std::size_t>(length), '\0');
   // A string's buffer has room for the terminating NUL, which may be overwritten with NUL.
   if (std::vsnprintf(text.data(), text.size() + 1, format, arguments) != length) return {};
