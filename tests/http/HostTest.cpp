@@ -295,7 +295,11 @@ TEST_F(LifeCycleTest, AFullQueueIsAnswered503) {
   BusyHost busy({{"plugins", kShow}, {"workers", "1"}, {"queue", "1"}});
   std::atomic<int> refused = 0;
   OnManyThreads([&] {
-    if (Ask(busy.port, "GET", "/Echo", busy.session).status != 503 || ++refused < kThreads - 1) return;
+    auto reply = Ask(busy.port, "GET", "/Echo", busy.session);
+    if (reply.status != 503) return;
+    EXPECT_EQ(reply.body, R"({"Error":"too many requests waiting"})");
+    EXPECT_EQ(reply.headers["Retry-After"], "1");
+    if (++refused < kThreads - 1) return;
     // One waits in the queue, and the plugin is still held.
     EXPECT_EQ(Ask(busy.port, "GET", "/live", "").status, 200);
     EXPECT_EQ(Ask(busy.port, "GET", "/ready", "").status, 200);
@@ -303,6 +307,17 @@ TEST_F(LifeCycleTest, AFullQueueIsAnswered503) {
   });
   EXPECT_EQ(refused, kThreads - 1);
   EXPECT_EQ(busy.host.Stop(SIGINT).exit_code, 0);
+}
+
+TEST_F(LifeCycleTest, WhatFindsAFullQueueIsServedWhenItHasRoomAgain) {
+  BusyHost busy({{"plugins", kShow}, {"workers", "1"}, {"queue", "1"}});
+  std::vector<HttpConnection> waiting;
+  for (int n = 0; n < 10; ++n)
+    waiting.emplace_back(busy.port).Send(RequestText("PUT", "/Echo", busy.session, std::to_string(n)));
+  EXPECT_EQ(Ask(busy.port, "GET", "/live", "").status, 200);
+  busy.Open();
+  for (int n = 0; n < 10; ++n)
+    EXPECT_EQ(waiting.at(static_cast<std::size_t>(n)).ReadReply().body, "1 [" + std::to_string(n) + "]");
 }
 
 TEST_F(LifeCycleTest, OneAddressHasHalfOfTheConnections) {
