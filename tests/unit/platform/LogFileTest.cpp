@@ -185,18 +185,18 @@ TEST(FileLogSink, ASignalThatEndsTheProcessLosesNoLine) {
       {SIGABRT, [] { std::abort(); }},
       {SIGTERM, [] { kill(getpid(), SIGTERM); }},
   };
-  for (const auto& [signal, deed] : kCases) {
+  for (const auto& one : kCases) {
     const ScratchFolder folder;
     EXPECT_EQ(EndOf([&] {
                 const auto sink = platform::MakeFileLogSink(folder.path() + "/log", 8192);
                 platform::HandleFatalSignals();
                 for (int line = 0; line < 3000; ++line)
                   sink->Write(4, "t", std::to_string(line));
-                deed();
+                one.deed();
               }),
-              signal);
+              one.signal);
     const auto texts = Texts(folder.Read("log"));
-    ASSERT_EQ(texts.size(), 3000U) << signal;
+    ASSERT_EQ(texts.size(), 3000U) << one.signal;
     EXPECT_EQ(texts.back(), "2999");
   }
   // On any thread that has logged, a stack that has ended is no hindrance.
