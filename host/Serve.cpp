@@ -297,6 +297,7 @@ std::string OpenLog(const Settings& settings) {
   if (fd < 0) return file + ": " + std::generic_category().message(errno);
   close(fd);
   Slot<platform::ILogSink>::Exchange(platform::MakeFileLogSink(file, static_cast<std::size_t>(settings.log_queue)));
+  platform::HandleFatalSignals();
   platform::SetLogThreshold(static_cast<int>(settings.log_level));
   return {};
 }
