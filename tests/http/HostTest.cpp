@@ -129,7 +129,7 @@ TEST_F(HttpFrontTest, EachRequestHasItsAnswer) {
   std::string log;
   ASSERT_TRUE(Eventually([&] {
     log = host_->Log();
-    return CountOf(log, "login refused") == refused + 3;
+    return CountOf(log, "login refused") == refused + 2;
   }));
   EXPECT_THAT(log, Not(HasSubstr(kPassword)));
   EXPECT_THAT(log, Not(HasSubstr("mistyped")));
