@@ -10,6 +10,7 @@
 #include "OrvBase/Log.h"
 #include "TextCancel.h"
 #include "platform/Guard.h"
+#include "platform/SmallRows.h"
 
 namespace platform::database {
 namespace {
@@ -124,7 +125,7 @@ PostgresResult PostgresConnection::Run(const std::string& text, Call* call, Orig
   TextCancel cancel(call, cancel_);
   if (PQsendQuery(handle_.get(), text.c_str()) == 1) {
     // A read that has no room for more rows is ended while they arrive.
-    PQsetSingleRowMode(handle_.get());
+    if (!SmallRows::AreExpected()) PQsetSingleRowMode(handle_.get());
     try {
       last = ReadResults();
     } catch (...) {
@@ -164,11 +165,13 @@ PostgresResult PostgresConnection::ReadResults() {
     } else if (status == PGRES_COMMAND_OK && std::string_view(PQcmdStatus(result.get())) == "COMMIT") {
       committed = true;
     }
-    // The rows of one statement come one by one, then its end without any.
+    // The rows of one statement come one by one, then its end without any; or all with its end.
     const PGresult& row = *result;
-    if (!more_rows) rows = std::make_unique<ResultRows>(std::move(result));
+    const bool is_first = !more_rows;
+    if (is_first) rows = std::make_unique<ResultRows>(std::move(result));
     more_rows = status == PGRES_SINGLE_TUPLE;
     if (more_rows && !rows->Add(row)) return Abandon();
+    if (!more_rows && is_first && !rows->KeepAll()) return Abandon();
     if (rows->IsBulky()) is_bulky_ = true;
   }
   return failed ? nullptr : std::move(rows);

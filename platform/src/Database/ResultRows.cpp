@@ -43,7 +43,7 @@ bool ResultRows::Add(const PGresult& row) {
   std::size_t bytes = 0;
   for (int column = 0; column < columns; ++column)
     bytes += static_cast<std::size_t>(PQgetlength(&row, 0, column));
-  if (!Count(bytes)) return false;
+  if (!Count(bytes, fields_.size() + columns_)) return false;
   char* text = Room(bytes);
   for (int column = 0; column < columns; ++column) {
     const auto length = static_cast<std::size_t>(PQgetlength(&row, 0, column));
@@ -55,13 +55,17 @@ bool ResultRows::Add(const PGresult& row) {
   return true;
 }
 
+bool ResultRows::KeepAll() {
+  whole_rows_ = static_cast<std::size_t>(PQntuples(description_.get()));
+  return whole_rows_ == 0 || Count(PQresultMemorySize(description_.get()), whole_rows_ * columns_);
+}
+
 bool ResultRows::IsBulky() const { return largest_row_ >= kBulkyRow; }
 
-bool ResultRows::Count(std::size_t row_bytes) {
+bool ResultRows::Count(std::size_t row_bytes, std::size_t fields) {
   texts_ += row_bytes;
   largest_row_ = std::max(largest_row_, row_bytes);
   if (call_ == nullptr) return true;
-  const auto fields = fields_.size() + columns_;
   const auto needed = kCopies * texts_ + kPerField * fields + kLibraryCopies * largest_row_;
   if (needed <= kFree + counted_) return true;
   // More than needed, so that a long list is counted in few steps.

@@ -30,14 +30,20 @@ class ResultRows {
   /// for it.
   [[nodiscard]] bool Add(const PGresult& row);
 
-  /// At least one field was so large that the connection's buffers have grown with it.
+  /// Keeps the rows of the description itself. The same result.
+  [[nodiscard]] bool KeepAll();
+
+  /// So much came at once that the connection's buffers have grown with it.
   [[nodiscard]] bool IsBulky() const;
 
-  [[nodiscard]] std::size_t Rows() const { return columns_ == 0 ? 0 : fields_.size() / columns_; }
+  [[nodiscard]] std::size_t Rows() const {
+    return whole_rows_ != 0 || columns_ == 0 ? whole_rows_ : fields_.size() / columns_;
+  }
   [[nodiscard]] std::size_t Columns() const { return columns_; }
   [[nodiscard]] std::string_view ColumnName(std::size_t column) const { return names_[column]; }
   /// Empty for NULL.
   [[nodiscard]] std::string_view Field(std::size_t row, std::size_t column) const {
+    if (whole_rows_ != 0) return FieldOfWhole(static_cast<int>(row), static_cast<int>(column));
     const auto& field = fields_[row * columns_ + column];
     return {field.text, field.length};
   }
@@ -48,13 +54,19 @@ class ResultRows {
     std::uint32_t length;
   };
 
-  bool Count(std::size_t row_bytes);
+  [[nodiscard]] std::string_view FieldOfWhole(int row, int column) const {
+    const auto* const result = description_.get();
+    return {PQgetvalue(result, row, column), static_cast<std::size_t>(PQgetlength(result, row, column))};
+  }
+  bool Count(std::size_t row_bytes, std::size_t fields);
   char* Room(std::size_t bytes);
 
   Call* const call_ = Call::Current();
   const LibraryResult description_;
   const std::size_t columns_;
   std::vector<std::string_view> names_;
+  /// Of the description, when they are kept in it; then the members for copies are not used.
+  std::size_t whole_rows_ = 0;
   std::vector<StoredField> fields_;
   std::vector<std::unique_ptr<char[]>> blocks_;
   char* free_ = nullptr;

@@ -15,6 +15,7 @@
 #include "platform/Call.h"
 #include "platform/LongStatements.h"
 #include "platform/Memory.h"
+#include "platform/SmallRows.h"
 #include "support/AuthenticationStub.h"
 #include "support/Eventually.h"
 #include "support/LogRecorder.h"
@@ -130,6 +131,24 @@ TEST_F(DBManagerTest, RowsAreCountedAndAChangeGivesThemBack) {
     EXPECT_EQ(memory.held() > 1'900'000, kind == Call::Kind::kReads) << "its records stay until the answer is made";
     EXPECT_LT(memory.held(), 2'100'000);
   }
+}
+
+TEST_F(DBManagerTest, SmallRowsArriveAtOnceAndAreCounted) {
+  const platform::SmallRows small_rows;
+  std::string all;
+  EXPECT_TRUE(
+      Query("SELECT 'x' AS a; SELECT n AS a, 'b' || n AS b FROM generate_series(1, 3) AS n", [&](IDBResultSet* rows) {
+        for (; !rows->IsEof(); rows->Next())
+          all += rows->GetString("B") + '=' + std::to_string(rows->GetInt("a")) + ' ';
+      }));
+  EXPECT_EQ(all, "b1=1 b2=2 b3=3 ");
+  EXPECT_EQ(First("SELECT 1 AS a WHERE false"), "none");
+  platform::MemoryBudget budget;
+  platform::MemoryShare memory("a", budget);
+  platform::Call call(platform::Call::Kind::kReads, "a", &memory);
+  const platform::CallScope scope(call);
+  EXPECT_EQ(First("SELECT repeat('x', 1000) AS a FROM generate_series(1, 1000)").size(), 1000);
+  EXPECT_GT(memory.peak(), 2'000'000);
 }
 
 TEST_F(DBManagerTest, ALongStatementHasItsTimeAndLeavesTheConnectionAsItWas) {

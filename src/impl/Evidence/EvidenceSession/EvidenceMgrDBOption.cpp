@@ -4,6 +4,7 @@
 #include "Common/EvidenceLog.h"
 #include "impl/Evidence/EvidenceSession/EvidenceMgrDB.h"
 #include "impl/Evidence/EvidenceSession/Statement.h"
+#include "platform/SmallRows.h"
 
 namespace Evidence {
 
@@ -56,6 +57,7 @@ constexpr char kSqlOptionsOfOne[] = "SELECT * FROM evidence.evidence_option WHER
 bool CEvidenceMgrDBByPG::GetOptionsByCustom(std::vector<tag_EvidenceOption_>& options,
                                             const EvidenceCustomPtr& custom) {
   if (!custom) return false;
+  const platform::SmallRows small_rows;
   const bool done = Statement::Query(Format(kSqlOptionsOfOne, custom->custom_id),
                                      [&options](kelp::IDBResultSet* rows) { ReadOptions(options, rows); });
   if (done) return true;
