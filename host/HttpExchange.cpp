@@ -2,6 +2,7 @@
 
 #include <microhttpd.h>
 
+#include <string_view>
 #include <utility>
 
 #include "HostLog.h"
@@ -9,20 +10,23 @@
 
 namespace host {
 
-HttpAnswer Busy() {
-  auto answer = ErrorAnswer(MHD_HTTP_SERVICE_UNAVAILABLE, "too many requests waiting");
-  answer.retry_after_s = 1;
-  return answer;
+namespace {
+
+/// 503 with `reason`; without a body when there is no memory for one. Does not throw.
+HttpAnswer Later(std::string_view reason) {
+  const auto answer = [reason] { return ErrorAnswer(MHD_HTTP_SERVICE_UNAVAILABLE, reason); };
+  auto later = platform::Guard(answer, [](const char*) { return HttpAnswer{MHD_HTTP_SERVICE_UNAVAILABLE, {}}; });
+  later.retry_after_s = 1;
+  return later;
 }
+
+}  // namespace
+
+HttpAnswer Busy() { return Later("too many requests waiting"); }
 
 HttpAnswer Stopping() { return ErrorAnswer(MHD_HTTP_SERVICE_UNAVAILABLE, "stopping"); }
 
-HttpAnswer NoRoom() {
-  const auto answer = [] { return ErrorAnswer(MHD_HTTP_SERVICE_UNAVAILABLE, "no memory for this request at present"); };
-  auto no_room = platform::Guard(answer, [](const char*) { return HttpAnswer{MHD_HTTP_SERVICE_UNAVAILABLE, {}}; });
-  no_room.retry_after_s = 1;
-  return no_room;
-}
+HttpAnswer NoRoom() { return Later("no memory for this request at present"); }
 
 void HttpServer::Exchange::EndWait(bool has_room) {
   const std::lock_guard lock(mutex);

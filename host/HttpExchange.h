@@ -4,7 +4,7 @@
 
 namespace host {
 
-/// 503: the same request may succeed a moment later.
+/// 503: the same request may succeed a moment later. Does not throw.
 HttpAnswer Busy();
 /// 503: another host may serve it, or this one after its next start.
 HttpAnswer Stopping();

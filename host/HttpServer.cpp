@@ -141,7 +141,7 @@ bool HttpServer::Start(int listen_fd) {
   tls.push_back({MHD_OPTION_END, 0, nullptr});
   // Each header line takes its own size and a record, so that twice the limit holds any usual header of the limit's
   // size; Begin checks the exact limit.
-  const std::size_t memory = 2 * options_.header_limit + 8 * 1024;
+  const std::size_t memory = 2 * options_.header_limit + 32 * 1024;
   daemon_ = MHD_start_daemon(flags, 0, nullptr, nullptr, &HttpCallbacks::Access, this,                             //
                              MHD_OPTION_EXTERNAL_LOGGER, &HttpCallbacks::Log, nullptr,                             //
                              MHD_OPTION_LISTEN_SOCKET, listen_fd,                                                  //
@@ -294,6 +294,7 @@ void HttpServer::Submit(const std::shared_ptr<Exchange>& exchange) {
   auto* const pool = exchange->task.pool;
   const auto submit = [exchange, pool, line = line_] {
     return pool->TrySubmit(exchange->task.client, [exchange, pool, line] {
+      line->Advance(pool);
       exchange->Work();
       line->Advance(pool);
     });

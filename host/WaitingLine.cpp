@@ -1,8 +1,10 @@
 #include "WaitingLine.h"
 
 #include <algorithm>
+#include <memory>
 #include <utility>
-#include <vector>
+
+#include "platform/Guard.h"
 
 namespace host {
 namespace {
@@ -21,21 +23,29 @@ WaitingLine::Clients::iterator WaitingLine::Find(const Request& request) {
 
 void WaitingLine::Join(Request request) {
   ++waiting_;
+  bool waits = false;
+  const auto leave = [&](void*) { waiting_ -= waits ? 0 : 1; };
+  const std::unique_ptr<void, decltype(leave)> leaver(this, leave);
   const std::lock_guard lock(mutex_);
-  auto place = Find(request);
-  if (place == clients_.end()) {
-    if (request.submit()) {
-      --waiting_;
-      return;
-    }
-    place = clients_.insert(clients_.end(), {request.pool, request.client, {}});
+  auto client = Find(request);
+  if (client == clients_.end()) {
+    if (request.submit()) return;
+    Clients one{{request.pool, request.client, {}}};
+    one.front().waiters.push_back({std::move(request), Clock::now() + patience_});
+    clients_.splice(clients_.end(), one);
+  } else {
+    client->waiters.push_back({std::move(request), Clock::now() + patience_});
   }
-  place->waiters.push_back({std::move(request), Clock::now() + patience_});
+  waits = true;
 }
 
 void WaitingLine::Advance(const WorkerPool* pool) {
   if (IsEmpty()) return;
   const std::lock_guard lock(mutex_);
+  platform::Guard([&] { SubmitNext(pool); }, [](const char* /*reason*/) {});
+}
+
+void WaitingLine::SubmitNext(const WorkerPool* pool) {
   for (int tries = 0; tries < kTries; ++tries) {
     const auto client = std::ranges::find(clients_, pool, &Client::pool);
     if (client == clients_.end()) return;
@@ -52,16 +62,15 @@ void WaitingLine::Advance(const WorkerPool* pool) {
 
 void WaitingLine::Refuse(Clock::time_point now) {
   if (IsEmpty()) return;
-  std::vector<Waiter> late;
+  // Taken out by links of the lists alone, which cannot fail.
+  std::list<Waiter> late;
   {
     const std::lock_guard lock(mutex_);
     for (auto next = clients_.begin(); next != clients_.end();) {
       const auto client = next++;
       auto& waiters = client->waiters;
-      for (; !waiters.empty() && waiters.front().deadline <= now; --waiting_) {
-        late.push_back(std::move(waiters.front()));
-        waiters.pop_front();
-      }
+      for (; !waiters.empty() && waiters.front().deadline <= now; --waiting_)
+        late.splice(late.end(), waiters, waiters.begin());
       if (waiters.empty()) clients_.erase(client);
     }
   }

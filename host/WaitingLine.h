@@ -3,7 +3,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstddef>
-#include <deque>
 #include <functional>
 #include <list>
 #include <mutex>
@@ -24,7 +23,7 @@ class WaitingLine {
     std::string client;
     /// Takes a place in the pool's queue; false when there is none. Called under this object's lock.
     std::function<bool()> submit;
-    /// Called when no place came free in time; without a lock.
+    /// Called when no place came free in time; without a lock. Must not throw.
     std::function<void()> late;
   };
 
@@ -33,10 +32,12 @@ class WaitingLine {
   /// Whether nobody waits: then a request need not come here before it has found the queue full.
   [[nodiscard]] bool IsEmpty() const { return waiting_ == 0; }
 
-  /// Submits the request unless one of its client waits before it; else it waits.
+  /// Submits the request unless one of its client waits before it; else it waits. Throws std::bad_alloc, with nothing
+  /// submitted and nobody waiting.
   void Join(Request request);
 
-  /// Called when a job of `pool` has ended, with every end.
+  /// Called when a job of `pool` begins, which leaves a place in its queue, and when it ends. Does not throw: without
+  /// memory those who wait go on waiting.
   void Advance(const WorkerPool* pool);
 
   /// Called now and then: ends the wait of those who are late.
@@ -51,11 +52,12 @@ class WaitingLine {
   struct Client {
     const WorkerPool* pool;
     std::string name;
-    std::deque<Waiter> waiters;
+    std::list<Waiter> waiters;
   };
   using Clients = std::list<Client>;
 
   Clients::iterator Find(const Request& request);
+  void SubmitNext(const WorkerPool* pool);
 
   const std::chrono::milliseconds patience_;
   /// Counts one that is about to wait, too, so that the end of the last job before it does not pass it over.

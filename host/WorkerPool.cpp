@@ -15,7 +15,7 @@ using Clock = std::chrono::steady_clock;
 }  // namespace
 
 WorkerPool::WorkerPool(std::size_t threads, std::size_t queue_limit, std::size_t at_once)
-    : at_once_(at_once == 0 ? threads : std::min(at_once, threads)), queue_limit_(queue_limit) {
+    : thread_count_(threads), at_once_(at_once == 0 ? threads : at_once), queue_limit_(queue_limit) {
   try {
     for (std::size_t i = 0; i < threads; ++i)
       threads_.emplace_back([this] { Work(); });
@@ -70,15 +70,18 @@ void WorkerPool::NoteHeldUp() {
   wake_.notify_one();
 }
 
-bool WorkerPool::MayRunMore() const { return running_ < at_once_ + platform::CrowdPlace::Taken(); }
+bool WorkerPool::MayRunMore() const { return running_ < MostAtOnce(); }
+
+std::size_t WorkerPool::MostAtOnce() const { return std::min(at_once_ + platform::CrowdPlace::Taken(), thread_count_); }
 
 /// The first in turn that has a job and may have one more thread; the end when there is none.
 WorkerPool::Clients::iterator WorkerPool::NextClient() {
   auto next = clients_.end();
   if (!MayRunMore()) return next;
+  const auto most = MostAtOnce();
   for (auto place = clients_.begin(); place != clients_.end(); ++place) {
     const auto& [name, client] = *place;
-    if (client.queued.empty() || client.running >= share_.Of(name, at_once_)) continue;
+    if (client.queued.empty() || client.running >= share_.Of(name, most)) continue;
     if (next == clients_.end() || client.turn < next->second.turn) next = place;
   }
   return next;

@@ -59,9 +59,11 @@ class WorkerPool {
   /// Lets the threads do what is queued, and joins them.
   void End();
   [[nodiscard]] bool MayRunMore() const;
+  [[nodiscard]] std::size_t MostAtOnce() const;
   Clients::iterator NextClient();
   void Ended(Clients::iterator client);
 
+  const std::size_t thread_count_;
   const std::size_t at_once_;
   const std::size_t queue_limit_;
   std::mutex mutex_;

@@ -98,19 +98,36 @@ TEST_F(WorkerPoolTest, NoMoreJobsRunAtOnceThanMay) {
   EXPECT_EQ(ended_alone, 20);
 }
 
-TEST_F(WorkerPoolTest, AThreadThatIsHeldUpLetsOneMoreRun) {
-  pool_ = std::make_unique<host::WorkerPool>(4, 8, /*at_once=*/1);
+TEST_F(WorkerPoolTest, AThreadThatIsHeldUpLetsOneMoreRunAlsoOfItsClient) {
+  pool_ = std::make_unique<host::WorkerPool>(4, 8, /*at_once=*/2);
   platform::CrowdPlace::WhenTaken([this] { pool_->NoteHeldUp(); });
+  ASSERT_TRUE(Submit("other"));
   std::promise<void> is_queued;
-  ASSERT_TRUE(pool_->TrySubmit("held up", [&] {
+  ASSERT_TRUE(pool_->TrySubmit("greedy", [&] {
     is_queued.get_future().wait();
     const platform::CrowdPlace place;
     let_go_.wait();
   }));
-  ASSERT_TRUE(Submit("other"));
+  ASSERT_TRUE(Submit("greedy"));
   is_queued.set_value();
-  EXPECT_TRUE(Eventually([&] { return begun_ == 1; }));
+  EXPECT_TRUE(Eventually([&] { return begun_ == 2; }));
   platform::CrowdPlace::WhenTaken({});
+}
+
+TEST_F(WorkerPoolTest, NoJobIsBegunWhileAllThreadsAreHeldUp) {
+  pool_ = std::make_unique<host::WorkerPool>(2, 8, /*at_once=*/2);
+  std::atomic<int> held = 0;
+  for (int n = 0; n < 2; ++n) {
+    ASSERT_TRUE(pool_->TrySubmit("a", [&] {
+      const platform::CrowdPlace place;
+      ++held;
+      let_go_.wait();
+    }));
+  }
+  ASSERT_TRUE(Eventually([&] { return held == 2; }));
+  EXPECT_EQ(pool_->StarvedFor(), std::chrono::milliseconds(0));
+  ASSERT_TRUE(Submit("a"));
+  EXPECT_TRUE(Eventually([&] { return pool_->StarvedFor() > std::chrono::milliseconds(5); }));
 }
 
 /// Requests are letters; a pool takes those of the clients that have room.

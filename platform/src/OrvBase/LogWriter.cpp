@@ -119,13 +119,17 @@ LogWriter::Block& LogWriter::RoomFor(std::size_t size, std::unique_lock<std::mut
   }
 }
 
+bool LogWriter::EndsLine(const Block& block, std::size_t at) {
+  return block.bytes[at] == '\n' && (at + 1 == block.end || block.bytes[at + 1] != '\t');
+}
+
 /// Half of the lines, so that this is not done for each line that comes.
 void LogWriter::DropOldest(Block& block) {
   const auto end = block.end.load();
   const std::size_t dropped = (block.lines + 1) / 2;
   std::size_t at = 0;
   for (std::size_t lines = 0; lines < dropped && at < end; ++at) {
-    if (block.bytes[at] == '\n' && (at + 1 == end || block.bytes[at + 1] != '\t')) ++lines;
+    if (EndsLine(block, at)) ++lines;
   }
   std::memmove(&block.bytes[0], &block.bytes[at], end - at);
   block.end.store(end - at);
@@ -202,29 +206,42 @@ LogWriter::Work LogWriter::TakeWork() {
 
 void LogWriter::Do(const Work& work) {
   if (work.block != nullptr) {
-    if (work.lost != 0) WriteLoss(*work.block, work.lost);
+    given_up_ += work.lost;
+    if (given_up_ != 0) WriteLoss(*work.block);
     WriteBlock(*work.block);
   }
   Use(work.next_fd);
   LookAfterFile();
 }
 
-void LogWriter::WriteLoss(const Block& next, std::size_t lost) {
+void LogWriter::WriteLoss(const Block& next) {
   Guard(
       [&] {
-        const auto line = LossLine({&next.bytes[0], next.end}, lost);
+        const auto line = (is_torn_ ? "\n" : "") + LossLine({&next.bytes[0], next.end}, given_up_);
         std::atomic<std::size_t> written = 0;
-        if (!Write(line.data(), line.size(), written)) Complain(errno);
+        if (!Write(line.data(), line.size(), written)) return Complain(errno);
+        given_up_ = 0;
+        is_torn_ = false;
       },
       [](const char* /*reason*/) {});
 }
 
 void LogWriter::WriteBlock(Block& block) {
-  if (!Write(&block.bytes[0], block.end, block.written)) Complain(errno);
+  if (!Write(&block.bytes[0], block.end, block.written)) {
+    Complain(errno);
+    GiveUpRest(block);
+  }
   Enter();
   block.end = 0;
   block.written = 0;
   Leave();
+}
+
+void LogWriter::GiveUpRest(const Block& block) {
+  const std::size_t written = block.written;
+  if (written != 0) is_torn_ = block.bytes[written - 1] != '\n';
+  for (std::size_t at = written; at < block.end; ++at)
+    given_up_ += EndsLine(block, at) ? 1 : 0;
 }
 
 void LogWriter::LookAfterFile() {

@@ -71,8 +71,10 @@ class LogWriter {
   void Round(std::unique_lock<std::mutex>& lock);
   Work TakeWork();
   void Do(const Work& work);
-  void WriteLoss(const Block& next, std::size_t lost);
+  void WriteLoss(const Block& next);
   void WriteBlock(Block& block);
+  void GiveUpRest(const Block& block);
+  [[nodiscard]] static bool EndsLine(const Block& block, std::size_t at);
   void LookAfterFile();
   void Use(int next_fd);
   [[nodiscard]] bool Write(const char* bytes, std::size_t size, std::atomic<std::size_t>& written);
@@ -114,6 +116,9 @@ class LogWriter {
   Clock::time_point last_line_;
 
   // For rounds:
+  /// Lines that were lost and not yet told, and whether a part of one is written.
+  std::size_t given_up_ = 0;
+  bool is_torn_ = false;
   Clock::time_point last_look_;
   std::optional<Clock::time_point> last_complaint_;
 

@@ -136,12 +136,12 @@ TEST(JsonRead, ManyKeysBesideALongListTakeNoQuadraticTime) {
 
 TEST(JsonWrite, NodesAreValidJsonWhateverTheyHold) {
   JsonNode root("R\xFF", "");
-  root.AddChild("Text", "a/b \"q\" \\ \n\x01\x80z\xE2\x82", 0);
+  root.AddChild("Text", "a/b \"q\" \\ \n\x1F\x80z\xE2\x82", 0);
   for (const char* const number : {"-12", "18446744073709551616", "007", "-", "1.5", ""})
     root.AddChild("n", number, 0)->value_kind = JsonNode::kNumber;
   root.AddChild("One", "", 0)->AddChild("List", "", 0)->repeat = true;
   EXPECT_EQ(root.Serialize(0),
-            "{\"R\xEF\xBF\xBD\":{\"Text\":\"a/b \\\"q\\\" \\\\ \\n\\u0001\xEF\xBF\xBDz\xEF\xBF\xBD\xEF\xBF\xBD\","
+            "{\"R\xEF\xBF\xBD\":{\"Text\":\"a/b \\\"q\\\" \\\\ \\n\\u001F\xEF\xBF\xBDz\xEF\xBF\xBD\xEF\xBF\xBD\","
             "\"n\":-12,\"n\":18446744073709551616,\"n\":\"007\",\"n\":\"-\",\"n\":\"1.5\",\"n\":\"\","
             "\"One\":{\"List\":[\"\"]}}}");
 }
@@ -157,6 +157,14 @@ TEST(JsonWrite, EveryCharacterComesBackFromEveryPlace) {
       ASSERT_EQ(json.get_v("/R/Text", ""), text);
     }
   }
+}
+
+TEST(JsonWrite, ALongTextBehindManyEscapesHasRoom) {
+  const std::string text = std::string(3'000, '\x01') + std::string(20'000, 'x');
+  JsonNode root("R", text);
+  kelp::CRapidJsonProto json;
+  ASSERT_TRUE(json.set_str(root.Serialize(0)));
+  EXPECT_EQ(json.get_v("/R", ""), text);
 }
 
 TEST(JsonWrite, ANodeOutlivesItsRoot) {

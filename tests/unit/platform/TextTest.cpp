@@ -123,6 +123,7 @@ TEST(TimeUtil, StampsMayCarryFractionAndOffsetAndNothingElse) {
     EXPECT_EQ(LocalTime2TimeStrISO(text, 60), "") << text;
   }
   EXPECT_EQ(LocalTime2TimeStrISO("2024-06-15T10:30:00.750", -1'439), "2024-06-15T10:30:00-23:59");
+  EXPECT_EQ(LocalTime2TimeStrISO("2024-06-15 10:30:00", -30), "2024-06-15T10:30:00-00:30");
   EXPECT_EQ(LocalTime2TimeStrISO("2024-06-15 10:30:00", -1'440), "");
   EXPECT_EQ(LocalTime2TimeStrISO("2024-06-15 10:30:00Z", 0), "");
 }
