@@ -55,12 +55,14 @@ TEST(JsonRead, AcceptsOneWholeValueAndNothingElse) {
       ASSERT_TRUE(json.set_str(R"({"old":1})"));
       EXPECT_FALSE(json.set_str(text)) << testing::PrintToString(text.substr(0, 60));
       EXPECT_EQ(json.get_str(), "");
-      EXPECT_TRUE(sink->Has(4, fault)) << testing::PrintToString(text.substr(0, 60)) << sink->Lines().back().text;
+      EXPECT_TRUE(sink->Has(4, fault)) << testing::PrintToString(text.substr(0, 60));
       sink->Clear();
     }
   }
-  for (const auto& [text, fault] : {std::pair(" [1,}"s, "byte 4: no JSON"), {"\"\xFF\""s, "byte 1: a NUL"},
-                                    {"[1e999]"s, "byte 1: a number"}, {Nested(65), "byte 64: nested"}}) {
+  for (const auto& [text, fault] : {std::pair(" [1,}"s, "byte 4: no JSON"),
+                                    {"\"\xFF\""s, "byte 1: a NUL"},
+                                    {"[1e999]"s, "byte 1: a number"},
+                                    {Nested(65), "byte 64: nested"}}) {
     EXPECT_FALSE(json.set_str(text));
     EXPECT_TRUE(sink->Has(4, fault)) << fault;
   }
