@@ -44,29 +44,37 @@ $$;
 ALTER DEFAULT PRIVILEGES IN SCHEMA platform, evidence GRANT SELECT, INSERT, UPDATE ON TABLES TO evidence_app;
 ALTER DEFAULT PRIVILEGES IN SCHEMA platform, evidence GRANT USAGE ON SEQUENCES TO evidence_app;
 
--- Settings of this database, and of the role in it. The planner's are explained in 007_ordered_texts.sql. The times end
+-- Settings of the role in this database; what an operator has set for the database as a whole stays, too. The times end
 -- what a client or a lost host left behind: each statement of a text has its own. They belong to the role because a
 -- pooler passes no options of a connection on. What may take longer raises its limit for one transaction.
+--
+-- The planner's make every answer the same, only faster. The tables fit into memory, so what is read costs by its rows
+-- and little by its pages, wherever they are: a keyword's page is read through the word index when few rows match, and
+-- newest first when more than one in a hundred do; by the server's own costs it is read newest first past most rows when
+-- the matching ones are old. Workers take several milliseconds to start and pay off only for searches of all texts. JIT
+-- compilation takes longer than it saves. The partitions are counted separately and then added up. A search reads all
+-- entries that are pending for the word index, so their list is short.
 DO $$
 DECLARE
   missing record;
 BEGIN
   FOR missing IN
-    SELECT format(CASE WHEN of_role THEN 'ALTER ROLE evidence_app IN DATABASE %I SET %s = %L'
-                       ELSE 'ALTER DATABASE %I SET %s = %L' END, current_database(), name, value) AS statement
+    SELECT format('ALTER ROLE evidence_app IN DATABASE %I SET %s = %L', current_database(), name, value) AS statement
     FROM (VALUES
-      (false, 'random_page_cost', '1.1'),
-      (false, 'parallel_setup_cost', '5000'),
-      (false, 'jit', 'off'),
-      (false, 'enable_partitionwise_aggregate', 'on'),
-      (true, 'statement_timeout', '30s'),
-      (true, 'lock_timeout', '30s'),
-      (true, 'client_connection_check_interval', '5s')) AS wanted (of_role, name, value)
+      ('statement_timeout', '30s'),
+      ('lock_timeout', '30s'),
+      ('client_connection_check_interval', '5s'),
+      ('seq_page_cost', '0.1'),
+      ('random_page_cost', '0.1'),
+      ('cpu_tuple_cost', '0.05'),
+      ('parallel_setup_cost', '3500'),
+      ('jit', 'off'),
+      ('enable_partitionwise_aggregate', 'on'),
+      ('gin_pending_list_limit', '256kB')) AS wanted (name, value)
     WHERE NOT EXISTS (
       SELECT FROM pg_catalog.pg_db_role_setting AS kept CROSS JOIN unnest(kept.setconfig) AS line
       WHERE kept.setdatabase = (SELECT oid FROM pg_catalog.pg_database WHERE datname = current_database()) AND
-            kept.setrole = CASE WHEN of_role THEN 'evidence_app'::regrole::oid ELSE 0 END AND
-            split_part(line, '=', 1) = name)
+            kept.setrole IN (0, 'evidence_app'::regrole::oid) AND split_part(line, '=', 1) = name)
   LOOP
     BEGIN
       EXECUTE missing.statement;
@@ -75,16 +83,5 @@ BEGIN
         RAISE WARNING 'this role may not set what the service should run with; a superuser runs: %', missing.statement;
     END;
   END LOOP;
-END
-$$;
-DO $$
-BEGIN
-  IF (SELECT procost FROM pg_catalog.pg_proc WHERE oid = 'pg_catalog.texticlike(text, text)'::regprocedure) <> 200 THEN
-    ALTER FUNCTION pg_catalog.texticlike(text, text) COST 200;
-  END IF;
-EXCEPTION
-  WHEN insufficient_privilege THEN
-    RAISE WARNING 'this role may not set what the service should run with; a superuser runs in this database: ALTER '
-                  'FUNCTION pg_catalog.texticlike(text, text) COST 200';
 END
 $$;

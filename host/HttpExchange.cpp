@@ -30,6 +30,11 @@ void HttpServer::Exchange::EndWait(bool has_room) {
   if (std::exchange(suspended, false)) MHD_resume_connection(connection);
 }
 
+void HttpServer::Exchange::EndWaitForPlace() {
+  const std::lock_guard lock(mutex);
+  Resume(Busy());
+}
+
 void HttpServer::Exchange::FitMemory() {
   if (memory) memory->ShrinkTo(MemoryFor(task.kind, body.size()));
 }

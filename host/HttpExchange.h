@@ -48,6 +48,8 @@ struct HttpServer::Exchange : std::enable_shared_from_this<Exchange> {
 
   /// Lets a connection go on that was suspended at its head: with its body when there is room for that, else with 503.
   void EndWait(bool has_room);
+  /// Answers 503 to a request that found no place in the queue of its workers.
+  void EndWaitForPlace();
   /// Gives up what was taken for a body of unknown size beyond that of the one that came.
   void FitMemory();
 

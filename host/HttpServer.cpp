@@ -25,8 +25,9 @@ HttpAnswer ErrorAnswer(unsigned status, std::string_view reason) {
 
 namespace {
 
-/// Longest time that a request waits for room in the memory budget.
+/// Longest time that a request waits for room in the memory budget, and then for a place in the queue of the workers.
 constexpr std::chrono::seconds kWaitForRoom{5};
+constexpr std::chrono::seconds kWaitForPlace{5};
 /// An answer of this size or more, which counts against the budget until it is sent, has to be taken at this rate.
 constexpr std::size_t kLargeAnswer = 64 * 1024;
 constexpr std::size_t kSlowestBytesPerSecond = 16 * 1024;
@@ -113,12 +114,13 @@ struct HttpCallbacks {
     std::vsnprintf(text, sizeof(text), format, arguments);
     LogHost(kLogAnomaly, "http: %s", text);
   }
-
-  static void FreeBody(void* body) { delete static_cast<std::string*>(body); }
 };
 
 HttpServer::HttpServer(HttpOptions options, HttpAdmission admission)
-    : options_(std::move(options)), admission_(std::move(admission)), room_(kWaitForRoom) {}
+    : options_(std::move(options)),
+      admission_(std::move(admission)),
+      room_(kWaitForRoom),
+      line_(std::make_shared<WaitingLine>(kWaitForPlace)) {}
 
 HttpServer::~HttpServer() {
   if (daemon_ == nullptr) return;
@@ -139,7 +141,7 @@ bool HttpServer::Start(int listen_fd) {
   tls.push_back({MHD_OPTION_END, 0, nullptr});
   // Each header line takes its own size and a record, so that twice the limit holds any usual header of the limit's
   // size; Begin checks the exact limit.
-  const std::size_t memory = 2 * options_.header_limit + 32 * 1024;
+  const std::size_t memory = 2 * options_.header_limit + 8 * 1024;
   daemon_ = MHD_start_daemon(flags, 0, nullptr, nullptr, &HttpCallbacks::Access, this,                             //
                              MHD_OPTION_EXTERNAL_LOGGER, &HttpCallbacks::Log, nullptr,                             //
                              MHD_OPTION_LISTEN_SOCKET, listen_fd,                                                  //
@@ -280,15 +282,24 @@ bool HttpServer::Dispatch(const std::shared_ptr<Exchange>& exchange) {
   }
   const auto& client = exchange->task.client;
   exchange->call.emplace(exchange->task.kind, client, exchange->memory ? &*exchange->memory : nullptr);
-  const bool queued = exchange->task.pool->TrySubmit(client, [exchange] { exchange->Work(); });
-  if (!queued) {
-    exchange->answer = Busy();
-    return Answer(*exchange);
-  }
+  Submit(exchange);
   MHD_suspend_connection(exchange->connection);
   exchange->suspended = true;
   exchange->dispatched = std::chrono::steady_clock::now();
   return true;
+}
+
+/// To the workers, or into the line for them.
+void HttpServer::Submit(const std::shared_ptr<Exchange>& exchange) {
+  auto* const pool = exchange->task.pool;
+  const auto submit = [exchange, pool, line = line_] {
+    return pool->TrySubmit(exchange->task.client, [exchange, pool, line] {
+      exchange->Work();
+      line->Advance(pool);
+    });
+  };
+  if (line_->IsEmpty() && submit()) return;
+  line_->Join({pool, exchange->task.client, submit, [exchange] { exchange->EndWaitForPlace(); }});
 }
 
 /// Most reads are answered long before it is worth watching their clients.
@@ -298,6 +309,9 @@ void HttpServer::WatchLongReads(const std::stop_token& stop) {
   std::unique_lock lock(mutex_);
   while (!stop.stop_requested()) {
     wake.wait_for(lock, stop, kLong, [] { return false; });
+    lock.unlock();
+    line_->Refuse();
+    lock.lock();
     const auto begun_by = std::chrono::steady_clock::now() - kLong;
     for (auto* const exchange : in_flight_) {
       platform::Guard(
@@ -316,28 +330,9 @@ bool HttpServer::Answer(Exchange& exchange) {
     const std::chrono::seconds sending(size / kSlowestBytesPerSecond);
     deadlines_.Set(Descriptor(*exchange.connection), options_.idle_timeout + sending);
   }
-  auto* const body = new std::string(std::move(answer.body));
-  auto* const response =
-      MHD_create_response_from_buffer_with_free_callback_cls(size, body->data(), &HttpCallbacks::FreeBody, body);
-  if (response == nullptr) {
-    delete body;
-    return false;
-  }
-  if (size != 0) MHD_add_response_header(response, MHD_HTTP_HEADER_CONTENT_TYPE, "application/json");
-  MHD_add_response_header(response, MHD_HTTP_HEADER_CACHE_CONTROL, "no-store");
-  if (answer.allow != nullptr) MHD_add_response_header(response, MHD_HTTP_HEADER_ALLOW, answer.allow);
-  if (answer.status == MHD_HTTP_UNAUTHORIZED) {
-    MHD_add_response_header(response, MHD_HTTP_HEADER_WWW_AUTHENTICATE, "Bearer");
-  }
-  if (answer.retry_after_s != 0) {
-    MHD_add_response_header(response, MHD_HTTP_HEADER_RETRY_AFTER, std::to_string(answer.retry_after_s).c_str());
-  }
   // The library reads the ends of chunks more loosely than others: nothing behind such a body is taken for a request.
   const bool is_chunked = Header(*exchange.connection, MHD_HTTP_HEADER_TRANSFER_ENCODING).has_value();
-  if (stopping_ || is_chunked) MHD_add_response_header(response, MHD_HTTP_HEADER_CONNECTION, "close");
-  const auto queued = MHD_queue_response(exchange.connection, answer.status, response);
-  MHD_destroy_response(response);
-  return queued == MHD_YES;
+  return responses_.Queue(*exchange.connection, std::move(answer), stopping_ || is_chunked);
 }
 
 void HttpServer::Completed(MHD_Connection& connection, void*& context) {

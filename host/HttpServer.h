@@ -20,7 +20,9 @@
 #include "Admission.h"
 #include "HangUps.h"
 #include "HeadCheck.h"
+#include "HttpResponses.h"
 #include "ReadDeadlines.h"
+#include "WaitingLine.h"
 #include "WorkerPool.h"
 #include "platform/Call.h"
 
@@ -119,6 +121,7 @@ class HttpServer {
   bool TakeMemory(const std::shared_ptr<Exchange>& exchange);
   bool Take(Exchange& exchange, std::string_view data);
   bool Dispatch(const std::shared_ptr<Exchange>& exchange);
+  void Submit(const std::shared_ptr<Exchange>& exchange);
   bool Answer(Exchange& exchange);
   void WatchLongReads(const std::stop_token& stop);
   void Completed(MHD_Connection& connection, void*& context);
@@ -138,6 +141,9 @@ class HttpServer {
   ReadDeadlines deadlines_;
   Admission room_;
   HangUps hang_ups_;
+  /// Shared with jobs, which may end when this object is gone.
+  const std::shared_ptr<WaitingLine> line_;
+  HttpResponses responses_;
   MHD_Daemon* daemon_ = nullptr;
 
   /// Requests may no longer be suspended.

@@ -238,16 +238,21 @@ std::string Host::StartHttp() {
     options.tls_key = *key;
   }
   // One that had to wait for a connection would only take the processor from those that have one.
-  workers_.emplace(static_cast<std::size_t>(settings_.workers), static_cast<std::size_t>(settings_.queue),
-                   MostPluginConnections());
+  const auto connections = MostPluginConnections();
+  const auto workers = static_cast<std::size_t>(settings_.workers);
+  workers_.emplace(workers, static_cast<std::size_t>(settings_.queue), connections);
   platform::CrowdPlace::WhenTaken([this] { workers_->NoteHeldUp(); });
   // The other half is left for what nothing holds up.
-  platform::CrowdPlace::Limit(std::max<std::size_t>(static_cast<std::size_t>(settings_.workers) / 2, 1));
+  platform::CrowdPlace::Limit(std::max<std::size_t>(workers / 2, 1));
   login_workers_.emplace(static_cast<std::size_t>(settings_.login_workers),
                          static_cast<std::size_t>(settings_.login_queue));
   ready_worker_.emplace(1, static_cast<std::size_t>(settings_.connections_limit));
-  readiness_.emplace(
-      Readiness::Parts{&DatabaseAnswers, [this] { return std::max(DatabaseStarvedFor(), workers_->StarvedFor()); }});
+  // Who would wait for a connection waits for a worker.
+  const bool for_connections = connections != 0 && connections <= workers;
+  readiness_.emplace(Readiness::Parts{&DatabaseAnswers, [this, for_connections] {
+                                        return for_connections ? std::max(DatabaseStarvedFor(), workers_->StarvedFor())
+                                                               : DatabaseStarvedFor();
+                                      }});
   gateway_.emplace(Gateway::Parts{sessions_, tries_, routes_, &*workers_, &*login_workers_, &*ready_worker_,
                                   static_cast<std::size_t>(settings_.body_limit),
                                   [this] { return all_plugins_up_ && readiness_->IsReady(); }});
@@ -297,6 +302,7 @@ std::string OpenLog(const Settings& settings) {
   if (fd < 0) return file + ": " + std::generic_category().message(errno);
   close(fd);
   Slot<platform::ILogSink>::Exchange(platform::MakeFileLogSink(file, static_cast<std::size_t>(settings.log_queue)));
+  platform::HandleFatalSignals();
   platform::SetLogThreshold(static_cast<int>(settings.log_level));
   return {};
 }

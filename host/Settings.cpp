@@ -59,8 +59,10 @@ constexpr Setting kSettings[] = {
     TextSetting("log_file", &Settings::log_file, "", "Log file; empty for evidence-host.log in data."),
     NumberSetting("log_level", &Settings::log_level, "3", 1, 6,
                   "Lowest level logged: 1 statements, 2 trace, 3 progress, 4 anomalies, 5 failures, 6 outages."),
-    NumberSetting("log_queue", &Settings::log_queue, "8192", 16, 1'000'000,
-                  "Maximum log lines waiting to be written; beyond that the oldest are dropped."),
+    NumberSetting(
+        "log_queue", &Settings::log_queue, "8192", 16, 1'000'000,
+        "Maximum log lines waiting to be written; beyond that requests wait, or when nothing can be written for a "
+        "second the oldest are dropped."),
     TextSetting("plugins", &Settings::plugins, "file_manager.s.so,casefile.s.so",
                 "Plugin files separated by commas, relative to the executable's folder, in start order."),
     TextSetting("plugin_failure", &Settings::plugin_failure, "stop",
@@ -70,10 +72,10 @@ constexpr Setting kSettings[] = {
         "Threads that run plugin requests; beside those that wait for others, as many of them run at once as a "
         "plugin has database connections."),
     NumberSetting("queue", &Settings::queue, "256", 1, 100'000,
-                  "Maximum requests waiting for a worker; beyond that clients get 503."),
+                  "Maximum requests waiting for a worker; beyond that they wait 5 s for a place, then get 503."),
     NumberSetting("login_workers", &Settings::login_workers, "2", 1, 64, "Threads that run logins."),
     NumberSetting("login_queue", &Settings::login_queue, "64", 1, 10'000,
-                  "Maximum logins waiting; beyond that clients get 503."),
+                  "Maximum logins waiting; beyond that they wait 5 s for a place, then get 503."),
     NumberSetting("body_limit", &Settings::body_limit, "8388608", 1024, 1'073'741'824,
                   "Largest request body in bytes."),
     NumberSetting("header_limit", &Settings::header_limit, "16384", 1024, 1'048'576,

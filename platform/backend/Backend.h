@@ -69,7 +69,7 @@ class ISystemBackend {
   virtual std::string AESKey() = 0;
 };
 
-/// Destination of log lines. Thread-safe; must not block on the disk.
+/// Destination of log lines. Thread-safe; a file that takes nothing more must not hold callers for long.
 class ILogSink {
  public:
   virtual ~ILogSink() = default;

@@ -63,11 +63,18 @@ PLATFORM_API std::shared_ptr<kelp::ISystemAndLogAPI> MakeSystemAndLogApi();
 PLATFORM_API std::shared_ptr<IIncreResourceBackend> MakeIncreResourceBackend();
 PLATFORM_API std::shared_ptr<ILogBackend> MakeLogBackend();
 
-/// Writes lines to a file (standard error when `path` is empty) asynchronously through a bounded queue: when it is
-/// full, the oldest lines are dropped and their number is logged. A line break inside a text is followed by a TAB, so
+/// Writes lines to a file (standard error when `path` is empty), in the order in which they come. They gather for up to
+/// 20 ms, `queue_lines` of them at most; a line of level kLogFailure or more is written when its call returns, and with
+/// it all lines before. When there is no room, callers wait; while nothing could be written for a second, nobody does,
+/// the oldest lines are dropped and their number is logged. A line break inside a text is followed by a TAB, so
 /// that no text can start a line of its own. A text of more than 64 KiB is truncated and marked as such. A line reads
 /// "<UTC time with milliseconds>Z <level> <tag> <text>". A file that was moved or removed is made again, with mode
 /// 0600, within a second. Null when the file cannot be opened. The sink's destructor writes what is queued.
 PLATFORM_API std::shared_ptr<ILogSink> MakeFileLogSink(const std::string& path, std::size_t queue_lines);
+
+/// From now on a signal that ends the process, by a fault of its own or by SIGTERM and its like, ends it only when the
+/// lines of the sink made last are written, as far as its file takes them. Signals that have a handler or are ignored
+/// are left alone, and all of them in a program built with a sanitizer, which has handlers of its own.
+PLATFORM_API void HandleFatalSignals();
 
 }  // namespace platform

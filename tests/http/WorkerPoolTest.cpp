@@ -1,14 +1,18 @@
 // The threads of the host and the clients that share them.
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <atomic>
+#include <chrono>
 #include <future>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <thread>
+#include <utility>
 
+#include "WaitingLine.h"
 #include "WorkerPool.h"
 #include "platform/Crowd.h"
 #include "support/Eventually.h"
@@ -107,6 +111,64 @@ TEST_F(WorkerPoolTest, AThreadThatIsHeldUpLetsOneMoreRun) {
   is_queued.set_value();
   EXPECT_TRUE(Eventually([&] { return begun_ == 1; }));
   platform::CrowdPlace::WhenTaken({});
+}
+
+/// Requests are letters; a pool takes those of the clients that have room.
+class WaitingLineTest : public testing::Test {
+ protected:
+  void Join(const std::string& client, char letter) {
+    const auto submit = [this, client, letter] {
+      if (!room_.contains(client)) return false;
+      taken_ += letter;
+      return true;
+    };
+    line_.Join({&pool_, client, submit, [this, letter] { late_ += letter; }});
+  }
+
+  const host::WorkerPool pool_{1, 1};
+  std::set<std::string> room_;
+  std::string taken_;
+  std::string late_;
+  host::WaitingLine line_{std::chrono::seconds(1)};
+};
+
+TEST_F(WaitingLineTest, ClientsTakeTurnsAndOneThatHasItsPartHoldsNobodyUp) {
+  for (const char letter : {'a', 'b', 'c'})
+    Join("full", letter);
+  for (const char letter : {'p', 'q', 'r'})
+    Join("other", letter);
+  Join("third", 'x');
+  room_ = {"other", "third", "new"};
+  Join("other", 's');
+  EXPECT_EQ(taken_, "") << "behind those of its client";
+  Join("new", 'n');
+  EXPECT_EQ(std::exchange(taken_, ""), "n");
+  const host::WorkerPool stranger(1, 1);
+  line_.Advance(&stranger);
+  EXPECT_EQ(taken_, "");
+  line_.Advance(&pool_);
+  line_.Advance(&pool_);
+  line_.Advance(&pool_);
+  EXPECT_EQ(taken_, "pxqrs");
+  room_.insert("full");
+  line_.Advance(&pool_);
+  EXPECT_EQ(taken_, "pxqrsabc");
+  EXPECT_TRUE(line_.IsEmpty());
+}
+
+TEST_F(WaitingLineTest, WhoFindsNoPlaceInTimeIsToldOnce) {
+  Join("one", 'a');
+  const auto now = host::WaitingLine::Clock::now();
+  line_.Refuse(now);
+  EXPECT_EQ(late_, "");
+  Join("two", 'b');
+  Join("one", 'c');
+  line_.Refuse(now + std::chrono::minutes(1));
+  EXPECT_THAT(late_, testing::UnorderedElementsAre('a', 'b', 'c'));
+  EXPECT_TRUE(line_.IsEmpty());
+  room_ = {"one", "two"};
+  line_.Advance(&pool_);
+  EXPECT_EQ(taken_, "");
 }
 
 }  // namespace

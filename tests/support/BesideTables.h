@@ -2,7 +2,7 @@
 
 namespace evidence_test {
 
-/// The program's rights, default rights, settings and the cost of a function: what lies beside the tables.
+/// The program's rights, default rights and settings: what lies beside the tables.
 inline constexpr char kSqlBeside[] =
     R"(
 SELECT name || ' ' || string_agg(privilege_type, ',' ORDER BY privilege_type) AS line FROM (
@@ -11,7 +11,6 @@ SELECT name || ' ' || string_agg(privilege_type, ',' ORDER BY privilege_type) AS
 WHERE grantee = (SELECT oid FROM pg_roles WHERE rolname = 'evidence_app') GROUP BY name UNION ALL
 SELECT defaclnamespace::regnamespace || defaclacl::text FROM pg_default_acl UNION ALL
 SELECT CASE setrole WHEN 0 THEN '' ELSE 'app ' END || line FROM pg_db_role_setting, unnest(setconfig) AS line
-WHERE setdatabase = (SELECT oid FROM pg_database WHERE datname = current_database()) UNION ALL
-SELECT procost::text FROM pg_proc WHERE oid = 'texticlike(text, text)'::regprocedure ORDER BY line)";
+WHERE setdatabase = (SELECT oid FROM pg_database WHERE datname = current_database()) ORDER BY line)";
 
 }  // namespace evidence_test

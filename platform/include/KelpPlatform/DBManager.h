@@ -26,7 +26,8 @@ class IDBResultSet {
 };
 
 /// Database access through connection pools, one for each plugin id and connection class. Thread-safe. A text is one
-/// call and one implicit transaction: its statements all take effect or none. A text is never sent twice.
+/// call and one implicit transaction: its statements all take effect or none. A text is sent again, a few times, when
+/// the server undid all of it because it crossed another transaction; never when it is not known what became of it.
 class IDBManager {
  public:
   using RowReader = std::function<void(IDBResultSet*)>;

@@ -23,8 +23,8 @@ namespace Orv::Base::details {
 PLATFORM_API bool IsLogLevelOn(int level);
 
 /// Writes one line of a LogLevel to the installed sink; nothing is formatted when the level is off. The arguments
-/// follow `format` as in printf. Never blocks on the disk, never throws, and leaves the thread's last error and errno
-/// unchanged.
+/// follow `format` as in printf. Never throws, and leaves the thread's last error and errno unchanged. Waits for the
+/// file when too many lines wait for it, and until a line of kLogFailure or more is written; not for one that hangs.
 PLATFORM_API void ITarnFormatLog(int level, const char* tag, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
 

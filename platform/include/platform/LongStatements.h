@@ -11,8 +11,9 @@ namespace platform {
 /// that the database grants the program's role. For a statement whose rows only the size of a table bounds, and whose
 /// failure would leave rows that nothing repairs.
 ///
-/// The limit is raised inside a transaction around the text, since a pooler between the program and the database may
-/// run the next text on another of its connections.
+/// Such a statement also gathers more words before they go into an index, as it writes many rows. The limits are raised
+/// inside a transaction around the text, since a pooler between the program and the database may run the next text on
+/// another of its connections.
 class PLATFORM_API LongStatements : public Orv::Base::CNoncopyable {
  public:
   static constexpr std::chrono::seconds kLimit{600};

@@ -41,6 +41,12 @@ std::string_view Field(const PGresult* result, int code) {
 /// A text of this size leaves the library's send buffer at least as large.
 constexpr std::size_t kBulkyText = 1024UL * 1024;
 
+/// A conflict with other transactions that the server ended by undoing this one.
+bool IsCrossed(const PGresult* result) {
+  const std::string_view state = Field(result, PG_DIAG_SQLSTATE);
+  return state == "40001" || state == "40P01";
+}
+
 /// SQLSTATE and primary message; libpq's own text when the failure is not the server's.
 std::string Describe(const PGresult* result) {
   const std::string_view state = Field(result, PG_DIAG_SQLSTATE);
@@ -100,6 +106,7 @@ bool PostgresConnection::ServerHasClosed() {
 }
 
 PostgresResult PostgresConnection::Run(const std::string& text, Call* call, Origin origin) {
+  was_crossed_ = false;
   // libpq reads a text up to its first NUL: the rest would be silently cut off.
   if (text.find('\0') != std::string::npos) {
     Fail("a statement with a NUL character was not sent");
@@ -140,6 +147,7 @@ PostgresResult PostgresConnection::Run(const std::string& text, Call* call, Orig
 PostgresResult PostgresConnection::ReadResults() {
   PostgresResult rows;
   bool failed = false;
+  bool committed = false;
   bool more_rows = false;
   while (LibraryResult result{PQgetResult(handle_.get())}) {
     const ExecStatusType status = PQresultStatus(result.get());
@@ -151,7 +159,10 @@ PostgresResult PostgresConnection::ReadResults() {
         status != PGRES_EMPTY_QUERY) {
       // Later failures are consequences of the first.
       if (!failed) Fail(Describe(result.get()));
+      if (!failed) was_crossed_ = !committed && IsCrossed(result.get());
       failed = true;
+    } else if (status == PGRES_COMMAND_OK && std::string_view(PQcmdStatus(result.get())) == "COMMIT") {
+      committed = true;
     }
     // The rows of one statement come one by one, then its end without any.
     const PGresult& row = *result;

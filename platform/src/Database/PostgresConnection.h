@@ -41,6 +41,10 @@ class PostgresConnection {
   /// False once the connection was lost; MakeReady opens another one.
   [[nodiscard]] bool IsOpen() const { return handle_ != nullptr; }
 
+  /// Whether the server undid all of the last text because other transactions changed or locked its rows, and would do
+  /// it if it was sent again.
+  [[nodiscard]] bool WasCrossed() const { return was_crossed_; }
+
   /// Rolls back an open transaction.
   void RollBack();
 
@@ -79,6 +83,7 @@ class PostgresConnection {
   bool dismissed_ = false;
   // A large text or row has passed through it.
   bool is_bulky_ = false;
+  bool was_crossed_ = false;
   std::string fault_;
   std::vector<std::string> warnings_;
 };

@@ -23,6 +23,8 @@ using enum Orv::Base::LogLevel;
 using Pool = FairPool<PostgresConnection>;
 
 constexpr int kMaxConnections = 1000;
+/// How often a text is sent at most while other transactions cross it.
+constexpr int kMostSends = 10;
 
 class PostgresDBManager final : public IPooledDatabase {
  public:
@@ -95,9 +97,10 @@ End RunTexts(PostgresConnection& connection, const std::list<std::string>& sqls)
   return connection.IsOpen() ? End::kUndone : End::kUnknown;
 }
 
-/// Runs one text that may take long, as the transaction that it is anyway; after a failure the caller rolls back.
+/// Runs one text that may take long, as the transaction that it is anyway; after a failure the caller rolls back. A row
+/// that is changed goes into the word index again, and more at once in half the time.
 PostgresResult RunLong(PostgresConnection& connection, const std::string& sql, Call* call) {
-  const std::string begin = "BEGIN; SET LOCAL statement_timeout = " +
+  const std::string begin = "BEGIN; SET LOCAL gin_pending_list_limit = '4MB'; SET LOCAL statement_timeout = " +
                             std::to_string(std::chrono::milliseconds(LongStatements::kLimit).count());
   constexpr auto kLayer = PostgresConnection::Origin::kLayer;
   if (!connection.Run(begin, nullptr, kLayer)) return nullptr;
@@ -240,14 +243,21 @@ bool PostgresDBManager::RunText(Pool& pool, const std::string& sql, PostgresResu
   Call* const call = CancellingCall(sql);
   const auto connection = TakeReady(pool, call);
   if (!connection) return false;
-  result = LongStatements::AreAllowed() ? RunLong(*connection, sql, call) : connection->Run(sql, call);
-  const bool left_open = connection->InTransaction();
-  if (left_open) {
-    if (result) ITarnFormatLog(kLogFailure, kLogTag, "A text left a transaction open; it was undone");
-    connection->RollBack();
+  for (int sends = 1;; ++sends) {
+    result = LongStatements::AreAllowed() ? RunLong(*connection, sql, call) : connection->Run(sql, call);
+    const bool again = connection->WasCrossed() && sends < kMostSends;
+    const bool left_open = connection->InTransaction();
+    if (left_open) {
+      if (result) ITarnFormatLog(kLogFailure, kLogTag, "A text left a transaction open; it was undone");
+      connection->RollBack();
+    }
+    if (again) {
+      ITarnFormatLog(kLogAnomaly, kLogTag, "Another transaction crossed a text, which is sent again");
+      continue;
+    }
+    connection->ShedBuffers();
+    return result != nullptr && !left_open;
   }
-  connection->ShedBuffers();
-  return result != nullptr && !left_open;
 }
 
 Pool::Lease PostgresDBManager::TakeReady(Pool& pool, Call* call) const {

@@ -1,48 +1,37 @@
 #pragma once
 
-#include <spdlog/details/null_mutex.h>
-#include <spdlog/sinks/base_sink.h>
-
-#include <condition_variable>
-#include <cstdio>
-#include <memory>
-#include <mutex>
-#include <stop_token>
+#include <atomic>
 #include <string>
-#include <thread>
 
 namespace platform {
 
-/// The file of a log, opened anew when it is asked for, and within a second after another file or none stands at its
-/// path. A line is in the file that was open when it came, whole. Thread-safe.
-class LogFile final : public spdlog::sinks::base_sink<std::mutex> {
+/// The open file of a log; standard error without a path. One thread at a time
+/// uses it, but for Open, fd and IsRegular.
+class LogFile {
  public:
-  /// Throws spdlog::spdlog_ex when the file cannot be opened.
+  /// Throws std::system_error when the file cannot be opened.
   explicit LogFile(std::string path);
+  ~LogFile() { Use(-1); }
+  LogFile(const LogFile&) = delete;
+  LogFile& operator=(const LogFile&) = delete;
 
-  /// False, with the old file kept, when the file cannot be opened.
-  [[nodiscard]] bool Reopen();
+  [[nodiscard]] const std::string& path() const { return path_; }
+  [[nodiscard]] int fd() const { return fd_.load(); }
+  /// False for a pipe or a terminal, which may take nothing.
+  [[nodiscard]] bool IsRegular() const { return is_regular_.load(); }
+
+  /// A new descriptor of the file at the path, which is made when there is none; -1, with errno, when that fails. A log
+  /// may be a pipe, which is opened when there is a reader.
+  [[nodiscard]] int Open() const;
+  /// Whether the path leads to another file than the open one. Only a regular file is moved or removed.
+  [[nodiscard]] bool IsAway() const;
+  /// Takes the descriptor `next` over and closes the one before.
+  void Use(int next);
 
  private:
-  struct Close {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-  using File = std::unique_ptr<std::FILE, Close>;
-
-  [[nodiscard]] File Open() const;
-  [[nodiscard]] bool IsAway() const;
-  void Watch(const std::stop_token& stop);
-
-  void sink_it_(const spdlog::details::log_msg& message) override;
-  void flush_() override;
-
   const std::string path_;
-  /// Under the mutex of the base.
-  File file_;
-  std::mutex watch_mutex_;
-  std::condition_variable_any wake_;
-  /// Last, so that it is joined before what it uses is destroyed.
-  std::jthread watcher_;
+  std::atomic<int> fd_ = -1;
+  std::atomic<bool> is_regular_ = false;
 };
 
 }  // namespace platform

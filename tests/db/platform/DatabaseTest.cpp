@@ -183,6 +183,46 @@ TEST_F(DBManagerTest, ALostConnectionIsRenewedAndNoTextIsSentTwice) {
   EXPECT_TRUE(Execute("SELECT 1"));
 }
 
+TEST_F(DBManagerTest, AChangeOfARowThatMovesMeanwhileIsDoneAfterTheMove) {
+  Postgres().Query("DELETE FROM evidence.evidence; INSERT INTO evidence.evidence (ID, guid) VALUES (1, 'moved')");
+  const Session mover(Postgres().OwnerConnection());
+  for (const char* const cad_id : {"repeat('x', 2000)", "'x'"}) {
+    mover.Query("BEGIN; UPDATE evidence.evidence SET label = cad_id, cad_id = "s + cad_id);
+    auto later = std::async(std::launch::async, [this] {
+      return Execute(
+          "INSERT INTO notes VALUES (1, 'once'); UPDATE evidence.evidence SET name = name || '+' WHERE ID = 1");
+    });
+    ASSERT_TRUE(Eventually([&] { return mover.Query("SELECT FROM pg_locks WHERE NOT granted").size() == 1; }));
+    mover.Query("COMMIT");
+    EXPECT_TRUE(later.get());
+    EXPECT_EQ(Postgres().Value("DELETE FROM public.notes RETURNING note"), "once");
+  }
+  EXPECT_EQ(Postgres().Value("SELECT name || length(label) || cad_id FROM evidence.evidence"), "++2000x");
+}
+
+TEST_F(DBManagerTest, ACrossedTextIsSentAgainWhileNothingOfItIsDone) {
+  const auto crossed = [](int times) {
+    return "DO $$ BEGIN IF nextval('sends') < " + std::to_string(times) +
+           " THEN RAISE serialization_failure; END IF; END $$";
+  };
+  const std::string insert = "INSERT INTO notes VALUES (1, 'a'); ";
+  const auto sends_of = [&](bool done, bool expected) {
+    EXPECT_EQ(done, expected);
+    std::string sends = Postgres().Value("SELECT last_value || ' ' || (SELECT count(*) FROM notes) FROM sends");
+    Postgres().Query("TRUNCATE notes; ALTER SEQUENCE sends RESTART");
+    return sends;
+  };
+  EXPECT_EQ(sends_of(Execute(insert + crossed(3)), true), "3 1");
+  {
+    const platform::LongStatements long_statements;
+    EXPECT_EQ(sends_of(Execute(insert + crossed(3)), true), "3 1");
+  }
+  EXPECT_EQ(sends_of(Execute(insert + "COMMIT; " + crossed(3)), false), "1 1");
+  EXPECT_EQ(sends_of(Execute("SELECT nextval('sends'); " + insert + insert), false), "1 0") << "another failure";
+  Execute(crossed(1000));
+  EXPECT_EQ(Postgres().Value("SELECT last_value FROM sends"), "10");
+}
+
 TEST_F(DBManagerTest, CallersWaitNoLongerThanTheBoundAndTheEndWaitsForNone) {
   const Session gate(Postgres().OwnerConnection());
   gate.Query("SELECT pg_advisory_lock(1)");

@@ -1,14 +1,9 @@
 #include <gmock/gmock.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <future>
-#include <iterator>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
@@ -18,7 +13,6 @@
 #include "OrvBase/Log.h"
 #include "RealBackends.h"
 #include "support/Eventually.h"
-#include "support/ScratchFolder.h"
 
 namespace {
 
@@ -236,9 +230,6 @@ struct SpoilingSink final : platform::ILogSink {
   }
 };
 
-/// A path at which the open file `descriptor` is opened once more.
-std::string PathOf(int descriptor) { return "/proc/self/fd/" + std::to_string(descriptor); }
-
 TEST(Log, LeavesTheCallersFailureAsItWas) {
   const platform::ScopedBackend<platform::ILogSink> installed(std::make_shared<SpoilingSink>());
   Orv::Base::Error::SetLastError({0, 15});
@@ -246,60 +237,6 @@ TEST(Log, LeavesTheCallersFailureAsItWas) {
   EXPECT_NO_THROW(Orv::Base::details::ITarnFormatLog(5, "tag", "line"));
   EXPECT_EQ(errno, ENOENT);
   EXPECT_EQ(Orv::Base::Error::GetLastError(), Orv::Base::Error::ErrorCode(0, 15));
-}
-
-TEST(FileLogSink, AppendsOneLineForEachTextThatCannotForgeAnother) {
-  const int file = memfd_create("log", 0);
-  {
-    const auto sink = platform::MakeFileLogSink(PathOf(file), 100);
-    ASSERT_NE(sink, nullptr);
-    sink->Write(5, "casefile.s.evidence", "{} failed %s");
-    sink->Write(3, "t", "a\n2024-01-01T00:00:00.000Z 6 t forged\r\nb\rc");
-  }
-  platform::MakeFileLogSink(PathOf(file), 100)->Write(4, "t", std::string(64 * 1024, 'x') + "y");
-  const std::string time = "[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}Z ";
-  std::ifstream written(PathOf(file));
-  close(file);
-  const std::string content{std::istreambuf_iterator<char>(written), {}};
-  EXPECT_THAT(content, testing::MatchesRegex(time + "5 casefile\\.s\\.evidence \\{\\} failed %s\n" + time +
-                                             "3 t a\n\t2024-01-01T00:00:00\\.000Z 6 t forged\r\n\tb\r\tc\n" + time +
-                                             "4 t x+ \\[cut, 65537 bytes in all\\]\n"));
-}
-
-TEST(FileLogSink, GoesOnInTheFileThatTookThePlaceOfItsOwn) {
-  const evidence_test::ScratchFolder folder;
-  const auto sink = platform::MakeFileLogSink(folder.path() + "/log", 100);
-  std::filesystem::rename(folder.Write("new", ""), folder.path() + "/log");
-  EXPECT_TRUE(Eventually([&] {
-    sink->Write(3, "t", "line");
-    return !folder.Read("log").empty();
-  }));
-}
-
-TEST(FileLogSink, ABlockedOutputHoldsNoCallerAndLossIsCounted) {
-  constexpr int kLines = 20'000;
-  int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
-  auto sink = platform::MakeFileLogSink(PathOf(ends[1]), 16);
-  std::ifstream output(PathOf(ends[0]));
-  close(ends[0]);
-  close(ends[1]);
-  sink->Write(3, "t", "line 0");
-  EXPECT_EQ(output.get(), '2') << "comes back only when the line was flushed";
-  // Far more than the pipe takes, and nobody reads: were callers held, this loop would not end.
-  for (int line = 1; line < kLines; ++line)
-    sink->Write(3, "t", "line " + std::to_string(line) + std::string(100, '.'));
-  const std::jthread ender([&] { sink.reset(); });
-  int written = 0;
-  int lost = 0;
-  std::string last;
-  for (std::string line; std::getline(output, line); last = line) {
-    const std::size_t report = line.find("4 platform.log ");
-    report == std::string::npos ? ++written : lost += std::stoi(line.substr(report + 15));
-  }
-  EXPECT_GT(lost, 0);
-  EXPECT_EQ(written + lost, kLines);
-  EXPECT_NE(last.find("line 19999."), std::string::npos) << "the newest lines are the ones that are kept";
 }
 
 }  // namespace

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+struct MHD_Connection;
+struct MHD_Response;
+
+namespace host {
+
+struct HttpAnswer;
+
+/// Hands answers to the library. Those of 503 have few texts: each is made once, so that a host with too much to do
+/// does little for what it refuses. Used by one thread.
+class HttpResponses {
+ public:
+  HttpResponses() = default;
+  /// After the library has answered all.
+  ~HttpResponses();
+  HttpResponses(const HttpResponses&) = delete;
+  HttpResponses& operator=(const HttpResponses&) = delete;
+
+  /// Sends `answer`, and closes the connection behind it when it `closes`. False when there is no memory for it.
+  [[nodiscard]] bool Queue(MHD_Connection& connection, HttpAnswer answer, bool closes);
+
+ private:
+  struct Prepared {
+    std::string body;
+    bool closes;
+    MHD_Response* response;
+  };
+
+  MHD_Response* Find(const HttpAnswer& answer, bool closes);
+
+  std::vector<Prepared> prepared_;
+};
+
+}  // namespace host

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace platform {
+
+/// "<UTC time with milliseconds>Z <level> <tag> <text>" with a line break at its end. A line break inside the text is
+/// followed by a TAB; a text of more than 64 KiB is cut and marked as such.
+std::string LogLine(int level, std::string_view tag, std::string_view text);
+
+/// The line that tells how many lines were given up before `next`, which are such lines, with the time of the first.
+std::string LossLine(std::string_view next, std::size_t lost);
+
+}  // namespace platform
