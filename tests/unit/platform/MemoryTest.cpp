@@ -120,7 +120,7 @@ TEST(MemoryBudget, CountsTheTextOfAnAnswer) {
   root.AddChild("Desc", std::string(1'000'000, 'x'), 0);
   const auto length = root.Serialize(0).size();
   root.AddChild("Escapes", std::string(1'000'000, '\x01'), 0);
-  for (const std::size_t held : {0, 11'000'000}) {
+  for (const std::size_t held : {0U, 11'000'000U}) {
     MemoryShare memory("a", budget);
     memory.Take(held);
     Call call(Call::Kind::kReads, "a", &memory);

@@ -20,7 +20,7 @@ class EvidenceRulesTest : public ManagerTest {
     evidence.add_mode = evidence.upload_mode = 2;
     evidence.releated_camera_ids = evidence.record_begin_time = evidence.record_end_time = "1";
   }
-  static std::string Repeated(const std::string& text, int count) { return Joined(Texts(count + 1), text); }
+  static std::string Repeated(const std::string& text, std::size_t count) { return Joined(Texts(count + 1), text); }
   /// 100000 labels, all of evidence 1.
   void FillLabels() {
     for (int n = 0; n < 100'000; ++n)
@@ -122,7 +122,7 @@ TEST_F(EvidenceRulesTest, FieldsAtTheirLimits) {
   PutEvidence(5, "G");
   std::list<EvidenceErrInfoPtr> results;
   std::vector<operation_record> records;
-  for (const std::size_t count : {10'000, 10'001}) {
+  for (const std::size_t count : {10'000U, 10'001U}) {
     const bool accepted = count == 10'000;
     EXPECT_EQ(manager_.DelEvidences(IdList(count, 3)), accepted);
     EXPECT_EQ(manager_.UpdateEvidences(results, std::list<EvidencePtr>(count, Valid(5)), records), accepted);

@@ -130,7 +130,8 @@ struct Statement {
                                          {"delete", set.contains("deleted")},
                                          {"change", true}})
       if (kind.empty() && is_known && is_meant) kind = name;
-    if (kind == "key") table = tokens.at(3).substr(10, tokens[3].size() - 18);
+    // As in NEXTVAL('evidence.evidence_type_id_seq').
+    if (kind == "key") table = tokens.at(3).substr(10, tokens[3].find("_id_seq") - 10);
   }
 
   /// How it is noted; "" when it is not known.
