@@ -247,6 +247,11 @@ struct BusyHost {
 class LifeCycleTest : public testing::Test {
  protected:
   static void SetUpTestSuite() { EnsureTester(); }
+  static void ExpectNoStart(const SettingsMap& settings, const std::string& fault) {
+    const auto finished = HostProcess(settings).Wait();
+    EXPECT_EQ(finished.exit_code, 1);
+    EXPECT_THAT(finished.err, testing::MatchesRegex("evidence-host: " + fault + "\n"));
+  }
 };
 
 TEST_F(LifeCycleTest, AStopAnswersWhatIsInFlightAndServesNothingMore) {
@@ -323,20 +328,13 @@ TEST_F(LifeCycleTest, OneAddressHasHalfOfTheConnections) {
 }
 
 TEST_F(LifeCycleTest, WhatKeepsTheHostFromStartingIsNamed) {
-  const std::pair<SettingsMap, std::string> cases[] = {
-      {{{"database", "host=/nowhere dbname=evidence"}}, "the database cannot be reached[^\n]*"},
-      {{{"database", Postgres().ConnectionTo("postgres", "postgres")}}, "[^\n]*run evidence-host setup[^\n]*"},
-      {{{"sql", "/nowhere"}}, "/nowhere: No such file or directory"},
-      {{{"plugins", "test_show.s.so, test_no_init.s.so"}}, "plugin /[^\n]*exports no Init"},
-      {{{"plugins", "test_init_false.s.so"}}, "plugin /[^\n]*Init gave false"},
-      {{{"plugins", "test_init_throws.s.so"}}, "plugin /[^\n]*Init threw: out of luck"},
-      {{{"plugins", "absent.s.so"}}, "plugin /[^\n]*No such file[^\n]*"},
-  };
-  for (const auto& [settings, fault] : cases) {
-    const auto finished = HostProcess(settings).Wait();
-    EXPECT_EQ(finished.exit_code, 1);
-    EXPECT_THAT(finished.err, testing::MatchesRegex("evidence-host: " + fault + "\n"));
-  }
+  ExpectNoStart({{"database", "host=/nowhere dbname=evidence"}}, "the database cannot be reached[^\n]*");
+  ExpectNoStart({{"database", Postgres().ConnectionTo("postgres", "postgres")}}, "[^\n]*run evidence-host setup[^\n]*");
+  ExpectNoStart({{"sql", "/nowhere"}}, "/nowhere: No such file or directory");
+  ExpectNoStart({{"plugins", "test_show.s.so, test_no_init.s.so"}}, "plugin /[^\n]*exports no Init");
+  ExpectNoStart({{"plugins", "test_init_false.s.so"}}, "plugin /[^\n]*Init gave false");
+  ExpectNoStart({{"plugins", "test_init_throws.s.so"}}, "plugin /[^\n]*Init threw: out of luck");
+  ExpectNoStart({{"plugins", "absent.s.so"}}, "plugin /[^\n]*No such file[^\n]*");
 }
 
 TEST_F(LifeCycleTest, TheAddressTheFolderAndTheDatabaseHaveOneHost) {
@@ -345,16 +343,9 @@ TEST_F(LifeCycleTest, TheAddressTheFolderAndTheDatabaseHaveOneHost) {
   const SettingsMap settings{{"plugins", ""}, {"data", data.path()}, {"lock_wait_s", "1"}};
   HostProcess first(settings);
   const auto address = "127.0.0.1:" + std::to_string(first.WaitUntilListening());
-  const std::pair<SettingsMap, std::string> cases[] = {
-      {{{"listen", address}}, "cannot listen on " + address + ": Address already in use"},
-      {settings, "another host uses the data folder " + data.path()},
-      {{{"plugins", ""}, {"lock_wait_s", "1"}}, "another host works on this database"},
-  };
-  for (const auto& [second, fault] : cases) {
-    const auto finished = HostProcess(second).Wait();
-    EXPECT_EQ(finished.exit_code, 1);
-    EXPECT_EQ(finished.err, "evidence-host: " + fault + "\n");
-  }
+  ExpectNoStart({{"listen", address}}, "cannot listen on " + address + ": Address already in use");
+  ExpectNoStart(settings, "another host uses the data folder " + data.path());
+  ExpectNoStart({{"plugins", ""}, {"lock_wait_s", "1"}}, "another host works on this database");
   EXPECT_EQ(HostProcess(settings, {"user", "list"}).Wait().exit_code, 0) << "a command shares both";
 
   // One that waits can be stopped, and comes up when the first one is killed.

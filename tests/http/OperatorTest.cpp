@@ -59,10 +59,7 @@ TEST(SettingsTest, EveryFaultIsNamedWithItsLine) {
 }
 
 TEST(UserCommandTest, AddsListsAndChangesUsers) {
-  const struct {
-    std::vector<std::string> arguments;
-    std::string printed;
-  } kCases[] = {
+  const std::pair<std::vector<std::string>, std::string> kCases[] = {
       {{"add", "O'Neil", "--web", "7,5", "--control", "9"}, "O'Neil password: [0-9a-f]{24}\n"},
       {{"list"}, "(.|\n)*\tO'Neil\tuser\tenabled\tweb 5,7\tcs -\tcontrol 9\n"},
       {{"permissions", "O'Neil", "--cs", "1"}, ""},

@@ -208,26 +208,18 @@ TEST_F(SchemaTest, TheApplicationHasItsLeastRights) {
   app_.Query("INSERT INTO evidence.evidence (ID) VALUES (1); UPDATE evidence.evidence SET deleted = 1");
   app_.Query("INSERT INTO evidence.operation_log (ID) VALUES (-1), (-1); SELECT FROM evidence.operation_log");
   app_.Query("INSERT INTO platform.operation_log (log_type) VALUES (306020)");
-  for (const char* const refused : {"DELETE FROM evidence.evidence",
-                                    "TRUNCATE evidence.evidence",
-                                    "DELETE FROM evidence.operation_log",
-                                    "UPDATE evidence.operation_log SET user_name = 'x'",
-                                    "UPDATE platform.operation_log SET user_name = 'x'",
-                                    "DELETE FROM platform.users",
-                                    "DELETE FROM platform.devices",
-                                    "DELETE FROM filemanager.link",
-                                    "INSERT INTO platform.camera_list VALUES (true, 1)",
-                                    "UPDATE platform.system SET guid = 'x'",
-                                    "UPDATE platform.key_check SET value = 'x'",
-                                    "INSERT INTO platform.schema_version VALUES (9)",
-                                    "SELECT setval('evidence.evidence_id_seq', 1)",
-                                    "CREATE TABLE evidence.mine (a integer)",
-                                    "CREATE TABLE public.mine (a integer)",
-                                    "CREATE SCHEMA mine",
-                                    "CREATE ROLE mine",
-                                    "SELECT FROM evidence.evidence_outsize",
-                                    "INSERT INTO evidence.evidence_ordinary (ID) VALUES (1)",
-                                    "CREATE TABLE filemanager.mine (a integer)"})
+  for (const char* const refused :
+       {// Rows.
+        "DELETE FROM evidence.evidence", "TRUNCATE evidence.evidence", "DELETE FROM evidence.operation_log",
+        "UPDATE evidence.operation_log SET user_name = 'x'", "UPDATE platform.operation_log SET user_name = 'x'",
+        "DELETE FROM platform.users", "DELETE FROM platform.devices", "DELETE FROM filemanager.link",
+        "INSERT INTO platform.camera_list VALUES (true, 1)", "UPDATE platform.system SET guid = 'x'",
+        "UPDATE platform.key_check SET value = 'x'", "INSERT INTO platform.schema_version VALUES (9)",
+        "SELECT FROM evidence.evidence_outsize", "INSERT INTO evidence.evidence_ordinary (ID) VALUES (1)",
+        // Sequences and objects.
+        "SELECT setval('evidence.evidence_id_seq', 1)", "CREATE TABLE evidence.mine (a integer)",
+        "CREATE TABLE public.mine (a integer)", "CREATE SCHEMA mine", "CREATE ROLE mine",
+        "CREATE TABLE filemanager.mine (a integer)"})
     EXPECT_THAT(Fault(refused), HasSubstr("permission denied")) << refused;
 }
 

@@ -80,13 +80,8 @@ TEST_F(DBManagerTest, ColumnsAreFoundWithoutCaseAndOddValuesReadAsZero) {
 }
 
 TEST_F(DBManagerTest, TextsAndListsAreDoneAsAWhole) {
-  struct Step {
-    std::list<std::string> texts;
-    bool done;
-    const char* kept;
-  };
   const std::string one = "INSERT INTO notes VALUES (1, 'a');";
-  const std::vector<Step> texts{
+  const std::vector<std::tuple<std::list<std::string>, bool, const char*>> texts{
       {{one + "INSERT INTO notes VALUES (2, 'b')"}, true, "ab"},
       {{"INSERT INTO notes VALUES (3, 'c');" + one}, false, "ab"},
       // What is open is undone before the next caller.

@@ -419,15 +419,16 @@ TEST_F(StoreTest, SortsAndPagesOfEvidences) {
   }
   constexpr std::int32_t kMax = 2147483647;
   filter.sort_type = 7;
-  struct Case {
-    page_info page;
-    std::string found;
-  };
-  for (const Case& c : {Case{{0, 1, 2}, "1 2 + 2 of 3"}, Case{{0, 2, 2}, "3 1 of 3"}, Case{{0, 1, 3}, "1 2 3 3 of 3"},
-                        Case{{0, 1, kMax}, "1 2 3 3 of 3"}, Case{{0, kMax, kMax}, "0 of 3"}, Case{{0, 0, 5}, "2"},
-                        Case{{0, 5, 0}, "2"}}) {
-    EXPECT_EQ(Found(filter, c.page), c.found);
-    EXPECT_EQ(Sent().empty(), c.found == "2");
+  const std::tuple<int, int, std::string> pages[] = {{1, 2, "1 2 + 2 of 3"},
+                                                     {2, 2, "3 1 of 3"},
+                                                     {1, 3, "1 2 3 3 of 3"},
+                                                     {1, kMax, "1 2 3 3 of 3"},
+                                                     {kMax, kMax, "0 of 3"},
+                                                     {0, 5, "2"},
+                                                     {5, 0, "2"}};
+  for (const auto& [index, size, found] : pages) {
+    EXPECT_EQ(Found(filter, {0, index, size}), found);
+    EXPECT_EQ(Sent().empty(), found == "2");
   }
 }
 

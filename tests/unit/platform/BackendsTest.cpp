@@ -2,26 +2,19 @@
 
 #include <atomic>
 #include <cerrno>
-#include <chrono>
 #include <future>
-#include <mutex>
 #include <stdexcept>
 #include <thread>
 
-#include "Database/FairPool.h"
 #include "OrvBase/Error.h"
 #include "OrvBase/Log.h"
 #include "RealBackends.h"
-#include "support/Eventually.h"
 
 namespace {
 
-using evidence_test::Eventually;
 using plugin_comm::CPluginCommData;
 using plugin_comm::IPluginCommData;
 using Data = std::shared_ptr<IPluginCommData>;
-using Pool = platform::database::FairPool<int>;
-using namespace std::chrono_literals;
 
 class RouteTableTest : public testing::Test {
  protected:
@@ -152,73 +145,6 @@ TEST(Backends, WithoutAnyoneWhoKnowsNothingIsAllowed) {
   EXPECT_FALSE(Authentication::HaveControlClientPermission(1, 1));
   EXPECT_TRUE(Authentication::IsClientFreeze("10.0.0.1"));
   EXPECT_TRUE(Authentication::IsUserFreeze(1, "user"));
-}
-
-constexpr auto kLong = 60s;
-
-/// A pool of one object.
-std::shared_ptr<Pool> MakePool() {
-  std::vector<std::unique_ptr<int>> objects;
-  objects.push_back(std::make_unique<int>(0));
-  return std::make_shared<Pool>(std::move(objects));
-}
-
-TEST(FairPoolTest, WaitersAreServedInTheOrderTheyCameAndLeaveTheLinePastTheirBound) {
-  const auto pool = MakePool();
-  auto held = pool->Take(kLong);
-  std::mutex mutex;
-  std::vector<std::size_t> served;
-  std::vector<std::jthread> waiters;
-  for (std::size_t number = 0; number < 6; ++number) {
-    waiters.emplace_back([&, number] {
-      const auto lease = pool->Take(kLong);
-      const std::lock_guard lock(mutex);
-      if (lease) served.push_back(number);
-    });
-    ASSERT_TRUE(Eventually([&] { return pool->Waiting() == number + 1; }));
-    EXPECT_FALSE(pool->Take(1ms));
-    EXPECT_EQ(pool->Waiting(), number + 1);
-  }
-  held.reset();
-  waiters.clear();
-  EXPECT_EQ(served, (std::vector<std::size_t>{0, 1, 2, 3, 4, 5}));
-}
-
-TEST(FairPoolTest, WaitersAreSentAwayAtOnceByTheEndOfTheirCallAndOfThePool) {
-  using Kind = platform::Call::Kind;
-  const auto pool = MakePool();
-  const auto held = pool->Take(kLong);
-  platform::Call reads(Kind::kReads);
-  platform::Call writes(Kind::kWrites);
-  const auto start = std::chrono::steady_clock::now();
-  {
-    const auto wait_for = [&](platform::Call* call) { EXPECT_FALSE(pool->Take(kLong, "", call)); };
-    const std::jthread waiters[] = {std::jthread(wait_for, &reads), std::jthread(wait_for, &writes),
-                                    std::jthread(wait_for, nullptr)};
-    ASSERT_TRUE(Eventually([&] { return pool->Waiting() == 3; }));
-    reads.Cancel();
-    writes.Cancel();
-    ASSERT_TRUE(Eventually([&] { return pool->Waiting() == 2; }));
-    EXPECT_FALSE(pool->Take(kLong, "", &reads)) << "it is cancelled already";
-    pool->Close();
-  }
-  EXPECT_LT(std::chrono::steady_clock::now() - start, kLong);
-  EXPECT_FALSE(writes.IsCancelled());
-}
-
-TEST(FairPoolTest, StarvesWhileCallersWaitAndNoneIsServed) {
-  const auto pool = MakePool();
-  auto held = pool->Take(kLong);
-  EXPECT_EQ(pool->StarvedFor(), 0ms);
-  std::jthread first([&] { held = pool->Take(kLong); });
-  ASSERT_TRUE(Eventually([&] { return pool->StarvedFor() >= 20ms; }));
-  const std::jthread second([&] { EXPECT_TRUE(pool->Take(kLong)); });
-  ASSERT_TRUE(Eventually([&] { return pool->Waiting() == 2; }));
-  ASSERT_TRUE(Eventually([&] { return pool->StarvedFor() >= 1s; }));
-  std::exchange(held, {}).reset();
-  first.join();
-  EXPECT_LT(pool->StarvedFor(), 1s) << "the first was served, the second waits from then on";
-  held.reset();
 }
 
 /// Leaves another failure behind, and throws.

@@ -191,7 +191,7 @@ const Change kChanges[] = {
             "name option"),
     Customs("AnOptionWithoutAKeyIsNotStored", "6:a:0:1=x", "6:a:0:1=x,-1=n",
             {"name custom 6 'a' 0", "!Get Last Seq ID Failed.", "0-15", "refused 6 a 0-15", "now: 6:a,1=x"},
-            "key option"),
+            "key evidence_option"),
     Customs("AFailedStepOfCustomsStopsNoOther", "6:a|8:c", "6:A|-1:n:0:-1=o|-1:m",
             {"delete custom 8", "name custom 6 'A' 0", "add custom 100 'n' 0", "add custom 101 'm' 0",
              "add option 102 'o' of 100", "!Insert evidences custom failed.", "0-15", "refused 8 c 0-15",

@@ -66,7 +66,7 @@ TEST_F(EvidenceFilesTest, RefusedFilesAreListedAndTheOthersGoOn) {
             Lines({"link 60,63 of 9", "add file 60 'new' of 5", "add file 63 'x' of 5",
                    "!The evidence not exists, evidence-id[9].", "0-9999", "refused 61  77-77", "refused 64  0-2",
                    "refused 62  0-9804"}));
-  tables_.failing = {"key file"};
+  tables_.failing = {"key evidence_file"};
   EXPECT_EQ(Inserted({File(-1, "x"), File(70, "y")}),
             Lines({"link 70 of 5", "add file 70 'y' of 5", "0-9999", "refused -1 x 0-15"}));
   // The file manager's refusals end the batch before the store, and removals with it.

@@ -80,6 +80,7 @@ const Exchange kExchanges[] = {
     On("CustomsOneRefused", "PUT /Evidence/Custom",
        R"({"EvidenceCustomList":{"EvidenceCustom":[{"Name":"x"},{"Name":"x"}]}})", "99999",
        {"add custom 100 'x' -1", "log 306014 x;x/"}),
+    On("UnreadableCustomsBeforeAnyPermission", "PUT /Evidence/Custom", "{", "2", {}, {.denied_on_web = 1427}),
     On("UnreadableCustomQuery", "GET /Evidence/Custom", "{", "2"),
 };
 INSTANTIATE_TEST_SUITE_P(Routes, EvidenceHandlerTest, ::testing::ValuesIn(kExchanges), NameOf);

@@ -1,8 +1,7 @@
 // How evidences are read and deleted, and who writes their histories, down to the statements.
 
 #include "impl/Evidence/EvidenceSession/EvidenceMgrDB.h"
-#include "support/AuthenticationStub.h"
-#include "unit/plugin/ManagerTest.h"
+#include "unit/plugin/ServiceTest.h"
 
 namespace {
 
@@ -125,22 +124,13 @@ TEST_F(EvidenceQueryTest, ALongDeletionLogsItsProgress) {
   EXPECT_FALSE(platform_.sink->Has(3, "files unlinked")) << "a short one says nothing";
 }
 
-/// Somebody could be found under each name, the empty one too.
-class Sessions final : public evidence_test::AuthenticationStub {
- public:
-  std::shared_ptr<TarnPlatform::Authentication::CUserSession> FindSession(const std::string& session) override {
-    if (session == "ended") return nullptr;
-    return std::make_shared<TarnPlatform::Authentication::CUserSession>(7, "alice", "10.0.0.7", 4);
-  }
-};
-
 TEST_F(EvidenceQueryTest, AHistoryCarriesTheClientTypeOfItsSession) {
-  const platform::ScopedBackend<platform::IAuthenticationBackend> sessions(std::make_shared<Sessions>());
+  const platform::ScopedBackend<platform::IAuthenticationBackend> sessions(std::make_shared<service_test::Accounts>());
   Start();
   const std::vector<operation_record> records(1);
   const std::string from_inside = "history 0 of -1 by '' at '' on -1: -1 '' '' ''";
-  EXPECT_EQ(Did(manager_.WriteEvidenceLog(records, "web")),
-            Lines({"history 0 of -1 by '' at '' on 4: -1 '' '' ''", "ok"}));
+  EXPECT_EQ(Did(manager_.WriteEvidenceLog(records, "s")),
+            Lines({"history 0 of -1 by '' at '' on 1: -1 '' '' ''", "ok"}));
   EXPECT_EQ(Did(manager_.WriteEvidenceLog(records, "")), Lines({from_inside, "ok"}));
   EXPECT_EQ(Did(manager_.WriteEvidenceLog(records, "ended")), "0-200");
   tables_.failing = {"history"};

@@ -20,12 +20,7 @@ class EvidenceRulesTest : public ManagerTest {
     evidence.add_mode = evidence.upload_mode = 2;
     evidence.releated_camera_ids = evidence.record_begin_time = evidence.record_end_time = "1";
   }
-  static std::string Repeated(const std::string& text, int count) {
-    std::string all;
-    for (int n = 0; n < count; ++n)
-      all += text;
-    return all;
-  }
+  static std::string Repeated(const std::string& text, std::size_t count) { return Joined(Texts(count + 1), text); }
   /// 100000 labels, all of evidence 1.
   void FillLabels() {
     for (int n = 0; n < 100'000; ++n)
@@ -127,7 +122,7 @@ TEST_F(EvidenceRulesTest, FieldsAtTheirLimits) {
   PutEvidence(5, "G");
   std::list<EvidenceErrInfoPtr> results;
   std::vector<operation_record> records;
-  for (const std::size_t count : {10'000, 10'001}) {
+  for (const std::size_t count : {10'000U, 10'001U}) {
     const bool accepted = count == 10'000;
     EXPECT_EQ(manager_.DelEvidences(IdList(count, 3)), accepted);
     EXPECT_EQ(manager_.UpdateEvidences(results, std::list<EvidencePtr>(count, Valid(5)), records), accepted);
@@ -150,6 +145,30 @@ TEST_F(EvidenceRulesTest, RulesOnTheDevicesOfCameras) {
     EXPECT_EQ(CEvidenceManager::HasRoamlinkCamera(cameras), roamlink) << cameras;
     EXPECT_EQ(CEvidenceManager::IsCamerasInSameDevice(cameras), same_device) << cameras;
   }
+}
+
+TEST_F(EvidenceRulesTest, TheLimitIsAboutDistinctLabelsOfOthers) {
+  const auto fits = [this](const std::list<std::string>& labels, std::int32_t id = -1) {
+    return !manager_.IsLabelCountExceeded(id, labels);
+  };
+  FillLabels();
+  auto others = SplitLabels(labels_);
+  others.pop_front();
+  manager_.UpdateLabelMap(1, others);
+  EXPECT_TRUE(fits({"new"}));
+  EXPECT_FALSE(fits({"new", "new"})) << "a label that occurs twice counts twice";
+  manager_.AddLabelsToMap(2, "|own||");
+  EXPECT_FALSE(fits({"new"}));
+  EXPECT_TRUE(fits({"5", "own"}));
+  EXPECT_TRUE(fits({})) << "no labels are never too many";
+  EXPECT_TRUE(fits({"new"}, 2)) << "the only carrier of a label may swap it for a new one";
+  EXPECT_FALSE(fits({"new", "own"}, 2));
+  manager_.AddLabelsToMap(3, "own");
+  EXPECT_FALSE(fits({"new"}, 2)) << "another evidence still carries it";
+  manager_.DeleteFromMap(3);
+  manager_.DeleteFromMap(3);
+  manager_.UpdateLabelMap(2, {});
+  EXPECT_TRUE(fits({"new"})) << "nobody carries it any more";
 }
 
 // Each fault is found before those below it: with all of them from one on, that one is reported.
@@ -298,7 +317,6 @@ TEST_F(EvidenceRulesTest, AnEditOfManyValuesIsTakenAndItsHistoryStaysSmall) {
     for (int n = 0; n < 1'000; ++n)
       AddValue(5, 8, 1, std::to_string(n % period));
     const auto wanted = Valid(5);
-    wanted->guid = "G", wanted->name = "n", wanted->evidence_status = 1;
     for (int n = first; n < first + count; ++n)
       wanted->evidence_customs.push_back({8, "x", {{1, std::to_string(n % period)}}, 0, -1});
     operation_record record;
@@ -312,23 +330,23 @@ TEST_F(EvidenceRulesTest, AnEditOfManyValuesIsTakenAndItsHistoryStaysSmall) {
   EXPECT_EQ(Lines(items(1, 999, 500)), "13 -1/0 -1/") << "one of two equal values";
 }
 
-TEST_F(EvidenceRulesTest, ATextWithNulIsRefusedBeforeAnythingIsWritten) {
+TEST_F(EvidenceRulesTest, ATextWithNulIsRefusedBeforeAnythingIsWrittenAndALongSearchToo) {
   Start();
   const std::string nul("a\0b", 3);
+  const std::string refused = Lines({"!Input param error.", "0-2"});
   using E = _tag_Evidence_;
   for (const auto text : {&E::guid, &E::name, &E::evidence_desc, &E::evidence_begin_time, &E::evidence_end_time,
                           &E::label, &E::cad_id, &E::releated_camera_ids, &E::upload_begin_time, &E::upload_end_time,
                           &E::record_begin_time, &E::record_end_time}) {
     const auto evidence = Valid(5);
     (*evidence).*text = nul;
-    EXPECT_EQ(Did(IsEvidenceId(manager_.AddEvidence(evidence))), Lines({"!Input param error.", "0-2"}));
+    EXPECT_EQ(Did(IsEvidenceId(manager_.AddEvidence(evidence))), refused);
   }
   PutEvidence(5, "G");
   const auto evidence = Valid(5);
   evidence->cad_id = nul;
   operation_record record;
   EXPECT_FALSE(manager_.UpdateEvidence(evidence, record));
-  const std::string refused = Lines({"!Input param error.", "0-2"});
   (void)Did(true);
   using F = _tag_EvidenceFile_;
   for (const auto text : {&F::file_name, &F::file_path, &F::guid, &F::digest}) {
@@ -337,14 +355,22 @@ TEST_F(EvidenceRulesTest, ATextWithNulIsRefusedBeforeAnythingIsWritten) {
     std::list<ErrorPtr> failures;
     EXPECT_EQ(Did(manager_.UpdateEvidenceFiles(failures, {file}, 5)), refused);
   }
-  std::list<EvidencePtr> found;
-  page_info page;
-  bool has_more = false;
+  const auto filter = std::make_shared<_tag_EvidenceFilterInfo_>();
+  const auto search = [&](const IdList& ids = {}) {
+    std::list<EvidencePtr> found;
+    page_info page;
+    bool has_more = false;
+    return Did(manager_.QueryEvidences(found, page, has_more, filter, ids));
+  };
   for (const auto text : {&_tag_EvidenceFilterInfo_::guid, &_tag_EvidenceFilterInfo_::keyword}) {
-    const auto filter = std::make_shared<_tag_EvidenceFilterInfo_>();
+    *filter = {};
     (*filter).*text = nul;
-    EXPECT_EQ(Did(manager_.QueryEvidences(found, page, has_more, filter, {})), refused);
+    EXPECT_EQ(search(), refused);
   }
+  filter->keyword = Repeated("\xC3\xA4", 1'001);
+  EXPECT_EQ(search(), Lines({"!Input param error, characters of a keyword: 1001, at most 1000.", "0-2"}));
+  EXPECT_EQ(search(IdList(100'001, 1)),
+            Lines({"!Input param error, evidences asked for by id: 100001, at most 100000.", "0-2"}));
   for (const auto text : {&operation_record::user_name, &operation_record::user_ip, &operation_record::dev_name}) {
     record = {};
     record.*text = nul;
@@ -355,19 +381,6 @@ TEST_F(EvidenceRulesTest, ATextWithNulIsRefusedBeforeAnythingIsWritten) {
     record.change_items.emplace_back().*text = nul;
     EXPECT_EQ(Did(manager_.WriteEvidenceLog({{}, record}, "")), refused);
   }
-}
-
-TEST_F(EvidenceRulesTest, ASearchHasItsLimits) {
-  Start();
-  std::list<EvidencePtr> found;
-  page_info page;
-  bool has_more = false;
-  const auto filter = std::make_shared<_tag_EvidenceFilterInfo_>();
-  EXPECT_EQ(Did(manager_.QueryEvidences(found, page, has_more, filter, IdList(100'001, 1))),
-            Lines({"!Input param error, evidences asked for by id: 100001, at most 100000.", "0-2"}));
-  filter->keyword = Repeated("\xC3\xA4", 1'001);
-  EXPECT_EQ(Did(manager_.QueryEvidences(found, page, has_more, filter, {})),
-            Lines({"!Input param error, characters of a keyword: 1001, at most 1000.", "0-2"}));
 }
 
 TEST_F(EvidenceRulesTest, AStatusBatchReportsEachEvidence) {

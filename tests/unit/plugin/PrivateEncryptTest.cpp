@@ -14,23 +14,20 @@ using PrivateEncrypt::EncryptWithKey;
 const std::string kKey128 = "0123456789abcdef";
 
 TEST(PrivateEncryptTest, KnownValues) {
-  struct Case {
-    std::string key;
-    std::string plain;
-    std::string stored;
-  };
-  for (const Case& c : {Case{kKey128, "secret", "wmtGLicqYW09kymlbAkA/w=="},
-                        Case{kKey128, "abcdefghijklmnop", "7k69AKbOt74KhsmFrfJuzinq/xF7/AT1wzMMmz3VB3Q="},
-                        Case{"0123456789abcdef01234567", "secret", "RCt5YTgfSTzLL2pdkx6WCQ=="},
-                        Case{"0123456789abcdef0123456789ABCDEF", "secret", "nRAOxe2O/LbKJBIP9mx9xA=="}}) {
+  const std::tuple<std::string, std::string, std::string> cases[] = {
+      {kKey128, "secret", "wmtGLicqYW09kymlbAkA/w=="},
+      {kKey128, "abcdefghijklmnop", "7k69AKbOt74KhsmFrfJuzinq/xF7/AT1wzMMmz3VB3Q="},
+      {"0123456789abcdef01234567", "secret", "RCt5YTgfSTzLL2pdkx6WCQ=="},
+      {"0123456789abcdef0123456789ABCDEF", "secret", "nRAOxe2O/LbKJBIP9mx9xA=="}};
+  for (const auto& [key, plain, stored] : cases) {
     std::string out;
-    EXPECT_EQ(EncryptWithKey(out, c.plain, c.key), 1);
-    EXPECT_EQ(out, c.stored);
-    EXPECT_EQ(DecryptWithKey(out, c.stored, c.key), 1);
-    EXPECT_EQ(out, c.plain);
-    EXPECT_EQ(DecryptWithKey(out, "\n " + c.stored.substr(0, 5) + "\r\n*" + c.stored.substr(5), c.key), 1)
-        << "line breaks and blanks inside are passed over";
-    EXPECT_EQ(out, c.plain);
+    EXPECT_EQ(EncryptWithKey(out, plain, key), 1);
+    EXPECT_EQ(out, stored);
+    // Line breaks and blanks inside are passed over.
+    for (const auto& text : {stored, "\n " + stored.substr(0, 5) + "\r\n*" + stored.substr(5)}) {
+      EXPECT_EQ(DecryptWithKey(out, text, key), 1);
+      EXPECT_EQ(out, plain);
+    }
   }
 }
 

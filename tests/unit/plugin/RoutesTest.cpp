@@ -4,9 +4,9 @@
 
 namespace {
 
-using handler_test::Links;
+using namespace handler_test;
 using Orv::Base::Error::GetLastError;
-using RoutesTest = handler_test::HandlerTest;
+using RoutesTest = HandlerTest;
 using Texts = std::vector<std::string>;
 
 TEST_F(RoutesTest, EveryPathIsRemovedAndTypesCarryTheCapability) {
@@ -87,22 +87,55 @@ TEST_F(RoutesTest, RequestLinesSpareTheDeletion) {
   EXPECT_TRUE(platform_.sink->Has(3, line));
 }
 
-TEST_F(RoutesTest, CallsOfOtherPluginsLogTheirFailures) {
-  const auto created = [](const std::string& members) { return R"({"Request":{"Evidence":[{)" + members + "}]}}"; };
-  const std::string file = R"(,"Status":1,"File":{"Name":"f"})";
-  const std::tuple<std::string, const char*, const char*> cases[] = {
-      {"{}", "", "Input param invalid, evidence is empty."},
-      {created(R"("Guid":"G7","Name":"n")" + file), "", "Add evidence failed, id[-1], name[n], err[0,9805]."},
-      {created(R"("Guid":"a","Name":"refused")" + file), "", "Write log to platform failed, id[100]"},
-      {created(R"("Guid":"b","Name":"n")" + file), "history", "Write log to db failed, id["},
+TEST_F(RoutesTest, TheFirstFailureEndsACallOfAnotherPluginAndUndoesNothing) {
+  const auto asked = [](const std::string& guid, const std::string& name) {
+    return R"({"Guid":")" + guid + R"(","Name":")" + name + R"(","Status":0,"File":{"Name":"f"}})";
   };
-  for (const auto& [text, failing, line] : cases) {
-    tables_.failing = {failing[0] == 0 ? "none" : failing};
-    std::shared_ptr<plugin_comm::IPluginCommData> reply;
+  const auto answered = [](int id, const std::string& name) {
+    return R"({"ID":)" + std::to_string(id) + R"(,"Name":")" + name + R"(","File":[{"ID":)" +
+           std::to_string(id < 0 ? id : id + 1) + R"(,"Name":"f"}]})";
+  };
+  const std::string nobody = "'' at '' on -1";
+  const std::string created = History(1, 100, "-1 '' '' ''", nobody);
+  const auto stored = [](const std::string& name, int calls = 4) {
+    const Texts all{"add evidence 100 'a' '" + name + "'", "link 101 of 100", "add file 101 'f' of 100",
+                    "log 306017 " + name + "/"};
+    return Texts(all.begin(), all.begin() + calls);
+  };
+  const struct {
+    std::string asked;  ///< first, before an evidence that is in order
+    const char* failing;
+    const char* code;
+    std::string answer;  ///< of the first
+    Texts calls;
+    const char* line = "";
+  } kCases[] = {
+      {asked("a", "one") + R"(,{"Name":"no guid"})", "", "2", answered(100, "one") + R"(,{"ID":-1,"Name":"no guid"})",
+       Then(stored("one"), Calls{created, "log 306021 f/one", History(4, 100, "-1 'f' '' ''", nobody)}),
+       "id[-1], name[no guid]"},
+      {asked("G7", "n"), "", "9805", answered(-1, "n"), {}, "Add evidence failed, id[-1], name[n], err[0,9805]."},
+      {R"({"Guid":"a","Name":"one","Status":0})", "", "2", R"({"ID":100,"Name":"one"})", stored("one", 1)},
+      {asked("a", "refused"), "", "10", answered(100, "refused"), stored("refused"),
+       "Write log to platform failed, id[100]"},
+      {asked("a", "one"), "history", "15", answered(100, "one"), Then(stored("one"), Calls{created}),
+       "Write log to db failed, id[100]"}};
+  std::shared_ptr<plugin_comm::IPluginCommData> reply;
+  const auto ask = [&](const std::string& text) {
     service_.Evidence_Evidence_API("url", std::make_shared<plugin_comm::CPluginCommData>(text, nullptr, 0), reply);
-    EXPECT_TRUE(platform_.sink->Has(5, "[Evidence::CUsrServiceEvidence::Evidence_Evidence_API]" + std::string(line)))
-        << line;
+  };
+  for (const auto& [first, failing, code, answer, calls, line] : kCases) {
+    Arrange({.failing = failing});
+    tables_.next_key = 100;
+    std::erase_if(tables_.rows["evidence"], [](scripted::Row& row) { return row["guid"] == "a"; });
+    ask(R"({"Request":{"Evidence":[)" + first + "," + asked("b", "two") + "]}}");
+    EXPECT_EQ(std::dynamic_pointer_cast<plugin_comm::CPluginCommData>(reply)->JsonTxt(),
+              R"({"BinarySize":-1,"Response":{"ErrorModule":0,"ErrorCode":)" + std::string(code) +
+                  R"(,"CascadingErrorInfo":"","Data":{"Evidence":[)" + answer + "," + answered(-1, "two") + "]}}}");
+    EXPECT_EQ(evidence_test::Lines(TakeCalls()), evidence_test::Lines(calls));
+    EXPECT_TRUE(platform_.sink->Has(5, line)) << line;
   }
+  ask("{}");
+  EXPECT_TRUE(platform_.sink->Has(5, "Evidence_Evidence_API]Input param invalid, evidence is empty."));
   platform_.adapter->bus = nullptr;
   service_.Init(user_interface_);
   EXPECT_TRUE(platform_.sink->Has(6, "RegisterUrlToPlatform]ptr_msg_bus is null."));

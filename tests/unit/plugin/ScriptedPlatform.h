@@ -1,7 +1,6 @@
 #pragma once
 
 #include <algorithm>
-#include <functional>
 #include <list>
 #include <map>
 #include <memory>
@@ -71,10 +70,7 @@ struct Database final : kelp::IDBManager, Noting {
   using Noting::Noting;
   bool initialize = true;
   Tables tables{calls};
-  /// Answers a text in place of the tables; nothing is a failure.
-  std::function<std::optional<std::vector<Row>>(const std::string&)> answer;
-  bool has_cursor = true;  ///< whether a query that succeeds hands out a cursor
-  std::string throws;      ///< the text of the exception that answers each statement
+  std::string throws;  ///< the text of the exception that answers each statement
 
   bool Initialize(const std::string& id, int config, int log, bool now) override {
     return Note("db init", id, config, log, now ? "now" : "later") && initialize;
@@ -91,7 +87,7 @@ struct Database final : kelp::IDBManager, Noting {
     const auto rows = Send(id, connection_class, sql);
     if (!rows) return false;
     ResultSet cursor(*rows);
-    reader(has_cursor ? &cursor : nullptr);
+    reader(&cursor);
     return true;
   }
 
@@ -100,7 +96,7 @@ struct Database final : kelp::IDBManager, Noting {
     if (id != "casefile.s" || connection_class != kConfigClass) return std::nullopt;
     const std::lock_guard lock(mutex_);
     if (!throws.empty()) throw std::runtime_error(throws);
-    return answer ? answer(sql) : tables.Run(sql);
+    return tables.Run(sql);
   }
 
   std::mutex mutex_;

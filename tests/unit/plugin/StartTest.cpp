@@ -67,12 +67,8 @@ TEST_F(StartTest, StartsAndStopsInOrder) {
 TEST_F(StartTest, ConnectionNumbersComeFromTheFileByTheServersSize) {
   constexpr char kOneLine[] = "<Configs><HighConfig><MaxConnForConfig>7</MaxConnForConfig></HighConfig></Configs>";
   constexpr char kCut[] = "<Configs><HighConfig><MaxConnForConfig>7</MaxConnForConfig></HighConfig>\n</Configs>";
-  struct Case {
-    const char* xml;
-    const char* data;
-    std::optional<int> standard;
-    const char* numbers;  ///< for settings and for the log
-  };
+  /// Both files, the server's size, and the numbers for settings and for the log.
+  using Case = std::tuple<const char*, const char*, std::optional<int>, const char*>;
   for (const auto& [xml, data, standard, numbers] : {
            Case{kLimits, nullptr, 2, "11 12"}, Case{kLimits, nullptr, std::nullopt, "21 22"},
            Case{kLimits, nullptr, 3, "3 10"}, Case{kLimits, nullptr, 4, "5 10"}, Case{kLimits, nullptr, 0, "5 10"},
@@ -93,12 +89,8 @@ TEST_F(StartTest, ConnectionNumbersComeFromTheFileByTheServersSize) {
 
 TEST_F(StartTest, FailuresAreReportedAndLeaveNothingOpen) {
   using scripted::Platform;
-  struct Case {
-    std::function<void(Platform&)> script;
-    bool starts;
-    int manager_code;  ///< with which a manager refuses to read after its start; 0 when it does not
-    const char* line;
-  };
+  /// The code is that with which a manager refuses to read after its start; 0 when it does not.
+  using Case = std::tuple<std::function<void(Platform&)>, bool, int, const char*>;
   for (const auto& [script, starts, manager_code, line] : {
            Case{[](Platform& p) { p.language->load = false; }, true, 0, "]LoadMultiLanguage fail["},
            Case{[](Platform& p) { p.comm->refused = {"/API/Evidence/V1/Evidence"}; }, true, 0,
