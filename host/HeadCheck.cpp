@@ -4,6 +4,7 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <string_view>
 
@@ -12,18 +13,28 @@ namespace {
 
 constexpr std::size_t kLineEnd = 2;
 
+constexpr auto kTokenCharacters = [] {
+  std::array<bool, 256> characters{};
+  for (const char c : std::string_view("!#$%&'*+-.^_`|~0123456789"))
+    characters.at(static_cast<unsigned char>(c)) = true;
+  for (int letter = 0; letter < 26; ++letter)
+    characters.at('a' + letter) = characters.at('A' + letter) = true;
+  return characters;
+}();
+
 /// Whether `name` is a token (RFC 9110, 5.6.2). The library keeps a blank before the colon as a part of the name.
 bool IsToken(std::string_view name) {
-  constexpr std::string_view kMarks = "!#$%&'*+-.^_`|~";
-  return !name.empty() && std::ranges::all_of(name, [kMarks](char c) {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
-           kMarks.find(c) != std::string_view::npos;
-  });
+  return !name.empty() &&
+         std::ranges::all_of(name, [](char c) { return kTokenCharacters[static_cast<unsigned char>(c)]; });
+}
+
+bool IsNamed(std::string_view name, std::string_view wanted) {
+  return name.size() == wanted.size() && strncasecmp(name.data(), wanted.data(), wanted.size()) == 0;
 }
 
 bool IsControl(char c) { return (c >= '\0' && c < ' ' && c != '\t') || c == '\x7f'; }
 
-const char* EndOf(const char* text) { return text + std::strlen(text); }
+const char* EndOf(std::string_view text) { return text.data() + text.size(); }
 
 /// The library cuts a text at a NUL, adds a continuation line to the name of its header, ends a line at a bare LF, and
 /// ends the head at a line that starts with a NUL or a colon. Nothing of it shows in the texts, but in where they
@@ -39,17 +50,17 @@ struct Head {
   int codings = 0;
   int hosts = 0;
 
-  void Add(const char* name, const char* value) {
-    is_whole = is_whole && name == end + kLineEnd && value > EndOf(name);
+  void Add(std::string_view name, std::string_view value) {
+    is_whole = is_whole && name.data() == end + kLineEnd && value.data() > EndOf(name);
     end = EndOf(value);
     if (!IsToken(name)) has_odd_name = true;
-    if (std::ranges::any_of(std::string_view(value), IsControl)) has_odd_value = true;
-    if (strcasecmp(name, MHD_HTTP_HEADER_HOST) == 0) ++hosts;
-    if (strcasecmp(name, MHD_HTTP_HEADER_CONTENT_LENGTH) == 0) ++lengths;
-    if (strcasecmp(name, MHD_HTTP_HEADER_TRANSFER_ENCODING) != 0) return;
+    if (std::ranges::any_of(value, IsControl)) has_odd_value = true;
+    if (IsNamed(name, MHD_HTTP_HEADER_HOST)) ++hosts;
+    if (IsNamed(name, MHD_HTTP_HEADER_CONTENT_LENGTH)) ++lengths;
+    if (!IsNamed(name, MHD_HTTP_HEADER_TRANSFER_ENCODING)) return;
     ++codings;
     // Of any other one the library reads to the end of the connection.
-    if (strcasecmp(value, "chunked") != 0) has_odd_coding = true;
+    if (!IsNamed(value, "chunked")) has_odd_coding = true;
   }
 };
 

@@ -1,5 +1,7 @@
+#include <algorithm>
 #include <map>
 #include <mutex>
+#include <ranges>
 #include <set>
 #include <shared_mutex>
 #include <string_view>
@@ -27,13 +29,13 @@ Segments SegmentsOf(std::string_view path) {
 }
 
 /// Whether `path` matches the route; appends the numbers of its ID segments to `url_ids`. Examines no more segments
-/// than the route has.
+/// than the route has, the last ones first, as many routes begin alike.
 bool Matches(const Segments& route, std::string_view path, std::vector<std::int32_t>& url_ids) {
-  for (const std::string& expected : route) {
-    if (!path.starts_with('/')) return false;
-    path.remove_prefix(1);
-    const std::string_view segment = path.substr(0, path.find('/'));
-    path.remove_prefix(segment.size());
+  for (const std::string& expected : std::views::reverse(route)) {
+    const auto slash = path.rfind('/');
+    if (slash == std::string_view::npos) return false;
+    const std::string_view segment = path.substr(slash + 1);
+    path = path.substr(0, slash);
     if (expected == kIdSegment) {
       std::int32_t id = 0;
       if (!kelp::ReadDecimal(segment, id)) return false;
@@ -42,6 +44,7 @@ bool Matches(const Segments& route, std::string_view path, std::vector<std::int3
       return false;
     }
   }
+  std::ranges::reverse(url_ids);
   return path.empty();
 }
 
