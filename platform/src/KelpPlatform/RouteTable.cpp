@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <map>
 #include <mutex>
-#include <ranges>
 #include <set>
 #include <shared_mutex>
 #include <string_view>
@@ -31,16 +30,16 @@ Segments SegmentsOf(std::string_view path) {
 /// Whether `path` matches the route; appends the numbers of its ID segments to `url_ids`. Examines no more segments
 /// than the route has, the last ones first, as many routes begin alike.
 bool Matches(const Segments& route, std::string_view path, std::vector<std::int32_t>& url_ids) {
-  for (const std::string& expected : std::views::reverse(route)) {
+  for (auto expected = route.rbegin(); expected != route.rend(); ++expected) {
     const auto slash = path.rfind('/');
     if (slash == std::string_view::npos) return false;
     const std::string_view segment = path.substr(slash + 1);
     path = path.substr(0, slash);
-    if (expected == kIdSegment) {
+    if (*expected == kIdSegment) {
       std::int32_t id = 0;
       if (!kelp::ReadDecimal(segment, id)) return false;
       url_ids.push_back(id);
-    } else if (segment != expected) {
+    } else if (segment != *expected) {
       return false;
     }
   }
