@@ -169,14 +169,11 @@ bool HttpServer::Access(MHD_Connection& connection, const RequestLine& line, con
     return Take(*exchange, taken);
   }
   if (exchange->announced == kUnknownLength) exchange->FitMemory();
-  {
-    const std::lock_guard lock(exchange->mutex);
-    // Suspended at the first call, the connection would be read from once more before its answer, and a client that has
-    // closed its side meanwhile would get none.
-    if (!exchange->answer && !std::exchange(exchange->is_whole, true)) return true;
-    if (!exchange->answer) return Dispatch(exchange);
-  }
-  return Answer(*exchange);
+  // Here or on the way back from a suspension, so that nobody else writes the answer.
+  if (exchange->answer) return Answer(*exchange);
+  // Suspended at the first call, the connection would be read from once more before its answer, and a client that has
+  // closed its side meanwhile would get none.
+  return !std::exchange(exchange->is_whole, true) || Dispatch(exchange);
 }
 
 bool HttpServer::Begin(MHD_Connection& connection, const RequestLine& line, void*& context) {
@@ -273,19 +270,24 @@ bool HttpServer::Take(Exchange& exchange, std::string_view data) {
   });
 }
 
-/// The caller holds the exchange's mutex, so that a fast worker's Resume comes after the suspension.
 bool HttpServer::Dispatch(const std::shared_ptr<Exchange>& exchange) {
   deadlines_.Clear(exchange->fd);
-  if (abandoned_) {
+  if (!Suspend(*exchange)) {
     exchange->answer = Stopping();
     return Answer(*exchange);
   }
-  const auto& client = exchange->task.client;
-  exchange->call.emplace(exchange->task.kind, client, exchange->memory ? &*exchange->memory : nullptr);
-  Submit(exchange);
-  MHD_suspend_connection(exchange->connection);
-  exchange->suspended = true;
-  exchange->dispatched = std::chrono::steady_clock::now();
+  platform::Guard([&] { Submit(exchange); }, [&exchange](const char*) { exchange->EndWaitForPlace(); });
+  return true;
+}
+
+/// Before a worker has the request: it would wait for the suspension otherwise. False when it is too late for that.
+bool HttpServer::Suspend(Exchange& exchange) {
+  const std::lock_guard lock(exchange.mutex);
+  if (abandoned_) return false;
+  exchange.call.emplace(exchange.task.kind, exchange.task.client, exchange.memory ? &*exchange.memory : nullptr);
+  exchange.dispatched = std::chrono::steady_clock::now();
+  MHD_suspend_connection(exchange.connection);
+  exchange.suspended = true;
   return true;
 }
 

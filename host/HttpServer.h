@@ -121,6 +121,7 @@ class HttpServer {
   bool TakeMemory(const std::shared_ptr<Exchange>& exchange);
   bool Take(Exchange& exchange, std::string_view data);
   bool Dispatch(const std::shared_ptr<Exchange>& exchange);
+  bool Suspend(Exchange& exchange);
   void Submit(const std::shared_ptr<Exchange>& exchange);
   bool Answer(Exchange& exchange);
   void WatchLongReads(const std::stop_token& stop);

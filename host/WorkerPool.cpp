@@ -50,7 +50,7 @@ bool WorkerPool::TrySubmit(const std::string& client, Job job) {
     queued.push_back(std::move(job));
     if (queued_++ == 0) last_progress_ = Clock::now();
     // Otherwise a thread that ends a job takes this one.
-    if (!MayRunMore()) return true;
+    if (!ShouldWake()) return true;
   }
   wake_.notify_one();
   return true;
@@ -65,9 +65,17 @@ std::chrono::milliseconds WorkerPool::StarvedFor() {
 void WorkerPool::NoteHeldUp() {
   {
     const std::lock_guard lock(mutex_);
-    if (queued_ == 0) return;
+    if (!ShouldWake()) return;
   }
   wake_.notify_one();
+}
+
+/// One thread at a time is woken, which wakes the next when there is more to do: those that run may be done with it by
+/// then. The caller wakes one when told so.
+bool WorkerPool::ShouldWake() {
+  if (queued_ == 0 || idle_ == 0 || waking_ || !MayRunMore()) return false;
+  waking_ = true;
+  return true;
 }
 
 bool WorkerPool::MayRunMore() const { return running_ < MostAtOnce(); }
@@ -94,12 +102,15 @@ void WorkerPool::Ended(Clients::iterator client) {
 void WorkerPool::Work() {
   std::unique_lock lock(mutex_);
   for (;;) {
-    auto client = clients_.end();
-    wake_.wait(lock, [&] {
-      client = NextClient();
-      return client != clients_.end() || (ending_ && queued_ == 0);
-    });
-    if (client == clients_.end()) return;
+    auto client = NextClient();
+    if (client == clients_.end()) {
+      if (ending_ && queued_ == 0) return;
+      ++idle_;
+      wake_.wait(lock);
+      --idle_;
+      waking_ = false;
+      continue;
+    }
     auto& [queued, running, turn] = client->second;
     Job job = std::move(queued.front());
     queued.pop_front();
@@ -107,7 +118,9 @@ void WorkerPool::Work() {
     ++running;
     ++running_;
     turn = ++last_turn_;
+    const bool wakes = ShouldWake();
     lock.unlock();
+    if (wakes) wake_.notify_one();
     job();
     job = nullptr;
     lock.lock();

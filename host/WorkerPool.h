@@ -59,6 +59,7 @@ class WorkerPool {
   /// Lets the threads do what is queued, and joins them.
   void End();
   [[nodiscard]] bool MayRunMore() const;
+  [[nodiscard]] bool ShouldWake();
   [[nodiscard]] std::size_t MostAtOnce() const;
   Clients::iterator NextClient();
   void Ended(Clients::iterator client);
@@ -76,6 +77,9 @@ class WorkerPool {
   /// When a job was begun, or came as the only one that waits.
   std::chrono::steady_clock::time_point last_progress_;
   std::size_t running_ = 0;
+  /// Threads that wait for a job, and whether one of them was woken and has not looked for one yet.
+  std::size_t idle_ = 0;
+  bool waking_ = false;
   bool ending_ = false;
 
   std::vector<std::jthread> threads_;
