@@ -125,6 +125,8 @@ HttpServer::HttpServer(HttpOptions options, HttpAdmission admission)
 HttpServer::~HttpServer() {
   if (daemon_ == nullptr) return;
   Drain(std::chrono::milliseconds(0));
+  // Those who wait hold the line, which holds them.
+  line_->Refuse(WaitingLine::Clock::time_point::max());
   // It aborts the process when a connection is still suspended.
   MHD_stop_daemon(daemon_);
 }

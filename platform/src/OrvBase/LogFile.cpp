@@ -17,8 +17,10 @@ LogFile::LogFile(std::string path) : path_(std::move(path)) {
 
 int LogFile::Open() const {
   if (path_.empty()) return fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
-  // Private, as it may contain session ids.
-  return open(path_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+  // Private, as it may contain session ids. A pipe that nobody reads is an error, not something to wait for.
+  const int opened = open(path_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK, 0600);
+  if (opened >= 0) fcntl(opened, F_SETFL, O_APPEND);
+  return opened;
 }
 
 bool LogFile::IsAway() const {
