@@ -7,7 +7,7 @@
 
 #include "Backend.h"
 #include "RealBackends.h"
-#include "Sessions.h"
+#include "accounts/Sessions.h"
 
 /// The platform interfaces that the host implements itself. All are thread-safe.
 namespace host {

@@ -4,11 +4,11 @@
 #include <iostream>
 
 #include "Backend.h"
-#include "CameraFile.h"
-#include "Cameras.h"
 #include "Database.h"
 #include "Serve.h"
-#include "Users.h"
+#include "accounts/Users.h"
+#include "cameras/CameraFile.h"
+#include "cameras/Cameras.h"
 
 namespace host {
 namespace {

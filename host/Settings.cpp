@@ -9,8 +9,8 @@
 #include <string_view>
 #include <variant>
 
-#include "ListenAddress.h"
 #include "OrvBase/StringUtil.h"
+#include "http/ListenAddress.h"
 
 namespace host {
 namespace {

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "Backup.h"
 #include "Commands.h"
 #include "Serve.h"
 #include "Settings.h"
+#include "backup/Backup.h"
 
 namespace {
 

@@ -10,10 +10,10 @@
 #include <set>
 #include <stdexcept>
 
-#include "Admission.h"
 #include "MemoryLimit.h"
-#include "WorkerPool.h"
+#include "http/Admission.h"
 #include "http/HostProcess.h"
+#include "http/WorkerPool.h"
 #include "platform/Memory.h"
 #include "support/AddressSpace.h"
 

@@ -7,11 +7,11 @@
 #include <mutex>
 
 #include "Backend.h"
-#include "CameraFile.h"
 #include "Database.h"
 #include "KeyCheck.h"
 #include "KeyFile.h"
 #include "Settings.h"
+#include "cameras/CameraFile.h"
 #include "http/HostProcess.h"
 
 namespace evidence_test {

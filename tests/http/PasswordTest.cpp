@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <atomic>
 
-#include "Accounts.h"
-#include "Authentication.h"
-#include "FailedTries.h"
 #include "RealBackends.h"
-#include "SealedText.h"
-#include "Users.h"
+#include "accounts/Accounts.h"
+#include "accounts/Authentication.h"
+#include "accounts/FailedTries.h"
+#include "accounts/SealedText.h"
+#include "accounts/Users.h"
 #include "http/HostProcess.h"
 
 namespace evidence_test {

@@ -12,8 +12,8 @@
 #include <thread>
 #include <utility>
 
-#include "WaitingLine.h"
-#include "WorkerPool.h"
+#include "http/WaitingLine.h"
+#include "http/WorkerPool.h"
 #include "platform/Crowd.h"
 #include "support/Eventually.h"
 

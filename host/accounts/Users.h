@@ -1,0 +1,70 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "accounts/Sessions.h"
+
+/// The tables platform.users and platform.permissions, through kelp::IDBManager under platform::kPlatformDbId.
+/// Thread-safe. Users are never deleted; names are compared exactly.
+namespace host {
+
+inline constexpr char kSysop[] = "sysop";
+
+/// Longest user name in code points.
+inline constexpr std::size_t kMaxUserName = 128;
+
+/// The form in which a user's name is stored: the name of a domain account, "domain\name", in lower case.
+[[nodiscard]] std::string StoredName(const std::string& name);
+
+/// Whether `name` is of the form "domain\name".
+[[nodiscard]] bool IsDomainAccount(const std::string& name);
+
+/// kDisabled: the password is right, but the account is disabled.
+enum class PasswordOutcome { kRight, kWrong, kDisabled, kDatabaseAway };
+
+/// Checks name and password. `user` gets the record without permissions, or the id -1 when there is no such user;
+/// kDatabaseAway leaves it unchanged. kWrong takes the same time for an unknown user and a wrong password, but not for
+/// an invalid name.
+[[nodiscard]] PasswordOutcome CheckPassword(const std::string& name, const std::string& password, UserRecord& user);
+
+/// The record with that id, without permissions, or the id -1 when there is no such user. False when the database does
+/// not answer.
+[[nodiscard]] bool FindUser(int user_id, UserRecord& user);
+
+/// Fills the granted permissions of `user` by its id. False when the database does not answer.
+[[nodiscard]] bool ReadPermissions(UserRecord& user);
+
+/// Whether the user is enabled and holds `code` for control clients, or is an enabled super user; read from the tables
+/// at each call. False also when the database does not answer.
+[[nodiscard]] bool HoldsControlPermission(int user_id, int code);
+
+struct NewUser {
+  UserRecord record;
+  std::string password;
+};
+
+/// "" when the user was added, else the fault, as a line for the operator.
+[[nodiscard]] std::string AddUser(const NewUser& user);
+
+/// Sets the user's granted permissions to exactly `permissions`. Returns "" or the fault.
+[[nodiscard]] std::string SetPermissions(const std::string& name,
+                                         const std::set<std::pair<ClientKind, int>>& permissions);
+
+struct ListedUser {
+  UserRecord record;
+  bool enabled = false;
+};
+
+/// All users, sorted by id, with their granted permissions; none when the database does not answer.
+[[nodiscard]] std::optional<std::vector<ListedUser>> ListUsers();
+
+/// Adds the super user kSysop with a random password if it does not exist. False when the database does not answer.
+/// `password` is filled only when the user was added.
+[[nodiscard]] bool EnsureSysop(std::string& password);
+
+/// A random password for a new user.
+[[nodiscard]] std::string GeneratedPassword();
+
+}  // namespace host

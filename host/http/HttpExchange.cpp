@@ -1,0 +1,142 @@
+#include "http/HttpExchange.h"
+
+#include <microhttpd.h>
+
+#include <string_view>
+#include <utility>
+
+#include "HostLog.h"
+#include "platform/Guard.h"
+
+namespace host {
+
+namespace {
+
+/// 503 with `reason`; without a body when there is no memory for one. Does not throw.
+HttpAnswer Later(std::string_view reason) {
+  const auto answer = [reason] { return ErrorAnswer(MHD_HTTP_SERVICE_UNAVAILABLE, reason); };
+  auto later = platform::Guard(answer, [](const char*) { return HttpAnswer{MHD_HTTP_SERVICE_UNAVAILABLE, {}}; });
+  later.retry_after_s = 1;
+  return later;
+}
+
+}  // namespace
+
+HttpAnswer Busy() { return Later("too many requests waiting"); }
+
+HttpAnswer Stopping() { return ErrorAnswer(MHD_HTTP_SERVICE_UNAVAILABLE, "stopping"); }
+
+HttpAnswer NoRoom() { return Later("no memory for this request at present"); }
+
+void HttpServer::Exchange::EndWait(bool has_room) {
+  const std::lock_guard lock(mutex);
+  if (!has_room) Resume(NoRoom());
+  if (std::exchange(suspended, false)) MHD_resume_connection(connection);
+}
+
+void HttpServer::Exchange::EndWaitForPlace() {
+  const std::lock_guard lock(mutex);
+  Resume(Busy());
+}
+
+void HttpServer::Exchange::FitMemory() {
+  if (memory) memory->ShrinkTo(MemoryFor(task.kind, body.size()));
+}
+
+void HttpServer::Exchange::Work() {
+  {
+    const std::lock_guard lock(mutex);
+    if (!suspended) return;
+    running = true;
+  }
+  auto outcome = Run();
+  const std::lock_guard lock(mutex);
+  running = false;
+  Resume(std::move(outcome));
+}
+
+HttpServer::Exchange::GivenUp HttpServer::Exchange::GiveUp() {
+  const std::lock_guard lock(mutex);
+  // Before the dispatch the answer belongs to the connection's thread alone.
+  if (!suspended) return call ? GivenUp::kWhileAnswered : GivenUp::kBeforeItsTask;
+  Resume(Stopping());
+  return running ? GivenUp::kInsideItsTask : GivenUp::kBeforeItsTask;
+}
+
+/// No exception of a request, in a plugin or in the host, may terminate the process.
+HttpAnswer HttpServer::Exchange::Run() {
+  auto outcome = platform::Guard([this] { return RunBound(); },
+                                 [](const char*) {
+                                   return HttpAnswer{MHD_HTTP_INTERNAL_SERVER_ERROR, {}};
+                                 });
+  // All but the answer has been freed by now.
+  if (memory) memory->ShrinkTo(outcome.body.capacity());
+  return outcome;
+}
+
+HttpAnswer HttpServer::Exchange::RunBound() {
+  const platform::CallScope scope(*call);
+  if (call->IsCancelled()) return Stopping();
+  auto outcome = RunTask();
+  if (call->HasWritten()) return outcome;
+  if (call->IsRefusedAsBusy()) return Busy();
+  // A part of what it should have read may be missing.
+  return call->IsCancelled() ? Stopping() : std::move(outcome);
+}
+
+HttpAnswer HttpServer::Exchange::RunTask() {
+  return platform::Guard([this] { return task.run(std::move(body)); },
+                         [this](const char* reason) {
+                           if (reason != nullptr) {
+                             LogHost(kLogFailure, "%s threw: %s", line.c_str(), reason);
+                           } else {
+                             LogHost(kLogFailure, "%s threw", line.c_str());
+                           }
+                           return ErrorAnswer(MHD_HTTP_INTERNAL_SERVER_ERROR, "internal error");
+                         });
+}
+
+void HttpServer::Exchange::Resume(HttpAnswer next) {
+  if (!suspended) return;
+  suspended = false;
+  if (hang_ups_ != nullptr) hang_ups_->Unwatch(ticket_);
+  answer = std::move(next);
+  MHD_resume_connection(connection);
+}
+
+void HttpServer::Exchange::Watch(HangUps& hang_ups, std::chrono::steady_clock::time_point begun_by) {
+  const std::lock_guard lock(mutex);
+  if (hang_ups_ != nullptr || !suspended || !call || dispatched > begun_by) return;
+  if (task.kind != platform::Call::Kind::kReads) return;
+  hang_ups_ = &hang_ups;
+  ticket_ = hang_ups.Watch(fd, [self = shared_from_this()](HangUps::Sign sign) { self->Seen(sign); });
+}
+
+void HttpServer::Exchange::Seen(HangUps::Sign sign) {
+  const std::lock_guard lock(mutex);
+  if (!suspended) return;
+  if (sign == HangUps::Sign::kGone || end_of_stream == EndOfStreamMeans::kGone) {
+    LogHost(kLogTrace, "%s: the client has hung up", line.c_str());
+    call->Cancel();
+  } else if (end_of_stream == EndOfStreamMeans::kAsk) {
+    // The library writes nothing meanwhile: the connection is suspended.
+    HangUps::Ask(fd);
+  }
+}
+
+void HttpServer::Exchange::Cancel() {
+  const std::lock_guard lock(mutex);
+  if (suspended && call) call->Cancel();
+}
+
+bool HttpServer::Exchange::Writes() {
+  const std::lock_guard lock(mutex);
+  return call && (call->kind() == platform::Call::Kind::kWrites || call->HasWritten());
+}
+
+bool HttpServer::Exchange::Runs() {
+  const std::lock_guard lock(mutex);
+  return running;
+}
+
+}  // namespace host

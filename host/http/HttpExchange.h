@@ -1,0 +1,83 @@
+#pragma once
+
+#include "http/HttpServer.h"
+
+namespace host {
+
+/// 503: the same request may succeed a moment later. Does not throw.
+HttpAnswer Busy();
+/// 503: another host may serve it, or this one after its next start.
+HttpAnswer Stopping();
+
+/// 503: there may be memory for it a moment later. Does not throw: without memory for its body it has none.
+HttpAnswer NoRoom();
+
+/// One request, from its head to the end of its answer.
+struct HttpServer::Exchange : std::enable_shared_from_this<Exchange> {
+  MHD_Connection* connection = nullptr;
+  int fd = -1;
+  /// Method and path, for the log.
+  std::string line;
+  std::string client_address;
+  EndOfStreamMeans end_of_stream = EndOfStreamMeans::kHalfClosed;
+  HttpTask task;
+  /// The largest number for a chunked body.
+  std::uint64_t announced = 0;
+  /// From the admission on; none for a task without a body.
+  std::optional<platform::MemoryShare> memory;
+  /// Suspended at its head: the call after that is not about its body.
+  bool waited = false;
+  std::string body;
+  std::uint64_t received = 0;
+  /// Nothing of the request is still to come.
+  bool is_whole = false;
+
+  /// Guards the members below once the connection is suspended: a worker and a stop may both try to answer.
+  std::mutex mutex;
+  bool suspended = false;
+  /// When the task was handed over.
+  std::chrono::steady_clock::time_point dispatched;
+  /// The task runs.
+  bool running = false;
+  /// From the dispatch on.
+  std::optional<platform::Call> call;
+  std::optional<HttpAnswer> answer;
+
+  /// On a worker: runs the task, unless it was answered meanwhile, and answers.
+  void Work();
+
+  /// Lets a connection go on that was suspended at its head: with its body when there is room for that, else with 503.
+  void EndWait(bool has_room);
+  /// Answers 503 to a request that found no place in the queue of its workers.
+  void EndWaitForPlace();
+  /// Gives up what was taken for a body of unknown size beyond that of the one that came.
+  void FitMemory();
+
+  enum class GivenUp { kBeforeItsTask, kInsideItsTask, kWhileAnswered };
+  /// Answers for a task that does not end, or has not begun. Tells where the request was.
+  GivenUp GiveUp();
+
+  /// From now on a client that hangs up before the answer cancels what reads, if the task was begun by then.
+  void Watch(HangUps& hang_ups, std::chrono::steady_clock::time_point begun_by);
+
+  /// Cancels what reads.
+  void Cancel();
+
+  /// Begun, and may have written.
+  [[nodiscard]] bool Writes();
+  [[nodiscard]] bool Runs();
+
+ private:
+  HttpAnswer Run();
+  HttpAnswer RunBound();
+  HttpAnswer RunTask();
+  /// Does nothing on a connection that was already resumed. The caller holds the mutex. Touches only this object, the
+  /// connection and the server, which live while it is suspended: a late worker may be here after the server's end.
+  void Resume(HttpAnswer next);
+  void Seen(HangUps::Sign sign);
+
+  HangUps* hang_ups_ = nullptr;
+  HangUps::Ticket ticket_ = 0;
+};
+
+}  // namespace host
