@@ -31,18 +31,26 @@ struct Method {
   std::string_view name;
   int code;
 };
+/// QUERY is a GET whose body every program can send; to a plugin it is one.
 constexpr Method kMethods[] = {
     {"PUT", kelp::kMethodPut},
     {"POST", kelp::kMethodPost},
     {"DELETE", kelp::kMethodDelete},
     {"GET", kelp::kMethodGet},
+    {"QUERY", kelp::kMethodGet},
 };
-constexpr char kAllMethods[] = "PUT, POST, DELETE, GET";
+constexpr char kAllMethods[] = "PUT, POST, DELETE, GET, QUERY";
 
 HttpAnswer MethodRefused(const char* allow) {
   auto answer = ErrorAnswer(kMethodNotAllowed, "method not allowed");
   answer.allow = allow;
   return answer;
+}
+
+/// By the method, or by what a POST stands for in place of a client or proxy that can send no other body.
+int MethodCode(const Method& method, const HttpHead& head) {
+  const bool is_get = method.code == kelp::kMethodPost && head.method_override == "GET";
+  return is_get ? kelp::kMethodGet : method.code;
 }
 
 /// The token of "Bearer <token>"; "" for anything else.
@@ -57,26 +65,30 @@ HttpAnswer CallPlugin(const kelp::UrlCallback& callback, const kelp::SHttpReques
   kelp::SHttpResponse response;
   callback(response, request);
   const unsigned status = response.response_body.empty() ? kNoContent : kOk;
-  return {status, std::move(response.response_body), nullptr};
+  return {status, std::move(response.response_body)};
 }
 
 }  // namespace
 
 std::variant<HttpAnswer, HttpTask> Gateway::Admit(const HttpHead& head) const {
   const auto* const method = std::ranges::find(kMethods, head.method, &Method::name);
-  if (method == std::end(kMethods)) return MethodRefused(kAllMethods);
+  if (method == std::end(kMethods)) {
+    auto answer = MethodRefused(kAllMethods);
+    answer.accept_query = "application/json";
+    return answer;
+  }
   if (head.path == "/login") {
     if (method->code != kelp::kMethodPost) return MethodRefused("POST");
     return HttpTask{kLoginBodyLimit, parts_.login_workers, Kind::kWrites, head.client_address,
                     [this, address = head.client_address](const std::string& body) { return Login(address, body); }};
   }
   if (head.path == "/live" || head.path == "/ready") {
-    if (method->code != kelp::kMethodGet) return MethodRefused("GET");
-    if (head.path == "/live") return HttpAnswer{kOk, R"({"Status":"live"})", nullptr};
+    if (head.method != "GET") return MethodRefused("GET");
+    if (head.path == "/live") return HttpAnswer{kOk, R"({"Status":"live"})"};
     return HttpTask{0, parts_.ready_worker, Kind::kReads, head.client_address,
                     [this](const std::string&) { return Ready(); }};
   }
-  return AdmitToPlugin(head, method->code);
+  return AdmitToPlugin(head, MethodCode(*method, head));
 }
 
 std::variant<HttpAnswer, HttpTask> Gateway::AdmitToPlugin(const HttpHead& head, int method_code) const {
@@ -129,12 +141,12 @@ HttpAnswer Gateway::OpenSession(UserRecord user, const std::string& client_addre
   kelp::CRapidJsonProto answer;
   answer.set_v("/SessionID", opened.id);
   answer.set_v("/SessionKey", opened.key);
-  return {kOk, answer.get_str(), nullptr};
+  return {kOk, answer.get_str()};
 }
 
 HttpAnswer Gateway::Ready() const {
-  if (!parts_.ready()) return {kUnavailable, R"({"Status":"not ready"})", nullptr};
-  return {kOk, R"({"Status":"ready"})", nullptr};
+  if (!parts_.ready()) return {kUnavailable, R"({"Status":"not ready"})"};
+  return {kOk, R"({"Status":"ready"})"};
 }
 
 }  // namespace host

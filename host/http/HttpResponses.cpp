@@ -27,6 +27,7 @@ MHD_Response* Make(HttpAnswer answer, bool closes) {
   if (size != 0) MHD_add_response_header(response, MHD_HTTP_HEADER_CONTENT_TYPE, "application/json");
   MHD_add_response_header(response, MHD_HTTP_HEADER_CACHE_CONTROL, "no-store");
   if (answer.allow != nullptr) MHD_add_response_header(response, MHD_HTTP_HEADER_ALLOW, answer.allow);
+  if (answer.accept_query != nullptr) MHD_add_response_header(response, "Accept-Query", answer.accept_query);
   if (answer.status == MHD_HTTP_UNAUTHORIZED) {
     MHD_add_response_header(response, MHD_HTTP_HEADER_WWW_AUTHENTICATE, "Bearer");
   }

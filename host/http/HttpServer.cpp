@@ -20,7 +20,7 @@
 namespace host {
 
 HttpAnswer ErrorAnswer(unsigned status, std::string_view reason) {
-  return {status, "{\"Error\":\"" + std::string(reason) + "\"}", nullptr};
+  return {status, "{\"Error\":\"" + std::string(reason) + "\"}"};
 }
 
 namespace {
@@ -203,7 +203,7 @@ bool HttpServer::Begin(MHD_Connection& connection, const RequestLine& line, void
   }
   if (stopping) return Admit(exchange, Stopping());
   return Admit(exchange, admission_({line.method, line.path, Header(connection, MHD_HTTP_HEADER_AUTHORIZATION),
-                                     exchange->client_address}));
+                                     Header(connection, "X-HTTP-Method-Override"), exchange->client_address}));
 }
 
 bool HttpServer::Admit(const std::shared_ptr<Exchange>& exchange, std::variant<HttpAnswer, HttpTask> verdict) {

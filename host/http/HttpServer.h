@@ -38,6 +38,8 @@ struct HttpHead {
   std::string_view path;
   /// Absent when there is no such header.
   std::optional<std::string_view> authorization;
+  /// The X-HTTP-Method-Override header.
+  std::optional<std::string_view> method_override;
   /// The client's address without port.
   std::string client_address;
 };
@@ -48,6 +50,8 @@ struct HttpAnswer {
   std::string body;
   /// The Allow header of a 405 answer.
   const char* allow = nullptr;
+  /// Its Accept-Query header: the media types of a QUERY's body.
+  const char* accept_query = nullptr;
   /// The Retry-After header of a 503 answer, in seconds; 0 for none.
   int retry_after_s = 0;
 };

@@ -60,7 +60,7 @@ class HttpFrontTest : public testing::Test {
     std::string text;
     for (int number = 0; number < count; ++number) {
       auto reply = connection.ReadReply();
-      const auto allow = reply.headers["Allow"];
+      const auto allow = reply.headers["Allow"] + reply.headers["Accept-Query"];
       text += number == 0 ? "" : ", ";
       text += reply.status == 0 ? "closed" : std::to_string(reply.status) + " " + allow + reply.body;
     }
@@ -69,6 +69,10 @@ class HttpFrontTest : public testing::Test {
   static std::string Get(const std::string& path) { return RequestText("GET", path, session_); }
   static std::string Put(const std::string& rest) { return RequestHead("PUT", "/Echo", session_) + rest; }
   static std::string PostLogin(const std::string& body) { return RequestText("POST", "/login", "", body); }
+  static std::string Overridden(const std::string& method, const std::string& override) {
+    const auto start = RequestHead(method, "/Echo", session_) + "X-HTTP-Method-Override: " + override;
+    return start + "\r\nContent-Length: 2\r\n\r\n{}";
+  }
   static std::string Chunks(const std::string& body) {
     std::ostringstream text;
     text << "Transfer-Encoding: chunked\r\n\r\n" << std::hex << body.size() << "\r\n" << body << "\r\n0\r\n\r\n";
@@ -84,7 +88,7 @@ class HttpFrontTest : public testing::Test {
 };
 
 TEST_F(HttpFrontTest, EachRequestHasItsAnswer) {
-  const std::string four = "405 PUT, POST, DELETE, GET" + kNoMethod.substr(4);
+  const std::string four = "405 PUT, POST, DELETE, GET, QUERYapplication/json" + kNoMethod.substr(4);
   const std::string full(kBodyLimit, 'x');
   const std::string nul("a\0b", 3);
   const struct {
@@ -104,6 +108,14 @@ TEST_F(HttpFrontTest, EachRequestHasItsAnswer) {
       {RequestText("PATCH", "/Echo", session_), four},
       {RequestText("get", "/Echo", session_), four},
       {RequestText("GET", "/login", session_), "405 POST" + kNoMethod.substr(4)},
+      // What reads as GET: QUERY, and a POST that says so.
+      {RequestText("QUERY", "/Echo/17/Sub/3", session_, "{}") + Get("/Echo"), "200 4 17 3 [{}], 200 4 []", 2},
+      {RequestText("QUERY", "/Echo", "", "{}"), R"(401 {"Error":"no session"})"},
+      {RequestText("QUERY", "/live", ""), "405 GET" + kNoMethod.substr(4)},
+      {RequestText("QUERY", "/login", ""), "405 POST" + kNoMethod.substr(4)},
+      {Overridden("POST", "GET"), "200 4 [{}]"},
+      {Overridden("PUT", "GET"), "200 1 [{}]"},
+      {Overridden("POST", "DELETE"), "200 2 [{}]"},
       {RequestText("DELETE", "/Echo", session_, nul), "200 3 [" + nul + "]"},
       {RequestText("PUT", "/Echo", session_, full) + RequestText("GET", "/Echo", session_, full),
        "200 1 [" + full + "], 200 4 [" + full + "]", 2},
