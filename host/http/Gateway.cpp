@@ -33,11 +33,8 @@ struct Method {
 };
 /// QUERY is a GET whose body every program can send; to a plugin it is one.
 constexpr Method kMethods[] = {
-    {"PUT", kelp::kMethodPut},
-    {"POST", kelp::kMethodPost},
-    {"DELETE", kelp::kMethodDelete},
-    {"GET", kelp::kMethodGet},
-    {"QUERY", kelp::kMethodGet},
+    {"PUT", kelp::kMethodPut}, {"POST", kelp::kMethodPost}, {"DELETE", kelp::kMethodDelete},
+    {"GET", kelp::kMethodGet}, {"QUERY", kelp::kMethodGet},
 };
 constexpr char kAllMethods[] = "PUT, POST, DELETE, GET, QUERY";
 

@@ -14,8 +14,8 @@
 
 namespace host {
 
-/// Routes requests, in this order: 405 for a method other than PUT, POST, DELETE, GET and QUERY; the host's own paths; 401
-/// without a session, before 404 so that paths cannot be probed without one; 404 for an unknown path; the plugin.
+/// Routes requests, in this order: 405 for a method other than PUT, POST, DELETE, GET and QUERY; the host's own paths;
+/// 401 without a session, before 404 so that paths cannot be probed without one; 404 for an unknown path; the plugin.
 class Gateway {
  public:
   struct Parts {
