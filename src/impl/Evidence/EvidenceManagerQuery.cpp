@@ -112,6 +112,7 @@ bool CEvidenceManager::QueryEvidences(std::list<EvidencePtr>& evidences, page_in
   if (evidence_ids.empty()) {
     using namespace Orv::Base::StringUtil;
     if (!Limits::Allows(Limits::kKeywordChars, str_len(filter->keyword, kCodePageUtf8))) return false;
+    if (!Limits::Allows(Limits::kGuidPartChars, str_len(filter->guid, kCodePageUtf8))) return false;
     if (!HasStorableTexts(*filter)) {
       EVIDENCE_LOG(kLogFailure, "[%s]Input param error.[%s(%d)]");
       return Fail(kBadInput);

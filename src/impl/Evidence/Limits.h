@@ -25,6 +25,8 @@ inline constexpr Limit kChangedEvidences{10'000, "evidences of one change"};
 inline constexpr Limit kReadEvidences{100'000, "evidences asked for by id"};
 /// A text that is sought in five columns of every evidence.
 inline constexpr Limit kKeywordChars{1'000, "characters of a keyword"};
+/// A part of a guid, which is sought likewise.
+inline constexpr Limit kGuidPartChars{1'000, "characters of a guid"};
 inline constexpr Limit kLinkedFiles{10'000, "files of one batch link"};
 /// A full evidence, and the files of such an evidence with 1024 evidences. Each pair may become a failure in the
 /// answer.

@@ -145,6 +145,38 @@ TEST_F(ManagerTest, OfChangesOfOneEntryTheSameOneEndsInTheTableAndInTheCache) {
   }
 }
 
+TEST_F(ManagerTest, AnEditStaysWhenOthersOpenAndClose) {
+  Postgres().Query("INSERT INTO evidence.evidence (id, guid, name, evidence_status) VALUES (1, 'g', 'n', 0)");
+  for (int round = 0; round < 100; ++round) {
+    const auto evidence = [round](const std::string& name) {
+      const auto made = std::make_shared<_tag_Evidence_>();
+      made->id = 1;
+      made->guid = "g";
+      made->name = name;
+      made->evidence_status = round % 2;
+      return made;
+    };
+    const auto name = "edit " + std::to_string(round);
+    std::barrier begin(3);
+    std::vector<std::jthread> threads;
+    for (int n = 0; n < 2; ++n) {
+      threads.emplace_back([&] {
+        std::list<EvidenceErrInfoPtr> results;
+        std::vector<operation_record> records;
+        begin.arrive_and_wait();
+        EXPECT_TRUE(manager_.UpdateEvidences(results, {evidence("")}, records));
+      });
+    }
+    threads.emplace_back([&] {
+      operation_record record;
+      begin.arrive_and_wait();
+      EXPECT_TRUE(manager_.UpdateEvidence(evidence(name), record));
+    });
+    threads.clear();
+    ASSERT_EQ(Postgres().Value("SELECT name FROM evidence.evidence"), name);
+  }
+}
+
 TEST_F(ManagerTest, ADeletedEvidenceKeepsNoFiles) {
   const platform::ScopedBackend<plugin_comm::IPluginCommManager> comm(platform::MakePluginCommManager());
   // Lingers, so that a deletion could pass between the checks of a link and its row.

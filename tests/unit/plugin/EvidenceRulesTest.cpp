@@ -369,6 +369,9 @@ TEST_F(EvidenceRulesTest, ATextWithNulIsRefusedBeforeAnythingIsWrittenAndALongSe
   }
   filter->keyword = Repeated("\xC3\xA4", 1'001);
   EXPECT_EQ(search(), Lines({"!Input param error, characters of a keyword: 1001, at most 1000.", "0-2"}));
+  *filter = {};
+  filter->guid.assign(1'001, '\'');
+  EXPECT_EQ(search(), Lines({"!Input param error, characters of a guid: 1001, at most 1000.", "0-2"}));
   EXPECT_EQ(search(IdList(100'001, 1)),
             Lines({"!Input param error, evidences asked for by id: 100001, at most 100000.", "0-2"}));
   for (const auto text : {&operation_record::user_name, &operation_record::user_ip, &operation_record::dev_name}) {
