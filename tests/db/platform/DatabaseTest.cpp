@@ -215,9 +215,9 @@ TEST_F(DBManagerTest, AChangeOfARowThatMovesMeanwhileIsDoneAfterTheMove) {
 }
 
 TEST_F(DBManagerTest, ACrossedTextIsSentAgainWhileNothingOfItIsDone) {
-  const auto crossed = [](int times) {
-    return "DO $$ BEGIN IF nextval('sends') < " + std::to_string(times) +
-           " THEN RAISE serialization_failure; END IF; END $$";
+  const auto crossed = [](int times, const std::string& condition = "serialization_failure") {
+    return "DO $$ BEGIN IF nextval('sends') < " + std::to_string(times) + " THEN RAISE " + condition +
+           "; END IF; END $$";
   };
   const std::string insert = "INSERT INTO notes VALUES (1, 'a'); ";
   const auto sends_of = [&](bool done, bool expected) {
@@ -227,6 +227,7 @@ TEST_F(DBManagerTest, ACrossedTextIsSentAgainWhileNothingOfItIsDone) {
     return sends;
   };
   EXPECT_EQ(sends_of(Execute(insert + crossed(3)), true), "3 1");
+  EXPECT_EQ(sends_of(Execute(insert + crossed(3, "deadlock_detected")), true), "3 1");
   {
     const platform::LongStatements long_statements;
     EXPECT_EQ(sends_of(Execute(insert + crossed(3)), true), "3 1");

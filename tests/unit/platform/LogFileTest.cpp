@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -12,6 +13,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <memory>
 #include <sstream>
 #include <thread>
 #include <vector>
@@ -42,6 +44,17 @@ std::vector<std::string> Texts(const std::string& log) {
   for (std::string line; std::getline(lines, line);)
     texts.push_back(line.substr(line.find(" t ") + 3));
   return texts;
+}
+
+/// A log into a pipe, which `output` reads.
+std::shared_ptr<platform::ILogSink> SinkInto(std::ifstream& output) {
+  int ends[2];
+  if (pipe(ends) != 0) return nullptr;
+  auto sink = platform::MakeFileLogSink(PathOf(ends[1]), 16);
+  output.open(PathOf(ends[0]));
+  close(ends[0]);
+  close(ends[1]);
+  return sink;
 }
 
 /// The signal that ends a process which does this; 0 when none does.
@@ -106,14 +119,21 @@ TEST(FileLogSink, GoesOnInTheFileThatTookThePlaceOfItsOwn) {
   }));
 }
 
+TEST(FileLogSink, APipeThatNobodyReadsIsAFailure) {
+  const ScratchFolder folder;
+  const auto pipe = folder.path() + "/log";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  EXPECT_EQ(EndOf([&] {
+              if (platform::MakeFileLogSink(pipe, 100) != nullptr) std::abort();
+            }),
+            0);
+}
+
 TEST(FileLogSink, ABlockedOutputHoldsNoCallerAndLossIsCounted) {
   constexpr int kLines = 20'000;
-  int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
-  auto sink = platform::MakeFileLogSink(PathOf(ends[1]), 16);
-  std::ifstream output(PathOf(ends[0]));
-  close(ends[0]);
-  close(ends[1]);
+  std::ifstream output;
+  auto sink = SinkInto(output);
+  ASSERT_NE(sink, nullptr);
   sink->Write(3, "t", "line 0");
   EXPECT_EQ(output.get(), '2') << "comes back only when the line was flushed";
   // Far more than the pipe takes, and nobody reads: were callers held, this loop would not end.
@@ -135,12 +155,9 @@ TEST(FileLogSink, ABlockedOutputHoldsNoCallerAndLossIsCounted) {
 TEST(FileLogSink, AFullQueueWaitsForItsReaderAndKeepsTheOrder) {
   constexpr int kThreads = 4;
   constexpr int kLines = 2000;
-  int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
-  auto sink = platform::MakeFileLogSink(PathOf(ends[1]), 16);
-  std::ifstream output(PathOf(ends[0]));
-  close(ends[0]);
-  close(ends[1]);
+  std::ifstream output;
+  auto sink = SinkInto(output);
+  ASSERT_NE(sink, nullptr);
   std::vector<std::jthread> writers;
   for (int thread = 0; thread < kThreads; ++thread) {
     writers.emplace_back([&sink, thread] {
