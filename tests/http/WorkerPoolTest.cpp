@@ -114,6 +114,24 @@ TEST_F(WorkerPoolTest, AThreadThatIsHeldUpLetsOneMoreRunAlsoOfItsClient) {
   platform::CrowdPlace::WhenTaken({});
 }
 
+TEST_F(WorkerPoolTest, AJobThatCameBeforeTheThreadWasHeldUpIsBegunThen) {
+  pool_ = std::make_unique<host::WorkerPool>(2, 8, /*at_once=*/1);
+  platform::CrowdPlace::WhenTaken([this] { pool_->NoteHeldUp(); });
+  std::promise<void> is_queued;
+  ASSERT_TRUE(pool_->TrySubmit("greedy", [&] {
+    ++begun_;
+    is_queued.get_future().wait();
+    const platform::CrowdPlace place;
+    let_go_.wait();
+  }));
+  ASSERT_TRUE(Eventually([&] { return begun_ == 1; }));
+  ASSERT_TRUE(Submit("greedy"));
+  is_queued.set_value();
+  EXPECT_TRUE(Eventually([&] { return begun_ == 2; }));
+  LetGo();
+  platform::CrowdPlace::WhenTaken({});
+}
+
 TEST_F(WorkerPoolTest, NoJobIsBegunWhileAllThreadsAreHeldUp) {
   pool_ = std::make_unique<host::WorkerPool>(2, 8, /*at_once=*/2);
   std::atomic<int> held = 0;
