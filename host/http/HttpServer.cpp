@@ -125,10 +125,10 @@ HttpServer::HttpServer(HttpOptions options, HttpAdmission admission)
 HttpServer::~HttpServer() {
   if (daemon_ == nullptr) return;
   Drain(std::chrono::milliseconds(0));
-  // Those who wait hold the line, which holds them.
-  line_->Refuse(WaitingLine::Clock::time_point::max());
   // It aborts the process when a connection is still suspended.
   MHD_stop_daemon(daemon_);
+  // Those who wait hold the line, which holds them; nobody joins it any more.
+  line_->Refuse(WaitingLine::Clock::time_point::max());
 }
 
 bool HttpServer::Start(int listen_fd) {
@@ -278,7 +278,11 @@ bool HttpServer::Dispatch(const std::shared_ptr<Exchange>& exchange) {
     exchange->answer = Stopping();
     return Answer(*exchange);
   }
-  platform::Guard([&] { Submit(exchange); }, [&exchange](const char*) { exchange->EndWaitForPlace(); });
+  platform::Guard([&] { Submit(exchange); },
+                  [&exchange](const char*) {
+                    LogHost(kLogFailure, "a request was refused: out of memory");
+                    exchange->EndWait(false);
+                  });
   return true;
 }
 
