@@ -114,7 +114,13 @@ std::vector<Rows> Plans(const std::string& database) {
   for (const auto& sql :
        {"SELECT count(*) " + live, "SELECT * " + live + " ORDER BY cad_id DESC limit 21 offset 0",
         "SELECT * " + live + " AND evidence_type_id = 3 ORDER BY local_create_time DESC limit 21 offset 0",
-        "SELECT COUNT(id) " + live + " AND name ilike '%case 49%'", "SELECT * " + live + " AND guid = 'g7'"})
+        "SELECT COUNT(id) " + live + " AND name ilike '%case 49%'", "SELECT * " + live + " AND guid = 'g7'",
+        "SELECT * " + live + " AND (name ilike '%49%' OR evidence_desc ilike '%49%' OR label ilike '%49%')",
+        std::string("SELECT * FROM evidence.evidence_file WHERE evidence_id = 7 AND deleted = 0"),
+        std::string(
+            "SELECT * FROM evidence.evidence_file WHERE evidence_id = -1 AND deleted = 0 AND file_name ilike '%x%'"),
+        std::string("SELECT * FROM evidence.operation_log WHERE evidence_id = 7"),
+        std::string("SELECT * FROM evidence.evidence_custom_info WHERE evidence_id = 7 AND deleted = 0")})
     plans.push_back(session.Query("EXPLAIN (COSTS OFF) " + sql));
   return plans;
 }
