@@ -44,7 +44,7 @@ HttpAnswer MethodRefused(const char* allow) {
   return answer;
 }
 
-/// By the method, or by what a POST stands for in place of a client or proxy that can send no other body.
+/// A POST may say that it is a GET: for clients and proxies that send no body with one and know no QUERY.
 int MethodCode(const Method& method, const HttpHead& head) {
   const bool is_get = method.code == kelp::kMethodPost && head.method_override == "GET";
   return is_get ? kelp::kMethodGet : method.code;

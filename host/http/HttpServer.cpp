@@ -171,7 +171,7 @@ bool HttpServer::Access(MHD_Connection& connection, const RequestLine& line, con
     return Take(*exchange, taken);
   }
   if (exchange->announced == kUnknownLength) exchange->FitMemory();
-  // Here or on the way back from a suspension, so that nobody else writes the answer.
+  // Set on this thread, or before the connection was resumed: nobody writes it now.
   if (exchange->answer) return Answer(*exchange);
   // Suspended at the first call, the connection would be read from once more before its answer, and a client that has
   // closed its side meanwhile would get none.
