@@ -149,7 +149,7 @@ TEST_F(ManagerTest, AnEditStaysWhenOthersOpenAndClose) {
   Postgres().Query("INSERT INTO evidence.evidence (id, guid, name, evidence_status) VALUES (1, 'g', 'n', 0)");
   for (int round = 0; round < 100; ++round) {
     const auto evidence = [round](const std::string& name) {
-      const auto made = std::make_shared<_tag_Evidence_>();
+      auto made = std::make_shared<_tag_Evidence_>();
       made->id = 1;
       made->guid = "g";
       made->name = name;
