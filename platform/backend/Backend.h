@@ -20,6 +20,8 @@
 /// tests install scripted ones. Until then every interface refuses its calls.
 namespace platform {
 
+class IHttpRoutes;
+
 /// Behind TarnPlatform::Authentication.
 class IAuthenticationBackend {
  public:
@@ -101,6 +103,7 @@ extern template class PLATFORM_API Slot<IIncreResourceBackend>;
 extern template class PLATFORM_API Slot<ILogBackend>;
 extern template class PLATFORM_API Slot<ISystemBackend>;
 extern template class PLATFORM_API Slot<ILogSink>;
+extern template class PLATFORM_API Slot<IHttpRoutes>;
 
 /// Installs an object for the lifetime of a scope; used by tests.
 template <class Interface>

@@ -45,5 +45,6 @@ template class Slot<IIncreResourceBackend>;
 template class Slot<ILogBackend>;
 template class Slot<ISystemBackend>;
 template class Slot<ILogSink>;
+template class Slot<IHttpRoutes>;
 
 }  // namespace platform
