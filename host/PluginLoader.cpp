@@ -35,6 +35,7 @@ bool PluginLoader::Start(const std::string& file, std::string& fault) {
     dlclose(library);
     return refuse(init == nullptr ? "it exports no Init" : "it exports no UnInit");
   }
+  paths_.BeginPlugin();
   routes_.BeginPlugin();
   const auto failure = CallEntry(init);
   if (failure.empty()) {
@@ -44,6 +45,7 @@ bool PluginLoader::Start(const std::string& file, std::string& fault) {
   }
   const auto second_failure = CallEntry(un_init);
   if (!second_failure.empty()) LogHost(kLogFailure, "plugin %s: UnInit %s", file.c_str(), second_failure.c_str());
+  paths_.DropPlugin();
   routes_.DropPlugin();
   // The library stays mapped: it may have left threads or objects behind that still need its code.
   return refuse("Init " + failure);

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Backends.h"
+#include "http/RouteTable.h"
 
 namespace host {
 
@@ -12,7 +13,7 @@ namespace host {
 /// thread-safe.
 class PluginLoader {
  public:
-  explicit PluginLoader(RouteLedger& routes) : routes_(routes) {}
+  PluginLoader(RouteLedger& paths, RouteTable& routes) : paths_(paths), routes_(routes) {}
   /// Stops the plugins still running.
   ~PluginLoader();
   PluginLoader(const PluginLoader&) = delete;
@@ -35,7 +36,8 @@ class PluginLoader {
     Entry un_init;
   };
 
-  RouteLedger& routes_;
+  RouteLedger& paths_;
+  RouteTable& routes_;
   std::vector<Plugin> started_;
 };
 

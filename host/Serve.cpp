@@ -34,6 +34,7 @@
 #include "accounts/Users.h"
 #include "cameras/CameraDirectory.h"
 #include "http/Gateway.h"
+#include "http/HostRoutes.h"
 #include "http/HttpServer.h"
 #include "http/ListenAddress.h"
 #include "platform/Crowd.h"
@@ -106,11 +107,12 @@ class Host {
   const std::shared_ptr<Sessions> sessions_ = std::make_shared<Sessions>(
       std::chrono::minutes(settings_.session_idle_minutes), static_cast<std::size_t>(settings_.sessions_limit));
   const std::shared_ptr<LoginTries> tries_ = MakeLoginTries(settings_);
-  const std::shared_ptr<platform::IRouteTable> routes_ = platform::MakeRouteTable();
+  const std::shared_ptr<platform::IRouteTable> plugin_paths_ = platform::MakeRouteTable();
+  const std::shared_ptr<RouteTable> routes_ = std::make_shared<RouteTable>(plugin_paths_);
   const std::shared_ptr<CameraDirectory> cameras_ = std::make_shared<CameraDirectory>();
   std::jthread camera_follower_;
-  const std::shared_ptr<RouteLedger> ledger_ = std::make_shared<RouteLedger>(routes_);
-  PluginLoader plugins_{*ledger_};
+  const std::shared_ptr<RouteLedger> ledger_ = std::make_shared<RouteLedger>(plugin_paths_);
+  PluginLoader plugins_{*ledger_, *routes_};
   bool all_plugins_up_ = true;
   std::optional<WorkerPool> workers_;
   std::optional<WorkerPool> login_workers_;
@@ -133,6 +135,7 @@ Host::~Host() {
   plugins_.StopAll([&stopping](const std::string& file) { stopping.Note("UnInit of plugin " + file); });
   stopping.Note("the list of cameras");
   camera_follower_ = {};
+  Slot<platform::IHttpRoutes>::Exchange(nullptr);
   Slot<kelp::IPlatformAdapterInterface>::Exchange(nullptr);
   Slot<platform::IAuthenticationBackend>::Exchange(nullptr);
   Slot<platform::IIncreResourceBackend>::Exchange(nullptr);
@@ -155,6 +158,7 @@ std::string Host::Start() {
   camera_follower_ = FollowCameras(cameras_);
   InstallBackends();
   fault = StartPlugins();
+  if (fault.empty()) fault = routes_->Close();
   return fault.empty() ? StartHttp() : fault;
 }
 
@@ -205,6 +209,9 @@ void Host::InstallBackends() {
   Slot<platform::ILogBackend>::Exchange(platform::MakeLogBackend());
   Slot<platform::IIncreResourceBackend>::Exchange(platform::MakeIncreResourceBackend());
   Slot<platform::IAuthenticationBackend>::Exchange(MakeAuthentication(sessions_, tries_));
+  Slot<platform::IHttpRoutes>::Exchange(routes_);
+  RegisterHostRoutes(*routes_, std::make_shared<const Login>(sessions_, tries_),
+                     [this] { return all_plugins_up_ && readiness_->IsReady(); });
   Slot<kelp::IPlatformAdapterInterface>::Exchange(
       MakeAdapter({ledger_, MakeClientPermissions(sessions_), cameras_, cameras_, platform::MakeSystemAndLogApi()}));
 }
@@ -253,9 +260,8 @@ std::string Host::StartHttp() {
                                         return for_connections ? std::max(DatabaseStarvedFor(), workers_->StarvedFor())
                                                                : DatabaseStarvedFor();
                                       }});
-  gateway_.emplace(Gateway::Parts{sessions_, tries_, routes_, &*workers_, &*login_workers_, &*ready_worker_,
-                                  static_cast<std::size_t>(settings_.body_limit),
-                                  [this] { return all_plugins_up_ && readiness_->IsReady(); }});
+  gateway_.emplace(Gateway::Parts{sessions_, routes_, plugin_paths_, &*workers_, &*login_workers_, &*ready_worker_,
+                                  static_cast<std::size_t>(settings_.body_limit)});
   http_.emplace(std::move(options), [this](const HttpHead& head) { return gateway_->Admit(head); });
   std::string fault;
   if (!socket_.Listen(fault)) return "cannot listen on " + fault;

@@ -24,6 +24,8 @@ struct UserRecord {
   bool super_user = false;
   /// Granted codes with the kind of client they apply to.
   std::set<std::pair<ClientKind, int>> permissions;
+  /// Names in platform.roles.
+  std::set<std::string> roles = {};
 };
 
 struct Session {

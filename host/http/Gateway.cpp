@@ -6,26 +6,26 @@
 #include <iterator>
 #include <utility>
 
-#include "HostLog.h"
-#include "KelpUtils/RapidJsonProto.h"
-#include "accounts/Users.h"
+#include "http/HttpErrors.h"
+#include "http/ListenAddress.h"
 
 namespace host {
 namespace {
 
 using Kind = platform::Call::Kind;
+using platform::HttpAccess;
+using platform::HttpPool;
+using platform::HttpRequest;
+using platform::HttpResponse;
+using platform::HttpRoute;
 
 constexpr unsigned kOk = 200;
 constexpr unsigned kNoContent = 204;
 constexpr unsigned kBadRequest = 400;
 constexpr unsigned kUnauthorized = 401;
+constexpr unsigned kForbidden = 403;
 constexpr unsigned kNotFound = 404;
 constexpr unsigned kMethodNotAllowed = 405;
-constexpr unsigned kTooManyRequests = 429;
-constexpr unsigned kUnavailable = 503;
-
-/// A login needs no session, so its body limit is small.
-constexpr std::size_t kLoginBodyLimit = 16 * 1024;
 
 struct Method {
   std::string_view name;
@@ -38,15 +38,19 @@ constexpr Method kMethods[] = {
 };
 constexpr char kAllMethods[] = "PUT, POST, DELETE, GET, QUERY";
 
-HttpAnswer MethodRefused(const char* allow) {
+HttpAnswer NoSession() { return ErrorAnswer(kUnauthorized, "no session"); }
+HttpAnswer NoPath() { return ErrorAnswer(kNotFound, "no such path"); }
+
+HttpAnswer MethodRefused(std::string allow) {
   auto answer = ErrorAnswer(kMethodNotAllowed, "method not allowed");
-  answer.allow = allow;
+  answer.headers.emplace_back("Allow", std::move(allow));
   return answer;
 }
 
 /// A POST may say that it is a GET: for clients and proxies that send no body with one and know no QUERY.
 int MethodCode(const Method& method, const HttpHead& head) {
-  const bool is_get = method.code == kelp::kMethodPost && head.method_override == "GET";
+  const bool is_get =
+      method.code == kelp::kMethodPost && head.fields.Header("X-HTTP-Method-Override") == std::string_view("GET");
   return is_get ? kelp::kMethodGet : method.code;
 }
 
@@ -58,92 +62,146 @@ std::string BearerToken(const std::optional<std::string_view>& header) {
   return std::string(header->substr(kScheme.size()));
 }
 
+HttpAnswer Answer(unsigned status, std::string body) {
+  HttpAnswer answer;
+  answer.status = status;
+  answer.body = std::move(body);
+  return answer;
+}
+
 HttpAnswer CallPlugin(const kelp::UrlCallback& callback, const kelp::SHttpRequest& request) {
   kelp::SHttpResponse response;
   callback(response, request);
   const unsigned status = response.response_body.empty() ? kNoContent : kOk;
-  return {status, std::move(response.response_body)};
+  return Answer(status, std::move(response.response_body));
+}
+
+/// Why the session may not call the route; null when it may.
+const char* Refusal(const Session& session, const HttpRoute& route) {
+  if (route.access.who != HttpAccess::Who::kRole || session.user.super_user) return nullptr;
+  const auto has = [&session](const std::string& role) { return session.user.roles.contains(role); };
+  return std::ranges::any_of(route.access.roles, has) ? nullptr : "this needs a role that the user does not have";
+}
+
+/// What reads may be ended before its time.
+Kind KindOf(std::string_view method) {
+  return method == "GET" || method == "HEAD" || method == "QUERY" ? Kind::kReads : Kind::kWrites;
+}
+
+/// False when its query cannot be decoded.
+bool FillRequest(HttpRequest& request, const HttpHead& head, platform::HttpFields values) {
+  request.method = head.method;
+  request.path = head.path;
+  request.values = std::move(values);
+  request.query = head.fields.Query();
+  request.headers = head.fields.Headers();
+  request.client_address = head.context.client_address;
+  request.request_id = head.context.request_id;
+  request.is_private = head.is_tls || IsLoopback(head.context.client_address);
+  return std::ranges::all_of(request.query,
+                             [](auto& field) { return DecodePercent(field.first) && DecodePercent(field.second); });
+}
+
+HttpAnswer ToAnswer(HttpResponse response, const std::string& request_id) {
+  HttpAnswer answer;
+  if (const auto* const problem = std::get_if<platform::HttpProblem>(&response.body)) {
+    answer = ProblemAnswer(response.status, problem->code, problem->detail, request_id);
+  } else {
+    answer.status = response.status;
+    answer.content_type = std::move(response.content_type);
+    if (auto* const text = std::get_if<std::string>(&response.body)) answer.body = std::move(*text);
+    if (auto* const file = std::get_if<std::shared_ptr<platform::HttpFile>>(&response.body)) answer.file = *file;
+  }
+  answer.headers = std::move(response.headers);
+  return answer;
+}
+
+HttpAnswer RunRoute(const HttpRoute& route, const HttpRequest& request) {
+  return ToAnswer(route.run(request), request.request_id);
 }
 
 }  // namespace
 
-std::variant<HttpAnswer, HttpTask> Gateway::Admit(const HttpHead& head) const {
+Gateway::Verdict Gateway::Admit(const HttpHead& head) const {
+  auto found = parts_.routes->Find(head.method, head.path);
+  if (auto* const match = std::get_if<RouteTable::Match>(&found)) return AdmitToRoute(head, std::move(*match));
+  const bool is_below = head.path.starts_with(kRoutesBegin);
+  std::string session_id;
+  if (is_below && !SessionOf(head, session_id)) return NoSession();
+  if (auto* const others = std::get_if<RouteTable::OtherMethods>(&found))
+    return MethodRefused(std::move(others->allow));
+  if (is_below) return NoPath();
+  return AdmitToPlugin(head);
+}
+
+std::shared_ptr<const Session> Gateway::SessionOf(const HttpHead& head, std::string& session_id) const {
+  // An empty session denotes a trusted internal caller: it must not come from here.
+  session_id = BearerToken(head.fields.Header("Authorization"));
+  return session_id.empty() ? nullptr : parts_.sessions->Use(session_id);
+}
+
+Gateway::Verdict Gateway::AdmitToRoute(const HttpHead& head, RouteTable::Match match) const {
+  const auto& route = *match.route;
+  HttpRequest request;
+  auto client = head.context.client_address;
+  if (route.access.who != HttpAccess::Who::kAnybody) {
+    const auto session = SessionOf(head, request.session);
+    if (!session) return NoSession();
+    if (const char* const refusal = Refusal(*session, route)) return ErrorAnswer(kForbidden, refusal);
+    client = session->user.name;
+  }
+  if (!FillRequest(request, head, std::move(match.values))) {
+    return ErrorAnswer(kBadRequest, "the query is not percent-encoded UTF-8");
+  }
+  if (route.pool == HttpPool::kConnections) return RunRoute(route, request);
+  HttpTask task;
+  task.body_limit = route.body_limit;
+  task.pool = PoolOf(route.pool);
+  task.kind = KindOf(head.method);
+  task.client = std::move(client);
+  task.run = [&route, request = std::move(request)](std::string body) mutable {
+    request.body = std::move(body);
+    return RunRoute(route, request);
+  };
+  return task;
+}
+
+WorkerPool* Gateway::PoolOf(HttpPool pool) const {
+  switch (pool) {
+    case HttpPool::kLogins:
+      return parts_.login_workers;
+    case HttpPool::kState:
+      return parts_.ready_worker;
+    case HttpPool::kStreams:
+    case HttpPool::kRequests:
+    case HttpPool::kConnections:
+      break;
+  }
+  return parts_.workers;
+}
+
+Gateway::Verdict Gateway::AdmitToPlugin(const HttpHead& head) const {
   const auto* const method = std::ranges::find(kMethods, head.method, &Method::name);
   if (method == std::end(kMethods)) {
     auto answer = MethodRefused(kAllMethods);
-    answer.accept_query = "application/json";
+    answer.headers.emplace_back("Accept-Query", "application/json");
     return answer;
   }
-  if (head.path == "/login") {
-    if (method->code != kelp::kMethodPost) return MethodRefused("POST");
-    return HttpTask{kLoginBodyLimit, parts_.login_workers, Kind::kWrites, head.client_address,
-                    [this, address = head.client_address](const std::string& body) { return Login(address, body); }};
-  }
-  if (head.path == "/live" || head.path == "/ready") {
-    if (head.method != "GET") return MethodRefused("GET");
-    if (head.path == "/live") return HttpAnswer{kOk, R"({"Status":"live"})"};
-    return HttpTask{0, parts_.ready_worker, Kind::kReads, head.client_address,
-                    [this](const std::string&) { return Ready(); }};
-  }
-  return AdmitToPlugin(head, MethodCode(*method, head));
-}
-
-std::variant<HttpAnswer, HttpTask> Gateway::AdmitToPlugin(const HttpHead& head, int method_code) const {
-  // An empty session denotes a trusted internal caller: it must not come from here.
-  auto session_id = BearerToken(head.authorization);
-  const auto session = session_id.empty() ? nullptr : parts_.sessions->Use(session_id);
-  if (!session) return ErrorAnswer(kUnauthorized, "no session");
-  auto match = parts_.routes->Find(head.path);
-  if (!match) return ErrorAnswer(kNotFound, "no such path");
-  const auto kind = method_code == kelp::kMethodGet ? Kind::kReads : Kind::kWrites;
-  return HttpTask{parts_.body_limit, parts_.workers, kind, session->user.name,
-                  [method_code, session_id = std::move(session_id), match = std::move(*match)](std::string body) {
-                    return CallPlugin(match.callback, {method_code, session_id, match.url_ids, std::move(body)});
-                  }};
-}
-
-HttpAnswer Gateway::Login(const std::string& client_address, const std::string& body) const {
-  kelp::CRapidJsonProto request;
-  if (!request.set_str(body)) return ErrorAnswer(kBadRequest, "no JSON");
-  const auto name = request.get_v("/UserName", "");
-  // The address first: a caller that waits for the user's try holds the address's, never the reverse.
-  auto client_try = parts_.tries->clients.Begin(client_address);
-  auto user_try = client_try ? parts_.tries->users.Begin(name) : std::nullopt;
-  if (!user_try) {
-    LogHost(kLogAnomaly, "login not tried after too many failed ones: client %s", client_address.c_str());
-    return ErrorAnswer(kTooManyRequests, "too many failed tries");
-  }
-  UserRecord user;
-  switch (CheckPassword(name, request.get_v("/Password", ""), user)) {
-    case PasswordOutcome::kDatabaseAway:
-      return ErrorAnswer(kUnavailable, "database away");
-    case PasswordOutcome::kWrong:
-    case PasswordOutcome::kDisabled:
-      // Counted alike, so that a login does not reveal that an account is disabled.
-      user_try->Failed();
-      client_try->Failed();
-      LogHost(kLogAnomaly, "login refused: client %s", client_address.c_str());
-      return ErrorAnswer(kUnauthorized, "wrong user name or password");
-    case PasswordOutcome::kRight:
-      break;
-  }
-  user_try->Succeeded();
-  return OpenSession(std::move(user), client_address);
-}
-
-HttpAnswer Gateway::OpenSession(UserRecord user, const std::string& client_address) const {
-  if (!ReadPermissions(user)) return ErrorAnswer(kUnavailable, "database away");
-  LogHost(kLogProgress, "login: user %s, client %s", user.name.c_str(), client_address.c_str());
-  const auto opened = parts_.sessions->Open(std::move(user), client_address);
-  kelp::CRapidJsonProto answer;
-  answer.set_v("/SessionID", opened.id);
-  answer.set_v("/SessionKey", opened.key);
-  return {kOk, answer.get_str()};
-}
-
-HttpAnswer Gateway::Ready() const {
-  if (!parts_.ready()) return {kUnavailable, R"({"Status":"not ready"})"};
-  return {kOk, R"({"Status":"ready"})"};
+  const int method_code = MethodCode(*method, head);
+  std::string session_id;
+  const auto session = SessionOf(head, session_id);
+  if (!session) return NoSession();
+  auto match = parts_.plugin_paths->Find(head.path);
+  if (!match) return NoPath();
+  HttpTask task;
+  task.body_limit = parts_.body_limit;
+  task.pool = parts_.workers;
+  task.kind = method_code == kelp::kMethodGet ? Kind::kReads : Kind::kWrites;
+  task.client = session->user.name;
+  task.run = [method_code, session_id = std::move(session_id), match = std::move(*match)](std::string body) {
+    return CallPlugin(match.callback, {method_code, session_id, match.url_ids, std::move(body)});
+  };
+  return task;
 }
 
 }  // namespace host

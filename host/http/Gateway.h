@@ -1,27 +1,29 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
 #include <memory>
 #include <string>
 #include <variant>
 
 #include "RealBackends.h"
-#include "accounts/FailedTries.h"
 #include "accounts/Sessions.h"
 #include "http/HttpServer.h"
+#include "http/RouteTable.h"
 #include "http/WorkerPool.h"
 
 namespace host {
 
-/// Routes requests, in this order: 405 for a method other than PUT, POST, DELETE, GET and QUERY; the host's own paths;
-/// 401 without a session, before 404 so that paths cannot be probed without one; 404 for an unknown path; the plugin.
+/// Decides on requests by their head. A path of the route table has its row's rules. Any other one below /platform/v1/
+/// is 401 without a session, else 404. All the rest is for the plugins' callbacks, in this order: 405 for a method
+/// other than PUT, POST, DELETE, GET and QUERY; 401 without a session, before 404 so that paths cannot be probed
+/// without one; 404 for an unknown path; the plugin.
 class Gateway {
  public:
   struct Parts {
     std::shared_ptr<Sessions> sessions;
-    std::shared_ptr<LoginTries> tries;
-    std::shared_ptr<const platform::IRouteTable> routes;
+    /// Closed.
+    std::shared_ptr<const RouteTable> routes;
+    std::shared_ptr<const platform::IRouteTable> plugin_paths;
     /// Runs plugin requests.
     WorkerPool* workers = nullptr;
     /// Runs logins, whose hashes are expensive by design: its threads bound how many run at once.
@@ -29,20 +31,20 @@ class Gateway {
     /// Runs GET /ready, which must be answered also when all else is busy.
     WorkerPool* ready_worker = nullptr;
     std::size_t body_limit = 0;
-    /// Whether the host can serve; blocks for a second at most.
-    std::function<bool()> ready;
   };
 
   explicit Gateway(Parts parts) : parts_(std::move(parts)) {}
 
+  using Verdict = std::variant<HttpAnswer, HttpTask>;
   /// Implements HttpAdmission.
-  std::variant<HttpAnswer, HttpTask> Admit(const HttpHead& head) const;
+  Verdict Admit(const HttpHead& head) const;
 
  private:
-  std::variant<HttpAnswer, HttpTask> AdmitToPlugin(const HttpHead& head, int method_code) const;
-  HttpAnswer Login(const std::string& client_address, const std::string& body) const;
-  HttpAnswer OpenSession(UserRecord user, const std::string& client_address) const;
-  HttpAnswer Ready() const;
+  /// The session of the token that the request carries; null without one.
+  std::shared_ptr<const Session> SessionOf(const HttpHead& head, std::string& session_id) const;
+  Verdict AdmitToRoute(const HttpHead& head, RouteTable::Match match) const;
+  Verdict AdmitToPlugin(const HttpHead& head) const;
+  WorkerPool* PoolOf(platform::HttpPool pool) const;
 
   const Parts parts_;
 };

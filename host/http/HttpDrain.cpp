@@ -75,7 +75,7 @@ std::vector<std::shared_ptr<HttpServer::Exchange>> HttpServer::GiveUp() {
     const auto place = exchange->GiveUp();
     if (place == Exchange::GivenUp::kInsideItsTask) begun.push_back(exchange->shared_from_this());
     if (++named > kNamedRequests) continue;
-    LogHost(kLogFailure, "given up %s: %.200s", kPlaces.at(static_cast<std::size_t>(place)), exchange->line.c_str());
+    LogHost(kLogFailure, "given up %s: %.200s", kPlaces.at(static_cast<std::size_t>(place)), exchange->Line().c_str());
   }
   if (named > kNamedRequests) LogHost(kLogFailure, "given up: %zu more requests", named - kNamedRequests);
   return begun;

@@ -12,10 +12,17 @@ namespace host {
 
 namespace {
 
+/// Without a body. Does not throw.
+HttpAnswer Bare(unsigned status) {
+  HttpAnswer answer;
+  answer.status = status;
+  return answer;
+}
+
 /// 503 with `reason`; without a body when there is no memory for one. Does not throw.
 HttpAnswer Later(std::string_view reason) {
   const auto answer = [reason] { return ErrorAnswer(MHD_HTTP_SERVICE_UNAVAILABLE, reason); };
-  auto later = platform::Guard(answer, [](const char*) { return HttpAnswer{MHD_HTTP_SERVICE_UNAVAILABLE, {}}; });
+  auto later = platform::Guard(answer, [](const char*) { return Bare(MHD_HTTP_SERVICE_UNAVAILABLE); });
   later.retry_after_s = 1;
   return later;
 }
@@ -65,16 +72,15 @@ HttpServer::Exchange::GivenUp HttpServer::Exchange::GiveUp() {
 
 /// No exception of a request, in a plugin or in the host, may terminate the process.
 HttpAnswer HttpServer::Exchange::Run() {
-  auto outcome = platform::Guard([this] { return RunBound(); },
-                                 [](const char*) {
-                                   return HttpAnswer{MHD_HTTP_INTERNAL_SERVER_ERROR, {}};
-                                 });
+  auto outcome =
+      platform::Guard([this] { return RunBound(); }, [](const char*) { return Bare(MHD_HTTP_INTERNAL_SERVER_ERROR); });
   // All but the answer has been freed by now.
   if (memory) memory->ShrinkTo(outcome.body.capacity());
   return outcome;
 }
 
 HttpAnswer HttpServer::Exchange::RunBound() {
+  const platform::RequestScope request(context);
   const platform::CallScope scope(*call);
   if (call->IsCancelled()) return Stopping();
   auto outcome = RunTask();
@@ -88,9 +94,9 @@ HttpAnswer HttpServer::Exchange::RunTask() {
   return platform::Guard([this] { return task.run(std::move(body)); },
                          [this](const char* reason) {
                            if (reason != nullptr) {
-                             LogHost(kLogFailure, "%s threw: %s", line.c_str(), reason);
+                             LogHost(kLogFailure, "%s threw: %s", Line().c_str(), reason);
                            } else {
-                             LogHost(kLogFailure, "%s threw", line.c_str());
+                             LogHost(kLogFailure, "%s threw", Line().c_str());
                            }
                            return ErrorAnswer(MHD_HTTP_INTERNAL_SERVER_ERROR, "internal error");
                          });
@@ -115,8 +121,9 @@ void HttpServer::Exchange::Watch(HangUps& hang_ups, std::chrono::steady_clock::t
 void HttpServer::Exchange::Seen(HangUps::Sign sign) {
   const std::lock_guard lock(mutex);
   if (!suspended) return;
+  const platform::RequestScope request(context);
   if (sign == HangUps::Sign::kGone || end_of_stream == EndOfStreamMeans::kGone) {
-    LogHost(kLogTrace, "%s: the client has hung up", line.c_str());
+    LogHost(kLogTrace, "%s: the client has hung up", Line().c_str());
     call->Cancel();
   } else if (end_of_stream == EndOfStreamMeans::kAsk) {
     // The library writes nothing meanwhile: the connection is suspended.

@@ -16,9 +16,9 @@ HttpAnswer NoRoom();
 struct HttpServer::Exchange : std::enable_shared_from_this<Exchange> {
   MHD_Connection* connection = nullptr;
   int fd = -1;
-  /// Method and path, for the log.
-  std::string line;
-  std::string client_address;
+  std::string method;
+  std::string path;
+  platform::RequestContext context;
   EndOfStreamMeans end_of_stream = EndOfStreamMeans::kHalfClosed;
   HttpTask task;
   /// The largest number for a chunked body.
@@ -42,6 +42,9 @@ struct HttpServer::Exchange : std::enable_shared_from_this<Exchange> {
   /// From the dispatch on.
   std::optional<platform::Call> call;
   std::optional<HttpAnswer> answer;
+
+  /// Method and path, for the log.
+  [[nodiscard]] std::string Line() const { return method + " " + path; }
 
   /// On a worker: runs the task, unless it was answered meanwhile, and answers.
   void Work();

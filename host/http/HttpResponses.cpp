@@ -1,6 +1,7 @@
 #include "http/HttpResponses.h"
 
 #include <microhttpd.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <utility>
@@ -16,25 +17,42 @@ constexpr std::size_t kMostPrepared = 16;
 void FreeBody(void* body) { delete static_cast<std::string*>(body); }
 
 /// Null when there is no memory for it.
-MHD_Response* Make(HttpAnswer answer, bool closes) {
-  const auto size = answer.body.size();
-  auto* const body = new std::string(std::move(answer.body));
+MHD_Response* MakeOfText(std::string text) {
+  const auto size = text.size();
+  auto* const body = new std::string(std::move(text));
   auto* const response = MHD_create_response_from_buffer_with_free_callback_cls(size, body->data(), &FreeBody, body);
-  if (response == nullptr) {
-    delete body;
-    return nullptr;
+  if (response == nullptr) delete body;
+  return response;
+}
+
+/// The library closes the file.
+MHD_Response* MakeOfFile(platform::HttpFile& file) {
+  const int fd = file.Release();
+  auto* const response = MHD_create_response_from_fd_at_offset64(file.size(), fd, file.offset());
+  if (response == nullptr) close(fd);
+  return response;
+}
+
+const char* ContentType(const HttpAnswer& answer) {
+  return answer.content_type.empty() ? "application/json" : answer.content_type.c_str();
+}
+
+/// Null when there is no memory for it.
+MHD_Response* Make(HttpAnswer answer, bool closes) {
+  const bool has_body = answer.file || !answer.body.empty();
+  auto* const response = answer.file ? MakeOfFile(*answer.file) : MakeOfText(std::move(answer.body));
+  if (response == nullptr) return nullptr;
+  const auto add = [response](const char* name, const char* value) { MHD_add_response_header(response, name, value); };
+  if (has_body) add(MHD_HTTP_HEADER_CONTENT_TYPE, ContentType(answer));
+  bool is_stored = false;
+  for (const auto& [name, value] : answer.headers) {
+    is_stored = is_stored || name == MHD_HTTP_HEADER_CACHE_CONTROL;
+    add(name.c_str(), value.c_str());
   }
-  if (size != 0) MHD_add_response_header(response, MHD_HTTP_HEADER_CONTENT_TYPE, "application/json");
-  MHD_add_response_header(response, MHD_HTTP_HEADER_CACHE_CONTROL, "no-store");
-  if (answer.allow != nullptr) MHD_add_response_header(response, MHD_HTTP_HEADER_ALLOW, answer.allow);
-  if (answer.accept_query != nullptr) MHD_add_response_header(response, "Accept-Query", answer.accept_query);
-  if (answer.status == MHD_HTTP_UNAUTHORIZED) {
-    MHD_add_response_header(response, MHD_HTTP_HEADER_WWW_AUTHENTICATE, "Bearer");
-  }
-  if (answer.retry_after_s != 0) {
-    MHD_add_response_header(response, MHD_HTTP_HEADER_RETRY_AFTER, std::to_string(answer.retry_after_s).c_str());
-  }
-  if (closes) MHD_add_response_header(response, MHD_HTTP_HEADER_CONNECTION, "close");
+  if (!is_stored) add(MHD_HTTP_HEADER_CACHE_CONTROL, "no-store");
+  if (answer.status == MHD_HTTP_UNAUTHORIZED) add(MHD_HTTP_HEADER_WWW_AUTHENTICATE, "Bearer");
+  if (answer.retry_after_s != 0) add(MHD_HTTP_HEADER_RETRY_AFTER, std::to_string(answer.retry_after_s).c_str());
+  if (closes) add(MHD_HTTP_HEADER_CONNECTION, "close");
   return response;
 }
 
@@ -45,11 +63,13 @@ HttpResponses::~HttpResponses() {
     MHD_destroy_response(prepared.response);
 }
 
-bool HttpResponses::Queue(MHD_Connection& connection, HttpAnswer answer, bool closes) {
+bool HttpResponses::Queue(MHD_Connection& connection, HttpAnswer answer, const std::string& request_id, bool closes) {
   const unsigned status = answer.status;
-  if (auto* const prepared = status == MHD_HTTP_SERVICE_UNAVAILABLE ? Find(answer, closes) : nullptr) {
+  const bool is_alike = status == MHD_HTTP_SERVICE_UNAVAILABLE && answer.content_type.empty() && answer.headers.empty();
+  if (auto* const prepared = is_alike ? Find(answer, closes) : nullptr) {
     return MHD_queue_response(&connection, status, prepared) == MHD_YES;
   }
+  answer.headers.emplace_back("X-Request-Id", request_id);
   auto* const response = Make(std::move(answer), closes);
   if (response == nullptr) return false;
   const auto queued = MHD_queue_response(&connection, status, response);

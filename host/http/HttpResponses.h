@@ -20,8 +20,9 @@ class HttpResponses {
   HttpResponses(const HttpResponses&) = delete;
   HttpResponses& operator=(const HttpResponses&) = delete;
 
-  /// Sends `answer`, and closes the connection behind it when it `closes`. False when there is no memory for it.
-  [[nodiscard]] bool Queue(MHD_Connection& connection, HttpAnswer answer, bool closes);
+  /// Sends `answer`, and closes the connection behind it when it `closes`. Those that are prepared go without the id of
+  /// the request. False when there is no memory for it.
+  [[nodiscard]] bool Queue(MHD_Connection& connection, HttpAnswer answer, const std::string& request_id, bool closes);
 
  private:
   struct Prepared {

@@ -8,19 +8,25 @@
 #include <cstdio>
 #include <cstring>
 #include <limits>
+#include <new>
 #include <utility>
 #include <vector>
 
 #include "HostLog.h"
 #include "http/HeadCheck.h"
+#include "http/HttpErrors.h"
 #include "http/HttpExchange.h"
 #include "http/ListenAddress.h"
+#include "http/RequestId.h"
 #include "platform/Guard.h"
 
 namespace host {
 
 HttpAnswer ErrorAnswer(unsigned status, std::string_view reason) {
-  return {status, "{\"Error\":\"" + std::string(reason) + "\"}"};
+  HttpAnswer answer;
+  answer.status = status;
+  answer.reason = reason;
+  return answer;
 }
 
 namespace {
@@ -66,6 +72,55 @@ int Descriptor(MHD_Connection& connection) {
 std::string ClientAddress(MHD_Connection& connection) {
   const auto* const info = Info(connection, MHD_CONNECTION_INFO_CLIENT_ADDRESS);
   return info == nullptr || info->client_addr == nullptr ? std::string() : AddressText(*info->client_addr);
+}
+
+/// The fields of a request, which the library keeps until its answer is queued.
+class ConnectionFields final : public HttpFieldSource {
+ public:
+  explicit ConnectionFields(MHD_Connection& connection) : connection_(connection) {}
+
+  std::optional<std::string_view> Header(const char* name) const override { return host::Header(connection_, name); }
+
+  platform::HttpFields Headers() const override {
+    auto headers = All(MHD_HEADER_KIND);
+    for (auto& [name, value] : headers)
+      std::ranges::transform(name, name.begin(),
+                             [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+    return headers;
+  }
+
+  platform::HttpFields Query() const override { return All(MHD_GET_ARGUMENT_KIND); }
+
+ private:
+  platform::HttpFields All(MHD_ValueKind kind) const {
+    platform::HttpFields fields;
+    const auto add = [](void* to, MHD_ValueKind, const char* name, const char* value) {
+      const auto append = [&] {
+        static_cast<platform::HttpFields*>(to)->emplace_back(name, value == nullptr ? "" : value);
+        return MHD_YES;
+      };
+      return platform::Guard(append, [](const char*) { return MHD_NO; });
+    };
+    const int count = MHD_get_connection_values(&connection_, kind, nullptr, nullptr);
+    if (MHD_get_connection_values(&connection_, kind, add, &fields) != count) throw std::bad_alloc();
+    return fields;
+  }
+
+  MHD_Connection& connection_;
+};
+
+/// The id that the client gives the request, when it is 1 to 64 letters, digits, dots, hyphens and underscores.
+std::string RequestIdFor(MHD_Connection& connection) {
+  constexpr std::size_t kLongest = 64;
+  const auto is_plain = [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' || c == '_' ||
+           c == '-';
+  };
+  const auto sent = Header(connection, "X-Request-Id");
+  if (sent && !sent->empty() && sent->size() <= kLongest && std::ranges::all_of(*sent, is_plain)) {
+    return std::string(*sent);
+  }
+  return NewRequestId();
 }
 
 std::size_t HeaderSize(MHD_Connection& connection) {
@@ -183,8 +238,9 @@ bool HttpServer::Begin(MHD_Connection& connection, const RequestLine& line, void
   exchange->connection = &connection;
   exchange->fd = Descriptor(connection);
   exchange->end_of_stream = EndOfStream(line.version);
-  exchange->line = std::string(line.method) + " " + line.path;
-  exchange->client_address = ClientAddress(connection);
+  exchange->method = line.method;
+  exchange->path = line.path;
+  exchange->context = {ClientAddress(connection), RequestIdFor(connection)};
   deadlines_.Set(Descriptor(connection), options_.read_timeout);
   context = new std::shared_ptr<Exchange>(exchange);
   bool stopping = false;
@@ -202,8 +258,8 @@ bool HttpServer::Begin(MHD_Connection& connection, const RequestLine& line, void
     return Answer(*exchange);
   }
   if (stopping) return Admit(exchange, Stopping());
-  return Admit(exchange, admission_({line.method, line.path, Header(connection, MHD_HTTP_HEADER_AUTHORIZATION),
-                                     Header(connection, "X-HTTP-Method-Override"), exchange->client_address}));
+  const ConnectionFields fields(connection);
+  return Admit(exchange, admission_({line.method, line.path, fields, exchange->context, !options_.tls_key.empty()}));
 }
 
 bool HttpServer::Admit(const std::shared_ptr<Exchange>& exchange, std::variant<HttpAnswer, HttpTask> verdict) {
@@ -231,7 +287,7 @@ bool HttpServer::TakeMemory(const std::shared_ptr<Exchange>& exchange) {
   auto& limit = exchange->task.body_limit;
   if (exchange->announced == kUnknownLength) limit = std::min(limit, LargestBody(exchange->task.kind));
   const auto body = std::min<std::uint64_t>(exchange->announced, limit);
-  exchange->memory.emplace(exchange->client_address);
+  exchange->memory.emplace(exchange->context.client_address);
   {
     // So that an end of the wait on another thread comes after the suspension.
     const std::lock_guard lock(exchange->mutex);
@@ -332,16 +388,21 @@ void HttpServer::WatchLongReads(const std::stop_token& stop) {
 
 bool HttpServer::Answer(Exchange& exchange) {
   auto& answer = *exchange.answer;
-  LogHost(kLogTrace, "%s: %u, %zu bytes in, %zu bytes out", exchange.line.c_str(), answer.status,
-          static_cast<std::size_t>(exchange.received), answer.body.size());
-  const std::size_t size = answer.body.size();
+  RenderError(answer, exchange.path, exchange.context.request_id);
+  const std::size_t size = answer.file ? answer.file->size() : answer.body.size();
+  {
+    const platform::RequestScope scope(exchange.context);
+    LogHost(kLogTrace, "%s: %u, %zu bytes in, %zu bytes out", exchange.Line().c_str(), answer.status,
+            static_cast<std::size_t>(exchange.received), size);
+  }
   if (size >= kLargeAnswer) {
     const std::chrono::seconds sending(size / kSlowestBytesPerSecond);
     deadlines_.Set(Descriptor(*exchange.connection), options_.idle_timeout + sending);
   }
   // The library reads the ends of chunks more loosely than others: nothing behind such a body is taken for a request.
   const bool is_chunked = Header(*exchange.connection, MHD_HTTP_HEADER_TRANSFER_ENCODING).has_value();
-  return responses_.Queue(*exchange.connection, std::move(answer), stopping_ || is_chunked);
+  return responses_.Queue(*exchange.connection, std::move(answer), exchange.context.request_id,
+                          stopping_ || is_chunked);
 }
 
 void HttpServer::Completed(MHD_Connection& connection, void*& context) {

@@ -25,38 +25,52 @@
 #include "http/WaitingLine.h"
 #include "http/WorkerPool.h"
 #include "platform/Call.h"
+#include "platform/HttpRoutes.h"
+#include "platform/RequestContext.h"
 
 struct MHD_Connection;
 struct MHD_Daemon;
 
 namespace host {
 
+/// The header and query of a request, as the library keeps them while it is there.
+class HttpFieldSource {
+ public:
+  virtual ~HttpFieldSource() = default;
+  /// The first header of that name, case aside; none without one.
+  [[nodiscard]] virtual std::optional<std::string_view> Header(const char* name) const = 0;
+  /// All headers, their names in lower case.
+  [[nodiscard]] virtual platform::HttpFields Headers() const = 0;
+  /// The query as sent, in its order; '+' is a blank.
+  [[nodiscard]] virtual platform::HttpFields Query() const = 0;
+};
+
 /// What is known of a request when its header has been read. The views are valid during the call.
 struct HttpHead {
   std::string_view method;
   /// As sent, without the query: percent-encoding is not decoded.
   std::string_view path;
-  /// Absent when there is no such header.
-  std::optional<std::string_view> authorization;
-  /// The X-HTTP-Method-Override header.
-  std::optional<std::string_view> method_override;
-  /// The client's address without port.
-  std::string client_address;
+  const HttpFieldSource& fields;
+  const platform::RequestContext& context;
+  bool is_tls = false;
 };
 
 struct HttpAnswer {
   unsigned status = 0;
-  /// JSON; empty for an answer without a body.
+  /// Empty for an answer without a body.
   std::string body;
-  /// The Allow header of a 405 answer.
-  const char* allow = nullptr;
-  /// Its Accept-Query header: the media types of a QUERY's body.
-  const char* accept_query = nullptr;
+  /// Of the body; empty for JSON.
+  std::string content_type;
+  platform::HttpFields headers;
   /// The Retry-After header of a 503 answer, in seconds; 0 for none.
   int retry_after_s = 0;
+  /// Why the host itself refuses; what becomes of it is in HttpErrors.h. Then there is no body yet.
+  std::string reason;
+  /// The body in place of a text.
+  std::shared_ptr<platform::HttpFile> file;
 };
 
-/// An answer of the host itself, with {"Error":"<reason>"} as its body; `reason` needs no escaping.
+/// An answer of the host itself, with `reason` in its body; the reason needs no escaping.
 HttpAnswer ErrorAnswer(unsigned status, std::string_view reason);
 
 /// A request that may be served: what to do with its body, and where.

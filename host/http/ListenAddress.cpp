@@ -64,6 +64,8 @@ std::string AddressText(const sockaddr& address) {
   return text;
 }
 
+bool IsLoopback(std::string_view address) { return address.starts_with("127.") || address == "::1"; }
+
 std::string ListenAddressText(const sockaddr_storage& storage) {
   const auto host = AddressText(As<const sockaddr>(storage));
   if (storage.ss_family == AF_INET6) {

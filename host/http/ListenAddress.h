@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace host {
 
@@ -21,6 +22,9 @@ struct ListenAddress {
 
 /// The address without its port: "127.0.0.1", "::1". "" for a family other than the two.
 [[nodiscard]] std::string AddressText(const sockaddr& address);
+
+/// Whether `address`, as AddressText writes it, never leaves the machine.
+[[nodiscard]] bool IsLoopback(std::string_view address);
 
 /// A socket bound to an address; connections are refused until `Listen`. Not thread-safe.
 class ListenSocket {

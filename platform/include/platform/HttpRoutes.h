@@ -157,7 +157,8 @@ class PLATFORM_API IHttpRoutes {
   [[nodiscard]] virtual bool Register(HttpRoute route) = 0;
 
   /// Runs the callback that a plugin has registered on kelp::IMsgBus for `path`, on this thread, with the caller's
-  /// session and call. `method_code` is one of kelp's. None when there is no such path; else the body of the answer.
+  /// session and call. `method_code` is one of kelp's. None when there is no such path or the session is empty; else the
+  /// body of the answer.
   [[nodiscard]] virtual std::optional<std::string> CallPlugin(int method_code, std::string_view path,
                                                               const std::string& session, std::string body) = 0;
 };
