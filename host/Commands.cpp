@@ -80,7 +80,7 @@ int RunUserList(const Settings& settings) {
   if (fault.empty()) {
     const auto users = ListUsers();
     if (!users) fault = "the users cannot be read";
-    for (const auto& [user, enabled] : users.value_or(std::vector<ListedUser>())) {
+    for (const auto& [user, enabled, own_permissions] : users.value_or(std::vector<ListedUser>())) {
       std::printf("%d\t%s\t%s\t%s\tweb %s\tcs %s\tcontrol %s\n", user.id, user.name.c_str(),
                   user.super_user ? "super" : "user", enabled ? "enabled" : "disabled",
                   CodeList(user, ClientKind::kWeb).c_str(), CodeList(user, ClientKind::kCs).c_str(),

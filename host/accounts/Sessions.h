@@ -22,10 +22,14 @@ struct UserRecord {
   int id = 0;
   std::string name;
   bool super_user = false;
-  /// Granted codes with the kind of client they apply to.
+  /// Codes that the user holds by himself or by a role, with the kind of client they apply to.
   std::set<std::pair<ClientKind, int>> permissions;
   /// Names in platform.roles.
   std::set<std::string> roles = {};
+  /// Somebody else knows the password.
+  bool must_change_password = false;
+  /// Sessions that were opened under another one have ended.
+  int session_epoch = 0;
 };
 
 struct Session {

@@ -16,23 +16,40 @@ using Permissions = std::set<std::pair<ClientKind, int>>;
 constexpr std::size_t kGeneratedPasswordBytes = 12;
 
 UserRecord ReadUser(const kelp::IDBResultSet& row) {
-  return {row.GetInt("id"), row.GetString("name"), row.GetString("super_user") == "t", {}};
+  UserRecord user;
+  user.id = row.GetInt("id");
+  user.name = row.GetString("name");
+  user.super_user = row.GetString("super_user") == "t";
+  user.must_change_password = row.GetString("must_change_password") == "t";
+  user.session_epoch = row.GetInt("session_epoch");
+  return user;
 }
 
 std::pair<ClientKind, int> ReadPermission(const kelp::IDBResultSet& row) {
   return {ClientKind{row.GetInt("kind")}, row.GetInt("code")};
 }
 
-const UserRecord kNoUser{-1, {}, false, {}};
+/// A row is one permission or one role.
+void ReadRight(const kelp::IDBResultSet& row, UserRecord& user) {
+  if (row.GetInt("kind") != 0) user.permissions.insert(ReadPermission(row));
+  if (auto role = row.GetString("role"); !role.empty()) user.roles.insert(std::move(role));
+}
+
+UserRecord NoUser() {
+  UserRecord none;
+  none.id = -1;
+  return none;
+}
 
 struct Account {
-  UserRecord user = kNoUser;
+  UserRecord user = NoUser();
   std::string hash;
   bool enabled = false;
 };
 
 constexpr char kSqlFindAccount[] =
-    "SELECT id, name, super_user, password_hash, enabled FROM platform.users WHERE name = %s";
+    "SELECT id, name, super_user, must_change_password, session_epoch, password_hash, enabled FROM platform.users"
+    " WHERE name = %s";
 
 bool FindAccount(const std::string& name, Account& account) {
   return Query(SqlText::Format(kSqlFindAccount, SqlText::Literal(name).c_str()), [&](kelp::IDBResultSet* rows) {
@@ -86,25 +103,28 @@ PasswordOutcome CheckPassword(const std::string& name, const std::string& passwo
   return account.enabled ? PasswordOutcome::kRight : PasswordOutcome::kDisabled;
 }
 
-constexpr char kSqlFindUser[] = "SELECT id, name, super_user FROM platform.users WHERE id = %d";
+constexpr char kSqlFindUser[] =
+    "SELECT id, name, super_user, must_change_password, session_epoch FROM platform.users WHERE id = %d";
 
 bool FindUser(int user_id, UserRecord& user) {
   return Query(SqlText::Format(kSqlFindUser, user_id),
-               [&user](kelp::IDBResultSet* rows) { user = rows->IsEof() ? kNoUser : ReadUser(*rows); });
+               [&user](kelp::IDBResultSet* rows) { user = rows->IsEof() ? NoUser() : ReadUser(*rows); });
 }
 
-constexpr char kSqlFindPermissions[] = "SELECT kind, code FROM platform.permissions WHERE granted AND user_id = %d";
+constexpr char kSqlFindRights[] =
+    "SELECT kind, code, '' AS role FROM platform.user_permissions WHERE user_id = %d UNION ALL"
+    " SELECT 0, 0, role FROM platform.user_roles WHERE granted AND user_id = %d";
 
 bool ReadPermissions(UserRecord& user) {
-  return Query(SqlText::Format(kSqlFindPermissions, user.id), [&](kelp::IDBResultSet* rows) {
+  return Query(SqlText::Format(kSqlFindRights, user.id, user.id), [&](kelp::IDBResultSet* rows) {
     for (; !rows->IsEof(); rows->Next())
-      user.permissions.insert(ReadPermission(*rows));
+      ReadRight(*rows, user);
   });
 }
 
 constexpr char kSqlHoldsControlPermission[] =
     "SELECT 1 FROM platform.users u WHERE u.id = %d AND u.enabled AND (u.super_user OR EXISTS"
-    " (SELECT 1 FROM platform.permissions p WHERE p.user_id = u.id AND p.kind = %d AND p.code = %d AND p.granted))";
+    " (SELECT 1 FROM platform.user_permissions p WHERE p.user_id = u.id AND p.kind = %d AND p.code = %d))";
 
 bool HoldsControlPermission(int user_id, int code) {
   bool holds = false;
@@ -140,22 +160,47 @@ std::string SetPermissions(const std::string& name, const Permissions& permissio
 }
 
 constexpr char kSqlListUsers[] =
-    "SELECT u.id, u.name, u.super_user, u.enabled, p.kind, p.code FROM platform.users u"
-    " LEFT JOIN platform.permissions p ON p.user_id = u.id AND p.granted ORDER BY u.id";
+    "SELECT id, name, super_user, must_change_password, session_epoch, enabled, kind, code, role, own"
+    " FROM platform.users LEFT JOIN ("
+    "SELECT user_id, kind, code, '' AS role, true AS own FROM platform.permissions WHERE granted UNION ALL"
+    " SELECT user_id, p.kind, p.code, u.role, false FROM platform.user_roles u"
+    " LEFT JOIN platform.role_permissions p ON p.role = u.role WHERE u.granted) AS rights ON user_id = id"
+    " WHERE %s ORDER BY id";
 
-std::optional<std::vector<ListedUser>> ListUsers() {
+namespace {
+
+std::optional<std::vector<ListedUser>> ListUsersWhere(const std::string& condition) {
   std::vector<ListedUser> users;
-  const bool answered = Query(kSqlListUsers, [&](kelp::IDBResultSet* rows) {
+  const bool answered = Query(SqlText::Format(kSqlListUsers, condition.c_str()), [&](kelp::IDBResultSet* rows) {
     for (; !rows->IsEof(); rows->Next()) {
       auto record = ReadUser(*rows);
       if (users.empty() || users.back().record.id != record.id) {
-        users.push_back({std::move(record), rows->GetString("enabled") == "t"});
+        users.push_back({std::move(record), rows->GetString("enabled") == "t", {}});
       }
-      if (rows->GetInt("kind") != 0) users.back().record.permissions.insert(ReadPermission(*rows));
+      auto& user = users.back();
+      ReadRight(*rows, user.record);
+      if (rows->GetString("own") == "t") user.own_permissions.insert(ReadPermission(*rows));
     }
   });
   if (!answered) return std::nullopt;
   return users;
+}
+
+}  // namespace
+
+std::optional<std::vector<ListedUser>> ListUsers() { return ListUsersWhere("true"); }
+
+std::optional<std::vector<ListedUser>> ListUsers(const std::vector<int>& ids) {
+  std::string list;
+  for (const int id : ids)
+    list += (list.empty() ? "" : ",") + std::to_string(id);
+  return ListUsersWhere("id = ANY ('{" + list + "}')");
+}
+
+constexpr char kSqlAccountRevision[] = "SELECT revision FROM platform.account_change";
+
+bool ReadAccountRevision(std::string& revision) {
+  return Query(kSqlAccountRevision, [&](kelp::IDBResultSet* rows) { revision = rows->GetString("revision"); });
 }
 
 constexpr char kSqlAddSysop[] =

@@ -6,8 +6,8 @@
 
 #include "accounts/Sessions.h"
 
-/// The tables platform.users and platform.permissions, through kelp::IDBManager under platform::kPlatformDbId.
-/// Thread-safe. Users are never deleted; names are compared exactly.
+/// The tables platform.users, platform.permissions and those of roles, through kelp::IDBManager under
+/// platform::kPlatformDbId. Thread-safe. Users are never deleted; names are compared exactly.
 namespace host {
 
 inline constexpr char kSysop[] = "sysop";
@@ -24,20 +24,20 @@ inline constexpr std::size_t kMaxUserName = 128;
 /// kDisabled: the password is right, but the account is disabled.
 enum class PasswordOutcome { kRight, kWrong, kDisabled, kDatabaseAway };
 
-/// Checks name and password. `user` gets the record without permissions, or the id -1 when there is no such user;
-/// kDatabaseAway leaves it unchanged. kWrong takes the same time for an unknown user and a wrong password, but not for
-/// an invalid name.
+/// Checks name and password. `user` gets the record without permissions and roles, or the id -1 when there is no such
+/// user; kDatabaseAway leaves it unchanged. kWrong takes the same time for an unknown user and a wrong password, but
+/// not for an invalid name.
 [[nodiscard]] PasswordOutcome CheckPassword(const std::string& name, const std::string& password, UserRecord& user);
 
-/// The record with that id, without permissions, or the id -1 when there is no such user. False when the database does
-/// not answer.
+/// The record with that id, without permissions and roles, or the id -1 when there is no such user. False when the
+/// database does not answer.
 [[nodiscard]] bool FindUser(int user_id, UserRecord& user);
 
-/// Fills the granted permissions of `user` by its id. False when the database does not answer.
+/// Fills the roles of `user` and the permissions that he holds, by his id. False when the database does not answer.
 [[nodiscard]] bool ReadPermissions(UserRecord& user);
 
-/// Whether the user is enabled and holds `code` for control clients, or is an enabled super user; read from the tables
-/// at each call. False also when the database does not answer.
+/// Whether the user is enabled and holds `code` for control clients by himself or by a role, or is an enabled super
+/// user; read from the tables at each call. False also when the database does not answer.
 [[nodiscard]] bool HoldsControlPermission(int user_id, int code);
 
 struct NewUser {
@@ -55,10 +55,19 @@ struct NewUser {
 struct ListedUser {
   UserRecord record;
   bool enabled = false;
+  /// Those of the permissions that the user holds by himself.
+  std::set<std::pair<ClientKind, int>> own_permissions;
 };
 
-/// All users, sorted by id, with their granted permissions; none when the database does not answer.
+/// All users, sorted by id, with permissions and roles, as of one moment; none when the database does not answer.
 [[nodiscard]] std::optional<std::vector<ListedUser>> ListUsers();
+
+/// The same of those with one of `ids`.
+[[nodiscard]] std::optional<std::vector<ListedUser>> ListUsers(const std::vector<int>& ids);
+
+/// The revision of all accounts: another one after any change of users, permissions and roles, by whomever. False when
+/// the database does not answer.
+[[nodiscard]] bool ReadAccountRevision(std::string& revision);
 
 /// Adds the super user kSysop with a random password if it does not exist. False when the database does not answer.
 /// `password` is filled only when the user was added.

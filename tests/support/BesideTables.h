@@ -7,6 +7,7 @@ inline constexpr char kSqlBeside[] =
     R"(
 SELECT name || ' ' || string_agg(privilege_type, ',' ORDER BY privilege_type) AS line FROM (
   SELECT relnamespace::regnamespace || '.' || relname AS name, relacl AS acl FROM pg_class UNION ALL
+  SELECT attrelid::regclass || '.' || attname, attacl FROM pg_attribute UNION ALL
   SELECT nspname, nspacl FROM pg_namespace) AS objects CROSS JOIN aclexplode(acl)
 WHERE grantee = (SELECT oid FROM pg_roles WHERE rolname = 'evidence_app') GROUP BY name UNION ALL
 SELECT defaclnamespace::regnamespace || defaclacl::text FROM pg_default_acl UNION ALL

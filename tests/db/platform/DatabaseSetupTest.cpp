@@ -89,7 +89,9 @@ TEST_F(DatabaseSetupTest, AnOlderSchemaWithDataComesUpToDateWithoutLosingARowAnd
     UPDATE evidence.evidence_type SET name = 'renamed' WHERE id = 2;
     INSERT INTO evidence.evidence_file (id, evidence_id) VALUES (1, 1), (1, 1), (1, 2);
     INSERT INTO evidence.operation_log (id, evidence_id) VALUES (-1, 1), (-1, 1);
-    UPDATE evidence.ftp_setting SET address = 'kept')");
+    UPDATE evidence.ftp_setting SET address = 'kept';
+    INSERT INTO platform.users (name, password_hash, super_user, enabled) VALUES ('a', 'h1', true, true), ('b', 'h2', false, false);
+    INSERT INTO platform.permissions (user_id, kind, code, granted) VALUES (1, 1, 7, true), (2, 3, 43, true), (2, 3, 44, false))");
   // The columns of today: a later script may add one.
   const auto columns = Query(
       "SELECT string_agg(column_name, ', ') FROM information_schema.columns WHERE "
@@ -99,7 +101,10 @@ TEST_F(DatabaseSetupTest, AnOlderSchemaWithDataComesUpToDateWithoutLosingARowAnd
       ")::text, '' ORDER BY id)) FROM evidence.evidence), "
       "(SELECT count(*) FROM evidence.evidence_file), (SELECT count(*) FROM evidence.operation_log), "
       "(SELECT address FROM evidence.ftp_setting), "
-      "(SELECT string_agg(name, ',' ORDER BY id) FROM evidence.evidence_type), guid FROM platform.system";
+      "(SELECT string_agg(name, ',' ORDER BY id) FROM evidence.evidence_type), guid, "
+      "(SELECT string_agg(concat(id, name, password_hash, super_user, enabled, created_at), ',' ORDER BY id) "
+      "FROM platform.users), (SELECT string_agg(p::text, ',' ORDER BY p::text) FROM platform.permissions p) "
+      "FROM platform.system";
   const auto before = Query(contents);
   fs::copy(ThrowawayPostgres::Scripts(), folder_, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
   scratch_.Write("900_more.sql", "CREATE TABLE evidence.extra (a integer);");
@@ -108,6 +113,9 @@ TEST_F(DatabaseSetupTest, AnOlderSchemaWithDataComesUpToDateWithoutLosingARowAnd
   EXPECT_EQ(upgraded.version, 900);
   EXPECT_EQ(Query(contents), before);
   EXPECT_EQ(Query("SELECT nextval('evidence.evidence_type_id_seq')"), (Rows{{"7"}}));
+  EXPECT_EQ(Query("SELECT count(*) FROM platform.users WHERE NOT must_change_password AND session_epoch = 0 UNION ALL "
+                  "SELECT count(*) FROM platform.user_permissions"),
+            (Rows{{"2"}, {"2"}}));
   const Session app(Postgres().ConnectionTo("own", "evidence_app"));
   app.Query("INSERT INTO evidence.extra VALUES (1); UPDATE evidence.extra SET a = 2");
   EXPECT_THROW(app.Query("DELETE FROM evidence.extra"), std::runtime_error);
@@ -214,13 +222,41 @@ TEST_F(SchemaTest, TheApplicationHasItsLeastRights) {
         "UPDATE evidence.operation_log SET user_name = 'x'", "UPDATE platform.operation_log SET user_name = 'x'",
         "DELETE FROM platform.users", "DELETE FROM platform.devices", "DELETE FROM filemanager.link",
         "INSERT INTO platform.camera_list VALUES (true, 1)", "UPDATE platform.system SET guid = 'x'",
-        "UPDATE platform.key_check SET value = 'x'", "INSERT INTO platform.schema_version VALUES (9)",
-        "SELECT FROM evidence.evidence_outsize", "INSERT INTO evidence.evidence_ordinary (ID) VALUES (1)",
+        "UPDATE platform.key_check SET value = 'x'", "UPDATE platform.users SET name = 'x'",
+        "UPDATE platform.users SET created_at = now()", "INSERT INTO platform.users (id, name) VALUES (7, 'x')",
+        "UPDATE platform.permissions SET user_id = 1", "UPDATE platform.user_roles SET role = 'administrator'",
+        "INSERT INTO platform.role_permissions VALUES ('operator', 3, 43)", "UPDATE platform.roles SET name = 'x'",
+        "UPDATE platform.account_change SET revision = 0", "UPDATE platform.auth_event SET user_name = 'x'",
+        "DELETE FROM platform.auth_event", "DELETE FROM platform.user_roles",
+        "INSERT INTO platform.schema_version VALUES (9)", "SELECT FROM evidence.evidence_outsize",
+        "INSERT INTO evidence.evidence_ordinary (ID) VALUES (1)",
         // Sequences and objects.
         "SELECT setval('evidence.evidence_id_seq', 1)", "CREATE TABLE evidence.mine (a integer)",
         "CREATE TABLE public.mine (a integer)", "CREATE SCHEMA mine", "CREATE ROLE mine",
         "CREATE TABLE filemanager.mine (a integer)"})
     EXPECT_THAT(Fault(refused), HasSubstr("permission denied")) << refused;
+}
+
+TEST_F(SchemaTest, EachChangeOfUsersPermissionsAndRolesIsARevision) {
+  const auto revision = [] { return std::stoi(Postgres().Value("SELECT revision FROM platform.account_change")); };
+  int expected = revision();
+  for (const char* const change :
+       {"INSERT INTO platform.users (name, password_hash) VALUES ('revised', 'h')",
+        "UPDATE platform.users SET enabled = true WHERE name = 'revised'",
+        "INSERT INTO platform.permissions SELECT id, 1, 7 FROM platform.users WHERE name = 'revised'",
+        "UPDATE platform.permissions SET granted = false WHERE code = 7",
+        "INSERT INTO platform.user_roles SELECT id, 'custodian' FROM platform.users WHERE name = 'revised'",
+        "UPDATE platform.user_roles SET granted = false"}) {
+    app_.Query(change);
+    EXPECT_EQ(revision(), ++expected) << change;
+  }
+  for (const char* const change :
+       {"UPDATE platform.role_permissions SET code = code", "UPDATE platform.roles SET description = description",
+        "DELETE FROM platform.user_roles", "DELETE FROM platform.permissions",
+        "DELETE FROM platform.users WHERE name = 'revised'"}) {
+    Postgres().Query(change);
+    EXPECT_EQ(revision(), ++expected) << change;
+  }
 }
 
 TEST_F(SchemaTest, NoIndexRefusesATextThatTheRulesAccept) {
