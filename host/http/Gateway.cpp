@@ -8,6 +8,7 @@
 
 #include "http/HttpErrors.h"
 #include "http/ListenAddress.h"
+#include "http/PluginHeaders.h"
 
 namespace host {
 namespace {
@@ -62,18 +63,16 @@ std::string BearerToken(const std::optional<std::string_view>& header) {
   return std::string(header->substr(kScheme.size()));
 }
 
-HttpAnswer Answer(unsigned status, std::string body) {
-  HttpAnswer answer;
-  answer.status = status;
-  answer.body = std::move(body);
-  return answer;
-}
-
-HttpAnswer CallPlugin(const kelp::UrlCallback& callback, const kelp::SHttpRequest& request) {
+HttpAnswer CallPlugin(const kelp::UrlCallback& callback, const kelp::SHttpRequest& request, bool is_dictionary) {
+  // Before the plugin reads its dictionary, so that no change falls between the two.
+  const auto version = is_dictionary ? platform::NewestChangeVersion() : std::nullopt;
   kelp::SHttpResponse response;
   callback(response, request);
-  const unsigned status = response.response_body.empty() ? kNoContent : kOk;
-  return Answer(status, std::move(response.response_body));
+  HttpAnswer answer;
+  answer.status = response.response_body.empty() ? kNoContent : kOk;
+  answer.headers = PluginHeaders(response.response_body, version);
+  answer.body = std::move(response.response_body);
+  return answer;
 }
 
 /// Why the session may not call the route; null when it may.
@@ -198,8 +197,10 @@ Gateway::Verdict Gateway::AdmitToPlugin(const HttpHead& head) const {
   task.pool = parts_.workers;
   task.kind = method_code == kelp::kMethodGet ? Kind::kReads : Kind::kWrites;
   task.client = session->user.name;
-  task.run = [method_code, session_id = std::move(session_id), match = std::move(*match)](std::string body) {
-    return CallPlugin(match.callback, {method_code, session_id, match.url_ids, std::move(body)});
+  const bool is_dictionary = task.kind == Kind::kReads && IsDictionary(head.path);
+  task.run = [method_code, is_dictionary, session_id = std::move(session_id),
+              match = std::move(*match)](std::string body) {
+    return CallPlugin(match.callback, {method_code, session_id, match.url_ids, std::move(body)}, is_dictionary);
   };
   return task;
 }

@@ -63,6 +63,11 @@ PLATFORM_API std::shared_ptr<kelp::ISystemAndLogAPI> MakeSystemAndLogApi();
 PLATFORM_API std::shared_ptr<IIncreResourceBackend> MakeIncreResourceBackend();
 PLATFORM_API std::shared_ptr<ILogBackend> MakeLogBackend();
 
+/// The version of the last change of a dictionary that this process made or found: whoever has seen the dictionaries
+/// after this call misses no change that is newer. Reads the tables once after each change; none when they cannot be
+/// read. Waits for the database.
+PLATFORM_API std::optional<std::uint64_t> NewestChangeVersion();
+
 /// Writes lines to a file (standard error when `path` is empty), in the order in which they come. They gather for up to
 /// 20 ms, `queue_lines` of them at most; a line of level kLogFailure or more is written when its call returns, and with
 /// it all lines before. When there is no room, callers wait; while nothing could be written for a second, nobody does,

@@ -1,9 +1,12 @@
 #include "Increments.h"
 
+#include <atomic>
 #include <charconv>
 #include <cinttypes>
 #include <limits>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <string>
 
 #include "OrvBase/Log.h"
@@ -37,6 +40,43 @@ std::uint64_t ResourceId(const std::string& text) {
   return id;
 }
 
+constexpr char kSqlNewestChange[] = "SELECT coalesce(max(version), 0) AS version FROM platform.incre_resource";
+
+/// The version of the last change, read once after each change. What changes during a read makes the next one read.
+class NewestChange {
+ public:
+  std::optional<std::uint64_t> Read();
+  void Forget() { ++changes_; }
+
+ private:
+  static constexpr std::uint64_t kNever = std::numeric_limits<std::uint64_t>::max();
+
+  std::atomic<std::uint64_t> changes_ = 0;
+  std::mutex mutex_;
+  // Guarded by mutex_: what was read, and how many changes were known before.
+  std::uint64_t version_ = 0;
+  std::uint64_t read_after_ = kNever;
+};
+
+std::optional<std::uint64_t> NewestChange::Read() {
+  const auto changes = changes_.load();
+  {
+    const std::lock_guard lock(mutex_);
+    if (read_after_ == changes) return version_;
+  }
+  std::uint64_t version = 0;
+  const bool answered = kelp::IDBManager::Instance()->ExecuteQuery(
+      kPlatformDbId, kelp::IDBManager::kConfigClass, kSqlNewestChange,
+      [&version](kelp::IDBResultSet* rows) { version = ResourceId(rows->GetString("version")); });
+  if (!answered) return std::nullopt;
+  const std::lock_guard lock(mutex_);
+  version_ = version;
+  read_after_ = changes;
+  return version;
+}
+
+NewestChange newest;
+
 class IncreResourceBackend final : public IIncreResourceBackend {
  public:
   bool ChangesAfter(std::vector<std::shared_ptr<CIncreResourceStructInterface>>& out, std::uint32_t version,
@@ -60,11 +100,16 @@ bool AddChange(int source_type, std::uint64_t resource_id, int method) {
     ITarnFormatLog(kLogFailure, "incre_resource", "A change of resource %" PRIu64 " cannot be kept", resource_id);
     return false;
   }
-  return kelp::IDBManager::Instance()->ExecuteNoQuery(kPlatformDbId, kelp::IDBManager::kConfigClass,
-                                                      SqlText::Format(kSqlAddChange, source_type, resource_id, method));
+  const bool added = kelp::IDBManager::Instance()->ExecuteNoQuery(
+      kPlatformDbId, kelp::IDBManager::kConfigClass, SqlText::Format(kSqlAddChange, source_type, resource_id, method));
+  // Also after a failure, which may have come behind the commit.
+  newest.Forget();
+  return added;
 }
 
 }  // namespace tarn
+
+std::optional<std::uint64_t> NewestChangeVersion() { return tarn::newest.Read(); }
 
 std::shared_ptr<IIncreResourceBackend> MakeIncreResourceBackend() {
   return std::make_shared<tarn::IncreResourceBackend>();
