@@ -117,6 +117,7 @@ class Host {
   std::optional<WorkerPool> workers_;
   std::optional<WorkerPool> login_workers_;
   std::optional<WorkerPool> ready_worker_;
+  std::optional<WorkerPool> stream_workers_;
   std::optional<Readiness> readiness_;
   std::optional<Gateway> gateway_;
   std::optional<HttpServer> http_;
@@ -128,6 +129,7 @@ Host::~Host() {
   http_.reset();
   stopping.Note("the workers, or a statement of theirs");
   ready_worker_.reset();
+  stream_workers_.reset();
   readiness_.reset();
   login_workers_.reset();
   platform::CrowdPlace::WhenTaken({});
@@ -254,6 +256,8 @@ std::string Host::StartHttp() {
   login_workers_.emplace(static_cast<std::size_t>(settings_.login_workers),
                          static_cast<std::size_t>(settings_.login_queue));
   ready_worker_.emplace(1, static_cast<std::size_t>(settings_.connections_limit));
+  stream_workers_.emplace(static_cast<std::size_t>(settings_.stream_workers),
+                          static_cast<std::size_t>(settings_.queue));
   // Who would wait for a connection waits for a worker.
   const bool for_connections = connections != 0 && connections <= workers;
   readiness_.emplace(Readiness::Parts{&DatabaseAnswers, [this, for_connections] {
@@ -261,7 +265,7 @@ std::string Host::StartHttp() {
                                                                : DatabaseStarvedFor();
                                       }});
   gateway_.emplace(Gateway::Parts{sessions_, routes_, plugin_paths_, &*workers_, &*login_workers_, &*ready_worker_,
-                                  static_cast<std::size_t>(settings_.body_limit)});
+                                  &*stream_workers_, static_cast<std::size_t>(settings_.body_limit)});
   http_.emplace(std::move(options), [this](const HttpHead& head) { return gateway_->Admit(head); });
   std::string fault;
   if (!socket_.Listen(fault)) return "cannot listen on " + fault;

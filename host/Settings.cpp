@@ -76,6 +76,8 @@ constexpr Setting kSettings[] = {
     NumberSetting("login_workers", &Settings::login_workers, "2", 1, 64, "Threads that run logins."),
     NumberSetting("login_queue", &Settings::login_queue, "64", 1, 10'000,
                   "Maximum logins waiting; beyond that they wait 5 s for a place, then get 503."),
+    NumberSetting("stream_workers", &Settings::stream_workers, "8", 1, 256,
+                  "Threads that run what streams, one for each body or answer on its way."),
     NumberSetting("body_limit", &Settings::body_limit, "8388608", 1024, 1'073'741'824,
                   "Largest request body in bytes."),
     NumberSetting("header_limit", &Settings::header_limit, "16384", 1024, 1'048'576,

@@ -24,6 +24,7 @@ struct Settings {
   std::int64_t queue = 0;
   std::int64_t login_workers = 0;
   std::int64_t login_queue = 0;
+  std::int64_t stream_workers = 0;
   std::int64_t body_limit = 0;
   std::int64_t header_limit = 0;
   std::int64_t memory_mb = 0;

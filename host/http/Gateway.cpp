@@ -109,6 +109,7 @@ HttpAnswer ToAnswer(HttpResponse response, const std::string& request_id) {
     answer.status = response.status;
     answer.content_type = std::move(response.content_type);
     if (auto* const text = std::get_if<std::string>(&response.body)) answer.body = std::move(*text);
+    if (auto* const writer = std::get_if<platform::HttpWriter>(&response.body)) answer.writer = std::move(*writer);
     if (auto* const file = std::get_if<std::shared_ptr<platform::HttpFile>>(&response.body)) answer.file = *file;
   }
   answer.headers = std::move(response.headers);
@@ -158,8 +159,10 @@ Gateway::Verdict Gateway::AdmitToRoute(const HttpHead& head, RouteTable::Match m
   task.pool = PoolOf(route.pool);
   task.kind = KindOf(head.method);
   task.client = std::move(client);
-  task.run = [&route, request = std::move(request)](std::string body) mutable {
+  task.streams = route.streams;
+  task.run = [&route, request = std::move(request)](std::string body, platform::HttpBodyReader* reader) mutable {
     request.body = std::move(body);
+    request.reader = reader;
     return RunRoute(route, request);
   };
   return task;
@@ -172,6 +175,7 @@ WorkerPool* Gateway::PoolOf(HttpPool pool) const {
     case HttpPool::kState:
       return parts_.ready_worker;
     case HttpPool::kStreams:
+      return parts_.stream_workers;
     case HttpPool::kRequests:
     case HttpPool::kConnections:
       break;
@@ -198,8 +202,8 @@ Gateway::Verdict Gateway::AdmitToPlugin(const HttpHead& head) const {
   task.kind = method_code == kelp::kMethodGet ? Kind::kReads : Kind::kWrites;
   task.client = session->user.name;
   const bool is_dictionary = task.kind == Kind::kReads && IsDictionary(head.path);
-  task.run = [method_code, is_dictionary, session_id = std::move(session_id),
-              match = std::move(*match)](std::string body) {
+  task.run = [method_code, is_dictionary, session_id = std::move(session_id), match = std::move(*match)](
+                 std::string body, platform::HttpBodyReader* /*reader*/) {
     return CallPlugin(match.callback, {method_code, session_id, match.url_ids, std::move(body)}, is_dictionary);
   };
   return task;

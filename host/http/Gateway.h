@@ -30,6 +30,8 @@ class Gateway {
     WorkerPool* login_workers = nullptr;
     /// Runs GET /ready, which must be answered also when all else is busy.
     WorkerPool* ready_worker = nullptr;
+    /// Runs what streams: a thread each while it lasts.
+    WorkerPool* stream_workers = nullptr;
     std::size_t body_limit = 0;
   };
 

@@ -73,6 +73,7 @@ std::vector<std::shared_ptr<HttpServer::Exchange>> HttpServer::GiveUp() {
   std::size_t named = 0;
   for (auto* const exchange : in_flight_) {
     const auto place = exchange->GiveUp();
+    exchange->BreakStreams();
     if (place == Exchange::GivenUp::kInsideItsTask) begun.push_back(exchange->shared_from_this());
     if (++named > kNamedRequests) continue;
     LogHost(kLogFailure, "given up %s: %.200s", kPlaces.at(static_cast<std::size_t>(place)), exchange->Line().c_str());

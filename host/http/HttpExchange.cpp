@@ -53,19 +53,62 @@ void HttpServer::Exchange::FitMemory() {
 void HttpServer::Exchange::Work() {
   {
     const std::lock_guard lock(mutex);
-    if (!suspended) return;
+    if (!AwaitsAnswer()) return;
     running = true;
   }
   auto outcome = Run();
+  const auto writer = std::exchange(outcome.writer, nullptr);
+  std::shared_ptr<AnswerStream> stream;
+  if (writer) stream = std::make_shared<AnswerStream>([this] { GoOn(); });
+  {
+    const std::lock_guard lock(mutex);
+    running = stream != nullptr;
+    answer_stream = stream;
+    Resume(std::move(outcome));
+  }
+  if (!stream) return;
+  Write(*stream, writer);
   const std::lock_guard lock(mutex);
   running = false;
-  Resume(std::move(outcome));
+}
+
+/// What it has not written when it throws is cut off.
+void HttpServer::Exchange::Write(AnswerStream& stream, const platform::HttpWriter& writer) {
+  const platform::RequestScope request(context);
+  const platform::CallScope scope(*call);
+  const bool is_complete = platform::Guard([&] { return writer(stream); },
+                                           [this](const char* reason) {
+                                             LogHost(kLogFailure, "%s threw in its answer: %s", Line().c_str(),
+                                                     reason != nullptr ? reason : "unknown");
+                                             return false;
+                                           });
+  stream.End(is_complete);
+}
+
+void HttpServer::Exchange::Suspend() {
+  MHD_suspend_connection(connection);
+  suspended = true;
+}
+
+void HttpServer::Exchange::GoOn() {
+  const std::lock_guard lock(mutex);
+  if (std::exchange(suspended, false)) MHD_resume_connection(connection);
+}
+
+void HttpServer::Exchange::BreakStreams() {
+  if (body_stream) body_stream->Break();
+  std::shared_ptr<AnswerStream> stream;
+  {
+    const std::lock_guard lock(mutex);
+    stream = answer_stream;
+  }
+  if (stream) stream->Close();
 }
 
 HttpServer::Exchange::GivenUp HttpServer::Exchange::GiveUp() {
   const std::lock_guard lock(mutex);
   // Before the dispatch the answer belongs to the connection's thread alone.
-  if (!suspended) return call ? GivenUp::kWhileAnswered : GivenUp::kBeforeItsTask;
+  if (!AwaitsAnswer() || answer) return call ? GivenUp::kWhileAnswered : GivenUp::kBeforeItsTask;
   Resume(Stopping());
   return running ? GivenUp::kInsideItsTask : GivenUp::kBeforeItsTask;
 }
@@ -91,7 +134,7 @@ HttpAnswer HttpServer::Exchange::RunBound() {
 }
 
 HttpAnswer HttpServer::Exchange::RunTask() {
-  return platform::Guard([this] { return task.run(std::move(body)); },
+  return platform::Guard([this] { return task.run(std::move(body), body_stream.get()); },
                          [this](const char* reason) {
                            if (reason != nullptr) {
                              LogHost(kLogFailure, "%s threw: %s", Line().c_str(), reason);
@@ -103,16 +146,15 @@ HttpAnswer HttpServer::Exchange::RunTask() {
 }
 
 void HttpServer::Exchange::Resume(HttpAnswer next) {
-  if (!suspended) return;
-  suspended = false;
+  if (!AwaitsAnswer() || answer) return;
   if (hang_ups_ != nullptr) hang_ups_->Unwatch(ticket_);
   answer = std::move(next);
-  MHD_resume_connection(connection);
+  if (std::exchange(suspended, false)) MHD_resume_connection(connection);
 }
 
 void HttpServer::Exchange::Watch(HangUps& hang_ups, std::chrono::steady_clock::time_point begun_by) {
   const std::lock_guard lock(mutex);
-  if (hang_ups_ != nullptr || !suspended || !call || dispatched > begun_by) return;
+  if (hang_ups_ != nullptr || !suspended || answer || !call || dispatched > begun_by) return;
   if (task.kind != platform::Call::Kind::kReads) return;
   hang_ups_ = &hang_ups;
   ticket_ = hang_ups.Watch(fd, [self = shared_from_this()](HangUps::Sign sign) { self->Seen(sign); });
@@ -120,7 +162,7 @@ void HttpServer::Exchange::Watch(HangUps& hang_ups, std::chrono::steady_clock::t
 
 void HttpServer::Exchange::Seen(HangUps::Sign sign) {
   const std::lock_guard lock(mutex);
-  if (!suspended) return;
+  if (!suspended || answer) return;
   const platform::RequestScope request(context);
   if (sign == HangUps::Sign::kGone || end_of_stream == EndOfStreamMeans::kGone) {
     LogHost(kLogTrace, "%s: the client has hung up", Line().c_str());

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "http/AnswerStream.h"
+#include "http/BodyStream.h"
 #include "http/HttpServer.h"
 
 namespace host {
@@ -29,6 +31,10 @@ struct HttpServer::Exchange : std::enable_shared_from_this<Exchange> {
   bool waited = false;
   std::string body;
   std::uint64_t received = 0;
+  /// Of a task that streams, from the dispatch on.
+  std::unique_ptr<BodyStream> body_stream;
+  /// Of its body, what came after its answer.
+  std::uint64_t discarded = 0;
   /// Nothing of the request is still to come.
   bool is_whole = false;
 
@@ -42,12 +48,22 @@ struct HttpServer::Exchange : std::enable_shared_from_this<Exchange> {
   /// From the dispatch on.
   std::optional<platform::Call> call;
   std::optional<HttpAnswer> answer;
+  /// The answer's body, while it is written.
+  std::shared_ptr<AnswerStream> answer_stream;
 
   /// Method and path, for the log.
   [[nodiscard]] std::string Line() const { return method + " " + path; }
 
   /// On a worker: runs the task, unless it was answered meanwhile, and answers.
   void Work();
+
+  /// The connection waits from now on: for room for its body, for its answer, or for more of the answer's body. The
+  /// caller holds the mutex.
+  void Suspend();
+  /// The connection goes on, with more of what streams.
+  void GoOn();
+  /// The client has gone, or is not waited for any more: what streams ends.
+  void BreakStreams();
 
   /// Lets a connection go on that was suspended at its head: with its body when there is room for that, else with 503.
   void EndWait(bool has_room);
@@ -72,6 +88,8 @@ struct HttpServer::Exchange : std::enable_shared_from_this<Exchange> {
 
  private:
   HttpAnswer Run();
+  void Write(AnswerStream& stream, const platform::HttpWriter& writer);
+  [[nodiscard]] bool AwaitsAnswer() const { return suspended || (body_stream && !answer); }
   HttpAnswer RunBound();
   HttpAnswer RunTask();
   /// Does nothing on a connection that was already resumed. The caller holds the mutex. Touches only this object, the

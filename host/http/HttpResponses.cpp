@@ -33,14 +33,36 @@ MHD_Response* MakeOfFile(platform::HttpFile& file) {
   return response;
 }
 
+using Source = std::function<std::int64_t(char*, std::size_t)>;
+
+ssize_t TakeFrom(void* source, std::uint64_t /*position*/, char* to, std::size_t size) {
+  return (*static_cast<Source*>(source))(to, size);
+}
+
+void FreeSource(void* source) { delete static_cast<Source*>(source); }
+
+/// Of unknown size.
+MHD_Response* MakeOfSource(Source taken) {
+  constexpr std::size_t kBlock = 64 * 1024;
+  auto* const source = new Source(std::move(taken));
+  auto* const response = MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, kBlock, &TakeFrom, source, &FreeSource);
+  if (response == nullptr) delete source;
+  return response;
+}
+
+MHD_Response* MakeBody(HttpAnswer& answer) {
+  if (answer.source) return MakeOfSource(std::move(answer.source));
+  return answer.file ? MakeOfFile(*answer.file) : MakeOfText(std::move(answer.body));
+}
+
 const char* ContentType(const HttpAnswer& answer) {
   return answer.content_type.empty() ? "application/json" : answer.content_type.c_str();
 }
 
 /// Null when there is no memory for it.
 MHD_Response* Make(HttpAnswer answer, bool closes) {
-  const bool has_body = answer.file || !answer.body.empty();
-  auto* const response = answer.file ? MakeOfFile(*answer.file) : MakeOfText(std::move(answer.body));
+  const bool has_body = answer.source || answer.file || !answer.body.empty();
+  auto* const response = MakeBody(answer);
   if (response == nullptr) return nullptr;
   const auto add = [response](const char* name, const char* value) { MHD_add_response_header(response, name, value); };
   if (has_body) add(MHD_HTTP_HEADER_CONTENT_TYPE, ContentType(answer));

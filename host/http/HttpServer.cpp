@@ -221,6 +221,7 @@ bool HttpServer::Access(MHD_Connection& connection, const RequestLine& line, con
   const auto& exchange = *static_cast<std::shared_ptr<Exchange>*>(context);
   // The library makes the first call again for a request that was suspended in it.
   if (std::exchange(exchange->waited, false) && size == 0) return !exchange->answer || Refuse(*exchange);
+  if (exchange->body_stream) return size != 0 ? Stream(*exchange, data, size) : EndStream(*exchange);
   if (size != 0) {
     const std::string_view taken(data, std::exchange(size, 0));
     return Take(*exchange, taken);
@@ -273,6 +274,7 @@ bool HttpServer::Admit(const std::shared_ptr<Exchange>& exchange, std::variant<H
     exchange->answer = ErrorAnswer(MHD_HTTP_CONTENT_TOO_LARGE, "body too large");
     return Answer(*exchange);
   }
+  if (exchange->task.streams) return BeginStream(exchange);
   return exchange->task.body_limit == 0 || TakeMemory(exchange);
 }
 
@@ -296,8 +298,7 @@ bool HttpServer::TakeMemory(const std::shared_ptr<Exchange>& exchange) {
     if (verdict == Admission::Verdict::kTaken) return true;
     if (verdict == Admission::Verdict::kWaits && !abandoned_) {
       deadlines_.Set(Descriptor(*exchange->connection), options_.read_timeout + kWaitForRoom);
-      MHD_suspend_connection(exchange->connection);
-      exchange->suspended = true;
+      exchange->Suspend();
       exchange->waited = true;
       return true;
     }
@@ -328,6 +329,80 @@ bool HttpServer::Take(Exchange& exchange, std::string_view data) {
   });
 }
 
+/// Hands the request over at its head. What the streams hold is bounded by the threads that run such tasks.
+bool HttpServer::BeginStream(const std::shared_ptr<Exchange>& exchange) {
+  {
+    const std::lock_guard lock(exchange->mutex);
+    exchange->body_stream = std::make_unique<BodyStream>([raw = exchange.get()] { raw->GoOn(); });
+    exchange->call.emplace(exchange->task.kind, exchange->task.client);
+    exchange->dispatched = std::chrono::steady_clock::now();
+    if (abandoned_) exchange->answer = Stopping();
+  }
+  platform::Guard([&] { Submit(exchange); },
+                  [&exchange](const char*) {
+                    LogHost(kLogFailure, "a request was refused: out of memory");
+                    exchange->EndWait(false);
+                  });
+  return true;
+}
+
+/// Takes what there is room for of `size` bytes, which becomes what is left. Then the connection waits for the task.
+bool HttpServer::Stream(Exchange& exchange, const char* data, std::size_t& size) {
+  const std::lock_guard lock(exchange.mutex);
+  if (!exchange.answer && exchange.received + size > exchange.task.body_limit) {
+    exchange.answer = ErrorAnswer(MHD_HTTP_CONTENT_TOO_LARGE, "body too large");
+    exchange.body_stream->Break();
+  }
+  if (exchange.answer) {
+    exchange.discarded += std::exchange(size, 0);
+    return exchange.discarded <= kDiscardChunked;
+  }
+  const auto taken = exchange.body_stream->Put({data, size});
+  exchange.received += taken;
+  size -= taken;
+  if (size == 0) {
+    deadlines_.Set(exchange.fd, options_.read_timeout);
+  } else {
+    deadlines_.Clear(exchange.fd);
+    exchange.Suspend();
+  }
+  return true;
+}
+
+/// The body is whole; its answer may be there by now.
+bool HttpServer::EndStream(Exchange& exchange) {
+  deadlines_.Clear(exchange.fd);
+  {
+    const std::lock_guard lock(exchange.mutex);
+    if (!std::exchange(exchange.is_whole, true)) exchange.body_stream->End();
+    if (!exchange.answer) {
+      exchange.Suspend();
+      return true;
+    }
+  }
+  return Answer(exchange);
+}
+
+/// On the connection's thread: more of an answer that is being written. Without any yet the connection waits.
+std::int64_t HttpServer::TakeAnswer(Exchange& exchange, char* to, std::size_t size) {
+  const std::lock_guard lock(exchange.mutex);
+  std::size_t taken = 0;
+  switch (exchange.answer_stream->Take(to, size, taken)) {
+    case AnswerStream::State::kMore:
+      deadlines_.Set(exchange.fd, options_.idle_timeout);
+      return static_cast<std::int64_t>(taken);
+    case AnswerStream::State::kNothingYet:
+      deadlines_.Clear(exchange.fd);
+      exchange.Suspend();
+      return 0;
+    case AnswerStream::State::kEnd:
+      return MHD_CONTENT_READER_END_OF_STREAM;
+    case AnswerStream::State::kCutOff:
+      break;
+  }
+  return MHD_CONTENT_READER_END_WITH_ERROR;
+}
+
 bool HttpServer::Dispatch(const std::shared_ptr<Exchange>& exchange) {
   deadlines_.Clear(exchange->fd);
   if (!Suspend(*exchange)) {
@@ -348,8 +423,7 @@ bool HttpServer::Suspend(Exchange& exchange) {
   if (abandoned_) return false;
   exchange.call.emplace(exchange.task.kind, exchange.task.client, exchange.memory ? &*exchange.memory : nullptr);
   exchange.dispatched = std::chrono::steady_clock::now();
-  MHD_suspend_connection(exchange.connection);
-  exchange.suspended = true;
+  exchange.Suspend();
   return true;
 }
 
@@ -389,6 +463,11 @@ void HttpServer::WatchLongReads(const std::stop_token& stop) {
 bool HttpServer::Answer(Exchange& exchange) {
   auto& answer = *exchange.answer;
   RenderError(answer, exchange.path, exchange.context.request_id);
+  if (exchange.answer_stream) {
+    answer.source = [this, kept = exchange.shared_from_this()](char* to, std::size_t size) {
+      return TakeAnswer(*kept, to, size);
+    };
+  }
   const std::size_t size = answer.file ? answer.file->size() : answer.body.size();
   {
     const platform::RequestScope scope(exchange.context);
@@ -413,6 +492,7 @@ void HttpServer::Completed(MHD_Connection& connection, void*& context) {
     const std::lock_guard lock(mutex_);
     in_flight_.erase(exchange->get());
   }
+  (*exchange)->BreakStreams();
   delete exchange;
   room_.NoteEnd(peak);
   completed_.notify_all();

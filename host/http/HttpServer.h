@@ -66,8 +66,11 @@ struct HttpAnswer {
   int retry_after_s = 0;
   /// Why the host itself refuses; what becomes of it is in HttpErrors.h. Then there is no body yet.
   std::string reason;
-  /// The body in place of a text.
+  /// One of these in place of a text. A writer runs on the thread of the task, behind it.
   std::shared_ptr<platform::HttpFile> file;
+  platform::HttpWriter writer;
+  /// What the library asks for the body of a writer; the server sets it.
+  std::function<std::int64_t(char* to, std::size_t size)> source;
 };
 
 /// An answer of the host itself, with `reason` in its body; the reason needs no escaping.
@@ -81,8 +84,11 @@ struct HttpTask {
   platform::Call::Kind kind = platform::Call::Kind::kWrites;
   /// Whose request it is: the user, else the address.
   std::string client;
-  /// Runs on a thread of `pool`, bound to a call of that kind. An exception is answered with 500.
-  std::function<HttpAnswer(std::string body)> run;
+  /// The task begins at the head, and gets its body as it arrives.
+  bool streams = false;
+  /// Runs on a thread of `pool`, bound to a call of that kind. `reader` is null unless the task streams. An exception
+  /// is answered with 500.
+  std::function<HttpAnswer(std::string body, platform::HttpBodyReader* reader)> run;
 };
 
 /// Decides on requests by their head, before any of the body is stored. Runs on the connection thread and must not
@@ -138,6 +144,10 @@ class HttpServer {
   bool Refuse(Exchange& exchange);
   bool TakeMemory(const std::shared_ptr<Exchange>& exchange);
   bool Take(Exchange& exchange, std::string_view data);
+  bool BeginStream(const std::shared_ptr<Exchange>& exchange);
+  bool Stream(Exchange& exchange, const char* data, std::size_t& size);
+  bool EndStream(Exchange& exchange);
+  std::int64_t TakeAnswer(Exchange& exchange, char* to, std::size_t size);
   bool Dispatch(const std::shared_ptr<Exchange>& exchange);
   bool Suspend(Exchange& exchange);
   void Submit(const std::shared_ptr<Exchange>& exchange);

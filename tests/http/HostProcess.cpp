@@ -166,7 +166,7 @@ void HttpConnection::EndSending() const {
   static_cast<tcp::iostream&>(*stream_).socket().shutdown(tcp::socket::shutdown_send);
 }
 
-HttpReply HttpConnection::ReadReply() const {
+HttpReply HttpConnection::ReadHead() const {
   auto& stream = static_cast<tcp::iostream&>(*stream_);
   stream.clear();
   stream.expires_after(kPatience);
@@ -178,11 +178,31 @@ HttpReply HttpConnection::ReadReply() const {
   while (std::getline(stream, line) && line != "\r")
     reply.headers[line.substr(0, line.find(": "))] =
         line.substr(line.find(": ") + 2, line.size() - line.find(": ") - 3);
+  return reply;
+}
+
+HttpReply HttpConnection::ReadReply() const {
+  auto reply = ReadHead();
+  auto& stream = static_cast<tcp::iostream&>(*stream_);
   if (reply.headers.contains("Content-Length")) reply.body.resize(std::stoul(reply.headers["Content-Length"]));
   if (stream.read(reply.body.data(), static_cast<std::streamsize>(reply.body.size()))) return reply;
   if (stream.error() == boost::asio::error::operation_aborted || stream.error() == boost::asio::error::timed_out)
     throw std::runtime_error("no answer in time");
   return {};
+}
+
+std::string HttpConnection::ReadChunks() const {
+  ReadHead();
+  std::string body;
+  std::string line;
+  while (std::getline(*stream_, line)) {
+    const auto size = std::stoul(line, nullptr, 16);
+    const auto start = body.size();
+    body.resize(start + size);
+    if (!stream_->read(body.data() + start, static_cast<std::streamsize>(size)) || !std::getline(*stream_, line)) break;
+    if (size == 0) return body;
+  }
+  throw std::runtime_error("cut off after " + std::to_string(body.size()) + " bytes");
 }
 
 std::string RequestHead(const std::string& method, const std::string& path, const std::string& session) {

@@ -95,6 +95,10 @@ class HttpConnection {
   /// A server that has closed already is no failure here: the reply shows it.
   void Send(std::string_view bytes) const;
   [[nodiscard]] HttpReply ReadReply() const;
+  /// Status and headers; what follows them is left.
+  HttpReply ReadHead() const;
+  /// A whole answer in chunks: its body. Throws std::runtime_error when it ends before the last chunk.
+  [[nodiscard]] std::string ReadChunks() const;
   /// Closes the connection at once, with a reset: whatever was not read is lost.
   void Reset() const;
   /// Closes this side only: the server reads the end, and may still answer.

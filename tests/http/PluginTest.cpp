@@ -82,6 +82,32 @@ class PluginTest : public testing::Test {
   OpenedSession session_;
 };
 
+TEST_F(PluginTest, HeadersTellTheErrorInWordsAndTheVersionOfADictionary) {
+  const auto headers = [this](const std::string& method, const std::string& path, const std::string& body) {
+    auto reply = Ask(host_->port(), method, path, session_.id, body);
+    return reply.headers["Evidence-Error"] + "|" + reply.headers["Evidence-Version"];
+  };
+  EXPECT_EQ(headers("GET", kV1 + "/9", "{}"), R"(9804; "no such evidence"|)");
+  EXPECT_EQ(headers("PATCH", kV1 + "/9", "{}"), "|");
+  EXPECT_EQ(headers("PUT", kV1 + "/Type/1", R"({"EvidenceType":{"Name":"Robbery"}})"),
+            "9808; \"name of a type in use\"|");
+  EXPECT_EQ(headers("GET", kV1 + "/Type", "{}"), "|0") << "with 0 the whole dictionary is asked for";
+  ChangeType();
+  for (const char* const path : {"/Type", "/Custom"}) {
+    const auto version = headers("GET", kV1 + path, "{}");
+    EXPECT_EQ(headers("QUERY", kV1 + path, "{}"), version);
+    EXPECT_EQ(headers("GET", "/TRELL/Halyard/BaseVideo/V0/Evidence/Type", "{}"), version);
+    // Each change after it, and none before it, is what a client with that version asks for.
+    const auto changes = [&, number = version.substr(1)] {
+      return Call("GET", kV1 + "/Type", R"({"EvidenceTypeQueryReq":{"ClientResourceVersion":)" + number + "}}");
+    };
+    EXPECT_THAT(changes(), HasSubstr(R"("TotalNum":0)"));
+    ChangeType();
+    EXPECT_NE(headers("GET", kV1 + path, "{}"), version);
+    EXPECT_THAT(changes(), HasSubstr(R"("TotalNum":1)"));
+  }
+}
+
 TEST_F(PluginTest, TheLifeOfAnEvidence) {
   const std::string clara = R"("Creator":{"ID":)" +
                             Postgres().Value("SELECT id FROM platform.users WHERE name = 'clara'") +
