@@ -29,9 +29,10 @@
 #include "Readiness.h"
 #include "ServiceManager.h"
 #include "Stopping.h"
+#include "accounts/AuthEventWriter.h"
 #include "accounts/Authentication.h"
 #include "accounts/FailedTries.h"
-#include "accounts/Users.h"
+#include "accounts/UserChanges.h"
 #include "cameras/CameraDirectory.h"
 #include "http/Gateway.h"
 #include "http/HostRoutes.h"
@@ -111,6 +112,7 @@ class Host {
   const std::shared_ptr<RouteTable> routes_ = std::make_shared<RouteTable>(plugin_paths_);
   const std::shared_ptr<CameraDirectory> cameras_ = std::make_shared<CameraDirectory>();
   std::jthread camera_follower_;
+  std::optional<AuthEventWriter> auth_events_;
   const std::shared_ptr<RouteLedger> ledger_ = std::make_shared<RouteLedger>(plugin_paths_);
   PluginLoader plugins_{*ledger_, *routes_};
   bool all_plugins_up_ = true;
@@ -137,6 +139,8 @@ Host::~Host() {
   plugins_.StopAll([&stopping](const std::string& file) { stopping.Note("UnInit of plugin " + file); });
   stopping.Note("the list of cameras");
   camera_follower_ = {};
+  stopping.Note("the events of logins and accounts");
+  auth_events_.reset();
   Slot<platform::IHttpRoutes>::Exchange(nullptr);
   Slot<kelp::IPlatformAdapterInterface>::Exchange(nullptr);
   Slot<platform::IAuthenticationBackend>::Exchange(nullptr);
@@ -158,6 +162,7 @@ std::string Host::Start() {
   if (!fault.empty()) return fault;
   if (!cameras_->Refresh()) return "the cameras cannot be read";
   camera_follower_ = FollowCameras(cameras_);
+  auth_events_.emplace();
   InstallBackends();
   fault = StartPlugins();
   if (fault.empty()) fault = routes_->Close();

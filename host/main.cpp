@@ -9,6 +9,7 @@
 #include "Commands.h"
 #include "Serve.h"
 #include "Settings.h"
+#include "UserCommands.h"
 #include "backup/Backup.h"
 
 namespace {
@@ -21,9 +22,13 @@ struct Options {
   bool print_config = false;
   /// Settings named on the command line, by key.
   std::map<std::string, std::string> overrides;
-  host::UserAddOptions user_add;
   std::string user_name;
+  host::UserAddOptions user_add;
   host::PermissionCodes codes;
+  std::vector<std::string> roles;
+  host::PasswordOptions password;
+  host::EventOptions events;
+  std::string before;
   std::string camera_file;
   std::string backup_file;
 };
@@ -56,6 +61,13 @@ enum class Command {
   kUserAdd,
   kUserList,
   kUserPermissions,
+  kUserRoles,
+  kUserPassword,
+  kUserDisable,
+  kUserEnable,
+  kUserSessions,
+  kEvents,
+  kEventsPrune,
   kCamerasLoad,
   kCamerasList,
   kBackup,
@@ -65,23 +77,49 @@ enum class Command {
 /// Returns the callback that selects a command.
 using Select = std::function<std::function<void()>(Command)>;
 
+void AddPasswordOptions(CLI::App& command, host::PasswordOptions& password) {
+  command.add_flag("--password-stdin", password.from_stdin,
+                   "Read the password from standard input instead of generating one");
+  command.add_flag("--must-change", password.must_change, "The password must be changed after the first login");
+}
+
 void AddUserCommands(CLI::App& app, Options& options, const Select& select) {
   auto* const user = app.add_subcommand("user", "Manage users")->require_subcommand(1)->fallthrough();
-  user->add_subcommand("list", "List users with their permissions")->callback(select(Command::kUserList));
+  user->add_subcommand("list", "List users with their permissions and roles")->callback(select(Command::kUserList));
+  const auto add = [&](const char* name, const char* help, Command command) {
+    auto* const added = user->add_subcommand(name, help)->fallthrough();
+    added->add_option("name", options.user_name, "The user's name")->required();
+    added->callback(select(command));
+    return added;
+  };
+  auto* const new_user = add("add", "Add a user", Command::kUserAdd);
+  new_user->add_flag("--super", options.user_add.super_user, "Make the user a super user");
+  new_user->add_option("--role", options.user_add.roles, "A role; may be repeated");
+  AddPasswordOptions(*new_user, options.user_add.password);
+  AddCodeOptions(*new_user, options.user_add.codes);
+  AddCodeOptions(*add("permissions", "Replace a user's own permissions", Command::kUserPermissions), options.codes);
+  add("roles", "Replace a user's roles", Command::kUserRoles)
+      ->add_option("--role", options.roles, "A role; may be repeated");
+  AddPasswordOptions(*add("password", "Give a user a new password, and end all sessions", Command::kUserPassword),
+                     options.password);
+  add("disable", "Let a user in no more, and end all sessions", Command::kUserDisable);
+  add("enable", "Let a user in again", Command::kUserEnable);
+  add("sessions", "End all sessions of a user", Command::kUserSessions);
+}
 
-  auto* const add = user->add_subcommand("add", "Add a user")->fallthrough();
-  add->add_option("name", options.user_add.name, "The user's name")->required();
-  add->add_flag("--super", options.user_add.super_user, "Make the user a super user");
-  add->add_flag("--password-stdin", options.user_add.password_stdin,
-                "Read the password from standard input instead of generating one");
-  AddCodeOptions(*add, options.user_add.codes);
-  add->callback(select(Command::kUserAdd));
-
-  auto* const permissions =
-      user->add_subcommand("permissions", "Replace a user's permissions; applies from the next login")->fallthrough();
-  permissions->add_option("name", options.user_name, "The user's name")->required();
-  AddCodeOptions(*permissions, options.codes);
-  permissions->callback(select(Command::kUserPermissions));
+void AddEventCommands(CLI::App& app, Options& options, const Select& select) {
+  auto* const events =
+      app.add_subcommand("events", "Print logins, refusals and what was done to accounts, the newest last");
+  events->fallthrough();
+  events->add_option("--user", options.events.user, "About this user, or done by him");
+  events->add_option("--since", options.events.since, "From this time on, such as 2026-11-01 or 2026-11-01T10:00:00Z");
+  events->add_option("--limit", options.events.limit, "At most this many")->check(CLI::Range(1, 1'000'000));
+  events->callback([&options, &app, run = select(Command::kEvents)] {
+    if (app.get_subcommand("events")->get_subcommands().empty()) run();
+  });
+  auto* const prune = events->add_subcommand("prune", "Delete old events; needs an owner's connection")->fallthrough();
+  prune->add_option("--before", options.before, "Those before this time")->required();
+  prune->callback(select(Command::kEventsPrune));
 }
 
 void AddCameraCommands(CLI::App& app, Options& options, const Select& select) {
@@ -111,6 +149,7 @@ void AddCommands(CLI::App& app, Options& options, Command& command) {
   app.add_subcommand("setup", "Create or upgrade the schemas; needs an owner's connection")
       ->callback(select(Command::kSetup));
   AddUserCommands(app, options, select);
+  AddEventCommands(app, options, select);
   AddCameraCommands(app, options, select);
   AddBackupCommands(app, options, select);
 }
@@ -133,11 +172,24 @@ int RunCommand(Command command, const Options& options, const Settings& settings
     case Command::kSetup:
       return host::RunSetup(settings);
     case Command::kUserAdd:
-      return host::RunUserAdd(settings, options.user_add);
+      return host::RunUserAdd(settings, options.user_name, options.user_add);
     case Command::kUserList:
       return host::RunUserList(settings);
     case Command::kUserPermissions:
       return host::RunUserPermissions(settings, options.user_name, options.codes);
+    case Command::kUserRoles:
+      return host::RunUserRoles(settings, options.user_name, options.roles);
+    case Command::kUserPassword:
+      return host::RunUserPassword(settings, options.user_name, options.password);
+    case Command::kUserDisable:
+    case Command::kUserEnable:
+      return host::RunUserEnable(settings, options.user_name, command == Command::kUserEnable);
+    case Command::kUserSessions:
+      return host::RunUserSessions(settings, options.user_name);
+    case Command::kEvents:
+      return host::RunEvents(settings, options.events);
+    case Command::kEventsPrune:
+      return host::RunEventsPrune(settings, options.before);
     case Command::kCamerasLoad:
       return host::RunCamerasLoad(settings, options.camera_file);
     case Command::kCamerasList:

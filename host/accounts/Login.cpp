@@ -4,6 +4,7 @@
 
 #include "HostLog.h"
 #include "KelpUtils/RapidJsonProto.h"
+#include "accounts/AuthEvents.h"
 
 namespace host {
 namespace {
@@ -41,6 +42,7 @@ HttpResponse Login::Run(const platform::HttpRequest& request) const {
       user_try->Failed();
       client_try->Failed();
       LogHost(kLogAnomaly, "login refused: client %s", client_address.c_str());
+      NoteRefusal(name, client_address);
       return Refused(401, "wrong user name or password");
     case PasswordOutcome::kRight:
       break;
@@ -49,9 +51,18 @@ HttpResponse Login::Run(const platform::HttpRequest& request) const {
   return OpenSession(std::move(user), client_address);
 }
 
+void Login::NoteRefusal(const std::string& name, const std::string& client_address) const {
+  NoteAuthEvent({kEventLoginRefused, name, "", client_address});
+  if (tries_->users.IsFrozen(name)) NoteAuthEvent({kEventFreeze, name, "", client_address, "", "the user"});
+  if (tries_->clients.IsFrozen(client_address)) {
+    NoteAuthEvent({kEventFreeze, name, "", client_address, "", "the client's address"});
+  }
+}
+
 HttpResponse Login::OpenSession(UserRecord user, const std::string& client_address) const {
   if (!ReadPermissions(user)) return DatabaseAway();
   LogHost(kLogProgress, "login: user %s, client %s", user.name.c_str(), client_address.c_str());
+  NoteAuthEvent({kEventLogin, user.name, "", client_address});
   const auto opened = sessions_->Open(std::move(user), client_address);
   kelp::CRapidJsonProto answer;
   answer.set_v("/SessionID", opened.id);

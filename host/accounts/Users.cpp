@@ -11,9 +11,6 @@ namespace {
 
 namespace SqlText = platform::SqlText;
 namespace StringUtil = Orv::Base::StringUtil;
-using Permissions = std::set<std::pair<ClientKind, int>>;
-
-constexpr std::size_t kGeneratedPasswordBytes = 12;
 
 UserRecord ReadUser(const kelp::IDBResultSet& row) {
   UserRecord user;
@@ -58,31 +55,6 @@ bool FindAccount(const std::string& name, Account& account) {
   });
 }
 
-constexpr char kSqlGrant[] =
-    "INSERT INTO platform.permissions (user_id, kind, code, granted)"
-    " SELECT id, %d, %d, true FROM platform.users WHERE name = %s"
-    " ON CONFLICT (user_id, kind, code) DO UPDATE SET granted = true;";
-
-std::string GrantStatements(const std::string& name, const Permissions& permissions) {
-  std::string sql;
-  for (const auto& [kind, code] : permissions) {
-    sql += SqlText::Format(kSqlGrant, static_cast<int>(kind), code, SqlText::Literal(name).c_str());
-  }
-  return sql;
-}
-
-enum class UserLookup { kFound, kMissing, kDatabaseAway };
-
-constexpr char kSqlUserExists[] = "SELECT id FROM platform.users WHERE name = %s";
-
-UserLookup LookUp(const std::string& name) {
-  bool found = false;
-  const bool answered = Query(SqlText::Format(kSqlUserExists, SqlText::Literal(name).c_str()),
-                              [&](kelp::IDBResultSet* rows) { found = !rows->IsEof(); });
-  if (!answered) return UserLookup::kDatabaseAway;
-  return found ? UserLookup::kFound : UserLookup::kMissing;
-}
-
 bool IsUserName(const std::string& name) {
   return !name.empty() && StringUtil::str_len(name, StringUtil::kCodePageUtf8) <= kMaxUserName &&
          !StringUtil::ContainsIllegalCharacters(name) && name.find_first_of("\t\r\n") == std::string::npos;
@@ -111,6 +83,13 @@ bool FindUser(int user_id, UserRecord& user) {
                [&user](kelp::IDBResultSet* rows) { user = rows->IsEof() ? NoUser() : ReadUser(*rows); });
 }
 
+bool FindUser(const std::string& name, UserRecord& user) {
+  Account account;
+  if (!FindAccount(name, account)) return false;
+  user = std::move(account.user);
+  return true;
+}
+
 constexpr char kSqlFindRights[] =
     "SELECT kind, code, '' AS role FROM platform.user_permissions WHERE user_id = %d UNION ALL"
     " SELECT 0, 0, role FROM platform.user_roles WHERE granted AND user_id = %d";
@@ -130,33 +109,6 @@ bool HoldsControlPermission(int user_id, int code) {
   bool holds = false;
   const auto sql = SqlText::Format(kSqlHoldsControlPermission, user_id, static_cast<int>(ClientKind::kControl), code);
   return Query(sql, [&](kelp::IDBResultSet* rows) { holds = !rows->IsEof(); }) && holds;
-}
-
-constexpr char kSqlAddUser[] = "INSERT INTO platform.users (name, password_hash, super_user) VALUES (%s, %s, %s);";
-
-std::string AddUser(const NewUser& user) {
-  const auto& record = user.record;
-  if (!IsUserName(record.name)) return "a user name must have 1 to 128 characters and no control character";
-  const auto hash = HashPassword(user.password);
-  if (!hash) return "a password must have 1 to 511 bytes of UTF-8 and no control character";
-  const auto lookup = LookUp(record.name);
-  if (lookup == UserLookup::kDatabaseAway) return kNoAnswer;
-  if (lookup == UserLookup::kFound) return "user " + record.name + " already exists";
-  const auto sql = SqlText::Format(kSqlAddUser, SqlText::Literal(record.name).c_str(), SqlText::Literal(*hash).c_str(),
-                                   record.super_user ? "true" : "false");
-  return Execute(sql + GrantStatements(record.name, record.permissions)) ? "" : kNoAnswer;
-}
-
-constexpr char kSqlRevokeAll[] =
-    "UPDATE platform.permissions SET granted = false"
-    " WHERE user_id = (SELECT id FROM platform.users WHERE name = %s);";
-
-std::string SetPermissions(const std::string& name, const Permissions& permissions) {
-  const auto lookup = LookUp(name);
-  if (lookup == UserLookup::kDatabaseAway) return kNoAnswer;
-  if (lookup == UserLookup::kMissing) return "user " + name + " does not exist";
-  const auto sql = SqlText::Format(kSqlRevokeAll, SqlText::Literal(name).c_str());
-  return Execute(sql + GrantStatements(name, permissions)) ? "" : kNoAnswer;
 }
 
 constexpr char kSqlListUsers[] =
@@ -202,25 +154,5 @@ constexpr char kSqlAccountRevision[] = "SELECT revision FROM platform.account_ch
 bool ReadAccountRevision(std::string& revision) {
   return Query(kSqlAccountRevision, [&](kelp::IDBResultSet* rows) { revision = rows->GetString("revision"); });
 }
-
-constexpr char kSqlAddSysop[] =
-    "INSERT INTO platform.users (name, password_hash, super_user) VALUES (%s, %s, true)"
-    " ON CONFLICT (name) DO NOTHING RETURNING id";
-
-bool EnsureSysop(std::string& password) {
-  const auto lookup = LookUp(kSysop);
-  if (lookup != UserLookup::kMissing) return lookup == UserLookup::kFound;
-  const auto generated = GeneratedPassword();
-  const auto hash = HashPassword(generated);
-  bool added = false;
-  // Another host on the same database may be first: its password is then the valid one.
-  const bool answered =
-      hash && Query(SqlText::Format(kSqlAddSysop, SqlText::Literal(kSysop).c_str(), SqlText::Literal(*hash).c_str()),
-                    [&](kelp::IDBResultSet* rows) { added = !rows->IsEof(); });
-  if (added) password = generated;
-  return answered;
-}
-
-std::string GeneratedPassword() { return RandomHex(kGeneratedPasswordBytes); }
 
 }  // namespace host

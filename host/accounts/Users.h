@@ -32,6 +32,7 @@ enum class PasswordOutcome { kRight, kWrong, kDisabled, kDatabaseAway };
 /// The record with that id, without permissions and roles, or the id -1 when there is no such user. False when the
 /// database does not answer.
 [[nodiscard]] bool FindUser(int user_id, UserRecord& user);
+[[nodiscard]] bool FindUser(const std::string& name, UserRecord& user);
 
 /// Fills the roles of `user` and the permissions that he holds, by his id. False when the database does not answer.
 [[nodiscard]] bool ReadPermissions(UserRecord& user);
@@ -39,18 +40,6 @@ enum class PasswordOutcome { kRight, kWrong, kDisabled, kDatabaseAway };
 /// Whether the user is enabled and holds `code` for control clients by himself or by a role, or is an enabled super
 /// user; read from the tables at each call. False also when the database does not answer.
 [[nodiscard]] bool HoldsControlPermission(int user_id, int code);
-
-struct NewUser {
-  UserRecord record;
-  std::string password;
-};
-
-/// "" when the user was added, else the fault, as a line for the operator.
-[[nodiscard]] std::string AddUser(const NewUser& user);
-
-/// Sets the user's granted permissions to exactly `permissions`. Returns "" or the fault.
-[[nodiscard]] std::string SetPermissions(const std::string& name,
-                                         const std::set<std::pair<ClientKind, int>>& permissions);
 
 struct ListedUser {
   UserRecord record;
@@ -68,12 +57,5 @@ struct ListedUser {
 /// The revision of all accounts: another one after any change of users, permissions and roles, by whomever. False when
 /// the database does not answer.
 [[nodiscard]] bool ReadAccountRevision(std::string& revision);
-
-/// Adds the super user kSysop with a random password if it does not exist. False when the database does not answer.
-/// `password` is filled only when the user was added.
-[[nodiscard]] bool EnsureSysop(std::string& password);
-
-/// A random password for a new user.
-[[nodiscard]] std::string GeneratedPassword();
 
 }  // namespace host

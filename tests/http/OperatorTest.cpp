@@ -59,26 +59,71 @@ TEST(SettingsTest, EveryFaultIsNamedWithItsLine) {
 }
 
 TEST(UserCommandTest, AddsListsAndChangesUsers) {
-  const std::pair<std::vector<std::string>, std::string> kCases[] = {
+  Postgres().Query("TRUNCATE platform.users, platform.permissions, platform.user_roles, platform.auth_event");
+  const std::string bad_password = "evidence-host: a password must [^\n]*\n";
+  const struct {
+    std::vector<std::string> arguments;
+    std::string printed;
+    std::string input = "";
+  } kCases[] = {
       {{"add", "O'Neil", "--web", "7,5", "--control", "9"}, "O'Neil password: [0-9a-f]{24}\n"},
-      {{"list"}, "(.|\n)*\tO'Neil\tuser\tenabled\tweb 5,7\tcs -\tcontrol 9\n"},
+      {{"list"}, "(.|\n)*\tO'Neil\tuser\tenabled\tweb 5,7\tcs -\tcontrol 9\troles -\n"},
       {{"permissions", "O'Neil", "--cs", "1"}, ""},
       {{"permissions", "nobody"}, "evidence-host: user nobody does not exist\n"},
       {{"add", "Town\\Erik", "--super"}, "town\\\\erik password: [0-9a-f]{24}\n"},
       {{"add", "TOWN\\erik"}, "evidence-host: user town\\\\erik already exists\n"},
       {{"permissions", "TOWN\\Erik", "--control", "44"}, ""},
       {{"add", ""}, "evidence-host: a user name must have [^\n]*\n"},
-      {{"add", "empty", "--password-stdin"}, "evidence-host: a password must have [^\n]*\n"},
+      {{"add", "command line"}, "evidence-host: a user name must have [^\n]*\n"},
+      {{"add", "empty", "--password-stdin"}, bad_password},
+      {{"add", "short", "--password-stdin"}, bad_password, "eleven char\r\n"},
+      {{"add", "common", "--password-stdin"}, bad_password, "Password2026!"},
+      {{"add", "one", "--password-stdin", "--role", "operator", "--role", "custodian"}, "", "twelve chars\r\n"},
+      {{"add", "two", "--role", "janitor"},
+       "evidence-host: there is no role janitor, only administrator, auditor, [^\n]*\n"},
       {{"list"},
-       "(.|\n)*O'Neil\tuser\tenabled\tweb -\tcs 1\tcontrol -\n.*\ttown\\\\erik\tsuper\tenabled\tweb -\tcs -\tcontrol "
-       "44\n"},
+       "(.|\n)*O'Neil\tuser\tenabled\tweb -\tcs 1\tcontrol -\troles -\n.*\ttown\\\\erik\tsuper\tenabled\tweb -\tcs "
+       "-\tcontrol 44\troles -\n.*\tone\tuser\tenabled\tweb -\tcs 41,44\tcontrol 43\troles custodian,operator\n"},
+      {{"disable", "town\\erik"}, "evidence-host: nobody enabled would be left who may manage users\n"},
+      {{"roles", "one", "--role", "administrator"}, ""},
+      {{"disable", "town\\erik"}, ""},
+      {{"roles", "one"}, "evidence-host: nobody enabled would be left who may manage users\n"},
+      {{"enable", "TOWN\\Erik"}, ""},
+      {{"roles", "one", "--role", "auditor"}, ""},
+      {{"password", "one", "--must-change"}, "one password: [0-9a-f]{24}\n"},
+      {{"password", "one", "--password-stdin"}, bad_password, "one"},
+      {{"password", "nobody"}, "evidence-host: user nobody does not exist\n"},
+      {{"sessions", "one"}, ""},
+      {{"list"}, "(.|\n)*\tone\tuser\tenabled\tweb -\tcs -\tcontrol -\troles auditor\n"},
   };
-  for (auto [arguments, printed] : kCases) {
+  for (auto [arguments, printed, input] : kCases) {
     arguments.insert(arguments.begin(), "user");
-    const auto finished = RunHost(arguments);
-    EXPECT_THAT(finished.out + finished.err, testing::MatchesRegex(printed));
+    const auto finished = RunHost(arguments, input);
+    EXPECT_THAT(finished.out + finished.err, testing::MatchesRegex(printed)) << arguments[1] << ' ' << arguments.back();
     EXPECT_EQ(finished.exit_code, finished.err.empty() ? 0 : 1);
   }
+  EXPECT_EQ(
+      Postgres().Value("SELECT concat(must_change_password, session_epoch) FROM platform.users WHERE name = 'one'"),
+      "t2");
+  EXPECT_EQ(Postgres().Value("SELECT session_epoch FROM platform.users WHERE name = 'town\\erik'"), "1");
+
+  const auto events = RunHost({"events", "--user", "one"}).out;
+  EXPECT_THAT(events,
+              testing::MatchesRegex(
+                  "(.|\n)*Z\tuser_added\tone\tcommand line\t-\t-\tno super user; roles custodian, operator; no "
+                  "permissions of his own; new password\n[^\n]*Z\tuser_changed\tone\tcommand "
+                  "line\t-\t-\troles administrator\n[^\n]*\troles auditor\n[^\n]*Z\tpassword_changed\t[^\n]*new "
+                  "password, which he must change\n[^\n]*Z\tsession_ended\t[^\n]*all sessions ended\n"));
+  EXPECT_EQ(RunHost({"events", "--limit", "1"}).out, events.substr(events.rfind('\n', events.size() - 2) + 1));
+  EXPECT_EQ(RunHost({"events", "--since", "2999-01-01"}).out, "");
+  EXPECT_THAT(RunHost({"events", "--since", "soon"}).err, HasSubstr("soon is no time"));
+  const std::vector<std::string> prune{"events", "prune", "--before", "2999-01-01T00:00:00Z", "--setup-database"};
+  EXPECT_THAT(RunHost({"events", "prune", "--before", "2999-01-01"}).err, HasSubstr("permission denied"));
+  auto with_owner = prune;
+  with_owner.push_back(Postgres().OwnerConnection());
+  EXPECT_EQ(RunHost(with_owner).out, "11 events deleted\n");
+  EXPECT_THAT(RunHost({"events"}).out, testing::MatchesRegex("[^\n]*\tevents_pruned\t-\tcommand line\t-\t-\t11 events "
+                                                             "before 2999-01-01T00:00:00Z deleted\n"));
 }
 
 class KeyFileTest : public testing::Test {

@@ -8,7 +8,7 @@
 #include "accounts/Authentication.h"
 #include "accounts/FailedTries.h"
 #include "accounts/SealedText.h"
-#include "accounts/Users.h"
+#include "accounts/UserChanges.h"
 #include "http/HostProcess.h"
 
 namespace evidence_test {
@@ -139,7 +139,9 @@ TEST_F(PasswordTest, UsersAndClientsFreezeAtTheirLimitsAndTimeLiftsIt) {
 TEST_F(PasswordTest, ControlPermissionsAreReadAtEachCall) {
   const auto holders = [](const std::string& enabled, const std::set<std::pair<ClientKind, int>>& annas) {
     Postgres().Query("UPDATE platform.users SET enabled = " + enabled);
-    EXPECT_EQ(host::SetPermissions("anna", annas), "");
+    host::UserChange change;
+    change.permissions = annas;
+    EXPECT_EQ(host::ChangeUser("anna", change, {"chief"}).text, "");
     std::string names;
     for (const auto& [name, id] : ids_)
       names += HaveControlClientPermission(43, id) ? name + " " : "";

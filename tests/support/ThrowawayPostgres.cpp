@@ -119,7 +119,8 @@ BEGIN
               OR tablename IN ('incre_resource', 'operation_log') LOOP
     EXECUTE 'DELETE FROM ' || name;
   END LOOP;
-  FOR name IN SELECT schemaname || '.' || sequencename FROM pg_sequences WHERE sequencename <> 'users_id_seq' LOOP
+  FOR name IN SELECT schemaname || '.' || sequencename FROM pg_sequences WHERE
+              sequencename NOT IN ('users_id_seq', 'auth_event_id_seq') LOOP
     EXECUTE 'ALTER SEQUENCE ' || name || ' RESTART';
   END LOOP;
   INSERT INTO evidence.evidence_type (id) SELECT generate_series(0, 5);

@@ -7,6 +7,7 @@
 #include "Backend.h"
 #include "OrvBase/Error.h"
 #include "OrvBase/Format.h"
+#include "platform/SecretText.h"
 
 namespace {
 
@@ -43,7 +44,7 @@ void ITarnFormatLog(int level, const char* tag, const char* format, ...) {
   va_start(arguments, format);
   try {
     if (const auto sink = platform::Slot<platform::ILogSink>::Get())
-      sink->Write(level, tag, FormatList(format, arguments));
+      sink->Write(level, tag, platform::SecretText::LeftOut(FormatList(format, arguments)));
   } catch (...) {
     // A line that cannot be written is lost: there is nowhere else to report it.
   }
