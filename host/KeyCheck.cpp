@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "Database.h"
+#include "Hex.h"
 #include "platform/SqlText.h"
 
 namespace host {
@@ -24,11 +25,7 @@ std::string ValueOf(const std::string& key) {
       nullptr) {
     return {};
   }
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string hex;
-  for (unsigned n = 0; n < size; ++n)
-    hex.append({kDigits[digest[n] >> 4], kDigits[digest[n] & 15]});
-  return hex;
+  return ToHex(digest.data(), size);
 }
 
 constexpr char kSqlValue[] = "SELECT value FROM platform.key_check";

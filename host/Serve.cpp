@@ -29,9 +29,11 @@
 #include "Readiness.h"
 #include "ServiceManager.h"
 #include "Stopping.h"
+#include "accounts/AccountStates.h"
 #include "accounts/AuthEventWriter.h"
 #include "accounts/Authentication.h"
 #include "accounts/FailedTries.h"
+#include "accounts/SessionRoutes.h"
 #include "accounts/UserChanges.h"
 #include "cameras/CameraDirectory.h"
 #include "http/Gateway.h"
@@ -80,6 +82,11 @@ std::shared_ptr<LoginTries> MakeLoginTries(const Settings& settings) {
   return std::make_shared<LoginTries>(users, clients);
 }
 
+Sessions::Rules SessionRules(const Settings& settings) {
+  return {std::chrono::minutes(settings.session_idle_minutes), std::chrono::hours(settings.session_hours),
+          static_cast<std::size_t>(settings.sessions_limit), static_cast<std::size_t>(settings.sessions_per_user)};
+}
+
 /// The parts of a running host, in the order of their start.
 class Host {
  public:
@@ -105,8 +112,9 @@ class Host {
   std::optional<DatabaseHold> database_;
   std::string aes_key_;
   ListenSocket socket_;
-  const std::shared_ptr<Sessions> sessions_ = std::make_shared<Sessions>(
-      std::chrono::minutes(settings_.session_idle_minutes), static_cast<std::size_t>(settings_.sessions_limit));
+  std::shared_ptr<Sessions> sessions_;
+  std::shared_ptr<AccountStates> accounts_;
+  std::jthread account_follower_;
   const std::shared_ptr<LoginTries> tries_ = MakeLoginTries(settings_);
   const std::shared_ptr<platform::IRouteTable> plugin_paths_ = platform::MakeRouteTable();
   const std::shared_ptr<RouteTable> routes_ = std::make_shared<RouteTable>(plugin_paths_);
@@ -139,6 +147,8 @@ Host::~Host() {
   plugins_.StopAll([&stopping](const std::string& file) { stopping.Note("UnInit of plugin " + file); });
   stopping.Note("the list of cameras");
   camera_follower_ = {};
+  stopping.Note("the accounts");
+  account_follower_ = {};
   stopping.Note("the events of logins and accounts");
   auth_events_.reset();
   Slot<platform::IHttpRoutes>::Exchange(nullptr);
@@ -163,6 +173,9 @@ std::string Host::Start() {
   if (!cameras_->Refresh()) return "the cameras cannot be read";
   camera_follower_ = FollowCameras(cameras_);
   auth_events_.emplace();
+  sessions_ = std::make_shared<Sessions>(aes_key_, SessionRules(settings_));
+  accounts_ = std::make_shared<AccountStates>(sessions_);
+  account_follower_ = FollowAccounts(accounts_);
   InstallBackends();
   fault = StartPlugins();
   if (fault.empty()) fault = routes_->Close();
@@ -217,8 +230,9 @@ void Host::InstallBackends() {
   Slot<platform::IIncreResourceBackend>::Exchange(platform::MakeIncreResourceBackend());
   Slot<platform::IAuthenticationBackend>::Exchange(MakeAuthentication(sessions_, tries_));
   Slot<platform::IHttpRoutes>::Exchange(routes_);
-  RegisterHostRoutes(*routes_, std::make_shared<const Login>(sessions_, tries_),
+  RegisterHostRoutes(*routes_, std::make_shared<const Login>(sessions_, accounts_, tries_),
                      [this] { return all_plugins_up_ && readiness_->IsReady(); });
+  RegisterSessionRoutes(*routes_, sessions_);
   Slot<kelp::IPlatformAdapterInterface>::Exchange(
       MakeAdapter({ledger_, MakeClientPermissions(sessions_), cameras_, cameras_, platform::MakeSystemAndLogApi()}));
 }

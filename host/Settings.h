@@ -34,7 +34,9 @@ struct Settings {
   std::int64_t connections_limit = 0;
   std::int64_t address_connections = 0;
   std::int64_t session_idle_minutes = 0;
+  std::int64_t session_hours = 0;
   std::int64_t sessions_limit = 0;
+  std::int64_t sessions_per_user = 0;
   std::int64_t user_tries = 0;
   std::int64_t client_tries = 0;
   std::string client_freeze;

@@ -7,6 +7,7 @@
 #include "accounts/SealedText.h"
 #include "accounts/Secrets.h"
 #include "accounts/Users.h"
+#include "platform/RequestContext.h"
 
 namespace host {
 namespace {
@@ -16,6 +17,14 @@ using namespace TarnPlatform::Authentication;
 constexpr int kRight = 0;
 constexpr int kNoUser = -1;
 
+/// The session as this thread's request sees it: many come from where the login came from, and share one object.
+std::shared_ptr<CUserSession> SeenByRequest(const std::shared_ptr<CUserSession>& login) {
+  const auto* const request = platform::RequestContext::Current();
+  if (request == nullptr || request->client_address == login->GetValLoginAddress()) return login;
+  return std::make_shared<CUserSession>(login->GetValUserID(), login->GetValUserName(), request->client_address,
+                                        login->GetValLoginAddress(), login->GetValClientType());
+}
+
 class Authentication final : public platform::IAuthenticationBackend {
  public:
   Authentication(std::shared_ptr<const Sessions> sessions, std::shared_ptr<LoginTries> tries)
@@ -23,7 +32,7 @@ class Authentication final : public platform::IAuthenticationBackend {
 
   std::shared_ptr<CUserSession> FindSession(const std::string& id) override {
     const auto session = sessions_->Find(id);
-    return session ? session->seen_by_plugins : nullptr;
+    return session ? SeenByRequest(session->seen_by_plugins) : nullptr;
   }
 
   bool IsSuperUser(const std::string& id) override {

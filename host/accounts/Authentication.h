@@ -25,8 +25,9 @@ namespace host {
 /// domain accounts are stored in lower case. Verification code and mark are carried for others and not used. Users are
 /// frozen by name: IsUserFreeze and UserTriesLeft ignore the id.
 ///
-/// HaveControlClientPermission reads the tables at each call, so that a change applies at once; everything else about a
-/// session's user dates from the login.
+/// HaveControlClientPermission reads the tables at each call, so that a change applies at once; what else is known of a
+/// session's user is some seconds old. The client address of a session is that of the request that this thread works
+/// for.
 std::shared_ptr<platform::IAuthenticationBackend> MakeAuthentication(std::shared_ptr<const Sessions> sessions,
                                                                      std::shared_ptr<LoginTries> tries);
 

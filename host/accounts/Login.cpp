@@ -1,7 +1,5 @@
 #include "accounts/Login.h"
 
-#include <utility>
-
 #include "HostLog.h"
 #include "KelpUtils/RapidJsonProto.h"
 #include "accounts/AuthEvents.h"
@@ -17,6 +15,7 @@ HttpResponse Refused(unsigned status, const std::string& reason) {
 }
 
 HttpResponse DatabaseAway() { return Refused(503, "database away"); }
+HttpResponse WrongPassword() { return Refused(401, "wrong user name or password"); }
 
 }  // namespace
 
@@ -43,12 +42,12 @@ HttpResponse Login::Run(const platform::HttpRequest& request) const {
       client_try->Failed();
       LogHost(kLogAnomaly, "login refused: client %s", client_address.c_str());
       NoteRefusal(name, client_address);
-      return Refused(401, "wrong user name or password");
+      return WrongPassword();
     case PasswordOutcome::kRight:
       break;
   }
   user_try->Succeeded();
-  return OpenSession(std::move(user), client_address);
+  return OpenSession(user, client_address);
 }
 
 void Login::NoteRefusal(const std::string& name, const std::string& client_address) const {
@@ -59,15 +58,22 @@ void Login::NoteRefusal(const std::string& name, const std::string& client_addre
   }
 }
 
-HttpResponse Login::OpenSession(UserRecord user, const std::string& client_address) const {
-  if (!ReadPermissions(user)) return DatabaseAway();
-  LogHost(kLogProgress, "login: user %s, client %s", user.name.c_str(), client_address.c_str());
+HttpResponse Login::OpenSession(const UserRecord& user, const std::string& client_address) const {
+  // Opened first: whatever changes the account from now on ends or changes the session, too.
+  const auto opened = sessions_->Open(user, client_address);
+  if (!accounts_->RefreshUser(user.id)) {
+    sessions_->End(opened.handle);
+    return DatabaseAway();
+  }
+  const auto session = sessions_->Find(opened.handle);
+  if (!session) return WrongPassword();
+  LogHost(kLogProgress, "login: user %s, client %s, session %s", user.name.c_str(), client_address.c_str(),
+          opened.handle.c_str());
   NoteAuthEvent({kEventLogin, user.name, "", client_address});
-  const auto opened = sessions_->Open(std::move(user), client_address);
-  kelp::CRapidJsonProto answer;
-  answer.set_v("/SessionID", opened.id);
-  answer.set_v("/SessionKey", opened.key);
-  return HttpResponse::Json(200, answer.get_str());
+  // None of these needs an escape.
+  auto answer = R"({"SessionID":")" + opened.token + R"(","SessionKey":")" + opened.key + '"';
+  if (session->user.must_change_password) answer += R"(,"MustChangePassword":true)";
+  return HttpResponse::Json(200, answer + '}');
 }
 
 }  // namespace host

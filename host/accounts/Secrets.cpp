@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "Hex.h"
 #include "HostLog.h"
 #include "OrvBase/StringUtil.h"
 
@@ -41,14 +42,7 @@ std::string RandomHex(std::size_t bytes) {
     LogHost(kLogFatal, "the system gives no random bytes");
     std::abort();
   }
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string text;
-  text.reserve(2 * bytes);
-  for (const unsigned char byte : random) {
-    text += kDigits[byte >> 4];
-    text += kDigits[byte & 15];
-  }
-  return text;
+  return ToHex(random.data(), random.size());
 }
 
 bool IsPassword(const std::string& password) {

@@ -90,17 +90,6 @@ bool FindUser(const std::string& name, UserRecord& user) {
   return true;
 }
 
-constexpr char kSqlFindRights[] =
-    "SELECT kind, code, '' AS role FROM platform.user_permissions WHERE user_id = %d UNION ALL"
-    " SELECT 0, 0, role FROM platform.user_roles WHERE granted AND user_id = %d";
-
-bool ReadPermissions(UserRecord& user) {
-  return Query(SqlText::Format(kSqlFindRights, user.id, user.id), [&](kelp::IDBResultSet* rows) {
-    for (; !rows->IsEof(); rows->Next())
-      ReadRight(*rows, user);
-  });
-}
-
 constexpr char kSqlHoldsControlPermission[] =
     "SELECT 1 FROM platform.users u WHERE u.id = %d AND u.enabled AND (u.super_user OR EXISTS"
     " (SELECT 1 FROM platform.user_permissions p WHERE p.user_id = u.id AND p.kind = %d AND p.code = %d))";

@@ -34,9 +34,6 @@ enum class PasswordOutcome { kRight, kWrong, kDisabled, kDatabaseAway };
 [[nodiscard]] bool FindUser(int user_id, UserRecord& user);
 [[nodiscard]] bool FindUser(const std::string& name, UserRecord& user);
 
-/// Fills the roles of `user` and the permissions that he holds, by his id. False when the database does not answer.
-[[nodiscard]] bool ReadPermissions(UserRecord& user);
-
 /// Whether the user is enabled and holds `code` for control clients by himself or by a role, or is an enabled super
 /// user; read from the tables at each call. False also when the database does not answer.
 [[nodiscard]] bool HoldsControlPermission(int user_id, int code);

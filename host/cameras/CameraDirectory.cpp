@@ -1,14 +1,12 @@
 #include "cameras/CameraDirectory.h"
 
 #include <chrono>
-#include <condition_variable>
 #include <unordered_map>
 #include <utility>
 
+#include "Every.h"
 #include "HostLog.h"
 #include "cameras/Cameras.h"
-#include "platform/Call.h"
-#include "platform/Guard.h"
 
 namespace host {
 namespace {
@@ -88,21 +86,7 @@ bool CameraDirectory::Refresh() {
 }
 
 std::jthread FollowCameras(std::shared_ptr<CameraDirectory> cameras) {
-  return std::jthread([cameras = std::move(cameras)](const std::stop_token& stop) {
-    platform::Call call(platform::Call::Kind::kReads);
-    const platform::CallScope scope(call);
-    const std::stop_callback cancel(stop, [&call] { call.Cancel(); });
-    std::mutex mutex;
-    std::condition_variable_any wake;
-    std::unique_lock lock(mutex);
-    while (!wake.wait_for(lock, stop, kInterval, [&stop] { return stop.stop_requested(); })) {
-      // The database layer logs why a refresh fails; the next one may succeed.
-      platform::Guard([&] { static_cast<void>(cameras->Refresh()); },
-                      [](const char* reason) {
-                        LogHost(kLogFailure, "the cameras cannot be read: %s", reason ? reason : "unknown");
-                      });
-    }
-  });
+  return Every(kInterval, "the cameras", [cameras = std::move(cameras)] { static_cast<void>(cameras->Refresh()); });
 }
 
 }  // namespace host

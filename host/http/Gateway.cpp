@@ -56,11 +56,11 @@ int MethodCode(const Method& method, const HttpHead& head) {
 }
 
 /// The token of "Bearer <token>"; "" for anything else.
-std::string BearerToken(const std::optional<std::string_view>& header) {
+std::string_view BearerToken(const std::optional<std::string_view>& header) {
   constexpr std::string_view kScheme = "Bearer ";
   if (!header || header->size() <= kScheme.size()) return {};
   if (strncasecmp(header->data(), kScheme.data(), kScheme.size()) != 0) return {};
-  return std::string(header->substr(kScheme.size()));
+  return header->substr(kScheme.size());
 }
 
 HttpAnswer CallPlugin(const kelp::UrlCallback& callback, const kelp::SHttpRequest& request, bool is_dictionary) {
@@ -126,18 +126,15 @@ Gateway::Verdict Gateway::Admit(const HttpHead& head) const {
   auto found = parts_.routes->Find(head.method, head.path);
   if (auto* const match = std::get_if<RouteTable::Match>(&found)) return AdmitToRoute(head, std::move(*match));
   const bool is_below = head.path.starts_with(kRoutesBegin);
-  std::string session_id;
-  if (is_below && !SessionOf(head, session_id)) return NoSession();
+  if (is_below && !SessionOf(head)) return NoSession();
   if (auto* const others = std::get_if<RouteTable::OtherMethods>(&found))
     return MethodRefused(std::move(others->allow));
   if (is_below) return NoPath();
   return AdmitToPlugin(head);
 }
 
-std::shared_ptr<const Session> Gateway::SessionOf(const HttpHead& head, std::string& session_id) const {
-  // An empty session denotes a trusted internal caller: it must not come from here.
-  session_id = BearerToken(head.fields.Header("Authorization"));
-  return session_id.empty() ? nullptr : parts_.sessions->Use(session_id);
+std::shared_ptr<const Session> Gateway::SessionOf(const HttpHead& head) const {
+  return parts_.sessions->Use(BearerToken(head.fields.Header("Authorization")), head.context.client_address);
 }
 
 Gateway::Verdict Gateway::AdmitToRoute(const HttpHead& head, RouteTable::Match match) const {
@@ -145,8 +142,9 @@ Gateway::Verdict Gateway::AdmitToRoute(const HttpHead& head, RouteTable::Match m
   HttpRequest request;
   auto client = head.context.client_address;
   if (route.access.who != HttpAccess::Who::kAnybody) {
-    const auto session = SessionOf(head, request.session);
+    const auto session = SessionOf(head);
     if (!session) return NoSession();
+    request.session = session->handle;
     if (const char* const refusal = Refusal(*session, route)) return ErrorAnswer(kForbidden, refusal);
     client = session->user.name;
   }
@@ -191,8 +189,7 @@ Gateway::Verdict Gateway::AdmitToPlugin(const HttpHead& head) const {
     return answer;
   }
   const int method_code = MethodCode(*method, head);
-  std::string session_id;
-  const auto session = SessionOf(head, session_id);
+  const auto session = SessionOf(head);
   if (!session) return NoSession();
   auto match = parts_.plugin_paths->Find(head.path);
   if (!match) return NoPath();
@@ -202,9 +199,10 @@ Gateway::Verdict Gateway::AdmitToPlugin(const HttpHead& head) const {
   task.kind = method_code == kelp::kMethodGet ? Kind::kReads : Kind::kWrites;
   task.client = session->user.name;
   const bool is_dictionary = task.kind == Kind::kReads && IsDictionary(head.path);
-  task.run = [method_code, is_dictionary, session_id = std::move(session_id), match = std::move(*match)](
+  // An empty session denotes a trusted internal caller: a handle never is.
+  task.run = [method_code, is_dictionary, handle = session->handle, match = std::move(*match)](
                  std::string body, platform::HttpBodyReader* /*reader*/) {
-    return CallPlugin(match.callback, {method_code, session_id, match.url_ids, std::move(body)}, is_dictionary);
+    return CallPlugin(match.callback, {method_code, handle, match.url_ids, std::move(body)}, is_dictionary);
   };
   return task;
 }

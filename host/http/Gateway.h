@@ -43,7 +43,7 @@ class Gateway {
 
  private:
   /// The session of the token that the request carries; null without one.
-  std::shared_ptr<const Session> SessionOf(const HttpHead& head, std::string& session_id) const;
+  std::shared_ptr<const Session> SessionOf(const HttpHead& head) const;
   Verdict AdmitToRoute(const HttpHead& head, RouteTable::Match match) const;
   Verdict AdmitToPlugin(const HttpHead& head) const;
   WorkerPool* PoolOf(platform::HttpPool pool) const;

@@ -55,7 +55,7 @@ class PasswordTest : public testing::Test {
     request->SetValPassword(what.password);
     request->SetValLoginAccountType(what.account_type);
     request->SetValEncryptionType(what.encryption);
-    request->SetValSessionIdSecurity(what.session.empty() ? session_.id : what.session);
+    request->SetValSessionIdSecurity(what.session.empty() ? session_.handle : what.session);
     request->SetValClientAddress(what.client);
     auto response = std::make_shared<CLoginResponse>(999, 999);
     const bool ok = CheckPassword(response, request);
@@ -73,8 +73,9 @@ class PasswordTest : public testing::Test {
   const std::shared_ptr<kelp::IDBManager> manager_ =
       platform::MakePostgresDBManager({.connection = Postgres().AppConnection()});
   const platform::ScopedBackend<kelp::IDBManager> installed_manager_{manager_};
-  const std::shared_ptr<host::Sessions> sessions_ = std::make_shared<host::Sessions>(minutes(30), 10);
-  const host::Sessions::Opened session_ = sessions_->Open({1, "anna", false, {}}, kClient);
+  const std::shared_ptr<host::Sessions> sessions_ = std::make_shared<host::Sessions>(
+      "a site's key", host::Sessions::Rules{.idle = minutes(30), .age = minutes(30), .limit = 10, .per_user = 10});
+  const host::Sessions::Opened session_ = sessions_->Open({.id = 1, .name = "anna"}, kClient);
   const std::shared_ptr<LoginTries> tries_ = std::make_shared<LoginTries>(
       FailedTries::Rules{kUserTries, kFreeze}, FailedTries::Rules{kClientTries, kFreeze}, [this] { return now_; });
   const platform::ScopedBackend<platform::IAuthenticationBackend> installed_{
@@ -312,26 +313,6 @@ TEST(SealedTextTest, OtherTextsAreRefused) {
   }
   for (const auto& text : texts)
     EXPECT_EQ(Open(text), "refused") << text.substr(0, 60);
-}
-
-TEST(SessionsTest, EndWhenIdleAndAtTheLimitTheLongestIdleGoes) {
-  host::Sessions::Clock::time_point now{};
-  host::Sessions sessions(minutes(30), 2, [&now] { return now; });
-  const auto first = sessions.Open({}, "").id;
-  now += minutes(1);
-  const auto second = sessions.Open({}, "").id;
-  now += minutes(1);
-  EXPECT_TRUE(sessions.Use(first));
-  const auto third = sessions.Open({}, "").id;
-  EXPECT_TRUE(sessions.Find(first));
-  EXPECT_FALSE(sessions.Find(second));
-  now += minutes(29);
-  EXPECT_TRUE(sessions.Use(third));
-  EXPECT_TRUE(sessions.Find(first)) << "finding does not put the end off";
-  now += minutes(1);
-  EXPECT_FALSE(sessions.Find(first));
-  EXPECT_FALSE(sessions.Use(first));
-  EXPECT_TRUE(sessions.Find(third));
 }
 
 }  // namespace

@@ -120,7 +120,8 @@ TEST_F(HangUpTest, AClientOfTlsIsGoneWhenItsStreamEnds) {
   ASSERT_TRUE(Eventually([&] { return folder.Read("login").find("SessionKey\":\"") != std::string::npos; }));
   pclose(login);
   const auto answer = folder.Read("login");
-  const auto session = answer.substr(answer.find("SessionID\":\"") + 12, 64);
+  const auto begin = answer.find("SessionID\":\"") + 12;
+  const auto session = answer.substr(begin, answer.find('"', begin) - begin);
   std::FILE* const reading = send(RequestText("GET", "/Sql", session, kRead), "/read");
   ASSERT_TRUE(Wait(kRead, 1));
   pclose(reading);

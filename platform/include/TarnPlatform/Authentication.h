@@ -11,24 +11,29 @@ namespace TarnPlatform::Authentication {
 /// What is known about a logged-in user. Immutable once handed out.
 class CUserSession {
  public:
-  CUserSession(int user_id, std::string user_name, std::string client_address, int client_type)
+  CUserSession(int user_id, std::string user_name, const std::string& address, int client_type)
+      : CUserSession(user_id, std::move(user_name), address, address, client_type) {}
+  CUserSession(int user_id, std::string user_name, std::string client_address, std::string login_address,
+               int client_type)
       : user_id_(user_id),
         user_name_(std::move(user_name)),
         client_address_(std::move(client_address)),
+        login_address_(std::move(login_address)),
         client_type_(client_type) {}
 
   int GetValUserID() const { return user_id_; }
   const std::string& GetValUserName() const { return user_name_; }
-  /// The address the client's requests come from.
+  /// The address that the request comes from for which the session was looked up; without one, that of the login.
   const std::string& GetValClientAddress() const { return client_address_; }
   /// The address that the login came from.
-  const std::string& GetValLoginAddress() const { return client_address_; }
+  const std::string& GetValLoginAddress() const { return login_address_; }
   int GetValClientType() const { return client_type_; }
 
  private:
   int user_id_;
   std::string user_name_;
   std::string client_address_;
+  std::string login_address_;
   int client_type_;
 };
 
@@ -164,7 +169,8 @@ PLATFORM_API void AddLoginFailCount(const std::string& client_address);
 /// The session's user name; false, with `out` untouched, when the session is unknown.
 PLATFORM_API bool GetUsername(std::string& out, const std::string& session);
 
-/// The session's client address; false, with `out` untouched, when the session or the address is unknown.
+/// The client address of the session, as GetValClientAddress; false, with `out` untouched, when the session or the
+/// address is unknown.
 [[nodiscard]] PLATFORM_API bool GetClientAddress(std::string& out, const std::string& session);
 
 /// Whether the session's user is a super user; false for an unknown session.

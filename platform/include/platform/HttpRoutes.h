@@ -23,6 +23,9 @@ using HttpFields = std::vector<std::pair<std::string, std::string>>;
 /// The value of the first field of that name, compared exactly; none without one.
 [[nodiscard]] PLATFORM_API std::optional<std::string_view> FieldOf(const HttpFields& fields, std::string_view name);
 
+/// The same as a number of decimal digits, between 0 and the largest int64; none for anything else, too.
+[[nodiscard]] PLATFORM_API std::optional<std::int64_t> NumberIn(const HttpFields& fields, std::string_view name);
+
 /// The body of a request of a route that streams, as it arrives. Used by the thread that runs the route.
 class HttpBodyReader {
  public:
@@ -55,7 +58,7 @@ struct HttpRequest {
   /// Null on a route that does not stream.
   HttpBodyReader* reader = nullptr;
 
-  /// The value of `name` as a number of decimal digits, between 0 and the largest int64; none for anything else.
+  /// NumberIn of what stands for the names of the path.
   [[nodiscard]] PLATFORM_API std::optional<std::int64_t> NumberOf(std::string_view name) const;
 };
 
@@ -157,8 +160,8 @@ class PLATFORM_API IHttpRoutes {
   [[nodiscard]] virtual bool Register(HttpRoute route) = 0;
 
   /// Runs the callback that a plugin has registered on kelp::IMsgBus for `path`, on this thread, with the caller's
-  /// session and call. `method_code` is one of kelp's. None when there is no such path or the session is empty; else the
-  /// body of the answer.
+  /// session and call. `method_code` is one of kelp's. None when there is no such path or the session is empty; else
+  /// the body of the answer.
   [[nodiscard]] virtual std::optional<std::string> CallPlugin(int method_code, std::string_view path,
                                                               const std::string& session, std::string body) = 0;
 };

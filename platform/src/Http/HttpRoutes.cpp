@@ -15,8 +15,8 @@ std::optional<std::string_view> FieldOf(const HttpFields& fields, std::string_vi
   return found->second;
 }
 
-std::optional<std::int64_t> HttpRequest::NumberOf(std::string_view name) const {
-  const auto text = FieldOf(values, name);
+std::optional<std::int64_t> NumberIn(const HttpFields& fields, std::string_view name) {
+  const auto text = FieldOf(fields, name);
   if (!text || !std::ranges::all_of(*text, [](char c) { return c >= '0' && c <= '9'; })) return std::nullopt;
   std::int64_t number = 0;
   const auto* const end = text->data() + text->size();
@@ -24,6 +24,8 @@ std::optional<std::int64_t> HttpRequest::NumberOf(std::string_view name) const {
   if (error != std::errc() || stop != end) return std::nullopt;
   return number;
 }
+
+std::optional<std::int64_t> HttpRequest::NumberOf(std::string_view name) const { return NumberIn(values, name); }
 
 HttpFile::~HttpFile() {
   if (fd_ >= 0) close(fd_);

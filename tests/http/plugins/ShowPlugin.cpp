@@ -11,12 +11,15 @@
 #include "OrvBase/Log.h"
 #include "TarnPlatform/Authentication.h"
 #include "TarnPlatform/Common.h"
+#include "TarnPlatform/Log.h"
 #include "plugin_comm/PluginCommManager.h"
 
 namespace {
 
 using kelp::SHttpRequest;
 using kelp::SHttpResponse;
+
+constexpr int kNoteType = 77;
 
 /// Method and ids of a request, and its body.
 std::string Echo(const SHttpRequest& request) {
@@ -51,6 +54,13 @@ std::string WhoAmI(const SHttpRequest& request) {
     if (permissions->HaveCSClientPermission(request.session_id, code)) text += " cs" + std::to_string(code);
   }
   return text;
+}
+
+/// Writes a line of the platform's log under the session.
+std::string Note(const SHttpRequest& request) {
+  TarnPlatform::Log::COperationLogStruct record;
+  record.SetVallog_type(kNoteType);
+  return TarnPlatform::Log::WriteLog(request.session_id, record) ? "noted" : "not noted";
 }
 
 std::string KeyText(const SHttpRequest&) { return TarnPlatform::Common::GetAESKey(); }
@@ -102,8 +112,8 @@ extern "C" PLATFORM_API bool Init() {
   return serve("/Sql", kelp::kMethodPost, Sql) && serve("/Echo", kelp::kMethodPut, Echo) &&
          serve("/Echo/ID/Sub/ID", kelp::kMethodGet, Echo) && serve("/Gate", kelp::kMethodPost, Gate) &&
          serve("/WhoAmI", kelp::kMethodGet, WhoAmI) && serve("/KeyText", kelp::kMethodGet, KeyText) &&
-         serve("/Camera/ID", kelp::kMethodGet, Camera) && serve("/Throw", kelp::kMethodGet, Throw) &&
-         serve("/Api", kelp::kMethodPost, CallApi) &&
+         serve("/Note", kelp::kMethodPost, Note) && serve("/Camera/ID", kelp::kMethodGet, Camera) &&
+         serve("/Throw", kelp::kMethodGet, Throw) && serve("/Api", kelp::kMethodPost, CallApi) &&
          serve("/Nothing", kelp::kMethodGet, [](const SHttpRequest&) { return std::string(); });
 }
 
