@@ -295,6 +295,7 @@ TEST_F(SessionRoutesTest, EndsAreAtOnceAndNoSecretIsLogged) {
   EXPECT_EQ(Postgres().Query("SELECT user_name || '@' || client_address FROM platform.operation_log"
                              " WHERE log_type = 77 ORDER BY id"),
             (Rows{{"olga@127.0.0.1"}, {"olga@127.0.0.2"}}));
+  Postgres().Query("DELETE FROM platform.auth_event");
   const auto second = Login(port_, "olga");
   EXPECT_EQ(Answer("DELETE", "/platform/v1/session", olga_.id), "204 ");
   EXPECT_EQ(Answer("DELETE", "/platform/v1/sessions/3", boss_.id), "204 ");
@@ -302,6 +303,9 @@ TEST_F(SessionRoutesTest, EndsAreAtOnceAndNoSecretIsLogged) {
     EXPECT_EQ(Answer("GET", "/Echo", session.id), R"(401 {"Error":"no session"})");
   EXPECT_EQ(Answer("GET", "/Echo", boss_.id), "200 4 []");
   EXPECT_EQ(host_.Stop().exit_code, 0);
+  EXPECT_EQ(Postgres().Query("SELECT concat_ws('|', kind, user_name, done_by, client_address) FROM platform.auth_event"
+                             " ORDER BY id"),
+            (Rows{{"login|olga||127.0.0.1"}, {"logout|olga||127.0.0.1"}, {"session_ended|olga|boss|127.0.0.1"}}));
   const auto log = host_.Log();
   std::smatch found;
   ASSERT_TRUE(std::regex_search(log, found, std::regex("login: user olga, client 127.0.0.1, session ([0-9a-f]{32})")));
