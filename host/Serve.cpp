@@ -35,6 +35,7 @@
 #include "accounts/FailedTries.h"
 #include "accounts/SessionRoutes.h"
 #include "accounts/UserChanges.h"
+#include "accounts/UserRoutes.h"
 #include "cameras/CameraDirectory.h"
 #include "http/Gateway.h"
 #include "http/HostRoutes.h"
@@ -233,6 +234,8 @@ void Host::InstallBackends() {
   RegisterHostRoutes(*routes_, std::make_shared<const Login>(sessions_, accounts_, tries_),
                      [this] { return all_plugins_up_ && readiness_->IsReady(); });
   RegisterSessionRoutes(*routes_, sessions_);
+  RegisterUserRoutes(*routes_, {sessions_, accounts_, tries_});
+  RegisterEventRoutes(*routes_);
   Slot<kelp::IPlatformAdapterInterface>::Exchange(
       MakeAdapter({ledger_, MakeClientPermissions(sessions_), cameras_, cameras_, platform::MakeSystemAndLogApi()}));
 }

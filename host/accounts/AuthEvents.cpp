@@ -76,6 +76,15 @@ AuthEvent OfThisRequest(AuthEvent event) {
   return event;
 }
 
+void NoteRefusedTry(const char* kind, const std::string& user_name, const std::string& client_address,
+                    LoginTries& tries) {
+  NoteAuthEvent({kind, user_name, "", client_address});
+  if (tries.users.IsFrozen(user_name)) NoteAuthEvent({kEventFreeze, user_name, "", client_address, "", "the user"});
+  if (tries.clients.IsFrozen(client_address)) {
+    NoteAuthEvent({kEventFreeze, user_name, "", client_address, "", "the client's address"});
+  }
+}
+
 std::string AuthEventValues(const AuthEvent& event) {
   std::string values = "(" + Time(event.time);
   for (const auto* const text :

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "accounts/FailedTries.h"
+
 /// The table platform.auth_event: who came in, who was refused, and what was done to accounts. Rows are added and read,
 /// never changed. Thread-safe.
 namespace host {
@@ -42,6 +44,10 @@ struct AuthEvent {
 /// Hands an event to the running writer (AuthEventWriter.h) and returns at once; without one the event is only logged.
 /// For what is not part of a statement that changes accounts.
 void NoteAuthEvent(AuthEvent event);
+
+/// Notes a try with a wrong password that was counted, and the freezes that it led to.
+void NoteRefusedTry(const char* kind, const std::string& user_name, const std::string& client_address,
+                    LoginTries& tries);
 
 /// One row's values, as "(…)" of an INSERT with kAuthEventColumns. Texts are made storable and cut to 256 characters, a
 /// detail to 2000.

@@ -41,21 +41,13 @@ HttpResponse Login::Run(const platform::HttpRequest& request) const {
       user_try->Failed();
       client_try->Failed();
       LogHost(kLogAnomaly, "login refused: client %s", client_address.c_str());
-      NoteRefusal(name, client_address);
+      NoteRefusedTry(kEventLoginRefused, name, client_address, *tries_);
       return WrongPassword();
     case PasswordOutcome::kRight:
       break;
   }
   user_try->Succeeded();
   return OpenSession(user, client_address);
-}
-
-void Login::NoteRefusal(const std::string& name, const std::string& client_address) const {
-  NoteAuthEvent({kEventLoginRefused, name, "", client_address});
-  if (tries_->users.IsFrozen(name)) NoteAuthEvent({kEventFreeze, name, "", client_address, "", "the user"});
-  if (tries_->clients.IsFrozen(client_address)) {
-    NoteAuthEvent({kEventFreeze, name, "", client_address, "", "the client's address"});
-  }
 }
 
 HttpResponse Login::OpenSession(const UserRecord& user, const std::string& client_address) const {

@@ -21,7 +21,6 @@ class Login {
   [[nodiscard]] platform::HttpResponse Run(const platform::HttpRequest& request) const;
 
  private:
-  void NoteRefusal(const std::string& name, const std::string& client_address) const;
   platform::HttpResponse OpenSession(const UserRecord& user, const std::string& client_address) const;
 
   const std::shared_ptr<Sessions> sessions_;
