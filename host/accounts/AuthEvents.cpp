@@ -80,9 +80,11 @@ void NoteRefusedTry(const char* kind, const std::string& user_name, const std::s
                     LoginTries& tries) {
   NoteAuthEvent({kind, user_name, "", client_address});
   if (tries.users.IsFrozen(user_name)) NoteAuthEvent({kEventFreeze, user_name, "", client_address, "", "the user"});
-  if (tries.clients.IsFrozen(client_address)) {
-    NoteAuthEvent({kEventFreeze, user_name, "", client_address, "", "the client's address"});
-  }
+  if (tries.clients.IsFrozen(client_address)) NoteFreezeOfClient(user_name, client_address);
+}
+
+void NoteFreezeOfClient(const std::string& user_name, const std::string& client_address) {
+  NoteAuthEvent({kEventFreeze, user_name, "", client_address, "", "the client's address"});
 }
 
 std::string AuthEventValues(const AuthEvent& event) {

@@ -48,6 +48,8 @@ void NoteAuthEvent(AuthEvent event);
 /// Notes a try with a wrong password that was counted, and the freezes that it led to.
 void NoteRefusedTry(const char* kind, const std::string& user_name, const std::string& client_address,
                     LoginTries& tries);
+/// Notes that an address was frozen, by a try on that name.
+void NoteFreezeOfClient(const std::string& user_name, const std::string& client_address);
 
 /// One row's values, as "(…)" of an INSERT with kAuthEventColumns. Texts are made storable and cut to 256 characters, a
 /// detail to 2000.

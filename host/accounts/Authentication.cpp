@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "accounts/Accounts.h"
+#include "accounts/AuthEvents.h"
 #include "accounts/SealedText.h"
 #include "accounts/Secrets.h"
 #include "accounts/Users.h"
@@ -42,7 +43,7 @@ class Authentication final : public platform::IAuthenticationBackend {
 
   bool CheckPassword(std::shared_ptr<CLoginResponse>& out, const CLoginRequest& request) override;
 
-  void AddLoginFailCount(const std::string& client_address) override { tries_->clients.CountFailed(client_address); }
+  void AddLoginFailCount(const std::string& client_address) override;
   bool IsClientFreeze(const std::string& client_address) override { return tries_->clients.IsFrozen(client_address); }
   bool IsUserFreeze(int, const std::string& user_name) override { return tries_->users.IsFrozen(user_name); }
   int ClientTriesLeft(const std::string& client_address) override { return tries_->clients.Left(client_address); }
@@ -74,6 +75,11 @@ class Authentication final : public platform::IAuthenticationBackend {
   Accounts accounts_;
 };
 
+void Authentication::AddLoginFailCount(const std::string& client_address) {
+  tries_->clients.CountFailed(client_address);
+  if (tries_->clients.IsFrozen(client_address)) NoteFreezeOfClient("", client_address);
+}
+
 int Authentication::Refusal(const CLoginRequest& request, std::string& password) {
   const auto& name = request.GetValUserName();
   const int encryption = request.GetValEncryptionType();
@@ -104,6 +110,7 @@ bool Authentication::CheckPassword(std::shared_ptr<CLoginResponse>& out, const C
   switch (host::CheckPassword(request.GetValUserName(), password, user)) {
     case PasswordOutcome::kWrong:
       user_try->Failed();
+      NoteRefusedTry(kEventPasswordRefused, request.GetValUserName(), request.GetValClientAddress(), *tries_);
       return answer(kLoginWrongPassword, user.id);
     case PasswordOutcome::kDisabled:
       return answer(kLoginUserDisabled, user.id);
