@@ -75,11 +75,20 @@ HttpAnswer CallPlugin(const kelp::UrlCallback& callback, const kelp::SHttpReques
   return answer;
 }
 
-/// Why the session may not call the route; null when it may.
-const char* Refusal(const Session& session, const HttpRoute& route) {
-  if (route.access.who != HttpAccess::Who::kRole || session.user.super_user) return nullptr;
+bool HasRole(const Session& session, const HttpRoute& route) {
+  if (route.access.who != HttpAccess::Who::kRole || session.user.super_user) return true;
   const auto has = [&session](const std::string& role) { return session.user.roles.contains(role); };
-  return std::ranges::any_of(route.access.roles, has) ? nullptr : "this needs a role that the user does not have";
+  return std::ranges::any_of(route.access.roles, has);
+}
+
+/// Why the session may not call the route; none when it may.
+std::optional<HttpAnswer> Refusal(const Session& session, const HttpRoute& route, const std::string& request_id) {
+  // Somebody else knows the password until then.
+  if (session.user.must_change_password && !route.before_new_password) {
+    return ProblemAnswer(kForbidden, "password_change_required", "The password must be changed first.", request_id);
+  }
+  if (HasRole(session, route)) return std::nullopt;
+  return ProblemAnswer(kForbidden, "role_required", "This needs a role that the user does not have.", request_id);
 }
 
 /// What reads may be ended before its time.
@@ -144,8 +153,8 @@ Gateway::Verdict Gateway::AdmitToRoute(const HttpHead& head, RouteTable::Match m
   if (route.access.who != HttpAccess::Who::kAnybody) {
     const auto session = SessionOf(head);
     if (!session) return NoSession();
+    if (auto refusal = Refusal(*session, route, head.context.request_id)) return std::move(*refusal);
     request.session = session->handle;
-    if (const char* const refusal = Refusal(*session, route)) return ErrorAnswer(kForbidden, refusal);
     client = session->user.name;
   }
   if (!FillRequest(request, head, std::move(match.values))) {
@@ -191,6 +200,7 @@ Gateway::Verdict Gateway::AdmitToPlugin(const HttpHead& head) const {
   const int method_code = MethodCode(*method, head);
   const auto session = SessionOf(head);
   if (!session) return NoSession();
+  if (session->user.must_change_password) return ErrorAnswer(kForbidden, "the password must be changed first");
   auto match = parts_.plugin_paths->Find(head.path);
   if (!match) return NoPath();
   HttpTask task;

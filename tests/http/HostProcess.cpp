@@ -230,7 +230,8 @@ std::string LoginText(const std::string& name, const std::string& password) {
 OpenedSession Login(int port, const std::string& name) {
   const auto body = Ask(port, "POST", "/login", "", LoginText(name, kPassword)).body;
   std::smatch found;
-  const std::regex form(R"re(\{"SessionID":"([0-9a-f]{96})","SessionKey":"([0-9a-f]{64})"\})re");
+  const std::regex form(
+      R"re(\{"SessionID":"([0-9a-f]{96})","SessionKey":"([0-9a-f]{64})"(,"MustChangePassword":true)?\})re");
   if (!std::regex_match(body, found, form)) throw std::runtime_error("login: " + body);
   return {found[1], found[2]};
 }

@@ -213,7 +213,7 @@ TEST_F(RoutesTest, EachRefusalIsAProblemDocument) {
            {"POST", "a/1", "", false, 401, "no_session"},
            {"GET", "nothing", "", true, 404, "no_such_path"},
            {"POST", "a/1", "", true, 405, "method_not_allowed"},
-           {"GET", "audit", "", true, 403, "not_allowed"},
+           {"GET", "audit", "", true, 403, "role_required"},
            {"GET", "a/1?x=%zz", "", true, 400, "bad_request"},
            {"GET", "a/1?x=%00", "", true, 400, "bad_request"},
            {"GET", "a/1", "body", true, 413, "body_too_large"},
@@ -233,6 +233,21 @@ TEST_F(RoutesTest, EachRefusalIsAProblemDocument) {
   EXPECT_EQ(Ask("POST", "a/1").headers["Allow"], "GET, PATCH");
   EXPECT_THAT(Ask("GET", "refused").body,
               HasSubstr(R"("title":"Unprocessable Content","status":422,"detail":"It is \"too\" blue.")"));
+}
+
+TEST_F(RoutesTest, WhoMustChangeThePasswordMayDoNothingElse) {
+  EnsureUser("novice");
+  const auto session = Login(host_->port(), "novice").id;
+  const auto status = [&session](const std::string& path) {
+    return evidence_test::Ask(host_->port(), "GET", path, session).status;
+  };
+  EXPECT_EQ(status("/platform/v1/test/a/1"), 200);
+  Postgres().Query("UPDATE platform.users SET must_change_password = true WHERE name = 'novice'");
+  const auto fresh = Login(host_->port(), "novice").id;
+  const auto ask = [&fresh](const char* path) { return evidence_test::Ask(host_->port(), "GET", path, fresh); };
+  EXPECT_EQ(ask("/platform/v1/test/a/1").status, 403);
+  EXPECT_THAT(ask("/platform/v1/test/a/1").body, HasSubstr(R"("code":"password_change_required")"));
+  EXPECT_THAT(ask("/TRELL/Halyard/Evidence/V1/Evidence").body, HasSubstr("the password must be changed first"));
 }
 
 TEST_F(RoutesTest, AFileIsSentInPart) {
