@@ -63,7 +63,7 @@ constexpr Setting kSettings[] = {
         "log_queue", &Settings::log_queue, "8192", 16, 1'000'000,
         "Maximum log lines waiting to be written; beyond that requests wait, or when nothing can be written for a "
         "second the oldest are dropped."),
-    TextSetting("plugins", &Settings::plugins, "file_manager.s.so,casefile.s.so",
+    TextSetting("plugins", &Settings::plugins, "file_manager.s.so,casefile.s.so,desk.s.so",
                 "Plugin files separated by commas, relative to the executable's folder, in start order."),
     TextSetting("plugin_failure", &Settings::plugin_failure, "stop",
                 "What to do when a plugin fails to start: stop, or continue without it.", Kind::kStopOrContinue),

@@ -83,7 +83,7 @@ class OpenApiAnswersTest : public testing::Test {
     const auto built = fs::path(EVIDENCE_HOST).parent_path();
     fs::copy_file(EVIDENCE_HOST, Host());
     fs::copy(built / "META_INFO", folder_.path() + "/META_INFO", fs::copy_options::recursive);
-    for (const char* const name : {"libplatform.so", "file_manager.s.so", "casefile.s.so", "database"})
+    for (const char* const name : {"libplatform.so", "file_manager.s.so", "casefile.s.so", "desk.s.so", "database"})
       fs::create_symlink(built / name, folder_.path() + "/" + name);
     folder_.Write("META_INFO/filemanager.s/runtime_script/FileManager.json", R"({"RefusedFileIDs":[13]})");
   }
