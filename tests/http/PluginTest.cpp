@@ -217,7 +217,7 @@ TEST_F(PluginTest, ADatabaseThatComesBackIsUsedAgain) {
 }
 
 TEST(ExportTest, PluginsShowTheirTwoEntryPointsOnly) {
-  for (const std::string file : {PLUGIN_FILE, FILE_MANAGER_FILE}) {
+  for (const std::string file : {PLUGIN_FILE, FILE_MANAGER_FILE, DESK_FILE}) {
     const auto command =
         "test \"$(echo $(nm -D --defined-only --format=just-symbols '" + file + "'))\" = 'Init UnInit'";
     EXPECT_EQ(std::system(command.c_str()), 0) << file;
