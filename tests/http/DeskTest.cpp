@@ -269,6 +269,26 @@ TEST_F(DeskTest, OfTwoEditorsOneSeesBothVersions) {
   EXPECT_EQ(TextAt(Parsed(Get(kDesk + "/1").body), "description"), std::string(kThreads, 'x')) << refused;
 }
 
+TEST_F(DeskTest, NoChangeComesBetweenItsReadAndItsOwn) {
+  const auto etag = Create(kWhole).headers.at("ETag");
+  const Session holder(Postgres().OwnerConnection());
+  holder.Query("BEGIN; LOCK TABLE evidence.evidence IN SHARE MODE");
+  std::jthread other([this] {
+    EXPECT_THAT(
+        Ask(host_->port(), "PUT", kV1 + "/1", clara_, R"({"Evidence":{"Guid":"g1","Name":"Other","Status":1}})").body,
+        HasSubstr(R"("ErrorCode":0)"));
+  });
+  ASSERT_TRUE(Eventually([] { return Postgres().Value("SELECT count(*) FROM pg_locks WHERE NOT granted") == "1"; }));
+  std::jthread ours([&] { EXPECT_EQ(Patch(1, etag, R"({"label":"ours"})").status, 412); });
+  // Requests of one user begin in their order.
+  for (int n = 0; n < 20; ++n)
+    EXPECT_EQ(Get(kDesk + "/1").headers.at("ETag"), etag);
+  holder.Query("COMMIT");
+  other.join();
+  ours.join();
+  EXPECT_EQ(Postgres().Value("SELECT concat(name, label) FROM evidence.evidence"), "Other");
+}
+
 TEST_F(DeskTest, Refusals) {
   ASSERT_EQ(Create(kWhole).status, 201);
   ASSERT_EQ(Create(R"({"guid":"other","status":0})").status, 201);
