@@ -1,60 +1,65 @@
 #include "Problems.h"
 
-#include <algorithm>
-#include <iterator>
 #include <utility>
+
+#include "platform/ErrorWords.h"
 
 namespace desk {
 namespace {
 
 using platform::HttpResponse;
 
-struct PairWords {
-  std::int64_t code;
-  unsigned status;
-  const char* word;
-  const char* sentence;
-};
+constexpr std::int64_t kObjectMissing = 1;
+constexpr unsigned kBadRequest = 400;
+constexpr unsigned kUnprocessable = 422;
+constexpr unsigned kInternal = 500;
+constexpr unsigned kUnavailable = 503;
 
-/// What reads, changes and creations answer with; the module is 0.
-constexpr PairWords kPairs[] = {
-    {1, 503, "unavailable", "The evidences are not served at present."},
-    {kBadInput, 422, "bad_input", "A field is missing, too long, out of range or has control characters."},
-    {10, 403, "no_permission", "This needs a permission that the user does not have."},
-    {15, 503, "database_unavailable",
-     "The database rejected a statement or is unavailable, or other changes of the evidence took longer than 10 s. "
-     "Read what became of it before repeating."},
-    {200, 401, "session_ended", "The session ended during the request."},
-    {kNoSuchEvidence, 404, "no_such_evidence", "There is no such evidence."},
-    {9805, 422, "guid_in_use", "The guid is in use by another evidence."},
-    {9820, 503, "unavailable", "The evidences are not served at present."},
-    {120002, 422, "cameras_on_several_devices", "The cameras belong to several devices, or to none."},
-    {120003, 422, "roamlink_camera", "A camera belongs to a Roamlink device that is not mobile."},
-    {120004, 422, "too_many_evidences", "There are as many evidences as there may be."},
-    {120005, 422, "too_many_labels", "There are as many different labels as there may be."},
-};
+/// "no such evidence" becomes "no_such_evidence".
+std::string WordOf(std::string_view words) {
+  std::string word;
+  for (const char c : words) {
+    const bool is_part = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+    if (is_part) word += c;
+    if (c == ' ') word += '_';
+  }
+  return word;
+}
+
+std::string Sentence(std::string_view words, std::string_view what_to_do) {
+  std::string sentence(words);
+  if (!sentence.empty() && sentence[0] >= 'a' && sentence[0] <= 'z') sentence[0] = static_cast<char>(sentence[0] - 32);
+  return sentence.append(": ").append(what_to_do) + ".";
+}
 
 }  // namespace
 
 HttpResponse ProblemOfPair(const ErrorPair& pair) {
-  const auto* const found = std::ranges::find(kPairs, pair.code, &PairWords::code);
-  if (pair.module == 0 && found != std::end(kPairs)) {
-    return HttpResponse::Problem(found->status, found->word, found->sentence);
+  // The desk's own messages miss nothing.
+  if (pair == ErrorPair{0, kObjectMissing}) return Unavailable();
+  const auto* const found = platform::FindErrorWords(pair.module, pair.code);
+  if (found == nullptr) {
+    return HttpResponse::Problem(
+        kInternal, "internal_error",
+        "Error " + std::to_string(pair.code) + " of module " + std::to_string(pair.module) + ".");
   }
-  return HttpResponse::Problem(
-      500, "internal_error", "Error " + std::to_string(pair.code) + " of module " + std::to_string(pair.module) + ".");
+  // They are read, and break a rule.
+  const unsigned status = found->status == kBadRequest ? kUnprocessable : found->status;
+  return HttpResponse::Problem(status, WordOf(found->words), Sentence(found->words, found->what_to_do));
 }
 
-HttpResponse BadRequest(std::string detail) { return HttpResponse::Problem(400, "bad_request", std::move(detail)); }
+HttpResponse BadRequest(std::string detail) {
+  return HttpResponse::Problem(kBadRequest, "bad_request", std::move(detail));
+}
 
 HttpResponse Unprocessable(std::string code, std::string detail) {
-  return HttpResponse::Problem(422, std::move(code), std::move(detail));
+  return HttpResponse::Problem(kUnprocessable, std::move(code), std::move(detail));
 }
 
 HttpResponse NoSuchEvidence() { return ProblemOfPair({0, kNoSuchEvidence}); }
 
 HttpResponse Unavailable() {
-  return HttpResponse::Problem(503, "unavailable", "The evidences cannot be read at present.");
+  return HttpResponse::Problem(kUnavailable, "unavailable", "The evidences cannot be read at present: check /ready.");
 }
 
 }  // namespace desk
