@@ -124,7 +124,7 @@ std::string TimeText(Parameters& parameters, const std::string& name, const std:
     if (!IsWallClock(text)) parameters.Fail(name + " must be a time without zone, such as 2026-11-22T21:40:00.");
     return text;
   }
-  const auto utc = IsTime(text) ? ToUtc(text) : std::string();
+  auto utc = IsTime(text) ? ToUtc(text) : std::string();
   if (utc.empty()) parameters.Fail(name + " must be a time with its zone, such as 2026-11-22T21:40:00Z.");
   return utc;
 }
@@ -231,8 +231,8 @@ HttpResponse List(const HttpRequest& request) {
 
 }  // namespace
 
-Json ReadQuery(std::string& fault, const HttpFields& fields) {
-  Parameters parameters(fields);
+Json ReadQuery(std::string& fault, const HttpFields& sent) {
+  Parameters parameters(sent);
   Json::Object query;
   Json::Object filter;
   for (const auto& [name, wire, is_filter, least, most, fallback] : kNumberParameters) {

@@ -11,8 +11,8 @@ namespace desk {
 /// refuses it.
 [[nodiscard]] bool RegisterListRoute(platform::IHttpRoutes& routes);
 
-/// The evidence plugin's query for these parameters; null, with a sentence in `fault`, when one of them is unknown,
+/// The evidence plugin's query for the parameters `sent`; with a sentence in `fault`, when one of them is unknown,
 /// repeated, of the wrong form, or has no effect without another.
-[[nodiscard]] platform::Json ReadQuery(std::string& fault, const platform::HttpFields& parameters);
+[[nodiscard]] platform::Json ReadQuery(std::string& fault, const platform::HttpFields& sent);
 
 }  // namespace desk
