@@ -8,8 +8,8 @@
 
 namespace platform {
 
-/// While one lasts, the log lines that this thread writes have "…" in place of `text`, whatever their level: for what is
-/// part of a statement and must not be read in a log, such as the hash of a password.
+/// While one lasts, the log lines that this thread writes have "…" in place of `text`, whatever their level: for what
+/// is part of a statement and must not be read in a log, such as the hash of a password.
 class PLATFORM_API SecretText : public Orv::Base::CNoncopyable {
  public:
   /// The text itself outlives this object. An empty one is none.
