@@ -64,7 +64,7 @@ TEST(UserCommandTest, AddsListsAndChangesUsers) {
   const struct {
     std::vector<std::string> arguments;
     std::string printed;
-    std::string input = "";
+    std::string input = {};
   } kCases[] = {
       {{"add", "O'Neil", "--web", "7,5", "--control", "9"}, "O'Neil password: [0-9a-f]{24}\n"},
       {{"list"}, "(.|\n)*\tO'Neil\tuser\tenabled\tweb 5,7\tcs -\tcontrol 9\troles -\n"},
