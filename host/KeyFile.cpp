@@ -16,6 +16,7 @@
 #include <system_error>
 
 #include "HostLog.h"
+#include "PrivateFile.h"
 
 namespace host {
 namespace {
@@ -66,7 +67,7 @@ std::string ReadKey(const std::string& file, std::string& key, bool& found) {
   struct stat status {};
   if (fstat(descriptor.get(), &status) != 0) return SystemFault(file);
   if (!S_ISREG(status.st_mode)) return file + ": no regular file";
-  if ((status.st_mode & 077) != 0) return file + ": open to others than its owner; its mode must be 0600";
+  if (auto fault = MakePrivate(descriptor.get(), file); !fault.empty()) return fault;
   // Room for a line feed, and for one excess byte.
   std::array<char, kLongestKey + 2> buffer{};
   const auto size = read(descriptor.get(), buffer.data(), buffer.size());

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -26,6 +27,7 @@
 #include "MemoryLimit.h"
 #include "OnlyHost.h"
 #include "PluginLoader.h"
+#include "PrivateFile.h"
 #include "Readiness.h"
 #include "ServiceManager.h"
 #include "Stopping.h"
@@ -37,6 +39,7 @@
 #include "accounts/UserChanges.h"
 #include "accounts/UserRoutes.h"
 #include "cameras/CameraDirectory.h"
+#include "http/Certificate.h"
 #include "http/Gateway.h"
 #include "http/HostRoutes.h"
 #include "http/HttpServer.h"
@@ -187,6 +190,8 @@ std::string Host::TakeAddress() {
   const auto address = ParseListenAddress(settings_.listen);
   std::string fault;
   if (!address) return "listen is no address and port";
+  fault = PlainHttpFault(settings_);
+  if (!fault.empty()) return fault;
   return socket_.Bind(*address, fault) ? "" : "cannot listen on " + fault;
 }
 
@@ -256,15 +261,15 @@ std::string Host::StartHttp() {
   HttpOptions options;
   options.header_limit = static_cast<std::size_t>(settings_.header_limit);
   options.connections_limit = static_cast<unsigned>(settings_.connections_limit);
-  const auto half = (settings_.connections_limit + 1) / 2;
-  options.address_connections =
-      static_cast<unsigned>(settings_.address_connections != 0 ? settings_.address_connections : half);
+  options.client_connections = static_cast<unsigned>(settings_.ClientConnections());
   options.idle_timeout = std::chrono::seconds(settings_.idle_timeout_s);
   options.read_timeout = std::chrono::seconds(settings_.read_timeout_s);
   if (!settings_.tls_certificate.empty()) {
     const auto certificate = FileText(settings_.tls_certificate);
     const auto key = FileText(settings_.tls_key);
     if (!certificate || !key) return "tls_certificate or tls_key cannot be read";
+    const auto remark = CertificateRemark(*certificate);
+    if (!remark.empty()) LogHost(kLogAnomaly, "%s %s", settings_.tls_certificate.c_str(), remark.c_str());
     options.tls_certificate = *certificate;
     options.tls_key = *key;
   }
@@ -322,6 +327,14 @@ int Host::Run() {
   Stopping::End(exit_code);
 }
 
+/// What is no file, such as a pipe to a collector, keeps the rights it has; so does the file of another account.
+void TightenLog(int fd, const std::string& file) {
+  struct stat status {};
+  if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) return;
+  const auto fault = MakePrivate(fd, file);
+  if (!fault.empty()) LogHost(kLogAnomaly, "%s", fault.c_str());
+}
+
 }  // namespace
 
 std::string OpenLog(const Settings& settings) {
@@ -332,10 +345,11 @@ std::string OpenLog(const Settings& settings) {
   // Created here to set its mode, as it may contain session ids, and to get the error, which the sink does not report.
   const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
   if (fd < 0) return file + ": " + std::generic_category().message(errno);
-  close(fd);
   Slot<platform::ILogSink>::Exchange(platform::MakeFileLogSink(file, static_cast<std::size_t>(settings.log_queue)));
   platform::HandleFatalSignals();
   platform::SetLogThreshold(static_cast<int>(settings.log_level));
+  TightenLog(fd, file);
+  close(fd);
   return {};
 }
 

@@ -7,10 +7,12 @@
 #include <set>
 #include <sstream>
 #include <string_view>
+#include <utility>
 #include <variant>
 
 #include "OrvBase/StringUtil.h"
 #include "http/ListenAddress.h"
+#include "http/TrustedProxies.h"
 
 namespace host {
 namespace {
@@ -18,7 +20,7 @@ namespace {
 using TextMember = std::string Settings::*;
 using NumberMember = std::int64_t Settings::*;
 
-enum class Kind { kText, kNumber, kAddress, kStopOrContinue, kOnOrOff };
+enum class Kind { kText, kNumber, kAddress, kStopOrContinue, kOnOrOff, kNetworks, kNumberOrHalf };
 
 struct Setting {
   std::string_view name;
@@ -36,8 +38,9 @@ constexpr Setting TextSetting(std::string_view name, TextMember member, std::str
 }
 
 constexpr Setting NumberSetting(std::string_view name, NumberMember member, std::string_view default_value,
-                                std::int64_t least, std::int64_t most, std::string_view help) {
-  return {name, Kind::kNumber, member, default_value, least, most, help};
+                                std::int64_t least, std::int64_t most, std::string_view help,
+                                Kind kind = Kind::kNumber) {
+  return {name, kind, member, default_value, least, most, help};
 }
 
 constexpr Setting kSettings[] = {
@@ -92,8 +95,11 @@ constexpr Setting kSettings[] = {
     NumberSetting("drain_timeout_s", &Settings::drain_timeout_s, "30", 1, 3'600,
                   "Seconds that a stop waits for requests that write; what only reads is ended after 5."),
     NumberSetting("connections_limit", &Settings::connections_limit, "512", 1, 60'000, "Maximum client connections."),
-    NumberSetting("address_connections", &Settings::address_connections, "0", 0, 60'000,
-                  "Maximum of them from one address, such as a proxy's; 0 for half of them."),
+    NumberSetting(
+        "client_connections", &Settings::client_connections, "half", 0, 60'000,
+        "Maximum of them from one IPv4 address or one IPv6 /64: a number, half of them, or 0 for no bound, as "
+        "behind a proxy.",
+        Kind::kNumberOrHalf),
     NumberSetting("session_idle_minutes", &Settings::session_idle_minutes, "30", 1, 100'000,
                   "Minutes without a request after which a session ends."),
     NumberSetting("session_hours", &Settings::session_hours, "12", 1, 100'000,
@@ -119,6 +125,20 @@ constexpr Setting kSettings[] = {
     TextSetting("tls_certificate", &Settings::tls_certificate, "",
                 "PEM file of the certificate chain; together with tls_key it enables HTTPS."),
     TextSetting("tls_key", &Settings::tls_key, "", "PEM file of the certificate's key."),
+    TextSetting("insecure_http", &Settings::insecure_http, "off",
+                "Whether the host serves other machines without TLS: off, or on where something before it has TLS and "
+                "nobody else reaches this address.",
+                Kind::kOnOrOff),
+    TextSetting(
+        "trusted_proxies", &Settings::trusted_proxies, "",
+        "Addresses and networks of proxies, such as 192.0.2.7 or 10.0.0.0/8, separated by commas: what they say "
+        "in X-Forwarded-For and X-Forwarded-Proto counts.",
+        Kind::kNetworks),
+};
+
+/// Keys of earlier versions, whose meaning was another.
+constexpr std::pair<std::string_view, std::string_view> kGoneKeys[] = {
+    {"address_connections", "client_connections, where 0 is no bound and half what 0 was"},
 };
 
 std::string_view Trimmed(std::string_view text) {
@@ -142,6 +162,11 @@ const Setting* FindSetting(std::string_view key) {
 }
 
 std::string SetNumber(Settings& settings, const Setting& setting, std::string_view value) {
+  auto& member = settings.*std::get<NumberMember>(setting.member);
+  if (setting.kind == Kind::kNumberOrHalf && value == "half") {
+    member = Settings::kHalf;
+    return {};
+  }
   std::int64_t number = 0;
   const auto* const end = value.data() + value.size();
   const auto [stop, error] = std::from_chars(value.data(), end, number);
@@ -150,7 +175,7 @@ std::string SetNumber(Settings& settings, const Setting& setting, std::string_vi
   if (error != std::errc() || number < setting.least || number > setting.most) {
     return name + " must be between " + std::to_string(setting.least) + " and " + std::to_string(setting.most);
   }
-  settings.*std::get<NumberMember>(setting.member) = number;
+  member = number;
   return {};
 }
 
@@ -168,12 +193,25 @@ std::string SetText(Settings& settings, const Setting& setting, std::string_view
   if (setting.kind == Kind::kOnOrOff && text != "on" && text != "off") {
     return std::string(setting.name) + " must be on or off";
   }
+  if (setting.kind == Kind::kNetworks) {
+    TrustedProxies unused;
+    if (const auto fault = TrustedProxies::Read(text, unused); !fault.empty()) {
+      return std::string(setting.name) + ": " + fault;
+    }
+  }
   settings.*std::get<TextMember>(setting.member) = std::move(text);
   return {};
 }
 
 std::string SetValue(Settings& settings, const Setting& setting, std::string_view value) {
-  return setting.kind == Kind::kNumber ? SetNumber(settings, setting, value) : SetText(settings, setting, value);
+  const bool is_number = std::holds_alternative<NumberMember>(setting.member);
+  return is_number ? SetNumber(settings, setting, value) : SetText(settings, setting, value);
+}
+
+std::string UnknownKey(std::string_view key) {
+  const auto fault = "unknown key " + std::string(key);
+  const auto* const gone = std::ranges::find(kGoneKeys, key, &std::pair<std::string_view, std::string_view>::first);
+  return gone == std::end(kGoneKeys) ? fault : fault + "; there is " + std::string(gone->second);
 }
 
 /// The fault of one line, "" when there is none.
@@ -185,7 +223,7 @@ std::string ReadLine(Settings& settings, std::string_view line, std::set<std::st
   if (equals == std::string_view::npos) return "not of the form key = value";
   const auto key = Trimmed(content.substr(0, equals));
   const auto* const setting = FindSetting(key);
-  if (setting == nullptr) return "unknown key " + std::string(key);
+  if (setting == nullptr) return UnknownKey(key);
   if (!seen.insert(setting->name).second) return "repeated key " + std::string(key);
   return SetValue(settings, *setting, Trimmed(content.substr(equals + 1)));
 }
@@ -202,6 +240,10 @@ std::vector<std::string> Settings::PluginFiles() const {
 }
 
 std::string Settings::LogFile() const { return log_file.empty() ? data + "/evidence-host.log" : log_file; }
+
+std::int64_t Settings::ClientConnections() const {
+  return client_connections == kHalf ? (connections_limit + 1) / 2 : client_connections;
+}
 
 Settings DefaultSettings() {
   Settings settings;
@@ -239,7 +281,17 @@ std::vector<std::string> ReadSettingsFile(Settings& settings, const std::string&
 
 std::string SetSetting(Settings& settings, const std::string& key, const std::string& value) {
   const auto* const setting = FindSetting(key);
-  return setting == nullptr ? "unknown key " + key : SetValue(settings, *setting, value);
+  return setting == nullptr ? UnknownKey(key) : SetValue(settings, *setting, value);
+}
+
+std::string PlainHttpFault(const Settings& settings) {
+  const auto address = ParseListenAddress(settings.listen);
+  const bool is_local = address && IsLoopback(*address);
+  if (is_local || !settings.tls_certificate.empty() || settings.insecure_http == "on") return {};
+  return "listen = " + settings.listen +
+         " lets other machines connect, and without TLS passwords, sessions and evidence can be read on their way: set "
+         "tls_certificate and tls_key, or listen on 127.0.0.1, or set insecure_http = on where something before the "
+         "host has TLS and nobody else reaches this address";
 }
 
 std::string SettingsTemplate() {

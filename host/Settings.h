@@ -32,7 +32,8 @@ struct Settings {
   std::int64_t read_timeout_s = 0;
   std::int64_t drain_timeout_s = 0;
   std::int64_t connections_limit = 0;
-  std::int64_t address_connections = 0;
+  /// kHalf for half of connections_limit, 0 for no bound.
+  std::int64_t client_connections = 0;
   std::int64_t session_idle_minutes = 0;
   std::int64_t session_hours = 0;
   std::int64_t sessions_limit = 0;
@@ -45,11 +46,17 @@ struct Settings {
   std::int64_t server_standard = 0;
   std::string tls_certificate;
   std::string tls_key;
+  std::string insecure_http;
+  std::string trusted_proxies;
+
+  static constexpr std::int64_t kHalf = -1;
 
   /// The plugin files in the order of their start, blanks and empty names dropped.
   std::vector<std::string> PluginFiles() const;
   /// `log_file`, or when that is empty the default file in `data`.
   std::string LogFile() const;
+  /// Most connections of one client; 0 for no bound.
+  std::int64_t ClientConnections() const;
 };
 
 Settings DefaultSettings();
@@ -65,6 +72,9 @@ Settings DefaultSettings();
 
 /// Sets one key as a line of a file would. Returns "" or the fault.
 [[nodiscard]] std::string SetSetting(Settings& settings, const std::string& key, const std::string& value);
+
+/// "" or why these settings must not be served with: without TLS only this machine may connect, unless they say so.
+[[nodiscard]] std::string PlainHttpFault(const Settings& settings);
 
 /// A settings file with every key at its default and its explanation.
 std::string SettingsTemplate();

@@ -43,7 +43,7 @@ void AddGlobalOptions(CLI::App& app, Options& options) {
   app.add_option("--config", options.config, "Settings file, lines of key = value")->take_last();
   app.add_flag("--check-config", options.check_config, "Check the settings file and exit");
   app.add_flag("--print-config", options.print_config, "Print a settings file with every key at its default and exit");
-  for (const char* const key : {"listen", "database", "setup_database", "data"}) {
+  for (const char* const key : {"listen", "database", "setup_database", "data", "tls_certificate", "tls_key"}) {
     std::string name = std::string("--") + key;
     for (char& letter : name)
       letter = letter == '_' ? '-' : letter;
@@ -204,6 +204,13 @@ int RunCommand(Command command, const Options& options, const Settings& settings
   return host::Serve(settings);
 }
 
+/// What only serving refuses.
+int CheckTogether(const Settings& settings) {
+  const auto fault = host::PlainHttpFault(settings);
+  if (!fault.empty()) std::fprintf(stderr, "%s\n", fault.c_str());
+  return fault.empty() ? 0 : 1;
+}
+
 int Run(int argc, char** argv) {
   CLI::App app("Serves evidence records: loads plugins and hands them HTTP requests.", "evidence-host");
   Options options;
@@ -221,7 +228,7 @@ int Run(int argc, char** argv) {
   }
   auto settings = host::DefaultSettings();
   if (!ReadAllSettings(options, settings)) return 1;
-  return options.check_config ? 0 : RunCommand(command, options, settings);
+  return options.check_config ? CheckTogether(settings) : RunCommand(command, options, settings);
 }
 
 }  // namespace

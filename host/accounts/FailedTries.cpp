@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 
+#include "http/IpAddress.h"
+
 namespace host {
 namespace {
 
@@ -25,7 +27,7 @@ FailedTries::FailedTries(const Rules& rules, std::function<Clock::time_point()> 
 
 std::optional<FailedTries::Try> FailedTries::Begin(const std::string& key) {
   if (!rules_.on) return Try(nullptr, {});
-  Try leave(nullptr, ShortKey(key));
+  Try leave(nullptr, EntryKey(key));
   std::unique_lock lock(mutex_);
   for (;;) {
     ForgetLapsed();
@@ -44,20 +46,20 @@ void FailedTries::CountFailed(const std::string& key) {
   if (!rules_.on) return;
   const std::lock_guard lock(mutex_);
   ForgetLapsed();
-  AddFailed(FindOrAdd(ShortKey(key)));
+  AddFailed(FindOrAdd(EntryKey(key)));
 }
 
 bool FailedTries::IsFrozen(const std::string& key) {
   const std::lock_guard lock(mutex_);
   ForgetLapsed();
-  const auto* const entry = Find(ShortKey(key));
+  const auto* const entry = Find(EntryKey(key));
   return entry != nullptr && entry->queue == &frozen_;
 }
 
 int FailedTries::Left(const std::string& key) {
   const std::lock_guard lock(mutex_);
   ForgetLapsed();
-  const auto* const entry = Find(ShortKey(key));
+  const auto* const entry = Find(EntryKey(key));
   return entry == nullptr ? rules_.limit : std::max(0, rules_.limit - entry->failed);
 }
 
@@ -80,6 +82,10 @@ void FailedTries::EndTry(const std::string& short_key, Try::Outcome outcome) {
     }
   }
   try_ended_.notify_all();
+}
+
+std::string FailedTries::EntryKey(const std::string& key) const {
+  return ShortKey(rules_.counted_as == nullptr ? key : rules_.counted_as(key));
 }
 
 FailedTries::Entry* FailedTries::Find(const std::string& short_key) {
@@ -135,6 +141,11 @@ bool FailedTries::GiveUpOldest(const Queue& queue) {
   if (idle == queue.end()) return false;
   Forget(entries_.find(**idle));
   return true;
+}
+
+FailedTries::Rules LoginTries::ByNetwork(FailedTries::Rules rules) {
+  rules.counted_as = &ClientNetwork;
+  return rules;
 }
 
 }  // namespace host

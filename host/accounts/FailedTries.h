@@ -14,7 +14,7 @@
 namespace host {
 
 /// Counts failed password tries by key (a user name, a client address) and freezes a key after too many. Keys are
-/// compared exactly. Thread-safe; nothing is persisted.
+/// compared exactly, unless the rules say otherwise. Thread-safe; nothing is persisted.
 ///
 /// The failed try that reaches the limit freezes its key. The freeze expires, and the count restarts, `freeze` after it
 /// began, whatever is counted meanwhile. Below the limit a count expires `freeze` after the last failed try.
@@ -32,6 +32,8 @@ class FailedTries {
     /// False: nothing is counted, nothing frozen, and the tries left are always `limit`.
     bool on = true;
     std::size_t max_keys = 100'000;
+    /// What a key is counted as: keys for which it gives the same are one. Null for the key itself.
+    std::string (*counted_as)(const std::string& key) = nullptr;
   };
 
   explicit FailedTries(const Rules& rules, std::function<Clock::time_point()> now = &Clock::now);
@@ -89,6 +91,9 @@ class FailedTries {
   };
   using Entries = std::unordered_map<std::string, Entry>;
 
+  /// What entries_ has for `key`.
+  [[nodiscard]] std::string EntryKey(const std::string& key) const;
+
   // All under mutex_.
   Entry* Find(const std::string& short_key);
   Entries::iterator FindOrAdd(const std::string& short_key);
@@ -108,15 +113,19 @@ class FailedTries {
   Queue frozen_;
 };
 
-/// The failed tries of the whole host. A correct password clears only the user's count: if it cleared the client's too,
-/// the owner of one account could guess the passwords of all others forever by logging in to it in between.
+/// The failed tries of the whole host. Clients are counted by ClientNetwork of their addresses. A correct password
+/// clears only the user's count: if it cleared the client's too, the owner of one account could guess the passwords of
+/// all others forever by logging in to it in between.
 struct LoginTries {
   LoginTries(const FailedTries::Rules& for_users, const FailedTries::Rules& for_clients,
              const std::function<FailedTries::Clock::time_point()>& now = &FailedTries::Clock::now)
-      : users(for_users, now), clients(for_clients, now) {}
+      : users(for_users, now), clients(ByNetwork(for_clients), now) {}
 
   FailedTries users;
   FailedTries clients;
+
+ private:
+  static FailedTries::Rules ByNetwork(FailedTries::Rules rules);
 };
 
 }  // namespace host

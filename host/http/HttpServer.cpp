@@ -34,9 +34,11 @@ namespace {
 /// Longest time that a request waits for room in the memory budget, and then for a place in the queue of the workers.
 constexpr std::chrono::seconds kWaitForRoom{5};
 constexpr std::chrono::seconds kWaitForPlace{5};
-/// An answer of this size or more, which counts against the budget until it is sent, has to be taken at this rate.
-constexpr std::size_t kLargeAnswer = 64 * 1024;
+/// An answer has to be taken at this rate, as it counts against the budget until it is sent.
 constexpr std::size_t kSlowestBytesPerSecond = 16 * 1024;
+
+/// What the library offers by itself begins with TLS 1.0.
+constexpr char kTlsVersions[] = "NORMAL:-VERS-ALL:+VERS-TLS1.3:+VERS-TLS1.2";
 
 /// A refused request's body up to this size is discarded, so that the client sees the answer and keeps its connection;
 /// with a larger one the connection is closed.
@@ -143,6 +145,11 @@ struct HttpCallbacks {
     return platform::Guard(access, dropped) ? MHD_YES : MHD_NO;
   }
 
+  static MHD_Result Accept(void* server, const sockaddr* address, socklen_t) {
+    const auto has_room = [&] { return static_cast<HttpServer*>(server)->connections_.HasRoom(AddressText(*address)); };
+    return platform::Guard(has_room, [](const char*) { return false; }) ? MHD_YES : MHD_NO;
+  }
+
   static void Completed(void* server, MHD_Connection* connection, void** context, MHD_RequestTerminationCode) {
     platform::Guard([&] { static_cast<HttpServer*>(server)->Completed(*connection, *context); }, &WithoutDeadline);
   }
@@ -151,8 +158,10 @@ struct HttpCallbacks {
     auto& self = *static_cast<HttpServer*>(server);
     if (code == MHD_CONNECTION_NOTIFY_STARTED) {
       platform::Guard([&] { self.SetIdleDeadline(*connection, ReadDeadlines::Since::kOpened); }, &WithoutDeadline);
+      platform::Guard([&] { self.connections_.Add(ClientAddress(*connection)); }, &NotCounted);
     } else {
       self.deadlines_.Clear(Descriptor(*connection));
+      platform::Guard([&] { self.connections_.Remove(ClientAddress(*connection)); }, &NotCounted);
     }
   }
 
@@ -160,6 +169,8 @@ struct HttpCallbacks {
   static void WithoutDeadline(const char* reason) {
     LogHost(kLogFailure, "a connection has no deadline: %s", reason != nullptr ? reason : "unknown");
   }
+
+  static void NotCounted(const char* /*reason*/) { LogHost(kLogFailure, "a connection is not counted: out of memory"); }
 
   /// Paths are compared as they were sent.
   static std::size_t KeepEscapes(void*, MHD_Connection*, char* text) { return std::strlen(text); }
@@ -174,6 +185,7 @@ struct HttpCallbacks {
 HttpServer::HttpServer(HttpOptions options, HttpAdmission admission)
     : options_(std::move(options)),
       admission_(std::move(admission)),
+      connections_(options_.client_connections),
       room_(kWaitForRoom),
       line_(std::make_shared<WaitingLine>(kWaitForPlace)) {}
 
@@ -194,12 +206,13 @@ bool HttpServer::Start(int listen_fd) {
     // The library takes the texts as char* and only reads them.
     tls.push_back({MHD_OPTION_HTTPS_MEM_CERT, 0, const_cast<char*>(options_.tls_certificate.c_str())});
     tls.push_back({MHD_OPTION_HTTPS_MEM_KEY, 0, const_cast<char*>(options_.tls_key.c_str())});
+    tls.push_back({MHD_OPTION_HTTPS_PRIORITIES, 0, const_cast<char*>(kTlsVersions)});
   }
   tls.push_back({MHD_OPTION_END, 0, nullptr});
   // Each header line takes its own size and a record, so that twice the limit holds any usual header of the limit's
   // size; Begin checks the exact limit.
   const std::size_t memory = 2 * options_.header_limit + 32 * 1024;
-  daemon_ = MHD_start_daemon(flags, 0, nullptr, nullptr, &HttpCallbacks::Access, this,                             //
+  daemon_ = MHD_start_daemon(flags, 0, &HttpCallbacks::Accept, this, &HttpCallbacks::Access, this,                 //
                              MHD_OPTION_EXTERNAL_LOGGER, &HttpCallbacks::Log, nullptr,                             //
                              MHD_OPTION_LISTEN_SOCKET, listen_fd,                                                  //
                              MHD_OPTION_NOTIFY_COMPLETED, &HttpCallbacks::Completed, this,                         //
@@ -207,7 +220,6 @@ bool HttpServer::Start(int listen_fd) {
                              MHD_OPTION_UNESCAPE_CALLBACK, &HttpCallbacks::KeepEscapes, nullptr,                   //
                              MHD_OPTION_CONNECTION_MEMORY_LIMIT, memory,                                           //
                              MHD_OPTION_CONNECTION_LIMIT, options_.connections_limit,                              //
-                             MHD_OPTION_PER_IP_CONNECTION_LIMIT, options_.address_connections,                     //
                              MHD_OPTION_CONNECTION_TIMEOUT, static_cast<unsigned>(options_.idle_timeout.count()),  //
                              MHD_OPTION_ARRAY, tls.data(), MHD_OPTION_END);
   if (daemon_ == nullptr) return false;
@@ -474,10 +486,8 @@ bool HttpServer::Answer(Exchange& exchange) {
     LogHost(kLogTrace, "%s: %u, %zu bytes in, %zu bytes out", exchange.Line().c_str(), answer.status,
             static_cast<std::size_t>(exchange.received), size);
   }
-  if (size >= kLargeAnswer) {
-    const std::chrono::seconds sending(size / kSlowestBytesPerSecond);
-    deadlines_.Set(Descriptor(*exchange.connection), options_.idle_timeout + sending);
-  }
+  const std::chrono::seconds sending(size / kSlowestBytesPerSecond);
+  deadlines_.Set(exchange.fd, options_.idle_timeout + sending);
   // The library reads the ends of chunks more loosely than others: nothing behind such a body is taken for a request.
   const bool is_chunked = Header(*exchange.connection, MHD_HTTP_HEADER_TRANSFER_ENCODING).has_value();
   return responses_.Queue(*exchange.connection, std::move(answer), exchange.context.request_id,

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "http/Admission.h"
+#include "http/ConnectionCounts.h"
 #include "http/HangUps.h"
 #include "http/HeadCheck.h"
 #include "http/HttpResponses.h"
@@ -98,7 +99,8 @@ using HttpAdmission = std::function<std::variant<HttpAnswer, HttpTask>(const Htt
 struct HttpOptions {
   std::size_t header_limit = 0;
   unsigned connections_limit = 0;
-  unsigned address_connections = 0;
+  /// Of one client; 0 for no bound.
+  unsigned client_connections = 0;
   std::chrono::seconds idle_timeout{};
   std::chrono::seconds read_timeout{};
   /// PEM texts; both empty for plain HTTP.
@@ -168,6 +170,7 @@ class HttpServer {
   const HttpOptions options_;
   const HttpAdmission admission_;
   ReadDeadlines deadlines_;
+  ConnectionCounts connections_;
   Admission room_;
   HangUps hang_ups_;
   /// Shared with jobs, which may end when this object is gone.

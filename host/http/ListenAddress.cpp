@@ -10,6 +10,8 @@
 #include <string_view>
 #include <system_error>
 
+#include "http/IpAddress.h"
+
 namespace host {
 namespace {
 
@@ -55,23 +57,27 @@ std::optional<ListenAddress> ParseListenAddress(const std::string& text) {
 }
 
 std::string AddressText(const sockaddr& address) {
-  char text[INET6_ADDRSTRLEN] = "";
-  if (address.sa_family == AF_INET) {
-    inet_ntop(AF_INET, &As<const sockaddr_in>(address).sin_addr, text, sizeof(text));
-  } else if (address.sa_family == AF_INET6) {
-    inet_ntop(AF_INET6, &As<const sockaddr_in6>(address).sin6_addr, text, sizeof(text));
-  }
-  return text;
+  const auto numeric = IpAddress::Of(address);
+  return numeric ? numeric->Text() : "";
 }
 
 bool IsLoopback(std::string_view address) { return address.starts_with("127.") || address == "::1"; }
 
 std::string ListenAddressText(const sockaddr_storage& storage) {
-  const auto host = AddressText(As<const sockaddr>(storage));
+  char text[INET6_ADDRSTRLEN] = "";
   if (storage.ss_family == AF_INET6) {
-    return "[" + host + "]:" + std::to_string(ntohs(As<const sockaddr_in6>(storage).sin6_port));
+    const auto& v6 = As<const sockaddr_in6>(storage);
+    inet_ntop(AF_INET6, &v6.sin6_addr, text, sizeof(text));
+    return "[" + std::string(text) + "]:" + std::to_string(ntohs(v6.sin6_port));
   }
-  return host + ":" + std::to_string(ntohs(As<const sockaddr_in>(storage).sin_port));
+  const auto& v4 = As<const sockaddr_in>(storage);
+  inet_ntop(AF_INET, &v4.sin_addr, text, sizeof(text));
+  return std::string(text) + ":" + std::to_string(ntohs(v4.sin_port));
+}
+
+bool IsLoopback(const ListenAddress& address) {
+  const auto numeric = IpAddress::Of(As<const sockaddr>(address.storage));
+  return numeric && numeric->IsLoopback();
 }
 
 ListenSocket::~ListenSocket() {

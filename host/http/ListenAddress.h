@@ -20,7 +20,11 @@ struct ListenAddress {
 /// The form that ParseListenAddress reads.
 [[nodiscard]] std::string ListenAddressText(const sockaddr_storage& storage);
 
-/// The address without its port: "127.0.0.1", "::1". "" for a family other than the two.
+/// Only this machine can connect to it.
+[[nodiscard]] bool IsLoopback(const ListenAddress& address);
+
+/// The address without its port: "127.0.0.1", "::1"; one of IPv4 also when the socket is one of IPv6. "" for a family
+/// other than the two.
 [[nodiscard]] std::string AddressText(const sockaddr& address);
 
 /// Whether `address`, as AddressText writes it, never leaves the machine.

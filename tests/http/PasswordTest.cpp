@@ -133,6 +133,10 @@ TEST_F(PasswordTest, UsersAndClientsFreezeAtTheirLimitsAndTimeLiftsIt) {
   }
   EXPECT_EQ(Check({}), "262 -1") << "the client's before the user's";
   EXPECT_EQ(Check({.client = "10.0.0.8"}), "206 -1");
+  for (int i = 0; i < kClientTries; ++i)
+    AddLoginFailCount("2001:db8:0:7::" + std::to_string(i));
+  EXPECT_TRUE(IsClientFreeze("2001:db8:0:7:a:b:c:d")) << "one client may have any address of a /64";
+  EXPECT_FALSE(IsClientFreeze("2001:db8:0:8::"));
   now_ += kFreeze;
   EXPECT_EQ(Check({}), "0 anna true");
 }

@@ -1,5 +1,7 @@
 #include "LogLine.h"
 
+#include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstdio>
 #include <ctime>
@@ -33,15 +35,55 @@ void AppendTime(std::string& line) {
   line.append(text).append(digits, sizeof(digits));
 }
 
-void AppendText(std::string& line, std::string_view text) {
-  std::size_t begin = 0;
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    if (text[at] != '\n' && text[at] != '\r') continue;
-    if (text[at] == '\r' && at + 1 < text.size() && text[at + 1] == '\n') ++at;
-    line.append(text.substr(begin, at + 1 - begin)).append(1, '\t');
-    begin = at + 1;
+constexpr unsigned char kTwoByteControls = 0xC2;
+
+/// What stands for itself within a line. Those of the second set of control characters are two bytes of UTF-8, of which
+/// the first begins other characters, too.
+constexpr auto kIsPlain = [] {
+  std::array<bool, 256> plain{};
+  for (std::size_t c = 0; c < plain.size(); ++c)
+    plain.at(c) = (c >= ' ' && c != 0x7f && c != kTwoByteControls) || c == '\t';
+  return plain;
+}();
+
+void AppendEscaped(std::string& line, std::string_view bytes) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  for (const char c : bytes) {
+    const auto byte = static_cast<unsigned char>(c);
+    line.append({'\\', 'x', kDigits[byte >> 4U], kDigits[byte & 0xFU]});
   }
-  line.append(text.substr(begin));
+}
+
+/// Bytes of the control character that `rest`, no line break, begins with; 0 for a character of another kind.
+std::size_t ControlSize(std::string_view rest) {
+  if (static_cast<unsigned char>(rest.front()) != kTwoByteControls) return 1;
+  const auto second = rest.size() > 1 ? static_cast<unsigned char>(rest[1]) : 0U;
+  return second >= 0x80U && second <= 0x9FU ? 2 : 0;
+}
+
+/// Appends what begins at `rest` and may not stand for itself, and returns its size. A line break is kept, with a tab
+/// behind it, so that what follows begins no line of the log.
+std::size_t AppendSpecial(std::string& line, std::string_view rest) {
+  for (const std::string_view line_break : {"\n", "\r\n"}) {
+    if (!rest.starts_with(line_break)) continue;
+    line.append(line_break).append(1, '\t');
+    return line_break.size();
+  }
+  const auto size = ControlSize(rest);
+  AppendEscaped(line, rest.substr(0, size));
+  if (size == 0) line.append(1, rest.front());
+  return std::max<std::size_t>(size, 1);
+}
+
+void AppendText(std::string& line, std::string_view text) {
+  while (!text.empty()) {
+    const auto* const special =
+        std::ranges::find_if_not(text, [](char c) { return kIsPlain[static_cast<unsigned char>(c)]; });
+    const auto plain = static_cast<std::size_t>(special - text.begin());
+    line.append(text.substr(0, plain));
+    text.remove_prefix(plain);
+    if (!text.empty()) text.remove_prefix(AppendSpecial(line, text));
+  }
 }
 
 }  // namespace

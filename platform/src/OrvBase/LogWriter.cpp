@@ -30,7 +30,7 @@ constexpr int kRoundsForOthers = 4;
 
 /// What a block has for each line; the longest lines fit into the least block.
 constexpr std::size_t kLineBytes = 512;
-constexpr std::size_t kLeastBytes = 256UL * 1024;
+constexpr std::size_t kLeastBytes = 512UL * 1024;
 /// Of one write: what a pipe takes of it shows that its reader reads.
 constexpr std::size_t kPiece = 64UL * 1024;
 /// Of one write in a handler: what a pipe that polls as writable takes without blocking.

@@ -85,7 +85,7 @@ TEST(FileLogSink, AppendsOneLineForEachTextThatCannotForgeAnother) {
     const auto sink = platform::MakeFileLogSink(PathOf(file), 100);
     ASSERT_NE(sink, nullptr);
     sink->Write(5, "casefile.s.evidence", "{} failed %s");
-    sink->Write(3, "t", "a\n2024-01-01T00:00:00.000Z 6 t forged\r\nb\rc");
+    sink->Write(3, "t", "a\n2024-01-01T00:00:00.000Z 6 t forged\r\nb\tc");
   }
   platform::MakeFileLogSink(PathOf(file), 100)->Write(4, "t", std::string(64 * 1024, 'x') + "y");
   const std::string time = "[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}Z ";
@@ -93,8 +93,33 @@ TEST(FileLogSink, AppendsOneLineForEachTextThatCannotForgeAnother) {
   close(file);
   const std::string content{std::istreambuf_iterator<char>(written), {}};
   EXPECT_THAT(content, testing::MatchesRegex(time + "5 casefile\\.s\\.evidence \\{\\} failed %s\n" + time +
-                                             "3 t a\n\t2024-01-01T00:00:00\\.000Z 6 t forged\r\n\tb\r\tc\n" + time +
+                                             "3 t a\n\t2024-01-01T00:00:00\\.000Z 6 t forged\r\n\tb\tc\n" + time +
                                              "4 t x+ \\[cut, 65537 bytes in all\\]\n"));
+}
+
+TEST(FileLogSink, ControlCharactersReachNoTerminal) {
+  const std::pair<std::string, std::string> kCases[] = {
+      {"a\tb \x1b[2J\x07\x7f\x80\xff", "a\tb \\x1B[2J\\x07\\x7F\x80\xff"},
+      {"over\rwritten", "over\\x0Dwritten"},
+      {"\xc2\x9b"
+       "31m \xc2\xa0 \xc3\x9b \xc2",
+       "\\xC2\\x9B"
+       "31m \xc2\xa0 \xc3\x9b \xc2"},
+      {std::string(3, '\0'), "\\x00\\x00\\x00"},
+      {"", ""},
+  };
+  const ScratchFolder folder;
+  const auto sink = platform::MakeFileLogSink(folder.path() + "/log", 16);
+  std::vector<std::string> written;
+  for (const auto& [text, line] : kCases) {
+    sink->Write(3, "t", text);
+    written.push_back(line);
+  }
+  sink->Write(5, "t", std::string(64 * 1024, '\x01') + "cut");
+  const auto texts = Texts(folder.Read("log"));
+  ASSERT_EQ(texts.size(), written.size() + 1);
+  EXPECT_EQ(std::vector(texts.begin(), texts.end() - 1), written);
+  EXPECT_THAT(texts.back(), testing::EndsWith("\\x01\\x01 [cut, 65539 bytes in all]"));
 }
 
 TEST(FileLogSink, EachLineHasItsTime) {
