@@ -262,6 +262,8 @@ std::string Host::StartHttp() {
   options.header_limit = static_cast<std::size_t>(settings_.header_limit);
   options.connections_limit = static_cast<unsigned>(settings_.connections_limit);
   options.client_connections = static_cast<unsigned>(settings_.ClientConnections());
+  auto fault = TrustedProxies::Read(settings_.trusted_proxies, options.trusted_proxies);
+  if (!fault.empty()) return "trusted_proxies: " + fault;
   options.idle_timeout = std::chrono::seconds(settings_.idle_timeout_s);
   options.read_timeout = std::chrono::seconds(settings_.read_timeout_s);
   if (!settings_.tls_certificate.empty()) {
@@ -294,7 +296,6 @@ std::string Host::StartHttp() {
   gateway_.emplace(Gateway::Parts{sessions_, routes_, plugin_paths_, &*workers_, &*login_workers_, &*ready_worker_,
                                   &*stream_workers_, static_cast<std::size_t>(settings_.body_limit)});
   http_.emplace(std::move(options), [this](const HttpHead& head) { return gateway_->Admit(head); });
-  std::string fault;
   if (!socket_.Listen(fault)) return "cannot listen on " + fault;
   return http_->Start(socket_.fd()) ? ""
                                     : "the HTTP server does not start; " + settings_.LogFile() + " names the reason";

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "http/HttpErrors.h"
-#include "http/ListenAddress.h"
+#include "http/IpAddress.h"
 #include "http/PluginHeaders.h"
 
 namespace host {
@@ -105,7 +105,7 @@ bool FillRequest(HttpRequest& request, const HttpHead& head, platform::HttpField
   request.headers = head.fields.Headers();
   request.client_address = head.context.client_address;
   request.request_id = head.context.request_id;
-  request.is_private = head.is_tls || IsLoopback(head.context.client_address);
+  request.is_private = head.is_private;
   return std::ranges::all_of(request.query,
                              [](auto& field) { return DecodePercent(field.first) && DecodePercent(field.second); });
 }
@@ -149,7 +149,7 @@ std::shared_ptr<const Session> Gateway::SessionOf(const HttpHead& head) const {
 Gateway::Verdict Gateway::AdmitToRoute(const HttpHead& head, RouteTable::Match match) const {
   const auto& route = *match.route;
   HttpRequest request;
-  auto client = head.context.client_address;
+  auto client = ClientNetwork(head.context.client_address);
   if (route.access.who != HttpAccess::Who::kAnybody) {
     const auto session = SessionOf(head);
     if (!session) return NoSession();

@@ -14,6 +14,8 @@ namespace {
 /// More than the host has.
 constexpr std::size_t kMostPrepared = 16;
 
+constexpr char kOneYear[] = "max-age=31536000";
+
 void FreeBody(void* body) { delete static_cast<std::string*>(body); }
 
 /// Null when there is no memory for it.
@@ -59,8 +61,14 @@ const char* ContentType(const HttpAnswer& answer) {
   return answer.content_type.empty() ? "application/json" : answer.content_type.c_str();
 }
 
-/// Null when there is no memory for it.
-MHD_Response* Make(HttpAnswer answer, bool closes) {
+}  // namespace
+
+HttpResponses::~HttpResponses() {
+  for (const auto& prepared : prepared_)
+    MHD_destroy_response(prepared.response);
+}
+
+MHD_Response* HttpResponses::Make(HttpAnswer answer, bool closes) const {
   const bool has_body = answer.source || answer.file || !answer.body.empty();
   auto* const response = MakeBody(answer);
   if (response == nullptr) return nullptr;
@@ -74,15 +82,9 @@ MHD_Response* Make(HttpAnswer answer, bool closes) {
   if (!is_stored) add(MHD_HTTP_HEADER_CACHE_CONTROL, "no-store");
   if (answer.status == MHD_HTTP_UNAUTHORIZED) add(MHD_HTTP_HEADER_WWW_AUTHENTICATE, "Bearer");
   if (answer.retry_after_s != 0) add(MHD_HTTP_HEADER_RETRY_AFTER, std::to_string(answer.retry_after_s).c_str());
+  if (is_tls_) add(MHD_HTTP_HEADER_STRICT_TRANSPORT_SECURITY, kOneYear);
   if (closes) add(MHD_HTTP_HEADER_CONNECTION, "close");
   return response;
-}
-
-}  // namespace
-
-HttpResponses::~HttpResponses() {
-  for (const auto& prepared : prepared_)
-    MHD_destroy_response(prepared.response);
 }
 
 bool HttpResponses::Queue(MHD_Connection& connection, HttpAnswer answer, const std::string& request_id, bool closes) {

@@ -14,7 +14,8 @@ struct HttpAnswer;
 /// does little for what it refuses. Used by one thread.
 class HttpResponses {
  public:
-  HttpResponses() = default;
+  /// Answers over TLS tell browsers to come back over TLS only.
+  explicit HttpResponses(bool is_tls) : is_tls_(is_tls) {}
   /// After the library has answered all.
   ~HttpResponses();
   HttpResponses(const HttpResponses&) = delete;
@@ -31,8 +32,11 @@ class HttpResponses {
     MHD_Response* response;
   };
 
+  /// Null when there is no memory for it.
+  MHD_Response* Make(HttpAnswer answer, bool closes) const;
   MHD_Response* Find(const HttpAnswer& answer, bool closes);
 
+  const bool is_tls_;
   std::vector<Prepared> prepared_;
 };
 

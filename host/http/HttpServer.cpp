@@ -1,6 +1,7 @@
 #include "http/HttpServer.h"
 
 #include <microhttpd.h>
+#include <strings.h>
 
 #include <algorithm>
 #include <charconv>
@@ -16,6 +17,7 @@
 #include "http/HeadCheck.h"
 #include "http/HttpErrors.h"
 #include "http/HttpExchange.h"
+#include "http/IpAddress.h"
 #include "http/ListenAddress.h"
 #include "http/RequestId.h"
 #include "platform/Guard.h"
@@ -74,6 +76,28 @@ int Descriptor(MHD_Connection& connection) {
 std::string ClientAddress(MHD_Connection& connection) {
   const auto* const info = Info(connection, MHD_CONNECTION_INFO_CLIENT_ADDRESS);
   return info == nullptr || info->client_addr == nullptr ? std::string() : AddressText(*info->client_addr);
+}
+
+/// The values of all header lines of that name, in their order.
+std::vector<std::string_view> Lines(MHD_Connection& connection, std::string_view name) {
+  struct Search {
+    std::string_view name;
+    std::vector<std::string_view> values;
+    bool is_whole = true;
+  } search{name, {}};
+  const auto add = [](void* context, MHD_ValueKind, const char* key, const char* value) {
+    auto& found = *static_cast<Search*>(context);
+    if (strcasecmp(key, found.name.data()) != 0) return MHD_YES;
+    const auto append = [&] {
+      found.values.emplace_back(value == nullptr ? "" : value);
+      return true;
+    };
+    found.is_whole = platform::Guard(append, [](const char*) { return false; });
+    return found.is_whole ? MHD_YES : MHD_NO;
+  };
+  MHD_get_connection_values(&connection, MHD_HEADER_KIND, add, &search);
+  if (!search.is_whole) throw std::bad_alloc();
+  return std::move(search.values);
 }
 
 /// The fields of a request, which the library keeps until its answer is queued.
@@ -187,7 +211,8 @@ HttpServer::HttpServer(HttpOptions options, HttpAdmission admission)
       admission_(std::move(admission)),
       connections_(options_.client_connections),
       room_(kWaitForRoom),
-      line_(std::make_shared<WaitingLine>(kWaitForPlace)) {}
+      line_(std::make_shared<WaitingLine>(kWaitForPlace)),
+      responses_(!options_.tls_certificate.empty()) {}
 
 HttpServer::~HttpServer() {
   if (daemon_ == nullptr) return;
@@ -271,8 +296,20 @@ bool HttpServer::Begin(MHD_Connection& connection, const RequestLine& line, void
     return Answer(*exchange);
   }
   if (stopping) return Admit(exchange, Stopping());
+  auto& address = exchange->context.client_address;
+  auto client = ClientOf(connection, address);
+  address = std::move(client.address);
   const ConnectionFields fields(connection);
-  return Admit(exchange, admission_({line.method, line.path, fields, exchange->context, !options_.tls_key.empty()}));
+  return Admit(exchange, admission_({line.method, line.path, fields, exchange->context, client.is_private}));
+}
+
+TrustedProxies::Client HttpServer::ClientOf(MHD_Connection& connection, const std::string& peer) const {
+  TrustedProxies::Request request{peer, !options_.tls_certificate.empty(), {}, {}};
+  if (!options_.trusted_proxies.IsEmpty()) {
+    request.forwarded_for = Lines(connection, "X-Forwarded-For");
+    request.forwarded_proto = Lines(connection, "X-Forwarded-Proto");
+  }
+  return options_.trusted_proxies.ClientOf(request);
 }
 
 bool HttpServer::Admit(const std::shared_ptr<Exchange>& exchange, std::variant<HttpAnswer, HttpTask> verdict) {
@@ -301,7 +338,7 @@ bool HttpServer::TakeMemory(const std::shared_ptr<Exchange>& exchange) {
   auto& limit = exchange->task.body_limit;
   if (exchange->announced == kUnknownLength) limit = std::min(limit, LargestBody(exchange->task.kind));
   const auto body = std::min<std::uint64_t>(exchange->announced, limit);
-  exchange->memory.emplace(exchange->context.client_address);
+  exchange->memory.emplace(ClientNetwork(exchange->context.client_address));
   {
     // So that an end of the wait on another thread comes after the suspension.
     const std::lock_guard lock(exchange->mutex);

@@ -23,6 +23,7 @@
 #include "http/HeadCheck.h"
 #include "http/HttpResponses.h"
 #include "http/ReadDeadlines.h"
+#include "http/TrustedProxies.h"
 #include "http/WaitingLine.h"
 #include "http/WorkerPool.h"
 #include "platform/Call.h"
@@ -53,7 +54,8 @@ struct HttpHead {
   std::string_view path;
   const HttpFieldSource& fields;
   const platform::RequestContext& context;
-  bool is_tls = false;
+  /// It comes over TLS, or never leaves the machine.
+  bool is_private = false;
 };
 
 struct HttpAnswer {
@@ -106,6 +108,7 @@ struct HttpOptions {
   /// PEM texts; both empty for plain HTTP.
   std::string tls_certificate;
   std::string tls_key;
+  TrustedProxies trusted_proxies;
 };
 
 /// HTTP/1.1 on one listening socket: one thread for all connections, requests run on worker pools while
@@ -142,6 +145,7 @@ class HttpServer {
   // One request, in order; false closes the connection.
   bool Access(MHD_Connection& connection, const RequestLine& line, const char* data, std::size_t& size, void*& context);
   bool Begin(MHD_Connection& connection, const RequestLine& line, void*& context);
+  TrustedProxies::Client ClientOf(MHD_Connection& connection, const std::string& peer) const;
   bool Admit(const std::shared_ptr<Exchange>& exchange, std::variant<HttpAnswer, HttpTask> verdict);
   bool Refuse(Exchange& exchange);
   bool TakeMemory(const std::shared_ptr<Exchange>& exchange);

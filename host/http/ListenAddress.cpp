@@ -61,8 +61,6 @@ std::string AddressText(const sockaddr& address) {
   return numeric ? numeric->Text() : "";
 }
 
-bool IsLoopback(std::string_view address) { return address.starts_with("127.") || address == "::1"; }
-
 std::string ListenAddressText(const sockaddr_storage& storage) {
   char text[INET6_ADDRSTRLEN] = "";
   if (storage.ss_family == AF_INET6) {

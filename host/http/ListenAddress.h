@@ -27,9 +27,6 @@ struct ListenAddress {
 /// other than the two.
 [[nodiscard]] std::string AddressText(const sockaddr& address);
 
-/// Whether `address`, as AddressText writes it, never leaves the machine.
-[[nodiscard]] bool IsLoopback(std::string_view address);
-
 /// A socket bound to an address; connections are refused until `Listen`. Not thread-safe.
 class ListenSocket {
  public:

@@ -221,8 +221,17 @@ TEST_F(KeyFileTest, TheHostHandsItsKeyToPluginsOnly) {
   EXPECT_EQ(Ask(host.port(), "GET", "/KeyText", session).body, key);
   EXPECT_EQ(host.Stop().exit_code, 0);
   EXPECT_THAT(folder_.Read("evidence-host.log"), Not(HasSubstr(key)));
-  chmod(file_.c_str(), 0644);
-  EXPECT_THAT(HostProcess(settings).Wait().err, HasSubstr("evidence-host: " + file_ + ": open to others"));
+  const auto log = folder_.path() + "/evidence-host.log";
+  for (const auto& open : {file_, log})
+    chmod(open.c_str(), 0644);
+  HostProcess again(settings);
+  again.WaitUntilListening();
+  EXPECT_EQ(again.Stop().exit_code, 0);
+  for (const auto& file : {file_, log}) {
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms(0600));
+    EXPECT_THAT(folder_.Read("evidence-host.log"),
+                HasSubstr(file + " was open to others than its owner, with mode 0644"));
+  }
 }
 
 std::string Element(const std::string& members) {
