@@ -30,7 +30,7 @@ make_tree() {
   export CALLS=$tree/calls TEST_PID=$$
   mkdir -p "$tree/scripts"
   cp "$repository"/CMakePresets.json "$tree"
-  cp "$repository"/scripts/{check,package,run,test} "$tree/scripts"
+  cp "$repository"/scripts/{check,make-certificate,package,run,test} "$tree/scripts"
   cat >"$tree/CMakeLists.txt" <<'CMAKE'
 cmake_minimum_required(VERSION 3.25)
 project(evidence LANGUAGES NONE)
@@ -75,6 +75,19 @@ test_settings_file_decides_about_the_data_folder() {
   expect "a file without a database" "postgres start;host $private --config G;postgres stop" "$(calls '^(host|postgres)')"
   scripts/run --database X
   expect "no file" "host --data $tree/var --database X" "$(calls '^(host|postgres)')"
+}
+
+test_tls_has_a_pair_that_is_made_once() {
+  make_tree tls
+  cd "$tree"
+  local pair="--tls-certificate $tree/var/tls/certificate.pem --tls-key $tree/var/tls/key.pem" before
+  scripts/run --database X --tls --listen L 2>/dev/null
+  expect "scripts/run --tls" "host --data $tree/var $pair --database X --listen L" "$(calls '^host')"
+  before=$(cat var/tls/*.pem)
+  scripts/run --tls --database X
+  expect "the second run" "$before" "$(cat var/tls/*.pem)"
+  scripts/run --database X
+  expect "without it" "host --data $tree/var --database X" "$(calls '^host' | sed 's/.*;//')"
 }
 
 # Sends SIGTERM at each command of scripts/run, up to the one that waits for the host; one that follows the start of the
