@@ -53,8 +53,7 @@ std::vector<std::string> OddLines() {
       "G\x1b[2JET / HTTP/1.1",
       "GET /\x1b]0;owned\x07 HTTP/1.1",
       "GET /\x7f HTTP/1.1",
-      "GET /\xc2\x9b"
-      "2J HTTP/1.1",
+      "GET /\xc2\x9b[2J HTTP/1.1",
       "GET /\xff\xfe HTTP/1.1",
       "GET /a\r" + kForged + " HTTP/1.1",
       "GET /a\n" + kForged + " HTTP/1.1",
@@ -135,8 +134,7 @@ std::vector<std::string> OddHeads() {
       "Content-Length: 3\r\nTransfer-Encoding: chunked",
       "Transfer-Encoding: chunked, chunked",
       "Transfer-Encoding: xchunked",
-      "Transfer-Encoding:\x0b"
-      "chunked",
+      "Transfer-Encoding:\vchunked",
       "Transfer-Encoding: chunked\r\n\r\nffffffffffffffffff\r\nx",
       "Transfer-Encoding: chunked\r\n\r\n-1\r\nx",
       "Transfer-Encoding: chunked\r\n\r\nzz\r\nx",

@@ -101,10 +101,7 @@ TEST(FileLogSink, ControlCharactersReachNoTerminal) {
   const std::pair<std::string, std::string> kCases[] = {
       {"a\tb \x1b[2J\x07\x7f\x80\xff", "a\tb \\x1B[2J\\x07\\x7F\x80\xff"},
       {"over\rwritten", "over\\x0Dwritten"},
-      {"\xc2\x9b"
-       "31m \xc2\xa0 \xc3\x9b \xc2",
-       "\\xC2\\x9B"
-       "31m \xc2\xa0 \xc3\x9b \xc2"},
+      {"\xc2\x9b[m \xc2\xa0 \xc3\x9b \xc2", "\\xC2\\x9B[m \xc2\xa0 \xc3\x9b \xc2"},
       {std::string(3, '\0'), "\\x00\\x00\\x00"},
       {"", ""},
   };
