@@ -1,6 +1,6 @@
 -- Applied by every set-up, after the numbered scripts and in their transaction: what lies outside the tables, or is left
--- out by a dump that was made or restored by other means. It may run any number of times, and takes no lock on a table.
--- What an operator has set to another value stays.
+-- out by a dump that was made or restored by other means. It may run any number of times, and takes no lock on a table
+-- that a running host waits for. What an operator has set to another value stays.
 
 -- Roles are shared by the whole server, so another database's set-up may have created it, even concurrently.
 DO $$
@@ -13,7 +13,37 @@ EXCEPTION
 END
 $$;
 
--- Rights. The program reads, adds and changes rows; a table of which it may do less has a row here.
+-- The partitions of platform.request_log, by months of UTC: this one and the next twelve. What is already in
+-- request_log_rest stays there. A table is made by itself and then attached, which holds up nobody who adds rows; when
+-- somebody reads the whole log for long, a backup for instance, the next set-up makes the months.
+DO $$
+DECLARE
+  month timestamp;
+  part  text;
+  limit_before text := current_setting('lock_timeout');
+BEGIN
+  PERFORM set_config('lock_timeout', '5s', true);
+  FOR month IN
+    SELECT date_trunc('month', now() AT TIME ZONE 'UTC') + make_interval(months => n) FROM generate_series(0, 12) AS n
+  LOOP
+    part := 'request_log_' || to_char(month, 'YYYY_MM');
+    CONTINUE WHEN to_regclass('platform.' || part) IS NOT NULL OR EXISTS (
+      SELECT FROM platform.request_log_rest
+      WHERE answered_at >= month AT TIME ZONE 'UTC' AND
+            answered_at < (month + interval '1 month') AT TIME ZONE 'UTC');
+    EXECUTE format('CREATE TABLE platform.%I (LIKE platform.request_log INCLUDING ALL)', part);
+    EXECUTE format('ALTER TABLE platform.request_log ATTACH PARTITION platform.%I FOR VALUES FROM (%L) TO (%L)', part,
+                   month::text || '+00', (month + interval '1 month')::text || '+00');
+  END LOOP;
+  PERFORM set_config('lock_timeout', limit_before, true);
+EXCEPTION
+  WHEN lock_not_available THEN
+    RAISE WARNING 'the log of requests is being read as a whole: its partitions are made by the next set-up';
+END
+$$;
+
+-- Rights. The program reads, adds and changes rows; a table of which it may do less has a row here, and a partition is
+-- used through its table alone.
 GRANT USAGE ON SCHEMA platform, evidence, filemanager TO evidence_app;
 DO $$
 DECLARE
@@ -21,7 +51,8 @@ DECLARE
 BEGIN
   FOR object IN
     SELECT format('%s %I.%I', CASE c.relkind WHEN 'S' THEN 'SEQUENCE' ELSE 'TABLE' END, n.nspname, c.relname) AS name,
-           coalesce(less.rights, CASE c.relkind WHEN 'S' THEN 'USAGE' ELSE 'SELECT, INSERT, UPDATE' END) AS rights
+           coalesce(less.rights, CASE WHEN c.relispartition THEN '' WHEN c.relkind = 'S' THEN 'USAGE'
+                              ELSE 'SELECT, INSERT, UPDATE' END) AS rights
     FROM pg_catalog.pg_class c JOIN pg_catalog.pg_namespace n ON n.oid = c.relnamespace
     LEFT JOIN (VALUES
       ('platform.schema_version', 'SELECT'),
@@ -38,9 +69,8 @@ BEGIN
       ('platform.account_change', 'SELECT'),
       ('platform.auth_event', 'SELECT, INSERT'),
       ('platform.operation_log', 'SELECT, INSERT'),
-      ('evidence.operation_log', 'SELECT, INSERT'),
-      ('evidence.evidence_ordinary', ''),
-      ('evidence.evidence_outsize', '')) AS less (name, rights) ON less.name = n.nspname || '.' || c.relname
+      ('platform.request_log', 'SELECT, INSERT'),
+      ('evidence.operation_log', 'SELECT, INSERT')) AS less (name, rights) ON less.name = n.nspname || '.' || c.relname
     WHERE n.nspname IN ('platform', 'evidence', 'filemanager') AND c.relkind IN ('r', 'p', 'v', 'm', 'f', 'S')
   LOOP
     EXECUTE format('REVOKE ALL ON %s FROM evidence_app', object.name);

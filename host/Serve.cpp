@@ -47,6 +47,8 @@
 #include "platform/Crowd.h"
 #include "platform/Guard.h"
 #include "platform/Memory.h"
+#include "requests/RequestLog.h"
+#include "requests/RequestRoutes.h"
 
 namespace host {
 namespace {
@@ -128,6 +130,7 @@ class Host {
   const std::shared_ptr<RouteLedger> ledger_ = std::make_shared<RouteLedger>(plugin_paths_);
   PluginLoader plugins_{*ledger_, *routes_};
   bool all_plugins_up_ = true;
+  std::shared_ptr<RequestLog> requests_;
   std::optional<WorkerPool> workers_;
   std::optional<WorkerPool> login_workers_;
   std::optional<WorkerPool> ready_worker_;
@@ -148,6 +151,8 @@ Host::~Host() {
   login_workers_.reset();
   platform::CrowdPlace::WhenTaken({});
   workers_.reset();
+  stopping.Note("the log of requests");
+  if (requests_) requests_->Close();
   plugins_.StopAll([&stopping](const std::string& file) { stopping.Note("UnInit of plugin " + file); });
   stopping.Note("the list of cameras");
   camera_follower_ = {};
@@ -241,6 +246,7 @@ void Host::InstallBackends() {
   RegisterSessionRoutes(*routes_, sessions_);
   RegisterUserRoutes(*routes_, {sessions_, accounts_, tries_});
   RegisterEventRoutes(*routes_);
+  RegisterRequestRoutes(*routes_);
   Slot<kelp::IPlatformAdapterInterface>::Exchange(
       MakeAdapter({ledger_, MakeClientPermissions(sessions_), cameras_, cameras_, platform::MakeSystemAndLogApi()}));
 }
@@ -293,8 +299,11 @@ std::string Host::StartHttp() {
                                         return for_connections ? std::max(DatabaseStarvedFor(), workers_->StarvedFor())
                                                                : DatabaseStarvedFor();
                                       }});
+  requests_ =
+      std::make_shared<RequestLog>(settings_.database, static_cast<std::size_t>(settings_.request_log_queue),
+                                   settings_.request_log == "all" ? RequestLog::What::kAll : RequestLog::What::kWrites);
   gateway_.emplace(Gateway::Parts{sessions_, routes_, plugin_paths_, &*workers_, &*login_workers_, &*ready_worker_,
-                                  &*stream_workers_, static_cast<std::size_t>(settings_.body_limit)});
+                                  &*stream_workers_, static_cast<std::size_t>(settings_.body_limit), requests_});
   http_.emplace(std::move(options), [this](const HttpHead& head) { return gateway_->Admit(head); });
   if (!socket_.Listen(fault)) return "cannot listen on " + fault;
   return http_->Start(socket_.fd()) ? ""
@@ -325,6 +334,8 @@ int Host::Run() {
   }
   // A request is still inside a plugin, whose UnInit must not be called meanwhile.
   LogHost(kLogFatal, "requests did not end in time: the process ends without stopping its plugins");
+  stopping.Note("the log of requests");
+  requests_->Close();
   Stopping::End(exit_code);
 }
 

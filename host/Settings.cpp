@@ -20,7 +20,7 @@ namespace {
 using TextMember = std::string Settings::*;
 using NumberMember = std::int64_t Settings::*;
 
-enum class Kind { kText, kNumber, kAddress, kStopOrContinue, kOnOrOff, kNetworks, kNumberOrHalf };
+enum class Kind { kText, kNumber, kAddress, kStopOrContinue, kOnOrOff, kWritesOrAll, kNetworks, kNumberOrHalf };
 
 struct Setting {
   std::string_view name;
@@ -122,6 +122,12 @@ constexpr Setting kSettings[] = {
                   "Database connections of the host itself in each of its two pools."),
     NumberSetting("server_standard", &Settings::server_standard, "2", 1, 3,
                   "Size class of this server: 1 high, 2 middle, 3 lower."),
+    TextSetting("request_log", &Settings::request_log, "writes",
+                "What is noted of requests with who asked for it, in platform.request_log: writes, or all with reads.",
+                Kind::kWritesOrAll),
+    NumberSetting("request_log_queue", &Settings::request_log_queue, "10000", 16, 1'000'000,
+                  "Maximum requests waiting to be noted; while the database does not take them, beyond that what would "
+                  "have to be noted gets 503."),
     TextSetting("tls_certificate", &Settings::tls_certificate, "",
                 "PEM file of the certificate chain; together with tls_key it enables HTTPS."),
     TextSetting("tls_key", &Settings::tls_key, "", "PEM file of the certificate's key."),
@@ -189,6 +195,9 @@ std::string SetText(Settings& settings, const Setting& setting, std::string_view
   }
   if (setting.kind == Kind::kStopOrContinue && text != "stop" && text != "continue") {
     return std::string(setting.name) + " must be stop or continue";
+  }
+  if (setting.kind == Kind::kWritesOrAll && text != "writes" && text != "all") {
+    return std::string(setting.name) + " must be writes or all";
   }
   if (setting.kind == Kind::kOnOrOff && text != "on" && text != "off") {
     return std::string(setting.name) + " must be on or off";

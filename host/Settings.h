@@ -44,6 +44,8 @@ struct Settings {
   std::int64_t freeze_minutes = 0;
   std::int64_t platform_connections = 0;
   std::int64_t server_standard = 0;
+  std::string request_log;
+  std::int64_t request_log_queue = 0;
   std::string tls_certificate;
   std::string tls_key;
   std::string insecure_http;

@@ -11,6 +11,7 @@
 #include "Settings.h"
 #include "UserCommands.h"
 #include "backup/Backup.h"
+#include "requests/RequestCommands.h"
 
 namespace {
 
@@ -29,6 +30,7 @@ struct Options {
   host::PasswordOptions password;
   host::EventOptions events;
   std::string before;
+  host::RequestOptions requests;
   std::string camera_file;
   std::string backup_file;
 };
@@ -68,6 +70,8 @@ enum class Command {
   kUserSessions,
   kEvents,
   kEventsPrune,
+  kRequests,
+  kRequestsPrune,
   kCamerasLoad,
   kCamerasList,
   kBackup,
@@ -122,6 +126,20 @@ void AddEventCommands(CLI::App& app, Options& options, const Select& select) {
   prune->callback(select(Command::kEventsPrune));
 }
 
+void AddRequestCommands(CLI::App& app, Options& options, const Select& select) {
+  auto* const requests = app.add_subcommand("requests", "Print who asked for what, the newest last")->fallthrough();
+  requests->add_option("--evidence", options.requests.evidence, "About the evidence of this id");
+  requests->add_option("--user", options.requests.user, "Of the user of this name");
+  requests->add_option("--limit", options.requests.limit, "At most this many")->check(CLI::Range(1, 1'000'000));
+  requests->callback([requests, run = select(Command::kRequests)] {
+    if (requests->get_subcommands().empty()) run();
+  });
+  auto* const prune =
+      requests->add_subcommand("prune", "Drop whole months; needs an owner's connection")->fallthrough();
+  prune->add_option("--before", options.before, "Those before this month, such as 2026-01")->required();
+  prune->callback(select(Command::kRequestsPrune));
+}
+
 void AddCameraCommands(CLI::App& app, Options& options, const Select& select) {
   auto* const cameras =
       app.add_subcommand("cameras", "Manage cameras and devices")->require_subcommand(1)->fallthrough();
@@ -150,6 +168,7 @@ void AddCommands(CLI::App& app, Options& options, Command& command) {
       ->callback(select(Command::kSetup));
   AddUserCommands(app, options, select);
   AddEventCommands(app, options, select);
+  AddRequestCommands(app, options, select);
   AddCameraCommands(app, options, select);
   AddBackupCommands(app, options, select);
 }
@@ -190,6 +209,10 @@ int RunCommand(Command command, const Options& options, const Settings& settings
       return host::RunEvents(settings, options.events);
     case Command::kEventsPrune:
       return host::RunEventsPrune(settings, options.before);
+    case Command::kRequests:
+      return host::RunRequests(settings, options.requests);
+    case Command::kRequestsPrune:
+      return host::RunRequestsPrune(settings, options.before);
     case Command::kCamerasLoad:
       return host::RunCamerasLoad(settings, options.camera_file);
     case Command::kCamerasList:

@@ -6,6 +6,7 @@
 #include "accounts/UserRoutes.h"
 #include "http/JsonAnswer.h"
 #include "http/Paging.h"
+#include "http/QueryFields.h"
 
 namespace host {
 namespace {
@@ -24,13 +25,6 @@ constexpr std::pair<const char*, std::string StoredAuthEvent::*> kFields[] = {
     {"request_id", &StoredAuthEvent::request_id},
     {"detail", &StoredAuthEvent::detail},
 };
-
-/// Puts the query's time into `time`; false when what is there is none.
-bool TakeTime(const HttpRequest& request, const char* name, std::optional<std::int64_t>& time) {
-  const auto text = platform::FieldOf(request.query, name);
-  if (text) time = ParseEventTime(std::string(*text));
-  return !text || time;
-}
 
 HttpResponse List(const HttpRequest& request) {
   const auto page = PageOf(request);

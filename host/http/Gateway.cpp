@@ -9,6 +9,7 @@
 #include "http/HttpErrors.h"
 #include "http/IpAddress.h"
 #include "http/PluginHeaders.h"
+#include "requests/NotedTask.h"
 
 namespace host {
 namespace {
@@ -150,8 +151,9 @@ Gateway::Verdict Gateway::AdmitToRoute(const HttpHead& head, RouteTable::Match m
   const auto& route = *match.route;
   HttpRequest request;
   auto client = ClientNetwork(head.context.client_address);
+  std::shared_ptr<const Session> session;
   if (route.access.who != HttpAccess::Who::kAnybody) {
-    const auto session = SessionOf(head);
+    session = SessionOf(head);
     if (!session) return NoSession();
     if (auto refusal = Refusal(*session, route, head.context.request_id)) return std::move(*refusal);
     request.session = session->handle;
@@ -172,6 +174,24 @@ Gateway::Verdict Gateway::AdmitToRoute(const HttpHead& head, RouteTable::Match m
     request.reader = reader;
     return RunRoute(route, request);
   };
+  if (!session) return task;
+  return Noted(std::move(task), head, *session);
+}
+
+Gateway::Verdict Gateway::Noted(HttpTask task, const HttpHead& head, const Session& session) const {
+  if (!parts_.requests || !parts_.requests->Notes(task.kind)) return task;
+  if (!parts_.requests->HasRoom()) return NotNoted();
+  NotedRequest request;
+  request.user_id = session.user.id;
+  request.user_name = session.user.name;
+  request.session = session.handle;
+  request.client_address = head.context.client_address;
+  request.request_id = head.context.request_id;
+  // A POST that says it is one.
+  const bool is_get = task.kind == Kind::kReads && head.method == "POST";
+  request.method = is_get ? "GET" : head.method;
+  request.path = head.path;
+  NoteTask(parts_.requests, task, std::move(request));
   return task;
 }
 
@@ -214,7 +234,7 @@ Gateway::Verdict Gateway::AdmitToPlugin(const HttpHead& head) const {
                  std::string body, platform::HttpBodyReader* /*reader*/) {
     return CallPlugin(match.callback, {method_code, handle, match.url_ids, std::move(body)}, is_dictionary);
   };
-  return task;
+  return Noted(std::move(task), head, *session);
 }
 
 }  // namespace host

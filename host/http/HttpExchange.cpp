@@ -62,9 +62,9 @@ void HttpServer::Exchange::Work() {
   if (writer) stream = std::make_shared<AnswerStream>([this] { GoOn(); });
   {
     const std::lock_guard lock(mutex);
-    running = stream != nullptr;
     answer_stream = stream;
     Resume(std::move(outcome));
+    running = stream != nullptr;
   }
   if (!stream) return;
   Write(*stream, writer);
@@ -145,10 +145,15 @@ HttpAnswer HttpServer::Exchange::RunTask() {
                          });
 }
 
+void HttpServer::Exchange::Decide(HttpAnswer next) {
+  if (running && task.ended) task.ended(next, received);
+  answer = std::move(next);
+}
+
 void HttpServer::Exchange::Resume(HttpAnswer next) {
   if (!AwaitsAnswer() || answer) return;
   if (hang_ups_ != nullptr) hang_ups_->Unwatch(ticket_);
-  answer = std::move(next);
+  Decide(std::move(next));
   if (std::exchange(suspended, false)) MHD_resume_connection(connection);
 }
 

@@ -51,6 +51,9 @@ struct HttpServer::Exchange : std::enable_shared_from_this<Exchange> {
   /// The answer's body, while it is written.
   std::shared_ptr<AnswerStream> answer_stream;
 
+  /// The answer, once. The caller holds the mutex.
+  void Decide(HttpAnswer next);
+
   /// Method and path, for the log.
   [[nodiscard]] std::string Line() const { return method + " " + path; }
 

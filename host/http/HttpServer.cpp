@@ -399,7 +399,7 @@ bool HttpServer::BeginStream(const std::shared_ptr<Exchange>& exchange) {
 bool HttpServer::Stream(Exchange& exchange, const char* data, std::size_t& size) {
   const std::lock_guard lock(exchange.mutex);
   if (!exchange.answer && exchange.received + size > exchange.task.body_limit) {
-    exchange.answer = ErrorAnswer(MHD_HTTP_CONTENT_TOO_LARGE, "body too large");
+    exchange.Decide(ErrorAnswer(MHD_HTTP_CONTENT_TOO_LARGE, "body too large"));
     exchange.body_stream->Break();
   }
   if (exchange.answer) {

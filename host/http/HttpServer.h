@@ -92,6 +92,9 @@ struct HttpTask {
   /// Runs on a thread of `pool`, bound to a call of that kind. `reader` is null unless the task streams. An exception
   /// is answered with 500.
   std::function<HttpAnswer(std::string body, platform::HttpBodyReader* reader)> run;
+  /// Optional: told the answer and the size of the body, once, when `run` was begun, before the client is answered. On
+  /// any thread, with locks held; it must not block or throw.
+  std::function<void(const HttpAnswer& answer, std::uint64_t bytes_in)> ended;
 };
 
 /// Decides on requests by their head, before any of the body is stored. Runs on the connection thread and must not

@@ -2,25 +2,23 @@
 
 #include <algorithm>
 
+#include "http/QueryFields.h"
+
 namespace host {
 namespace {
 
 constexpr std::int64_t kLargestLimit = 1000;
 
-/// Puts the query's number into `value`; false when what is there is none.
-bool Take(const platform::HttpRequest& request, const char* name, std::int64_t& value) {
-  const auto number = platform::NumberIn(request.query, name);
-  if (number) value = *number;
-  return number || !platform::FieldOf(request.query, name);
-}
-
 }  // namespace
 
 std::optional<Page> PageOf(const platform::HttpRequest& request) {
+  std::optional<std::int64_t> limit;
+  std::optional<std::int64_t> after;
+  if (!TakeNumber(request, "limit", limit) || !TakeNumber(request, "after", after)) return std::nullopt;
   Page page;
-  if (!Take(request, "limit", page.limit) || !Take(request, "after", page.after) || page.limit < 1) return std::nullopt;
-  page.limit = std::min(page.limit, kLargestLimit);
-  return page;
+  page.limit = std::min(limit.value_or(page.limit), kLargestLimit);
+  page.after = after.value_or(page.after);
+  return page.limit < 1 ? std::nullopt : std::optional(page);
 }
 
 platform::HttpResponse WrongPage() {

@@ -2,6 +2,7 @@
 
 #include <poll.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <string_view>
@@ -197,6 +198,51 @@ bool PostgresConnection::EndCopy(ExecStatusType status) {
   Fail("a copy could not be ended");
   dismissed_ = true;
   return false;
+}
+
+PostgresConnection::CopyEnd PostgresConnection::CopyIn(const std::string& statement, std::string_view rows) {
+  if (!handle_) {
+    Fail("the connection was lost");
+    return CopyEnd::kUndone;
+  }
+  if (IsLogLevelOn(kLogStatement)) ITarnFormatLog(kLogStatement, kLogTag, "%s", statement.c_str());
+  if (rows.size() >= kBulkyText) is_bulky_ = true;
+  const auto end = SendCopy(statement, rows);
+  if (PQstatus(handle_.get()) != CONNECTION_OK || dismissed_) handle_.reset();
+  return end;
+}
+
+PostgresConnection::CopyEnd PostgresConnection::SendCopy(const std::string& statement, std::string_view rows) {
+  auto* const handle = handle_.get();
+  const LibraryResult begun{PQexec(handle, statement.c_str())};
+  if (PQresultStatus(begun.get()) != PGRES_COPY_IN) {
+    Fail(Describe(begun.get()));
+    return CopyEnd::kUndone;
+  }
+  // The length is an int there.
+  for (auto rest = rows; !rest.empty(); rest.remove_prefix(std::min(rest.size(), kBulkyText))) {
+    if (PQputCopyData(handle, rest.data(), static_cast<int>(std::min(rest.size(), kBulkyText))) == 1) continue;
+    Fail(OneLine(PQerrorMessage(handle)));
+    // Not all was sent, so the server does not commit it.
+    dismissed_ = true;
+    return CopyEnd::kUndone;
+  }
+  if (PQputCopyEnd(handle, nullptr) != 1) {
+    Fail(OneLine(PQerrorMessage(handle)));
+    dismissed_ = true;
+    return CopyEnd::kUnknown;
+  }
+  auto end = CopyEnd::kUnknown;
+  while (const LibraryResult result{PQgetResult(handle)}) {
+    if (PQresultStatus(result.get()) == PGRES_COMMAND_OK) {
+      end = CopyEnd::kCommitted;
+      continue;
+    }
+    Fail(Describe(result.get()));
+    // A failure without a state is the library's own: the server has not answered.
+    if (!Field(result.get(), PG_DIAG_SQLSTATE).empty()) end = CopyEnd::kUndone;
+  }
+  return end;
 }
 
 bool PostgresConnection::InTransaction() const { return handle_ && PQtransactionStatus(handle_.get()) != PQTRANS_IDLE; }

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "PostgresResultSet.h"
@@ -34,6 +35,16 @@ class PostgresConnection {
   /// when `call` (null for none) is cancelled. Its rows count for the thread's call: when that has no room for them,
   /// the connection is closed and the result is null.
   [[nodiscard]] PostgresResult Run(const std::string& text, Call* call = nullptr, Origin origin = Origin::kCaller);
+
+  /// What became of rows that were copied in.
+  enum class CopyEnd {
+    kCommitted,
+    kUndone,
+    /// The connection was lost before the answer to all of them.
+    kUnknown
+  };
+  /// Runs `statement`, a COPY … FROM STDIN, with `rows` in the form that it names, as a transaction of its own.
+  [[nodiscard]] CopyEnd CopyIn(const std::string& statement, std::string_view rows);
 
   /// Whether the texts so far have left a transaction open, failed or not.
   [[nodiscard]] bool InTransaction() const;
@@ -73,6 +84,7 @@ class PostgresConnection {
   PostgresResult ReadResults();
   PostgresResult Abandon();
   bool EndCopy(ExecStatusType status);
+  CopyEnd SendCopy(const std::string& statement, std::string_view rows);
   void Fail(std::string fault);
 
   const std::string connection_;

@@ -228,6 +228,8 @@ TEST_F(SchemaTest, TheApplicationHasItsLeastRights) {
         "INSERT INTO platform.role_permissions VALUES ('operator', 3, 43)", "UPDATE platform.roles SET name = 'x'",
         "UPDATE platform.account_change SET revision = 0", "UPDATE platform.auth_event SET user_name = 'x'",
         "DELETE FROM platform.auth_event", "DELETE FROM platform.user_roles",
+        "UPDATE platform.request_log SET user_name = 'x'", "DELETE FROM platform.request_log",
+        "TRUNCATE platform.request_log", "SELECT FROM platform.request_log_rest",
         "INSERT INTO platform.schema_version VALUES (9)", "SELECT FROM evidence.evidence_outsize",
         "INSERT INTO evidence.evidence_ordinary (ID) VALUES (1)",
         // Sequences and objects.
@@ -235,6 +237,27 @@ TEST_F(SchemaTest, TheApplicationHasItsLeastRights) {
         "CREATE TABLE public.mine (a integer)", "CREATE SCHEMA mine", "CREATE ROLE mine",
         "CREATE TABLE filemanager.mine (a integer)"})
     EXPECT_THAT(Fault(refused), HasSubstr("permission denied")) << refused;
+}
+
+TEST_F(SchemaTest, TheLogOfRequestsHasThisMonthAndAYearAndRefusesNoTime) {
+  app_.Query(
+      "INSERT INTO platform.request_log SELECT time::timestamptz, 1, 1, '', '', '', '', '', '', '{}', '{}', 200, NULL, "
+      "NULL, 0, 0 FROM unnest(ARRAY['1970-01-01', '9999-12-31', now()::text, (now() + '1 year')::text]) AS time");
+  EXPECT_EQ(app_.Query("SELECT tableoid::regclass::text = 'platform.request_log_' || to_char(answered_at AT TIME ZONE "
+                       "'UTC', 'YYYY_MM'), tableoid = 'platform.request_log_rest'::regclass "
+                       "FROM platform.request_log ORDER BY answered_at"),
+            (Rows{{"f", "t"}, {"t", "f"}, {"t", "f"}, {"f", "t"}}));
+  // A month whose rows are in the rest gets no partition by a later set-up, which succeeds.
+  const auto month = Postgres().Value("SELECT to_char(now() + '1 year', 'YYYY_MM')");
+  Postgres().Query("DROP TABLE platform.request_log_" + month);
+  app_.Query(
+      "INSERT INTO platform.request_log SELECT now() + '1 year', 1, 1, '', '', '', '', '', '', '{}', '{}', 200, "
+      "NULL, NULL, 0, 0");
+  Postgres().SetUp();
+  EXPECT_EQ(Postgres().Value("SELECT count(*) FROM pg_tables WHERE tablename = 'request_log_" + month + "'"), "0");
+  Postgres().Query("DELETE FROM platform.request_log");
+  Postgres().SetUp();
+  EXPECT_EQ(Postgres().Value("SELECT count(*) FROM pg_tables WHERE tablename = 'request_log_" + month + "'"), "1");
 }
 
 TEST_F(SchemaTest, EachChangeOfUsersPermissionsAndRolesIsARevision) {
