@@ -3,10 +3,10 @@
 #include <yaml-cpp/yaml.h>
 
 #include <boost/algorithm/string/case_conv.hpp>
-#include <filesystem>
 #include <regex>
 
 #include "http/HostProcess.h"
+#include "http/InstalledCopy.h"
 #include "usrservice/Routes.h"
 
 namespace evidence_test {
@@ -78,22 +78,12 @@ class OpenApiAnswersTest : public testing::Test {
   void SetUp() override {
     EnsureUser("clara", {"--web", "1423,1424,1425,1427,1428,1429", "--cs", "41,44", "--control", "43"});
     EnsureUser("guest");
-    // The built program in a folder of its own, with a file manager that refuses a file.
-    namespace fs = std::filesystem;
-    const auto built = fs::path(EVIDENCE_HOST).parent_path();
-    fs::copy_file(EVIDENCE_HOST, Host());
-    fs::copy(built / "META_INFO", folder_.path() + "/META_INFO", fs::copy_options::recursive);
-    for (const char* const name : {"libplatform.so", "file_manager.s.so", "casefile.s.so", "desk.s.so", "database"})
-      fs::create_symlink(built / name, folder_.path() + "/" + name);
-    folder_.Write("META_INFO/filemanager.s/runtime_script/FileManager.json", R"({"RefusedFileIDs":[13]})");
   }
-
-  std::string Host() const { return folder_.path() + "/evidence-host"; }
 
   void StartAnew() {
     host_.reset();
     ResetTables();
-    host_ = std::make_unique<HostProcess>(SettingsMap(), std::vector<std::string>(), "", Host());
+    host_ = std::make_unique<HostProcess>(SettingsMap(), std::vector<std::string>(), "", copy_.Host());
     session_ = Login(host_->WaitUntilListening(), "clara");
     const std::tuple<const char*, const char*, const char*> calls[] = {
         {"PUT", "/Custom",
@@ -198,7 +188,7 @@ class OpenApiAnswersTest : public testing::Test {
     }
   }
 
-  const ScratchFolder folder_;
+  const InstalledCopy copy_{EVIDENCE_HOST};
   std::unique_ptr<HostProcess> host_;
   OpenedSession session_;
   /// Each key and list that the schemas name, and whether an answer had it.

@@ -169,7 +169,7 @@ test_each_script_installs_what_it_needs() {
   expect "beyond what testing needs" "" "$(grep -E 'tidy|format|benchmark|shellcheck|dpkg-dev' <<<"$test" || true)"
   expect "the larger sets hold the smaller" "" "$(comm -23 <(echo "$run") <(echo "$test"))$(comm -23 <(echo "$test") <(echo "$check"))"
   expect "the sets differ" 3 "$(printf '%s\n' "${run//$'\n'/ }" "${test//$'\n'/ }" "${check//$'\n'/ }" | sort -u | wc -l)"
-  expect "all" "" "$(comm -23 <(printf '%s\n' "$check" dpkg-dev curl | sort) <(installs))"
+  expect "all" "" "$(comm -23 <(printf '%s\n' "$check" dpkg-dev wrk | sort) <(installs))"
   INSTALLED=$(paste -sd ' ' <<<"$run")
   expect "nothing is missing" "" "$(installs run)$(cat "$CALLS" 2>/dev/null)"
   INSTALLED=${INSTALLED/g++/}
