@@ -26,7 +26,12 @@ std::string Masked(std::string text) {
       {R"("GUID":"[^"]*")", R"("GUID":"763DDA2B-C439-4C27-8CD2-A6340909DC7D")"},
       {R"("Sealed":"[^"]*")", R"("Sealed":"U2FsdGVkX19Iv3/xIvMjeQxxwMzTg+prHXLGr1YU7AR0Ql1M0KrwGkgDjAJNGe8i")"},
       {R"re("(CreateTime|Time)":"\d[^"]*")re", R"("$1":"2026-11-23T09:30:00+00:00")"},
-      {R"re("(created|create_time|update_time|time)":"\d[^"]*")re", R"("$1":"2026-11-23T09:30:00Z")"},
+      {R"re("(created|create_time|update_time|time|as_of)":"\d[^"]*")re", R"("$1":"2026-11-23T09:30:00Z")"},
+      {R"("day":"[^"]*")", R"("day":"2026-11-23")"},
+      {R"("password":"[^"]*")", R"("password":"...")"},
+      {R"("session":"[0-9a-f]{32}")", R"("session":"0f8c1e5b7a2d4936b1c07e9d5a3f2846")"},
+      {R"("id":"\d+")", R"("id":"17")"},
+      {R"re(\{"id":\d+,"time")re", R"({"id":41,"time")"},
       {R"("idle_ends":"[^"]*")", R"("idle_ends":"2026-11-23T10:00:00Z")"},
       {R"("ends":"[^"]*")", R"("ends":"2026-11-23T21:30:00Z")"},
       {R"("idle_seconds":\d+)", R"("idle_seconds":0)"},
@@ -93,6 +98,7 @@ class ExamplesTest : public testing::Test {
   void StartAnew() {
     host_.reset();
     ResetTables();
+    Postgres().Query("DELETE FROM platform.request_log");
     sessions_.clear();
     user_ = "clara";
     host_ = std::make_unique<HostProcess>(SettingsMap(), std::vector<std::string>(), "", copy_.Host());
@@ -134,6 +140,7 @@ class ExamplesTest : public testing::Test {
                       body);
     }
     auto reply = connection.ReadReply();
+    last_path_ = example.path;
     if (reply.headers.contains("ETag")) tag_ = reply.headers["ETag"];
     return reply;
   }
@@ -158,6 +165,7 @@ class ExamplesTest : public testing::Test {
         {"without a session", &ExamplesTest::LeaveOut},
         {"without the database", &ExamplesTest::StopDatabase},
         {"with the database", &ExamplesTest::StartDatabase},
+        {"when that is noted", &ExamplesTest::WaitForNote},
     };
     const auto& word = lines.at(0);
     if (word.starts_with("as ")) {
@@ -192,7 +200,23 @@ class ExamplesTest : public testing::Test {
     WaitForState(200);
   }
 
+  void WaitForNote() {
+    ASSERT_TRUE(Eventually([this] {
+      return Postgres().Value("SELECT count(*) FROM platform.request_log WHERE path = '" + last_path_ + "'") != "0";
+    }));
+  }
+
+  /// What the script prints, on standard error, too, and its exit code when that is not 0.
+  std::string Run(const std::string& program, const Lines& script) {
+    const auto host = "http://127.0.0.1:" + std::to_string(host_->port());
+    scripts_.Write("script", std::regex_replace(Joined(script), std::regex(kShownHost), host));
+    const auto file = scripts_.path() + "/script";
+    const int status = std::system((program + " " + file + " >" + file + ".out 2>&1").c_str());
+    return scripts_.Read("script.out") + (status == 0 ? "" : "status " + std::to_string(status));
+  }
+
   ApiPage page_{API_PAGE};
+  const ScratchFolder scripts_;
   const InstalledCopy copy_{EVIDENCE_HOST};
   std::unique_ptr<HostProcess> host_;
   /// Who asks; nobody when it is empty.
@@ -200,6 +224,7 @@ class ExamplesTest : public testing::Test {
   std::map<std::string, OpenedSession> sessions_;
   /// How often the next example's request is sent before.
   int times_before_ = 0;
+  std::string last_path_;
   /// The newest ETag, for which the page shows kShownETag.
   std::string tag_;
 };
@@ -207,14 +232,23 @@ class ExamplesTest : public testing::Test {
 TEST_F(ExamplesTest, EachExampleIsWhatAHostAnswers) {
   StartAnew();
   int examples = 0;
+  int scripts = 0;
+  std::string printed;
   for (const auto& step : page_.Steps()) {
     SCOPED_TRACE(API_PAGE ":" + std::to_string(step.begin + 1));
     if (step.kind == "comment") {
       ASSERT_NO_FATAL_FAILURE(Obey(step.lines));
     }
+    if (step.kind == "sh") printed = Run("bash -euo pipefail", step.lines);
+    if (step.kind == "python") printed = Run("python3", step.lines);
+    if (step.kind == "text") {
+      page_.Expect(step.begin, step.lines, Split(printed));
+      ++scripts;
+    }
     if (step.kind.empty()) Play(step), ++examples;
   }
-  EXPECT_GT(examples, 50);
+  EXPECT_GT(examples, 60);
+  EXPECT_EQ(scripts, 2);
 }
 
 TEST_F(ExamplesTest, TheTablesOfErrorsAndLimitsAreThoseOfTheProgram) {
