@@ -167,6 +167,15 @@ std::string RouteTable::Close() {
   return fault_;
 }
 
+std::vector<std::string> RouteTable::Names() const {
+  std::vector<std::string> names;
+  for (const auto& row : rows_) {
+    for (const auto& route : row.routes)
+      names.push_back(route->method + " " + route->path);
+  }
+  return names;
+}
+
 const RouteTable::Row* RouteTable::FindRow(std::string_view path, HttpFields& values) const {
   const bool is_below = IsBelow(path);
   for (const auto& row : rows_) {

@@ -40,6 +40,9 @@ class RouteTable final : public platform::IHttpRoutes {
   /// No more rows. "", or a sentence on the first row that was wrong.
   [[nodiscard]] std::string Close();
 
+  /// All routes as "GET /login", in the order of their paths.
+  [[nodiscard]] std::vector<std::string> Names() const;
+
   struct Match {
     const platform::HttpRoute* route;
     /// Percent-decoded.

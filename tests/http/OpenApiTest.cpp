@@ -5,8 +5,16 @@
 #include <boost/algorithm/string/case_conv.hpp>
 #include <regex>
 
+#include "ListRoute.h"
+#include "RecordRoutes.h"
+#include "Statistics.h"
+#include "accounts/SessionRoutes.h"
+#include "accounts/UserRoutes.h"
 #include "http/HostProcess.h"
+#include "http/HostRoutes.h"
 #include "http/InstalledCopy.h"
+#include "http/RouteTable.h"
+#include "requests/RequestRoutes.h"
 #include "usrservice/Routes.h"
 
 namespace evidence_test {
@@ -14,19 +22,22 @@ namespace {
 
 const YAML::Node kDescription = YAML::LoadFile(OPENAPI_FILE);
 
-/// A number has no quotes and looks like one.
+/// What is no text has no quotes.
 std::string TypeOf(const YAML::Node& node) {
+  if (node.IsNull()) return "null";
   if (!node.IsScalar()) return node.IsMap() ? "object" : "array";
   long long number = 0;
-  return node.Tag() != "!" && YAML::convert<long long>::decode(node, number) ? "integer" : "string";
+  if (node.Tag() == "!") return "string";
+  if (node.Scalar() == "true" || node.Scalar() == "false") return "boolean";
+  return YAML::convert<long long>::decode(node, number) ? "integer" : "string";
 }
 
 std::string Json(const YAML::Node& node) {
-  if (node.IsScalar()) return TypeOf(node) == "integer" ? node.Scalar() : "\"" + node.Scalar() + "\"";
+  if (node.IsScalar()) return TypeOf(node) == "string" ? "\"" + node.Scalar() + "\"" : node.Scalar();
   std::string text;
   for (const auto& entry : node) {
     text += text.empty() ? "" : ",";
-    text += node.IsMap() ? Json(entry.first) + ":" + Json(entry.second) : Json(entry);
+    text += node.IsMap() ? "\"" + entry.first.Scalar() + "\":" + Json(entry.second) : Json(entry);
   }
   return node.IsMap() ? "{" + text + "}" : "[" + text + "]";
 }
@@ -46,21 +57,37 @@ struct Operation {
   std::string method;
   std::string path;
   YAML::Node description;
+  /// Those of the path and its own.
+  std::vector<YAML::Node> parameters;
 };
 
 std::vector<Operation> Operations() {
   std::vector<Operation> operations;
   for (const auto& path : kDescription["paths"]) {
-    for (const auto& entry : Resolved(path.second)) {
+    const auto item = Resolved(path.second);
+    for (const auto& entry : item) {
       const auto method = boost::to_upper_copy(entry.first.Scalar());
-      if (method != "PARAMETERS") operations.push_back({method, path.first.Scalar(), entry.second});
+      if (method == "PARAMETERS") continue;
+      operations.push_back({method, path.first.Scalar(), entry.second, {}});
+      for (const auto& list : {item["parameters"], entry.second["parameters"]})
+        for (const auto& parameter : list)
+          operations.back().parameters.push_back(Resolved(parameter));
     }
   }
   return operations;
 }
 
 TEST(OpenApiTest, NamesTheRoutesOfTheTableAndOfTheHost) {
-  std::set<std::string> expected{"POST /login", "GET /live", "GET /ready"};
+  host::RouteTable routes(platform::MakeRouteTable());
+  host::RegisterHostRoutes(routes, nullptr, {});
+  host::RegisterSessionRoutes(routes, nullptr);
+  host::RegisterUserRoutes(routes, {});
+  host::RegisterEventRoutes(routes);
+  host::RegisterRequestRoutes(routes);
+  ASSERT_TRUE(desk::RegisterRecordRoutes(routes) && desk::RegisterListRoute(routes) &&
+              desk::Statistics::RegisterRoute(routes));
+  const auto of_host = routes.Names();
+  std::set<std::string> expected(of_host.begin(), of_host.end());
   constexpr const char* kMethods[] = {"PUT", "POST", "DELETE", "GET"};
   for (const auto& route : Evidence::kRoutes) {
     expected.insert(kMethods[route.method_code - 1] + (" " + std::string(route.base)) +
@@ -76,8 +103,10 @@ TEST(OpenApiTest, NamesTheRoutesOfTheTableAndOfTheHost) {
 class OpenApiAnswersTest : public testing::Test {
  protected:
   void SetUp() override {
-    EnsureUser("clara", {"--web", "1423,1424,1425,1427,1428,1429", "--cs", "41,44", "--control", "43"});
+    EnsureUser("clara", {"--web", "1423,1424,1425,1427,1428,1429", "--cs", "41,44", "--control", "43", "--role",
+                         "administrator", "--role", "auditor"});
     EnsureUser("guest");
+    ASSERT_EQ(RunHost({"cameras", "load", CAMERA_SAMPLE}).exit_code, 0);
   }
 
   void StartAnew() {
@@ -85,6 +114,7 @@ class OpenApiAnswersTest : public testing::Test {
     ResetTables();
     host_ = std::make_unique<HostProcess>(SettingsMap(), std::vector<std::string>(), "", copy_.Host());
     session_ = Login(host_->WaitUntilListening(), "clara");
+    guest_ = Login(host_->port(), "guest").id;
     const std::tuple<const char*, const char*, const char*> calls[] = {
         {"PUT", "/Custom",
          R"({"EvidenceCustomList":{"EvidenceCustom":[{"ID":1,"CustomType":1},{"ID":2,"CustomType":0},)"
@@ -112,13 +142,21 @@ class OpenApiAnswersTest : public testing::Test {
   void Check(const YAML::Node& answer, const YAML::Node& described, std::string place) {
     if (described["$ref"]) place = described["$ref"].Scalar();
     const YAML::Node schema = Resolved(described);
-    EXPECT_EQ(TypeOf(answer), schema["type"].Scalar()) << place;
+    const YAML::Node types = schema["type"];
+    const auto is_type = [type = TypeOf(answer)](const YAML::Node& allowed) { return allowed.Scalar() == type; };
+    EXPECT_TRUE(types.IsScalar() ? is_type(types) : std::any_of(types.begin(), types.end(), is_type)) << place;
     if (answer.IsSequence()) {
       seen_[place + "[]"] |= answer.size() != 0;
       for (const auto& item : answer)
         Check(item, schema["items"], place);
     }
     if (!answer.IsMap()) return;
+    if (const YAML::Node others = schema["additionalProperties"]) {
+      seen_[place + "{}"] |= answer.size() != 0;
+      for (const auto& entry : answer)
+        Check(entry.second, others, place);
+      return;
+    }
     for (const auto& key : schema["required"])
       EXPECT_TRUE(answer[key.Scalar()]) << place << " requires " << key;
     for (const auto& entry : answer)
@@ -138,23 +176,56 @@ class OpenApiAnswersTest : public testing::Test {
     ASSERT_TRUE(responses[key]) << "the status " << status << " is not described";
     const YAML::Node content = Resolved(responses[key])["content"];
     ASSERT_EQ(reply.body.empty(), !content) << status;
-    if (content) Check(YAML::Load(reply.body), content["application/json"]["schema"], "");
+    if (!content) return;
+    const auto type = content.begin()->first.Scalar();
+    EXPECT_EQ(reply.headers.at("Content-Type"), type);
+    Check(YAML::Load(reply.body), content[type]["schema"], "");
+  }
+
+  /// The path with the examples of its parameters, 1 for those without; `headers` gets those of the header.
+  static std::string FilledPath(const Operation& operation, std::string& headers) {
+    std::string path = operation.path;
+    std::string query;
+    for (const auto& parameter : operation.parameters) {
+      const auto name = parameter["name"].Scalar();
+      const auto place = parameter["in"].Scalar();
+      const YAML::Node example = parameter["example"];
+      if (place == "path")
+        path = std::regex_replace(path, std::regex("\\{" + name + "\\}"), example.as<std::string>("1"));
+      if (place == "header") headers += name + ": " + example.Scalar() + "\r\n";
+      if (place == "query" && example) query += (query.empty() ? "?" : "&") + name + "=" + example.Scalar();
+    }
+    return path + query;
+  }
+
+  HttpReply Send(const Operation& operation, const std::string& session, const std::string& body,
+                 const std::string& type) const {
+    std::string headers = body.empty() ? "" : "Content-Type: " + type + "\r\n";
+    const auto path = FilledPath(operation, headers);
+    auto text = RequestText(operation.method, path, session, body);
+    text.insert(text.find("\r\n") + 2, headers);
+    const HttpConnection connection(host_->port());
+    connection.Send(text);
+    return connection.ReadReply();
   }
 
   /// Sends one example; one whose name begins with "refused" must be refused, any other succeed.
-  void Play(const std::string& method, const std::string& path, const YAML::Node& operation, const std::string& name,
-            const std::string& example) {
+  void Play(const Operation& operation, const std::string& name, const std::string& example, const std::string& type) {
     SCOPED_TRACE("example " + name);
     const bool refused = name.starts_with("refused");
     auto body = std::regex_replace(example, std::regex("clara's password"), kPassword);
     const std::regex sealed("U2F[^\"]*");
     if (std::regex_search(body, sealed))
       body = std::regex_replace(body, sealed, Openssl("-A", refused ? "guessed" : kPassword, session_.key));
-    const auto reply = Ask(host_->port(), method, path, session_.id, body);
-    EXPECT_LT(reply.status, 300) << reply.body;
-    EXPECT_EQ(reply.body.starts_with("{\"ResponseStatus\"") && !Succeeds(reply), refused) << reply.body;
-    CheckReply(reply, operation);
-    if (method == "GET" && path.starts_with("/TRELL")) CheckAlsoAsGet(path, body, reply.body);
+    const auto reply = Send(operation, session_.id, body, type);
+    const bool is_pair = operation.path.starts_with("/TRELL");
+    EXPECT_EQ(reply.status < 300, is_pair || !refused) << reply.body;
+    EXPECT_EQ(reply.body.starts_with("{\"ResponseStatus\"") && !Succeeds(reply), is_pair && refused) << reply.body;
+    CheckReply(reply, operation.description);
+    EXPECT_TRUE(reply.headers.contains("X-Request-Id"));
+    EXPECT_EQ(reply.headers.contains("Evidence-Error"), is_pair && refused) << reply.body;
+    std::string none;
+    if (operation.method == "GET" && is_pair) CheckAlsoAsGet(FilledPath(operation, none), body, reply.body);
   }
 
   /// But for a new guid, the answers are the same.
@@ -172,36 +243,47 @@ class OpenApiAnswersTest : public testing::Test {
   }
 
   /// Sends all examples, and asks as somebody without a session and as somebody without permissions.
-  void PlayAll(const std::string& method, const std::string& path, const YAML::Node& operation) {
-    SCOPED_TRACE(method + " " + path);
-    if (const YAML::Node body = operation["requestBody"]) {
-      for (const auto& example : body["content"]["application/json"]["examples"])
-        Play(method, path, operation, example.first.Scalar(), Json(example.second["value"]));
+  void PlayAll(const Operation& operation) {
+    SCOPED_TRACE(operation.method + " " + operation.path);
+    const YAML::Node body = operation.description["requestBody"];
+    const auto type = body ? body["content"].begin()->first.Scalar() : "application/json";
+    if (body) {
+      for (const auto& example : body["content"][type]["examples"])
+        Play(operation, example.first.Scalar(), Json(example.second["value"]), type);
     } else {
-      Play(method, path, operation, "", "");
+      Play(operation, "", "", type);
     }
-    if (operation["security"]) return;
-    for (const auto& session : {std::string(), Login(host_->port(), "guest").id}) {
-      const auto reply = Ask(host_->port(), method, path, session, "{}");
+    if (operation.description["security"]) return;
+    for (const auto& session : {std::string(), guest_}) {
+      const auto reply = Send(operation, session, operation.path.starts_with("/TRELL") || body ? "{}" : "", type);
       EXPECT_EQ(reply.status == 401, session.empty());
-      CheckReply(reply, operation);
+      CheckReply(reply, operation.description);
     }
   }
 
   const InstalledCopy copy_{EVIDENCE_HOST};
   std::unique_ptr<HostProcess> host_;
   OpenedSession session_;
+  std::string guest_;
   /// Each key and list that the schemas name, and whether an answer had it.
   std::map<std::string, bool> seen_;
 };
 
+bool RequestsAreNoted() {
+  return Postgres().Value("SELECT count(*) > 0 FROM platform.request_log WHERE path LIKE '%/Files'") == "t";
+}
+
 TEST_F(OpenApiAnswersTest, EveryExampleIsAnsweredWithTheKeysOfItsSchema) {
   std::string former;
-  for (const auto& [method, path, description] : Operations()) {
-    if (path != std::exchange(former, path)) {
+  for (const auto& operation : Operations()) {
+    if (operation.path != std::exchange(former, operation.path)) {
       ASSERT_NO_FATAL_FAILURE(StartAnew());
     }
-    PlayAll(method, std::regex_replace(path, std::regex("\\{id\\}"), "1"), description);
+    // They are there a moment after their answers.
+    if (operation.path.ends_with("/requests")) {
+      ASSERT_TRUE(Eventually(&RequestsAreNoted));
+    }
+    PlayAll(operation);
   }
   for (const auto& [key, seen] : seen_)
     EXPECT_TRUE(seen) << "no answer has " << key;
