@@ -206,13 +206,16 @@ class ExamplesTest : public testing::Test {
     }));
   }
 
-  /// What the script prints, on standard error, too, and its exit code when that is not 0.
+  std::string Address() const { return "http://127.0.0.1:" + std::to_string(host_->port()); }
+
+  /// What a command prints, on standard error, too, and its exit code when that is not 0. There is no terminal.
+  std::string Run(const std::string& command) {
+    const int status = std::system((command + " </dev/null >" + scripts_.path() + "/out 2>&1").c_str());
+    return scripts_.Read("out") + (status == 0 ? "" : "exit " + std::to_string(WEXITSTATUS(status)));
+  }
   std::string Run(const std::string& program, const Lines& script) {
-    const auto host = "http://127.0.0.1:" + std::to_string(host_->port());
-    scripts_.Write("script", std::regex_replace(Joined(script), std::regex(kShownHost), host));
-    const auto file = scripts_.path() + "/script";
-    const int status = std::system((program + " " + file + " >" + file + ".out 2>&1").c_str());
-    return scripts_.Read("script.out") + (status == 0 ? "" : "status " + std::to_string(status));
+    return Run(program + " " +
+               scripts_.Write("script", std::regex_replace(Joined(script), std::regex(kShownHost), Address())));
   }
 
   ApiPage page_{API_PAGE};
@@ -249,6 +252,15 @@ TEST_F(ExamplesTest, EachExampleIsWhatAHostAnswers) {
   }
   EXPECT_GT(examples, 60);
   EXPECT_EQ(scripts, 2);
+}
+
+TEST_F(ExamplesTest, TheDemoNeedsNoTerminal) {
+  StartAnew();
+  const auto demo = "DEMO_USER=clara " DEMO " " + Address();
+  EXPECT_THAT(Run("DEMO_PASSWORD=\"clara's password\" " + demo), testing::EndsWith("\ndone\n"));
+  EXPECT_EQ(Run(demo),
+            "demo: no password for clara: set DEMO_PASSWORD, or send it as a line to standard input\nexit 1");
+  EXPECT_THAT(Run("DEMO_PASSWORD=guessed " + demo), testing::StartsWith("demo: clara cannot log in at "));
 }
 
 TEST_F(ExamplesTest, TheTablesOfErrorsAndLimitsAreThoseOfTheProgram) {
