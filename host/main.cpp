@@ -130,6 +130,8 @@ void AddRequestCommands(CLI::App& app, Options& options, const Select& select) {
   auto* const requests = app.add_subcommand("requests", "Print who asked for what, the newest last")->fallthrough();
   requests->add_option("--evidence", options.requests.evidence, "About the evidence of this id");
   requests->add_option("--user", options.requests.user, "Of the user of this name");
+  requests->add_option("--since", options.requests.since,
+                       "From this time on, such as 2026-11-01 or 2026-11-01T10:00:00Z");
   requests->add_option("--limit", options.requests.limit, "At most this many")->check(CLI::Range(1, 1'000'000));
   requests->callback([requests, run = select(Command::kRequests)] {
     if (requests->get_subcommands().empty()) run();

@@ -6,6 +6,7 @@
 #include "Database.h"
 #include "OpenCommand.h"
 #include "Serve.h"
+#include "accounts/AuthEvents.h"
 #include "requests/StoredRequests.h"
 
 namespace host {
@@ -30,9 +31,13 @@ void Print(const StoredRequest& request) {
 }  // namespace
 
 int RunRequests(const Settings& settings, const RequestOptions& options) {
+  RequestFilter filter;
+  if (!options.since.empty()) {
+    filter.since = ParseEventTime(options.since);
+    if (!filter.since) return FinishCommand("--since is a time such as 2026-11-01 or 2026-11-01T10:00:00Z");
+  }
   auto fault = OpenForCommand(settings);
   if (!fault.empty()) return FinishCommand(fault);
-  RequestFilter filter;
   filter.evidence = options.evidence;
   filter.user = options.user;
   filter.limit = options.limit;

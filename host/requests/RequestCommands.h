@@ -13,6 +13,8 @@ namespace host {
 struct RequestOptions {
   std::optional<std::int64_t> evidence;
   std::string user;
+  /// As of ParseEventTime; "" for all.
+  std::string since;
   std::int64_t limit = 100;
 };
 

@@ -60,28 +60,44 @@ void AddRow(platform::CopyRows& rows, const NotedRequest& request, std::int64_t 
 }
 
 void LogRow(const NotedRequest& request, std::int64_t id) {
-  platform::CopyRows row;
-  AddRow(row, request, id);
-  const auto& text = row.text();
-  LogHost(kLogFatal, "not noted: %.*s", static_cast<int>(text.size() - 1), text.c_str());
+  const auto log = [&] {
+    platform::CopyRows row;
+    AddRow(row, request, id);
+    const auto& text = row.text();
+    LogHost(kLogFatal, "not noted: %.*s", static_cast<int>(text.size() - 1), text.c_str());
+    return true;
+  };
+  platform::Guard(log, [](const char* reason) {
+    LogHost(kLogFatal, "a request was not noted: %s", reason != nullptr ? reason : "unknown");
+    return false;
+  });
 }
 
 }  // namespace
 
 RequestLog::RequestLog(const std::string& connection, std::size_t queue, What what)
-    : limit_(queue), what_(what), database_(connection), thread_([this](const std::stop_token& stop) { Work(stop); }) {}
+    : limit_(queue), what_(what), database_(connection) {
+  // So that the thread takes a batch without memory.
+  batch_.requests.reserve(kRowsOfABatch);
+  thread_ = std::jthread([this](const std::stop_token& stop) { Work(stop); });
+}
 
 RequestLog::~RequestLog() { Close(); }
 
 void RequestLog::Close() {
   thread_.request_stop();
+  {
+    std::unique_lock lock(mutex_);
+    const bool ended = written_.wait_for(lock, kLongestClose, [this] { return closed_; });
+    if (!ended) GiveUpAll();
+  }
   if (thread_.joinable()) thread_.join();
 }
 
 bool RequestLog::HasRoom() {
   std::unique_lock lock(mutex_);
   if (weight_ < limit_ || !failing_) return true;
-  const auto waiting = queue_.size() + batch_size_;
+  const auto waiting = queue_.size() + batch_.requests.size();
   const bool say = !std::exchange(said_full_, true);
   lock.unlock();
   if (say) {
@@ -119,25 +135,30 @@ void RequestLog::Note(NotedRequest request) noexcept {
 }
 
 void RequestLog::Work(const std::stop_token& stop) {
-  while (TakeBatch(stop)) {
-    if (!WriteUntil(stop)) return GiveUpAll();
+  while (TakeBatch(stop) && WriteUntil(stop)) {
   }
+  const std::lock_guard lock(mutex_);
+  if (!closed_) GiveUpAll();
+  written_.notify_all();
+}
+
+/// The caller holds the mutex.
+void RequestLog::StartBatch() {
+  batch_.requests.clear();
+  batch_.first_id = 0;
+  batch_.in_doubt = false;
 }
 
 /// Waits until there is something to write, and for more of it. False when there is nothing and will be nothing.
 bool RequestLog::TakeBatch(const std::stop_token& stop) {
   std::unique_lock lock(mutex_);
+  StartBatch();
   wake_.wait(lock, stop, [this] { return !queue_.empty(); });
-  if (queue_.empty()) {
-    closed_ = true;
-    return false;
-  }
+  if (queue_.empty()) return false;
   wake_.wait_for(lock, stop, kInterval, [this] { return queue_.size() >= kRowsOfABatch; });
   const auto end = queue_.begin() + static_cast<std::ptrdiff_t>(std::min(queue_.size(), kRowsOfABatch));
-  batch_ = {};
   batch_.requests.assign(std::make_move_iterator(queue_.begin()), std::make_move_iterator(end));
   queue_.erase(queue_.begin(), end);
-  batch_size_ = batch_.requests.size();
   return true;
 }
 
@@ -168,7 +189,10 @@ bool RequestLog::Write() {
   for (const auto& request : batch_.requests)
     AddRow(rows, request, id++);
   // Also when the server refuses them as being there already: a lost connection may have committed them since.
-  batch_.in_doubt = true;
+  {
+    const std::lock_guard lock(mutex_);
+    batch_.in_doubt = true;
+  }
   return database_.Copy(kSqlAddRequests, rows) == platform::CopySession::End::kCommitted;
 }
 
@@ -181,6 +205,7 @@ bool RequestLog::DrawIds() {
   const auto first = std::strtoll(ids[0].c_str(), nullptr, 10);
   // Somebody else drew between: the numbers are left out.
   if (std::strtoll(ids[1].c_str(), nullptr, 10) - first != wanted - 1) return false;
+  const std::lock_guard lock(mutex_);
   batch_.first_id = first;
   return true;
 }
@@ -200,9 +225,9 @@ void RequestLog::NoteOutcome(bool written) {
     changed = std::exchange(failing_, !written) == written;
     if (written) {
       said_full_ = false;
-      batch_size_ = 0;
       for (const auto& request : batch_.requests)
         weight_ -= Weight(request);
+      StartBatch();
     }
   }
   written_.notify_all();
@@ -210,10 +235,11 @@ void RequestLog::NoteOutcome(bool written) {
   if (changed && !written) LogHost(kLogFailure, "requests cannot be noted in the database, and wait for it");
 }
 
-/// The end of the host: what the database does not take is kept where an operator can take it from.
+/// The end of the host: what the database does not take is kept where an operator can take it from. The caller holds
+/// the mutex.
 void RequestLog::GiveUpAll() {
-  const std::lock_guard lock(mutex_);
   closed_ = true;
+  if (batch_.requests.empty() && queue_.empty()) return;
   LogHost(kLogFatal, "%zu requests are not noted in the database%s; the rows for its COPY follow",
           batch_.requests.size() + queue_.size(), batch_.in_doubt ? ", but the first may be" : "");
   auto id = batch_.first_id;

@@ -42,10 +42,12 @@ struct NotedRequest {
 /// Writes platform.request_log: one thread copies what was noted, every 200 ms or sooner when there is much. Nothing
 /// noted is ever dropped: what cannot be written is kept and tried again each second, exactly once each, and when too
 /// much waits no more requests begin. A process that is killed loses what it had not written, the last 200 ms; one that
-/// stops while the database is away writes the rows into the host's log. Thread-safe.
+/// stops while the database is away, or does not answer for kLongestClose, writes the rows into the host's log.
+/// Thread-safe.
 class RequestLog {
  public:
   enum class What { kWrites, kAll };
+  static constexpr std::chrono::seconds kLongestClose{4};
 
   /// `queue` is how many requests may wait to be written; one with many ids counts for several.
   RequestLog(const std::string& connection, std::size_t queue, What what);
@@ -68,7 +70,8 @@ class RequestLog {
   /// Queues it, beyond the limit too: what has begun is noted. Does not block on the database, and does not throw.
   void Note(NotedRequest request) noexcept;
 
-  /// Writes what was noted, or logs it. What is noted later goes to the log only. The destructor does it, too.
+  /// Writes what was noted, or logs it. What is noted later goes to the log only. Then it waits for the statement that
+  /// is under way. The destructor does it, too.
   void Close();
 
  private:
@@ -82,6 +85,7 @@ class RequestLog {
   };
 
   void Work(const std::stop_token& stop);
+  void StartBatch();
   bool TakeBatch(const std::stop_token& stop);
   bool WriteUntil(const std::stop_token& stop);
   bool Write();
@@ -92,18 +96,19 @@ class RequestLog {
 
   const std::size_t limit_;
   const What what_;
-  /// Used by the thread alone, as is the batch.
+  /// Used by the thread alone.
   platform::CopySession database_;
-  Batch batch_;
 
   std::mutex mutex_;
   std::condition_variable_any wake_;
+  /// A batch was written, or could not be; or the thread has ended.
   std::condition_variable_any written_;
   // Guarded by mutex_:
+  /// Changed by the thread alone, which reads it without the mutex.
+  Batch batch_;
   std::deque<NotedRequest> queue_;
   /// Of what is queued and of the batch.
   std::size_t weight_ = 0;
-  std::size_t batch_size_ = 0;
   bool failing_ = false;
   bool said_full_ = false;
   bool closed_ = false;

@@ -17,6 +17,7 @@ using testing::HasSubstr;
 
 const std::string kV1 = "/TRELL/Halyard/Evidence/V1/Evidence";
 const std::string kV2 = "/TRELL/Halyard/Evidence/V2/Evidence";
+constexpr char kSqlNoted[] = "SELECT count(*) FROM platform.request_log";
 
 class BackupTest : public testing::Test {
  protected:
@@ -144,6 +145,7 @@ TEST_F(BackupTest, AFilledDatabaseComesBackWithItsAnswersPlansRightsAndNumbers) 
     const auto session = Login(host.WaitUntilListening()).id;
     Fill(host.port(), session);
     answers = Answers(host.port(), session);
+    ASSERT_TRUE(Eventually([] { return Query("evidence", kSqlNoted) == Rows{{"5"}}; })) << "so that no more are added";
     for (const auto& answer : answers)
       EXPECT_THAT(answer, testing::ContainsRegex(" 200 .*\"(ID|OperationType)\":"));
     EXPECT_EQ(Fault("backup", "evidence", file_), "") << "beside the running host";
@@ -160,6 +162,8 @@ TEST_F(BackupTest, AFilledDatabaseComesBackWithItsAnswersPlansRightsAndNumbers) 
                                            HasSubstr("\nevidence.evidence_outsize\t1\t1\n"),
                                            HasSubstr("\nfilemanager.link\t2\t2\n")));
   EXPECT_EQ(Query("copy", kSqlBeside), Query("evidence", kSqlBeside));
+  const auto noted = "SELECT tableoid::regclass, request_log FROM platform.request_log ORDER BY answered_at, id";
+  EXPECT_EQ(Query("copy", noted), Query("evidence", noted));
   EXPECT_EQ(
       Query("copy", "SELECT has_table_privilege('the \"reader\"', 'evidence.evidence', 'SELECT WITH GRANT OPTION')"),
       (Rows{{"t"}}));

@@ -73,12 +73,47 @@ TEST_F(NotedRequestsTest, AStopLeavesWhoDidWhat) {
   EXPECT_EQ(Postgres().Value("SELECT count(*) FROM platform.request_log AS r WHERE position('" + session_.id +
                              "' in r::text) > 0"),
             "0");
-  const auto lines = RunHost({"requests", "--evidence", "1", "--user", "clara", "--limit", "2"}).out;
+  EXPECT_EQ(RunHost({"requests", "--since", "2999-01-01"}).out, "");
+  EXPECT_EQ(RunHost({"requests", "--since", "then"}).exit_code, 1);
+  const auto lines =
+      RunHost({"requests", "--evidence", "1", "--user", "clara", "--since", "2000-01-01", "--limit", "2"}).out;
   EXPECT_TRUE(std::regex_match(lines, std::regex("[^\n]*PUT " + kV1 +
                                                  "\tids \\[1,9\\]\t200 \\(0, 99999\\)[^\n]*\n"
                                                  "[^\n]*DELETE " +
                                                  kV1 + "\tids \\[1,2\\][^\n]*\n")))
       << lines;
+}
+
+TEST_F(NotedRequestsTest, RoutesOfHostAndDeskAreNotedToo) {
+  EnsureUser("admin", {"--super"});
+  Start({{"plugins", "file_manager.s.so, casefile.s.so, desk.s.so"}});
+  const auto admin = Login(host_->port(), "admin").id;
+  const auto clara = Postgres().Value("SELECT id FROM platform.users WHERE name = 'clara'");
+  const auto send = [&](const std::string& session, const std::string& method, const std::string& path,
+                        const std::string& headers, const std::string& body) {
+    const HttpConnection connection(host_->port());
+    connection.Send(RequestHead(method, path, session) + headers + "Content-Length: " + std::to_string(body.size()) +
+                    "\r\n\r\n" + body);
+    return connection.ReadReply().status;
+  };
+  const std::string desk = "/platform/v1/evidence";
+  const std::string merge = "Content-Type: application/merge-patch+json\r\n";
+  EXPECT_EQ(
+      send(session_.id, "POST", desk, "Content-Type: application/json\r\n", R"({"guid":"a","name":"A","status":0})"),
+      201);
+  EXPECT_EQ(send(session_.id, "PATCH", desk + "/1", merge + "If-Match: *\r\n", R"({"name":"B"})"), 200);
+  EXPECT_EQ(send(session_.id, "PATCH", desk + "/1", merge, R"({"name":"C"})"), 428);
+  EXPECT_EQ(send(session_.id, "GET", desk + "/1", "", ""), 200);
+  EXPECT_EQ(send(session_.id, "DELETE", "/platform/v1/session", "", ""), 204);
+  EXPECT_EQ(send(session_.id, "DELETE", "/platform/v1/session", "", ""), 401);
+  EXPECT_EQ(send(admin, "PATCH", "/platform/v1/users/" + clara, "", R"({"enabled":true})"), 200);
+  EXPECT_EQ(host_->Stop().exit_code, 0);
+  EXPECT_EQ(Noted("user_name, method, path, evidence_ids, status, bytes_in"),
+            (Rows{{"clara", "POST", desk, "{1}", "201", "34"},
+                  {"clara", "PATCH", desk + "/1", "{1}", "200", "12"},
+                  {"clara", "PATCH", desk + "/1", "{1}", "428", "12"},
+                  {"clara", "DELETE", "/platform/v1/session", "{}", "204", "0"},
+                  {"admin", "PATCH", "/platform/v1/users/" + clara, "{}", "200", "16"}}));
 }
 
 TEST_F(NotedRequestsTest, AuditorsReadThemPageByPage) {

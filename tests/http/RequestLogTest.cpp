@@ -2,6 +2,7 @@
 
 #include "http/HostProcess.h"
 #include "requests/RequestLog.h"
+#include "support/LogRecorder.h"
 
 namespace evidence_test {
 namespace {
@@ -22,6 +23,14 @@ class RequestLogTest : public testing::Test {
     request.method = "PUT";
     request.path = path;
     return request;
+  }
+  /// Whether the log's statement waits for a lock.
+  static bool Waits() {
+    return Eventually([] {
+      return Postgres().Value(
+                 "SELECT count(*) FROM pg_stat_activity WHERE query LIKE 'COPY platform.request_log%' AND "
+                 "wait_event_type = 'Lock'") == "1";
+    });
   }
   static Rows Paths() { return Postgres().Query("SELECT path FROM platform.request_log ORDER BY id"); }
 
@@ -59,24 +68,17 @@ TEST_F(RequestLogTest, RowsWhoseAnswerWasLostAreThereOnce) {
   const Session other(Postgres().OwnerConnection());
   RequestLog log(connection_, 100, RequestLog::What::kWrites);
   const auto holds_up = [&other] { other.Query("BEGIN; LOCK TABLE platform.request_log IN EXCLUSIVE MODE"); };
-  const auto waits = [] {
-    return Eventually([] {
-      return Postgres().Value(
-                 "SELECT count(*) FROM pg_stat_activity WHERE query LIKE 'COPY platform.request_log%' AND "
-                 "wait_event_type = 'Lock'") == "1";
-    });
-  };
   // Undone by the server: written again.
   holds_up();
   log.Note(Request("/undone"));
-  ASSERT_TRUE(waits());
+  ASSERT_TRUE(Waits());
   other.Query("SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE query LIKE 'COPY platform.request_log%'");
   other.Query("COMMIT");
   EXPECT_TRUE(Eventually([] { return Paths() == Rows{{"/undone"}}; }));
   // Committed by a connection of which nothing was heard any more, played by another one here.
   holds_up();
   log.Note(Request("/done"));
-  ASSERT_TRUE(waits());
+  ASSERT_TRUE(Waits());
   other.Query(
       "INSERT INTO platform.request_log SELECT answered_at, (SELECT last_value FROM platform.request_log_id_seq), "
       "user_id, user_name, session, client_address, request_id, method, '/done', ids, evidence_ids, status, "
@@ -94,6 +96,28 @@ TEST_F(RequestLogTest, WhatHasBegunIsNotedAndNothingBeginsWithoutRoom) {
   log.Note(Request("/"));
   EXPECT_TRUE(Eventually([&log] { return !log.HasRoom(); }));
   EXPECT_FALSE(log.WaitForRoom());
+}
+
+TEST_F(RequestLogTest, AStopDoesNotWaitForADatabaseThatHangs) {
+  const Session other(Postgres().OwnerConnection());
+  const auto sink = std::make_shared<LogRecorder>();
+  const platform::ScopedBackend<platform::ILogSink> installed(sink);
+  const auto has = [&sink](const char* path) {
+    return Eventually([&] { return sink->Has(6, std::string("\tPUT\t") + path + "\t"); });
+  };
+  RequestLog log(connection_, 100, RequestLog::What::kWrites);
+  other.Query("BEGIN; LOCK TABLE platform.request_log IN EXCLUSIVE MODE");
+  log.Note(Request("/held"));
+  ASSERT_TRUE(Waits());
+  log.Note(Request("/queued"));
+  std::jthread closing([&log] { log.Close(); });
+  EXPECT_TRUE(has("/held"));
+  EXPECT_TRUE(has("/queued"));
+  log.Note(Request("/late"));
+  EXPECT_TRUE(has("/late"));
+  other.Query("COMMIT");
+  closing.join();
+  EXPECT_EQ(Paths(), (Rows{{"/held"}})) << "it was under way";
 }
 
 TEST_F(RequestLogTest, PruningDropsWholeMonths) {
