@@ -1,5 +1,7 @@
 // docs/api.md beside what a host answers: its examples, sent in the order of the page, its scripts and its tables.
 
+#include <openssl/evp.h>
+
 #include <array>
 #include <cstdlib>
 #include <regex>
@@ -52,6 +54,13 @@ Lines Split(const std::string& text) {
   return lines;
 }
 
+std::string Base64(const std::string& text) {
+  std::string encoded(4 * ((text.size() + 2) / 3), '\0');
+  EVP_EncodeBlock(reinterpret_cast<unsigned char*>(encoded.data()), reinterpret_cast<const unsigned char*>(text.data()),
+                  static_cast<int>(text.size()));
+  return encoded;
+}
+
 /// Method and path, headers, a body, an empty line, the answer with headers that matter.
 struct Example {
   std::string method;
@@ -95,13 +104,23 @@ class ExamplesTest : public testing::Test {
     ASSERT_TRUE(added.exit_code == 0 || added.err.find("already") != std::string::npos) << added.err;
   }
 
+  /// The lines of the host that ends now are kept, with what must be in none of them.
+  void KeepLog() {
+    if (!host_) return;
+    for (const auto& [user, session] : sessions_)
+      secrets_.insert({session.id, session.id.substr(0, session.id.size() / 2), session.id.substr(session.id.size() / 2), session.key});
+    host_->Stop();
+    log_ += host_->Log();
+  }
+
   void StartAnew() {
+    KeepLog();
     host_.reset();
     ResetTables();
     Postgres().Query("DELETE FROM platform.request_log");
     sessions_.clear();
     user_ = "clara";
-    host_ = std::make_unique<HostProcess>(SettingsMap(), std::vector<std::string>(), "", copy_.Host());
+    host_ = std::make_unique<HostProcess>(SettingsMap{{"log_level", "1"}}, std::vector<std::string>(), "", copy_.Host());
     host_->WaitUntilListening();
   }
 
@@ -140,6 +159,8 @@ class ExamplesTest : public testing::Test {
                       body);
     }
     auto reply = connection.ReadReply();
+    std::smatch made;
+    if (std::regex_search(reply.body, made, std::regex(R"re("password":"(.*?)")re"))) secrets_.insert(made[1]);
     last_path_ = example.path;
     if (reply.headers.contains("ETag")) tag_ = reply.headers["ETag"];
     return reply;
@@ -208,6 +229,20 @@ class ExamplesTest : public testing::Test {
 
   std::string Address() const { return "http://127.0.0.1:" + std::to_string(host_->port()); }
 
+  /// Tokens, keys, passwords and their hashes, in the forms in which they travel or are stored.
+  void ExpectNoSecretInTheLog() {
+    for (const char* const name : {"clara", "guest", "anna"})
+      secrets_.insert({PasswordOf(name), Base64(PasswordOf(name))});
+    for (const auto& row : Postgres().Query("SELECT password_hash FROM platform.users"))
+      secrets_.insert({row.at(0), row.at(0).substr(row.at(0).rfind('$') + 1)});
+    EXPECT_THAT(log_, testing::HasSubstr("UPDATE platform.users")) << "statements are logged";
+    EXPECT_GT(secrets_.size(), 20U);
+    for (const auto& secret : secrets_) {
+      ASSERT_GT(secret.size(), 8U) << secret;
+      EXPECT_EQ(log_.find(secret), std::string::npos) << secret;
+    }
+  }
+
   /// What a command prints, on standard error, too, and its exit code when that is not 0. There is no terminal.
   std::string Run(const std::string& command) {
     const int status = std::system((command + " </dev/null >" + scripts_.path() + "/out 2>&1").c_str());
@@ -219,6 +254,9 @@ class ExamplesTest : public testing::Test {
   }
 
   ApiPage page_{API_PAGE};
+  /// Of all hosts so far, at level 1.
+  std::string log_;
+  std::set<std::string> secrets_;
   const ScratchFolder scripts_;
   const InstalledCopy copy_{EVIDENCE_HOST};
   std::unique_ptr<HostProcess> host_;
@@ -252,6 +290,8 @@ TEST_F(ExamplesTest, EachExampleIsWhatAHostAnswers) {
   }
   EXPECT_GT(examples, 60);
   EXPECT_EQ(scripts, 2);
+  KeepLog();
+  ExpectNoSecretInTheLog();
 }
 
 TEST_F(ExamplesTest, TheDemoNeedsNoTerminal) {

@@ -5,17 +5,9 @@
 #include <boost/algorithm/string/case_conv.hpp>
 #include <regex>
 
-#include "ListRoute.h"
-#include "RecordRoutes.h"
-#include "Statistics.h"
-#include "accounts/SessionRoutes.h"
-#include "accounts/UserRoutes.h"
+#include "http/AllRoutes.h"
 #include "http/HostProcess.h"
-#include "http/HostRoutes.h"
 #include "http/InstalledCopy.h"
-#include "http/RouteTable.h"
-#include "requests/RequestRoutes.h"
-#include "usrservice/Routes.h"
 
 namespace evidence_test {
 namespace {
@@ -78,21 +70,8 @@ std::vector<Operation> Operations() {
 }
 
 TEST(OpenApiTest, NamesTheRoutesOfTheTableAndOfTheHost) {
-  host::RouteTable routes(platform::MakeRouteTable());
-  host::RegisterHostRoutes(routes, nullptr, {});
-  host::RegisterSessionRoutes(routes, nullptr);
-  host::RegisterUserRoutes(routes, {});
-  host::RegisterEventRoutes(routes);
-  host::RegisterRequestRoutes(routes);
-  ASSERT_TRUE(desk::RegisterRecordRoutes(routes) && desk::RegisterListRoute(routes) &&
-              desk::Statistics::RegisterRoute(routes));
-  const auto of_host = routes.Names();
-  std::set<std::string> expected(of_host.begin(), of_host.end());
-  constexpr const char* kMethods[] = {"PUT", "POST", "DELETE", "GET"};
-  for (const auto& route : Evidence::kRoutes) {
-    expected.insert(kMethods[route.method_code - 1] + (" " + std::string(route.base)) +
-                    std::regex_replace(route.sub_path, std::regex("/ID(?=/|$)"), "/{id}"));
-  }
+  auto expected = RoutesOfTheTable();
+  expected.merge(RoutesOfThePlugin());
   std::set<std::string> described;
   for (const auto& operation : Operations())
     described.insert(operation.method + " " + operation.path);
