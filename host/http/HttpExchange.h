@@ -33,6 +33,8 @@ struct HttpServer::Exchange : std::enable_shared_from_this<Exchange> {
   std::uint64_t received = 0;
   /// Of a task that streams, from the dispatch on.
   std::unique_ptr<BodyStream> body_stream;
+  /// How much of it must have come at the connection's deadline; none while it waits for the task.
+  std::optional<std::uint64_t> due;
   /// Of its body, what came after its answer.
   std::uint64_t discarded = 0;
   /// Nothing of the request is still to come.

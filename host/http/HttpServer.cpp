@@ -38,6 +38,8 @@ constexpr std::chrono::seconds kWaitForRoom{5};
 constexpr std::chrono::seconds kWaitForPlace{5};
 /// An answer has to be taken at this rate, as it counts against the budget until it is sent.
 constexpr std::size_t kSlowestBytesPerSecond = 16 * 1024;
+/// A body that streams has to come at this rate, as it holds a thread.
+constexpr std::uint64_t kSlowestStream = 1024;
 
 /// What the library offers by itself begins with TLS 1.0.
 constexpr char kTlsVersions[] = "NORMAL:-VERS-ALL:+VERS-TLS1.3:+VERS-TLS1.2";
@@ -410,12 +412,20 @@ bool HttpServer::Stream(Exchange& exchange, const char* data, std::size_t& size)
   exchange.received += taken;
   size -= taken;
   if (size == 0) {
-    deadlines_.Set(exchange.fd, options_.read_timeout);
+    AwaitMore(exchange);
   } else {
     deadlines_.Clear(exchange.fd);
+    exchange.due.reset();
     exchange.Suspend();
   }
   return true;
+}
+
+/// The client has the read timeout for what is due, however many pieces it comes in.
+void HttpServer::AwaitMore(Exchange& exchange) {
+  if (exchange.due && exchange.received < *exchange.due) return;
+  exchange.due = exchange.received + kSlowestStream * static_cast<std::uint64_t>(options_.read_timeout.count());
+  deadlines_.Set(exchange.fd, options_.read_timeout);
 }
 
 /// The body is whole; its answer may be there by now.

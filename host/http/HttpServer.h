@@ -155,6 +155,7 @@ class HttpServer {
   bool Take(Exchange& exchange, std::string_view data);
   bool BeginStream(const std::shared_ptr<Exchange>& exchange);
   bool Stream(Exchange& exchange, const char* data, std::size_t& size);
+  void AwaitMore(Exchange& exchange);
   bool EndStream(Exchange& exchange);
   std::int64_t TakeAnswer(Exchange& exchange, char* to, std::size_t size);
   bool Dispatch(const std::shared_ptr<Exchange>& exchange);

@@ -1,6 +1,7 @@
 // The route table by itself, and over sockets what its rows are given and how they answer.
 
 #include <algorithm>
+#include <future>
 #include <set>
 
 #include "http/HostProcess.h"
@@ -308,6 +309,21 @@ TEST_F(RoutesTest, ABodyStreams) {
   silent.Send(head + "3\r\nabc\r\n");
   EXPECT_EQ(silent.ReadReply().status, 0);
   EXPECT_EQ(Ask("PUT", "sum", "ab").body, "2 195");
+}
+
+TEST(RoutesStreamTest, ABodyThatTricklesHoldsNoThread) {
+  EnsureTester();
+  HostProcess host(SettingsMap{{"plugins", "test_routes.s.so"}, {"read_timeout_s", "1"}, {"stream_workers", "1"}});
+  const auto session = Login(host.WaitUntilListening()).id;
+  const HttpConnection trickle(host.port());
+  trickle.Send(RequestHead("PUT", "/platform/v1/test/sum", session) + "Transfer-Encoding: chunked\r\n\r\n1\r\na\r\n");
+  // It waits for the only thread.
+  const auto other = std::async(std::launch::async,
+                                [&] { return Ask(host.port(), "PUT", "/platform/v1/test/sum", session, "ab").body; });
+  EXPECT_TRUE(Eventually([&] {
+    trickle.Send("1\r\na\r\n");
+    return other.wait_for(std::chrono::milliseconds(50)) == std::future_status::ready;
+  }));
 }
 
 TEST(RoutesStartTest, AWrongRowStopsTheStart) {
