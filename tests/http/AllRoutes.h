@@ -26,8 +26,8 @@ inline std::set<std::string> RoutesOfTheTable() {
   host::RegisterUserRoutes(routes, {});
   host::RegisterEventRoutes(routes);
   host::RegisterRequestRoutes(routes);
-  const bool of_desk = desk::RegisterRecordRoutes(routes) && desk::RegisterListRoute(routes) &&
-                       desk::Statistics::RegisterRoute(routes);
+  const bool of_desk =
+      desk::RegisterRecordRoutes(routes) && desk::RegisterListRoute(routes) && desk::Statistics::RegisterRoute(routes);
   EXPECT_TRUE(of_desk);
   const auto names = routes.Names();
   return {names.begin(), names.end()};
