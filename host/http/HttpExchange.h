@@ -33,10 +33,10 @@ struct HttpServer::Exchange : std::enable_shared_from_this<Exchange> {
   std::uint64_t received = 0;
   /// Of a task that streams, from the dispatch on.
   std::unique_ptr<BodyStream> body_stream;
-  /// How much of it must have come at the connection's deadline; none while it waits for the task.
-  std::optional<std::uint64_t> due;
   /// Of its body, what came after its answer.
   std::uint64_t discarded = 0;
+  /// Of what streams now, its body or then its answer.
+  StreamPace pace;
   /// Nothing of the request is still to come.
   bool is_whole = false;
 

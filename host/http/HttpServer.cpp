@@ -36,10 +36,6 @@ namespace {
 /// Longest time that a request waits for room in the memory budget, and then for a place in the queue of the workers.
 constexpr std::chrono::seconds kWaitForRoom{5};
 constexpr std::chrono::seconds kWaitForPlace{5};
-/// An answer has to be taken at this rate, as it counts against the budget until it is sent.
-constexpr std::size_t kSlowestBytesPerSecond = 16 * 1024;
-/// A body that streams has to come at this rate, as it holds a thread.
-constexpr std::uint64_t kSlowestStream = 1024;
 
 /// What the library offers by itself begins with TLS 1.0.
 constexpr char kTlsVersions[] = "NORMAL:-VERS-ALL:+VERS-TLS1.3:+VERS-TLS1.2";
@@ -405,6 +401,7 @@ bool HttpServer::Stream(Exchange& exchange, const char* data, std::size_t& size)
     exchange.body_stream->Break();
   }
   if (exchange.answer) {
+    GoesOn(exchange, size, {options_.read_timeout, options_.least_sent_per_second});
     exchange.discarded += std::exchange(size, 0);
     return exchange.discarded <= kDiscardChunked;
   }
@@ -412,25 +409,29 @@ bool HttpServer::Stream(Exchange& exchange, const char* data, std::size_t& size)
   exchange.received += taken;
   size -= taken;
   if (size == 0) {
-    AwaitMore(exchange);
+    GoesOn(exchange, taken, {options_.read_timeout, options_.least_sent_per_second});
   } else {
-    deadlines_.Clear(exchange.fd);
-    exchange.due.reset();
-    exchange.Suspend();
+    Waits(exchange);
   }
   return true;
 }
 
-/// The client has the read timeout for what is due, however many pieces it comes in.
-void HttpServer::AwaitMore(Exchange& exchange) {
-  if (exchange.due && exchange.received < *exchange.due) return;
-  exchange.due = exchange.received + kSlowestStream * static_cast<std::uint64_t>(options_.read_timeout.count());
-  deadlines_.Set(exchange.fd, options_.read_timeout);
+/// The client has sent or taken so much of what streams, and is to go on.
+void HttpServer::GoesOn(Exchange& exchange, std::size_t bytes, const StreamPace::Bounds& bounds) {
+  deadlines_.Set(exchange.fd, exchange.pace.After(bytes, bounds, StreamPace::Clock::now()));
+}
+
+/// The client waits for the task. The caller holds the mutex.
+void HttpServer::Waits(Exchange& exchange) {
+  deadlines_.Clear(exchange.fd);
+  exchange.pace.Pause(StreamPace::Clock::now());
+  exchange.Suspend();
 }
 
 /// The body is whole; its answer may be there by now.
 bool HttpServer::EndStream(Exchange& exchange) {
   deadlines_.Clear(exchange.fd);
+  exchange.pace.Restart();
   {
     const std::lock_guard lock(exchange.mutex);
     if (!std::exchange(exchange.is_whole, true)) exchange.body_stream->End();
@@ -448,11 +449,10 @@ std::int64_t HttpServer::TakeAnswer(Exchange& exchange, char* to, std::size_t si
   std::size_t taken = 0;
   switch (exchange.answer_stream->Take(to, size, taken)) {
     case AnswerStream::State::kMore:
-      deadlines_.Set(exchange.fd, options_.idle_timeout);
+      GoesOn(exchange, taken, {options_.idle_timeout, options_.least_taken_per_second});
       return static_cast<std::int64_t>(taken);
     case AnswerStream::State::kNothingYet:
-      deadlines_.Clear(exchange.fd);
-      exchange.Suspend();
+      Waits(exchange);
       return 0;
     case AnswerStream::State::kEnd:
       return MHD_CONTENT_READER_END_OF_STREAM;
@@ -533,7 +533,7 @@ bool HttpServer::Answer(Exchange& exchange) {
     LogHost(kLogTrace, "%s: %u, %zu bytes in, %zu bytes out", exchange.Line().c_str(), answer.status,
             static_cast<std::size_t>(exchange.received), size);
   }
-  const std::chrono::seconds sending(size / kSlowestBytesPerSecond);
+  const std::chrono::seconds sending(size / options_.least_taken_per_second);
   deadlines_.Set(exchange.fd, options_.idle_timeout + sending);
   // The library reads the ends of chunks more loosely than others: nothing behind such a body is taken for a request.
   const bool is_chunked = Header(*exchange.connection, MHD_HTTP_HEADER_TRANSFER_ENCODING).has_value();

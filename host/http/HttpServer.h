@@ -23,6 +23,7 @@
 #include "http/HeadCheck.h"
 #include "http/HttpResponses.h"
 #include "http/ReadDeadlines.h"
+#include "http/StreamPace.h"
 #include "http/TrustedProxies.h"
 #include "http/WaitingLine.h"
 #include "http/WorkerPool.h"
@@ -108,6 +109,10 @@ struct HttpOptions {
   unsigned client_connections = 0;
   std::chrono::seconds idle_timeout{};
   std::chrono::seconds read_timeout{};
+  /// At which a body has to come that streams, as it holds a thread.
+  std::size_t least_sent_per_second = 1024;
+  /// At which an answer has to be taken, as it counts against the budget until it is sent.
+  std::size_t least_taken_per_second = 16 * 1024;
   /// PEM texts; both empty for plain HTTP.
   std::string tls_certificate;
   std::string tls_key;
@@ -155,8 +160,9 @@ class HttpServer {
   bool Take(Exchange& exchange, std::string_view data);
   bool BeginStream(const std::shared_ptr<Exchange>& exchange);
   bool Stream(Exchange& exchange, const char* data, std::size_t& size);
-  void AwaitMore(Exchange& exchange);
   bool EndStream(Exchange& exchange);
+  void GoesOn(Exchange& exchange, std::size_t bytes, const StreamPace::Bounds& bounds);
+  void Waits(Exchange& exchange);
   std::int64_t TakeAnswer(Exchange& exchange, char* to, std::size_t size);
   bool Dispatch(const std::shared_ptr<Exchange>& exchange);
   bool Suspend(Exchange& exchange);

@@ -25,9 +25,9 @@ std::optional<std::uint64_t> ReceivedBytes(int fd) {
 
 ReadDeadlines::ReadDeadlines() : watcher_([this](const std::stop_token& stop) { Watch(stop); }) {}
 
-void ReadDeadlines::Set(int fd, std::chrono::seconds time) {
+void ReadDeadlines::Set(int fd, Clock::time_point at) {
   const std::lock_guard lock(mutex_);
-  deadlines_[fd] = {Clock::now() + time, std::nullopt, {}};
+  deadlines_[fd] = {at, std::nullopt, {}};
 }
 
 void ReadDeadlines::SetIdle(int fd, Since since, IdleTimes times) {
@@ -42,7 +42,7 @@ void ReadDeadlines::Clear(int fd) {
 }
 
 void ReadDeadlines::Watch(const std::stop_token& stop) {
-  // Deadlines are whole seconds, so checking once a second is precise enough.
+  // Deadlines are seconds away, so checking once a second is precise enough.
   constexpr std::chrono::seconds kPeriod{1};
   std::unique_lock lock(mutex_);
   while (!stop.stop_requested()) {

@@ -33,7 +33,8 @@ class ReadDeadlines {
   ReadDeadlines& operator=(const ReadDeadlines&) = delete;
 
   /// `fd` is shut down unless `Clear` is called within `time`; replaces an earlier deadline.
-  void Set(int fd, std::chrono::seconds time);
+  void Set(int fd, std::chrono::seconds time) { Set(fd, Clock::now() + time); }
+  void Set(int fd, Clock::time_point at);
   /// The same for a connection that has no request yet.
   void SetIdle(int fd, Since since, IdleTimes times);
   /// Must be called before `fd` is closed.

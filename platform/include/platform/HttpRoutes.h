@@ -83,7 +83,8 @@ class PLATFORM_API HttpFile : public Orv::Base::CNoncopyable {
 class HttpSink {
  public:
   virtual ~HttpSink() = default;
-  /// Takes all of `text`; waits while the client does not. False when the client has gone: the writer should end.
+  /// Takes all of `text`; waits while the client does not. False when the client has gone or is too slow: the writer
+  /// should end.
   [[nodiscard]] virtual bool Write(std::string_view text) = 0;
 };
 
