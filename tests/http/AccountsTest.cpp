@@ -206,6 +206,21 @@ TEST_F(AccountRoutesTest, AnAdministratorManagesOthersButNeitherSuperUsersNorHim
                           HasSubstr("\"next\":\"" + Id("auditor") + "\"")));
 }
 
+TEST_F(AccountRoutesTest, TheNextRequestKnowsTheChange) {
+  EnsureUser("otto", {"--role", "administrator"});
+  sessions_["otto"] = Login(host_->port(), "otto").id;
+  const auto otto = "users/" + Id("otto");
+  // Often, as the host looks for changes by itself now and then, too.
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_EQ(Call("otto", "GET", "users").status, 200);
+    EXPECT_EQ(Call("tester", "PATCH", otto, R"({"roles":[]})").status, 200);
+    EXPECT_EQ(Call("otto", "GET", "users").status, 403);
+    EXPECT_EQ(Call("tester", "PATCH", otto, R"({"roles":["administrator"]})").status, 200);
+  }
+  EXPECT_EQ(Call("tester", "PATCH", otto, R"({"enabled":false})").status, 200);
+  EXPECT_EQ(Call("otto", "GET", "session").status, 401);
+}
+
 TEST_F(AccountRoutesTest, PasswordsChangeEndSessionsAndAreNotedButNeverLogged) {
   EnsureUser("paula");
   EnsureUser("frozen");

@@ -221,9 +221,11 @@ TEST_F(HttpFrontTest, PluginsSeeTheUserBehindTheSession) {
   EXPECT_EQ(who(super), "tester 127.0.0.1 super web1 cs1 web2 cs2 web3 cs3");
   EXPECT_TRUE(Eventually([&] { return who(before) == "clerk 127.0.0.1 web2"; })) << who(before);
   EXPECT_EQ(who(Login(host_->port(), "clerk")), "clerk 127.0.0.1 web2");
+  const auto disabled = std::chrono::steady_clock::now();
   Postgres().Query("UPDATE platform.users SET enabled = false WHERE name = 'clerk'");
   EXPECT_EQ(Answers(PostLogin(LoginText("clerk", kPassword))), kWrongLogin);
   EXPECT_TRUE(Eventually([&] { return "401 " + who(before) == kNoSession; })) << who(before);
+  EXPECT_LT(std::chrono::steady_clock::now() - disabled, std::chrono::seconds(5));
   EXPECT_THAT(RunHost({"user", "list"}).out, HasSubstr("\tclerk\tuser\tdisabled\tweb 2\t"));
 }
 
