@@ -193,15 +193,43 @@ HttpResponse ShowNamed(Sessions& sessions, const HttpRequest& request) {
   return Document([&](Writer& writer) { PutListed(writer, *state, sessions.rules()); });
 }
 
+/// False when it has ended already.
+bool EndOther(Sessions& sessions, const Session& session, const std::string& done_by, const HttpRequest& request) {
+  if (!sessions.End(session.handle)) return false;
+  LogHost(kLogProgress, "session %" PRId64 " of user %s ended by user %s, client %s", session.number,
+          session.user.name.c_str(), done_by.c_str(), request.client_address.c_str());
+  NoteAuthEvent({kEventSessionEnded, session.user.name, done_by});
+  return true;
+}
+
+std::string CallerName(const Sessions& sessions, const HttpRequest& request) {
+  const auto administrator = sessions.Find(request.session);
+  return administrator ? administrator->user.name : std::string();
+}
+
 HttpResponse EndNamed(Sessions& sessions, const HttpRequest& request) {
   const auto state = Named(sessions, request);
-  const auto administrator = sessions.Find(request.session);
-  if (!state || !sessions.End(state->session->handle)) return NoSuchSession();
-  const auto done_by = administrator ? administrator->user.name : "";
-  LogHost(kLogProgress, "session %" PRId64 " of user %s ended by user %s, client %s", state->session->number,
-          state->session->user.name.c_str(), done_by.c_str(), request.client_address.c_str());
-  NoteAuthEvent({kEventSessionEnded, state->session->user.name, done_by});
-  return NoContent();
+  if (!state) return NoSuchSession();
+  const auto done_by = CallerName(sessions, request);
+  return EndOther(sessions, *state->session, done_by, request) ? NoContent() : NoSuchSession();
+}
+
+/// All but the caller's own, or those of one user.
+HttpResponse EndAll(Sessions& sessions, const HttpRequest& request) {
+  const auto user = platform::FieldOf(request.query, "user");
+  const auto done_by = CallerName(sessions, request);
+  std::int64_t ended = 0;
+  for (const auto& state : sessions.List()) {
+    const auto& session = *state.session;
+    if (session.handle == request.session || (user && session.user.name != *user)) continue;
+    if (EndOther(sessions, session, done_by, request)) ++ended;
+  }
+  return Document([ended](Writer& writer) {
+    writer.StartObject();
+    writer.Key("ended");
+    writer.Int64(ended);
+    writer.EndObject();
+  });
 }
 
 }  // namespace
@@ -221,6 +249,7 @@ void RegisterSessionRoutes(platform::IHttpRoutes& routes, const std::shared_ptr<
       {"DELETE", "/platform/v1/session", everybody, 0, true, &LogOut},
       {"POST", "/platform/v1/session/sealed", everybody, kSealBodyLimit, false, &Seal},
       {"GET", "/platform/v1/sessions", administrators, 0, false, &ListAll},
+      {"DELETE", "/platform/v1/sessions", administrators, 0, false, &EndAll},
       {"GET", "/platform/v1/sessions/{n}", administrators, 0, false, &ShowNamed},
       {"DELETE", "/platform/v1/sessions/{n}", administrators, 0, false, &EndNamed},
   };

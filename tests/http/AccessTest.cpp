@@ -37,7 +37,7 @@ const Row kHostRows[] = {
     {"/platform/v1/session",         {kSession,       kSession,       kNobody, kNobody,     kNobody,        kNobody,        kAnySession,    kNobody, kNobody}},
     {"/platform/v1/session/sealed",  {kNobody,        kNobody,        kNobody, kNobody,     kSession,       kNobody,        kNobody,        kNobody, kNobody}},
     {"/platform/v1/session/password",{kNobody,        kNobody,        kNobody, kAnySession, kNobody,        kNobody,        kNobody,        kNobody, kNobody}},
-    {"/platform/v1/sessions",        {kAdministrator, kAdministrator, kNobody, kNobody,     kNobody,        kNobody,        kNobody,        kNobody, kNobody}},
+    {"/platform/v1/sessions",        {kAdministrator, kAdministrator, kNobody, kNobody,     kNobody,        kNobody,        kAdministrator, kNobody, kNobody}},
     {"/platform/v1/sessions/{n}",    {kAdministrator, kAdministrator, kNobody, kNobody,     kNobody,        kNobody,        kAdministrator, kNobody, kNobody}},
     {"/platform/v1/users",           {kAdministrator, kAdministrator, kNobody, kNobody,     kAdministrator, kNobody,        kNobody,        kNobody, kNobody}},
     {"/platform/v1/users/{id}",      {kAdministrator, kAdministrator, kNobody, kNobody,     kNobody,        kAdministrator, kNobody,        kNobody, kNobody}},

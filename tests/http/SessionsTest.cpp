@@ -289,6 +289,19 @@ TEST_F(SessionRoutesTest, ASealedTextIsOfTheSessionsOwnKey) {
   EXPECT_EQ(Openssl("-d -A", found[1], olga_.key), "it's \"mine\"");
 }
 
+TEST_F(SessionRoutesTest, AnAdministratorEndsAllButHisOwn) {
+  const auto second = Login(port_, "olga");
+  const std::string all = "/platform/v1/sessions";
+  EXPECT_EQ(Answer("DELETE", all + "?user=nobody", boss_.id), R"(200 {"ended":0})");
+  EXPECT_EQ(Answer("DELETE", all + "?user=olga", boss_.id), R"(200 {"ended":2})");
+  for (const auto& session : {olga_, second})
+    EXPECT_THAT(Answer("GET", all, session.id), testing::StartsWith("401 "));
+  const auto other = Login(port_);
+  EXPECT_EQ(Answer("DELETE", all, boss_.id), R"(200 {"ended":1})");
+  EXPECT_THAT(Answer("GET", all, other.id), testing::StartsWith("401 "));
+  EXPECT_THAT(Answer("GET", all, boss_.id), testing::StartsWith("200 "));
+}
+
 TEST_F(SessionRoutesTest, EndsAreAtOnceAndNoSecretIsLogged) {
   EXPECT_EQ(Answer("POST", "/Note", olga_.id), "200 noted");
   EXPECT_EQ(Answer("POST", "/Note", olga_.id, "", "127.0.0.2"), "200 noted");
