@@ -14,6 +14,10 @@ HttpAnswer Stopping();
 /// 503: there may be memory for it a moment later. Does not throw: without memory for its body it has none.
 HttpAnswer NoRoom();
 
+/// So much of the body of a request that was answered already is discarded, when it has no announced size: it cannot be
+/// answered before its end.
+inline constexpr std::uint64_t kDiscardChunked = 64 * 1024 * 1024;
+
 /// One request, from its head to the end of its answer.
 struct HttpServer::Exchange : std::enable_shared_from_this<Exchange> {
   MHD_Connection* connection = nullptr;

@@ -1,25 +1,21 @@
 #include "http/HttpServer.h"
 
 #include <microhttpd.h>
-#include <strings.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <limits>
-#include <new>
 #include <utility>
 #include <vector>
 
 #include "HostLog.h"
+#include "http/Connection.h"
 #include "http/HeadCheck.h"
 #include "http/HttpErrors.h"
 #include "http/HttpExchange.h"
 #include "http/IpAddress.h"
 #include "http/ListenAddress.h"
-#include "http/RequestId.h"
 #include "platform/Guard.h"
 
 namespace host {
@@ -43,114 +39,6 @@ constexpr char kTlsVersions[] = "NORMAL:-VERS-ALL:+VERS-TLS1.3:+VERS-TLS1.2";
 /// A refused request's body up to this size is discarded, so that the client sees the answer and keeps its connection;
 /// with a larger one the connection is closed.
 constexpr std::uint64_t kDiscardAnnounced = 64 * 1024;
-/// The same for bodies without an announced size, which cannot be answered before their end.
-constexpr std::uint64_t kDiscardChunked = 64 * 1024 * 1024;
-constexpr std::uint64_t kUnknownLength = std::numeric_limits<std::uint64_t>::max();
-
-std::optional<std::string_view> Header(MHD_Connection& connection, const char* name) {
-  const char* const value = MHD_lookup_connection_value(&connection, MHD_HEADER_KIND, name);
-  if (value == nullptr) return std::nullopt;
-  return value;
-}
-
-/// Announced size of the body: 0 without one, kUnknownLength for a chunked one.
-std::uint64_t AnnouncedLength(MHD_Connection& connection) {
-  if (Header(connection, MHD_HTTP_HEADER_TRANSFER_ENCODING)) return kUnknownLength;
-  const auto text = Header(connection, MHD_HTTP_HEADER_CONTENT_LENGTH);
-  std::uint64_t length = 0;
-  if (text) std::from_chars(text->data(), text->data() + text->size(), length);
-  return std::min(length, kUnknownLength - 1);
-}
-
-const MHD_ConnectionInfo* Info(MHD_Connection& connection, MHD_ConnectionInfoType type) {
-  return MHD_get_connection_info(&connection, type);
-}
-
-int Descriptor(MHD_Connection& connection) {
-  const auto* const info = Info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
-  return info == nullptr ? -1 : info->connect_fd;
-}
-
-std::string ClientAddress(MHD_Connection& connection) {
-  const auto* const info = Info(connection, MHD_CONNECTION_INFO_CLIENT_ADDRESS);
-  return info == nullptr || info->client_addr == nullptr ? std::string() : AddressText(*info->client_addr);
-}
-
-/// The values of all header lines of that name, in their order.
-std::vector<std::string_view> Lines(MHD_Connection& connection, std::string_view name) {
-  struct Search {
-    std::string_view name;
-    std::vector<std::string_view> values;
-    bool is_whole = true;
-  } search{name, {}};
-  const auto add = [](void* context, MHD_ValueKind, const char* key, const char* value) {
-    auto& found = *static_cast<Search*>(context);
-    if (strcasecmp(key, found.name.data()) != 0) return MHD_YES;
-    const auto append = [&] {
-      found.values.emplace_back(value == nullptr ? "" : value);
-      return true;
-    };
-    found.is_whole = platform::Guard(append, [](const char*) { return false; });
-    return found.is_whole ? MHD_YES : MHD_NO;
-  };
-  MHD_get_connection_values(&connection, MHD_HEADER_KIND, add, &search);
-  if (!search.is_whole) throw std::bad_alloc();
-  return std::move(search.values);
-}
-
-/// The fields of a request, which the library keeps until its answer is queued.
-class ConnectionFields final : public HttpFieldSource {
- public:
-  explicit ConnectionFields(MHD_Connection& connection) : connection_(connection) {}
-
-  std::optional<std::string_view> Header(const char* name) const override { return host::Header(connection_, name); }
-
-  platform::HttpFields Headers() const override {
-    auto headers = All(MHD_HEADER_KIND);
-    for (auto& [name, value] : headers)
-      std::ranges::transform(name, name.begin(),
-                             [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-    return headers;
-  }
-
-  platform::HttpFields Query() const override { return All(MHD_GET_ARGUMENT_KIND); }
-
- private:
-  platform::HttpFields All(MHD_ValueKind kind) const {
-    platform::HttpFields fields;
-    const auto add = [](void* to, MHD_ValueKind, const char* name, const char* value) {
-      const auto append = [&] {
-        static_cast<platform::HttpFields*>(to)->emplace_back(name, value == nullptr ? "" : value);
-        return MHD_YES;
-      };
-      return platform::Guard(append, [](const char*) { return MHD_NO; });
-    };
-    const int count = MHD_get_connection_values(&connection_, kind, nullptr, nullptr);
-    if (MHD_get_connection_values(&connection_, kind, add, &fields) != count) throw std::bad_alloc();
-    return fields;
-  }
-
-  MHD_Connection& connection_;
-};
-
-/// The id that the client gives the request, when it is 1 to 64 letters, digits, dots, hyphens and underscores.
-std::string RequestIdFor(MHD_Connection& connection) {
-  constexpr std::size_t kLongest = 64;
-  const auto is_plain = [](char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' || c == '_' ||
-           c == '-';
-  };
-  const auto sent = Header(connection, "X-Request-Id");
-  if (sent && !sent->empty() && sent->size() <= kLongest && std::ranges::all_of(*sent, is_plain)) {
-    return std::string(*sent);
-  }
-  return NewRequestId();
-}
-
-std::size_t HeaderSize(MHD_Connection& connection) {
-  const auto* const info = Info(connection, MHD_CONNECTION_INFO_REQUEST_HEADER_SIZE);
-  return info == nullptr ? 0 : info->header_size;
-}
 
 }  // namespace
 
@@ -304,8 +192,8 @@ bool HttpServer::Begin(MHD_Connection& connection, const RequestLine& line, void
 TrustedProxies::Client HttpServer::ClientOf(MHD_Connection& connection, const std::string& peer) const {
   TrustedProxies::Request request{peer, !options_.tls_certificate.empty(), {}, {}};
   if (!options_.trusted_proxies.IsEmpty()) {
-    request.forwarded_for = Lines(connection, "X-Forwarded-For");
-    request.forwarded_proto = Lines(connection, "X-Forwarded-Proto");
+    request.forwarded_for = HeaderLines(connection, "X-Forwarded-For");
+    request.forwarded_proto = HeaderLines(connection, "X-Forwarded-Proto");
   }
   return options_.trusted_proxies.ClientOf(request);
 }
@@ -374,92 +262,6 @@ bool HttpServer::Take(Exchange& exchange, std::string_view data) {
     exchange.answer = NoRoom();
     return true;
   });
-}
-
-/// Hands the request over at its head. What the streams hold is bounded by the threads that run such tasks.
-bool HttpServer::BeginStream(const std::shared_ptr<Exchange>& exchange) {
-  {
-    const std::lock_guard lock(exchange->mutex);
-    exchange->body_stream = std::make_unique<BodyStream>([raw = exchange.get()] { raw->GoOn(); });
-    exchange->call.emplace(exchange->task.kind, exchange->task.client);
-    exchange->dispatched = std::chrono::steady_clock::now();
-    if (abandoned_) exchange->answer = Stopping();
-  }
-  platform::Guard([&] { Submit(exchange); },
-                  [&exchange](const char*) {
-                    LogHost(kLogFailure, "a request was refused: out of memory");
-                    exchange->EndWait(false);
-                  });
-  return true;
-}
-
-/// Takes what there is room for of `size` bytes, which becomes what is left. Then the connection waits for the task.
-bool HttpServer::Stream(Exchange& exchange, const char* data, std::size_t& size) {
-  const std::lock_guard lock(exchange.mutex);
-  if (!exchange.answer && exchange.received + size > exchange.task.body_limit) {
-    exchange.Decide(ErrorAnswer(MHD_HTTP_CONTENT_TOO_LARGE, "body too large"));
-    exchange.body_stream->Break();
-  }
-  if (exchange.answer) {
-    GoesOn(exchange, size, {options_.read_timeout, options_.least_sent_per_second});
-    exchange.discarded += std::exchange(size, 0);
-    return exchange.discarded <= kDiscardChunked;
-  }
-  const auto taken = exchange.body_stream->Put({data, size});
-  exchange.received += taken;
-  size -= taken;
-  if (size == 0) {
-    GoesOn(exchange, taken, {options_.read_timeout, options_.least_sent_per_second});
-  } else {
-    Waits(exchange);
-  }
-  return true;
-}
-
-/// The client has sent or taken so much of what streams, and is to go on.
-void HttpServer::GoesOn(Exchange& exchange, std::size_t bytes, const StreamPace::Bounds& bounds) {
-  deadlines_.Set(exchange.fd, exchange.pace.After(bytes, bounds, StreamPace::Clock::now()));
-}
-
-/// The client waits for the task. The caller holds the mutex.
-void HttpServer::Waits(Exchange& exchange) {
-  deadlines_.Clear(exchange.fd);
-  exchange.pace.Pause(StreamPace::Clock::now());
-  exchange.Suspend();
-}
-
-/// The body is whole; its answer may be there by now.
-bool HttpServer::EndStream(Exchange& exchange) {
-  deadlines_.Clear(exchange.fd);
-  exchange.pace.Restart();
-  {
-    const std::lock_guard lock(exchange.mutex);
-    if (!std::exchange(exchange.is_whole, true)) exchange.body_stream->End();
-    if (!exchange.answer) {
-      exchange.Suspend();
-      return true;
-    }
-  }
-  return Answer(exchange);
-}
-
-/// On the connection's thread: more of an answer that is being written. Without any yet the connection waits.
-std::int64_t HttpServer::TakeAnswer(Exchange& exchange, char* to, std::size_t size) {
-  const std::lock_guard lock(exchange.mutex);
-  std::size_t taken = 0;
-  switch (exchange.answer_stream->Take(to, size, taken)) {
-    case AnswerStream::State::kMore:
-      GoesOn(exchange, taken, {options_.idle_timeout, options_.least_taken_per_second});
-      return static_cast<std::int64_t>(taken);
-    case AnswerStream::State::kNothingYet:
-      Waits(exchange);
-      return 0;
-    case AnswerStream::State::kEnd:
-      return MHD_CONTENT_READER_END_OF_STREAM;
-    case AnswerStream::State::kCutOff:
-      break;
-  }
-  return MHD_CONTENT_READER_END_WITH_ERROR;
 }
 
 bool HttpServer::Dispatch(const std::shared_ptr<Exchange>& exchange) {
