@@ -213,20 +213,20 @@ TEST_F(HttpFrontTest, WithoutASessionEveryPathLooksTheSame) {
 
 TEST_F(HttpFrontTest, PluginsSeeTheUserBehindTheSession) {
   const auto who = [](const OpenedSession& session) { return Ask(host_->port(), "GET", "/WhoAmI", session.id).body; };
-  EnsureUser("clerk", {"--web", "1,3", "--cs", "2"});
+  EnsureUser("wanda", {"--web", "1,3", "--cs", "2"});
   const auto super = Login(host_->port());
-  const auto before = Login(host_->port(), "clerk");
+  const auto before = Login(host_->port(), "wanda");
   EXPECT_EQ((std::set{super.id, super.key, before.id, before.key}).size(), 4U);
-  ASSERT_EQ(RunHost({"user", "permissions", "clerk", "--web", "2"}).exit_code, 0);
+  ASSERT_EQ(RunHost({"user", "permissions", "wanda", "--web", "2"}).exit_code, 0);
   EXPECT_EQ(who(super), "tester 127.0.0.1 super web1 cs1 web2 cs2 web3 cs3");
-  EXPECT_TRUE(Eventually([&] { return who(before) == "clerk 127.0.0.1 web2"; })) << who(before);
-  EXPECT_EQ(who(Login(host_->port(), "clerk")), "clerk 127.0.0.1 web2");
+  EXPECT_TRUE(Eventually([&] { return who(before) == "wanda 127.0.0.1 web2"; })) << who(before);
+  EXPECT_EQ(who(Login(host_->port(), "wanda")), "wanda 127.0.0.1 web2");
   const auto disabled = std::chrono::steady_clock::now();
-  Postgres().Query("UPDATE platform.users SET enabled = false WHERE name = 'clerk'");
-  EXPECT_EQ(Answers(PostLogin(LoginText("clerk", kPassword))), kWrongLogin);
+  Postgres().Query("UPDATE platform.users SET enabled = false WHERE name = 'wanda'");
+  EXPECT_EQ(Answers(PostLogin(LoginText("wanda", kPassword))), kWrongLogin);
   EXPECT_TRUE(Eventually([&] { return "401 " + who(before) == kNoSession; })) << who(before);
   EXPECT_LT(std::chrono::steady_clock::now() - disabled, std::chrono::seconds(5));
-  EXPECT_THAT(RunHost({"user", "list"}).out, HasSubstr("\tclerk\tuser\tdisabled\tweb 2\t"));
+  EXPECT_THAT(RunHost({"user", "list"}).out, HasSubstr("\twanda\tuser\tdisabled\tweb 2\t"));
 }
 
 constexpr char kShow[] = "test_show.s.so";
