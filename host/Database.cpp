@@ -7,12 +7,14 @@
 #include "DatabaseSetup.h"
 #include "HostLog.h"
 #include "RealBackends.h"
+#include "metrics/StatementNames.h"
 
 namespace host {
 
 std::string OpenDatabase(const Settings& settings) {
   platform::PostgresOptions options;
   options.connection = settings.database;
+  options.statements = StatementNames();
   auto manager = platform::MakePostgresDBManager(std::move(options));
   platform::Slot<kelp::IDBManager>::Exchange(manager);
   const auto connections = static_cast<int>(settings.platform_connections);

@@ -44,6 +44,9 @@
 #include "http/HostRoutes.h"
 #include "http/HttpServer.h"
 #include "http/ListenAddress.h"
+#include "metrics/AdminServer.h"
+#include "metrics/HostFigures.h"
+#include "metrics/ProcessFigures.h"
 #include "platform/Crowd.h"
 #include "platform/Guard.h"
 #include "platform/Memory.h"
@@ -111,6 +114,8 @@ class Host {
   void InstallBackends();
   std::string StartPlugins();
   std::string StartHttp();
+  std::string StartAdmin();
+  platform::MetricFamilies Figures();
 
   const Settings& settings_;
   FolderLock folder_;
@@ -137,11 +142,18 @@ class Host {
   std::optional<WorkerPool> stream_workers_;
   std::optional<Readiness> readiness_;
   std::optional<Gateway> gateway_;
+  const std::shared_ptr<HttpFigures> http_figures_ = std::make_shared<HttpFigures>();
   std::optional<HttpServer> http_;
+  std::optional<HostFigures> figures_;
+  std::optional<platform::Metrics::Registration> registration_;
+  std::optional<AdminServer> admin_;
 };
 
 Host::~Host() {
   auto& stopping = Stopping::Instance();
+  stopping.Note("the operators' HTTP server");
+  admin_.reset();
+  registration_.reset();
   stopping.Note("the HTTP server");
   http_.reset();
   stopping.Note("the workers, or a statement of theirs");
@@ -188,7 +200,8 @@ std::string Host::Start() {
   InstallBackends();
   fault = StartPlugins();
   if (fault.empty()) fault = routes_->Close();
-  return fault.empty() ? StartHttp() : fault;
+  if (fault.empty()) fault = StartHttp();
+  return fault.empty() ? StartAdmin() : fault;
 }
 
 std::string Host::TakeAddress() {
@@ -272,6 +285,7 @@ std::string Host::StartHttp() {
   if (!fault.empty()) return "trusted_proxies: " + fault;
   options.idle_timeout = std::chrono::seconds(settings_.idle_timeout_s);
   options.read_timeout = std::chrono::seconds(settings_.read_timeout_s);
+  options.figures = http_figures_;
   if (!settings_.tls_certificate.empty()) {
     const auto certificate = FileText(settings_.tls_certificate);
     const auto key = FileText(settings_.tls_key);
@@ -310,11 +324,44 @@ std::string Host::StartHttp() {
                                     : "the HTTP server does not start; " + settings_.LogFile() + " names the reason";
 }
 
+std::string Host::StartAdmin() {
+  if (settings_.admin_listen.empty()) return {};
+  figures_.emplace(HostFigures::Parts{sessions_, tries_, settings_.data});
+  registration_.emplace(platform::Metrics::Process(), [this] { return Figures(); });
+  admin_.emplace([this] { return all_plugins_up_ && readiness_->IsReady(); });
+  return admin_->Start(settings_.admin_listen);
+}
+
+platform::MetricFamilies Host::Figures() {
+  auto families = http_figures_->Collect();
+  const auto add = [&families](platform::MetricFamilies more) {
+    families.insert(families.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
+  };
+  const auto load = http_->CurrentLoad();
+  platform::MetricFamily queues{
+      "evidence_http_queue_length", "Requests that wait for a worker.", platform::MetricType::kGauge, {}};
+  const std::pair<const char*, std::size_t> kQueues[] = {{"requests", workers_->Queued()},
+                                                         {"logins", login_workers_->Queued()},
+                                                         {"streams", stream_workers_->Queued()},
+                                                         {"line", load.in_line}};
+  for (const auto& [pool, length] : kQueues)
+    queues.samples.push_back({{{"pool", pool}}, static_cast<double>(length)});
+  add({{"evidence_http_in_flight",
+        "Requests whose head was read and whose answer is not yet sent.",
+        platform::MetricType::kGauge,
+        {{{}, static_cast<double>(load.in_flight)}}},
+       std::move(queues)});
+  add(figures_->Collect());
+  add(ProcessFigures());
+  return families;
+}
+
 int Host::Run() {
   const char* const scheme = settings_.tls_certificate.empty() ? "http" : "https";
   std::printf("evidence-host listening on %s://%s\n", scheme, socket_.text().c_str());
   std::fflush(stdout);
   LogHost(kLogProgress, "listening on %s://%s", scheme, socket_.text().c_str());
+  if (admin_) LogHost(kLogProgress, "metrics on http://%s/metrics", admin_->address().c_str());
   TellReady("listening on " + socket_.text());
   auto& stopping = Stopping::Instance();
   stopping.Note("requests");
@@ -357,7 +404,9 @@ std::string OpenLog(const Settings& settings) {
   // Created here to set its mode, as it may contain session ids, and to get the error, which the sink does not report.
   const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
   if (fd < 0) return file + ": " + std::generic_category().message(errno);
-  Slot<platform::ILogSink>::Exchange(platform::MakeFileLogSink(file, static_cast<std::size_t>(settings.log_queue)));
+  Slot<platform::ILogSink>::Exchange(platform::MakeFileLogSink(
+      file, static_cast<std::size_t>(settings.log_queue),
+      settings.log_format == "json" ? platform::LogFormat::kJson : platform::LogFormat::kText));
   platform::HandleFatalSignals();
   platform::SetLogThreshold(static_cast<int>(settings.log_level));
   TightenLog(fd, file);

@@ -20,7 +20,18 @@ namespace {
 using TextMember = std::string Settings::*;
 using NumberMember = std::int64_t Settings::*;
 
-enum class Kind { kText, kNumber, kAddress, kStopOrContinue, kOnOrOff, kWritesOrAll, kNetworks, kNumberOrHalf };
+enum class Kind {
+  kText,
+  kNumber,
+  kAddress,
+  kAddressOrNone,
+  kStopOrContinue,
+  kOnOrOff,
+  kTextOrJson,
+  kWritesOrAll,
+  kNetworks,
+  kNumberOrHalf
+};
 
 struct Setting {
   std::string_view name;
@@ -66,6 +77,8 @@ constexpr Setting kSettings[] = {
         "log_queue", &Settings::log_queue, "8192", 16, 1'000'000,
         "Maximum log lines waiting to be written; beyond that requests wait, or when nothing can be written for a "
         "second the oldest are dropped."),
+    TextSetting("log_format", &Settings::log_format, "text",
+                "How lines of the log are written: text, or json for one object a line.", Kind::kTextOrJson),
     TextSetting("plugins", &Settings::plugins, "file_manager.s.so,casefile.s.so,desk.s.so",
                 "Plugin files separated by commas, relative to the executable's folder, in start order."),
     TextSetting("plugin_failure", &Settings::plugin_failure, "stop",
@@ -100,6 +113,10 @@ constexpr Setting kSettings[] = {
         "Maximum of them from one IPv4 address or one IPv6 /64: a number, half of them, or 0 for no bound, as "
         "behind a proxy.",
         Kind::kNumberOrHalf),
+    TextSetting("admin_listen", &Settings::admin_listen, "",
+                "Address and port of this machine for /metrics, /live and /ready without a session, such as "
+                "127.0.0.1:8081; empty for none.",
+                Kind::kAddressOrNone),
     NumberSetting("session_idle_minutes", &Settings::session_idle_minutes, "30", 1, 100'000,
                   "Minutes without a request after which a session ends."),
     NumberSetting("session_hours", &Settings::session_hours, "12", 1, 100'000,
@@ -185,22 +202,35 @@ std::string SetNumber(Settings& settings, const Setting& setting, std::string_vi
   return {};
 }
 
+/// Settings with two values.
+struct Choice {
+  Kind kind;
+  std::string_view one;
+  std::string_view other;
+};
+constexpr Choice kChoices[] = {
+    {Kind::kStopOrContinue, "stop", "continue"},
+    {Kind::kOnOrOff, "on", "off"},
+    {Kind::kTextOrJson, "text", "json"},
+    {Kind::kWritesOrAll, "writes", "all"},
+};
+
+/// "" for a setting that is none of these, too.
+std::string ChoiceFault(const Setting& setting, std::string_view value) {
+  const auto* const choice = std::ranges::find(kChoices, setting.kind, &Choice::kind);
+  if (choice == std::end(kChoices) || value == choice->one || value == choice->other) return {};
+  return std::string(setting.name) + " must be " + std::string(choice->one) + " or " + std::string(choice->other);
+}
+
 std::string SetText(Settings& settings, const Setting& setting, std::string_view value) {
   if (Orv::Base::StringUtil::ContainsIllegalCharacters(value)) {
     return std::string(setting.name) + " contains a control character or is not UTF-8";
   }
   std::string text(value);
-  if (setting.kind == Kind::kAddress && !ParseListenAddress(text)) {
+  if (auto fault = ChoiceFault(setting, text); !fault.empty()) return fault;
+  const bool is_address = setting.kind == Kind::kAddress || (setting.kind == Kind::kAddressOrNone && !text.empty());
+  if (is_address && !ParseListenAddress(text)) {
     return std::string(setting.name) + " is not an address and port, such as 127.0.0.1:8080 or [::1]:8080";
-  }
-  if (setting.kind == Kind::kStopOrContinue && text != "stop" && text != "continue") {
-    return std::string(setting.name) + " must be stop or continue";
-  }
-  if (setting.kind == Kind::kWritesOrAll && text != "writes" && text != "all") {
-    return std::string(setting.name) + " must be writes or all";
-  }
-  if (setting.kind == Kind::kOnOrOff && text != "on" && text != "off") {
-    return std::string(setting.name) + " must be on or off";
   }
   if (setting.kind == Kind::kNetworks) {
     TrustedProxies unused;
@@ -294,9 +324,18 @@ std::string SetSetting(Settings& settings, const std::string& key, const std::st
 }
 
 std::string PlainHttpFault(const Settings& settings) {
-  const auto address = ParseListenAddress(settings.listen);
-  const bool is_local = address && IsLoopback(*address);
-  if (is_local || !settings.tls_certificate.empty() || settings.insecure_http == "on") return {};
+  const auto is_local = [](const std::string& text) {
+    const auto address = ParseListenAddress(text);
+    return address && IsLoopback(*address);
+  };
+  if (settings.insecure_http == "on") return {};
+  if (!settings.admin_listen.empty() && !is_local(settings.admin_listen)) {
+    return "admin_listen = " + settings.admin_listen +
+           " lets other machines connect without TLS and without a session: listen on 127.0.0.1, or set insecure_http "
+           "= "
+           "on where nobody else reaches this address";
+  }
+  if (is_local(settings.listen) || !settings.tls_certificate.empty()) return {};
   return "listen = " + settings.listen +
          " lets other machines connect, and without TLS passwords, sessions and evidence can be read on their way: set "
          "tls_certificate and tls_key, or listen on 127.0.0.1, or set insecure_http = on where something before the "

@@ -9,6 +9,7 @@ namespace host {
 /// What an operator can set. The members are meaningless until `DefaultSettings` fills them.
 struct Settings {
   std::string listen;
+  std::string admin_listen;
   std::string database;
   std::string setup_database;
   std::string direct_database;
@@ -18,6 +19,7 @@ struct Settings {
   std::string log_file;
   std::int64_t log_level = 0;
   std::int64_t log_queue = 0;
+  std::string log_format;
   std::string plugins;
   std::string plugin_failure;
   std::int64_t workers = 0;

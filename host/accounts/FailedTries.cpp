@@ -63,6 +63,12 @@ int FailedTries::Left(const std::string& key) {
   return entry == nullptr ? rules_.limit : std::max(0, rules_.limit - entry->failed);
 }
 
+std::size_t FailedTries::Frozen() {
+  const std::lock_guard lock(mutex_);
+  ForgetLapsed();
+  return frozen_.size();
+}
+
 void FailedTries::Try::End(Outcome outcome) {
   if (auto* const tries = std::exchange(tries_, nullptr)) tries->EndTry(key_, outcome);
 }

@@ -74,6 +74,8 @@ class FailedTries {
   [[nodiscard]] bool IsFrozen(const std::string& key);
   /// Failed tries left before the freeze, ignoring pending ones; 0 when frozen.
   [[nodiscard]] int Left(const std::string& key);
+  /// How many keys are frozen now.
+  [[nodiscard]] std::size_t Frozen();
   [[nodiscard]] bool on() const { return rules_.on; }
 
  private:

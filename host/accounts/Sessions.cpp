@@ -143,6 +143,13 @@ std::vector<Sessions::State> Sessions::List() const {
   return states;
 }
 
+std::size_t Sessions::Count() const {
+  const auto now = now_();
+  const std::lock_guard lock(mutex_);
+  const auto lives = [&](const auto& entry) { return !HasEnded(entry.second, now); };
+  return static_cast<std::size_t>(std::ranges::count_if(entries_, lives));
+}
+
 Sessions::SessionPtr Sessions::End(std::string_view handle) {
   const auto now = now_();
   const std::lock_guard lock(mutex_);

@@ -99,6 +99,9 @@ class Sessions {
   /// All that have not ended, sorted by number.
   std::vector<State> List() const;
 
+  /// How many have not ended.
+  std::size_t Count() const;
+
   /// Ends a session, and returns it; null when there is none.
   SessionPtr End(std::string_view handle);
 

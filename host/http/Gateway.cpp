@@ -152,12 +152,13 @@ Gateway::Verdict Gateway::AdmitToRoute(const HttpHead& head, RouteTable::Match m
   HttpRequest request;
   auto client = ClientNetwork(head.context.client_address);
   std::shared_ptr<const Session> session;
+  std::string user;
   if (route.access.who != HttpAccess::Who::kAnybody) {
     session = SessionOf(head);
     if (!session) return NoSession();
     if (auto refusal = Refusal(*session, route, head.context.request_id)) return std::move(*refusal);
     request.session = session->handle;
-    client = session->user.name;
+    client = user = session->user.name;
   }
   if (!FillRequest(request, head, std::move(match.values))) {
     return ErrorAnswer(kBadRequest, "the query is not percent-encoded UTF-8");
@@ -168,6 +169,7 @@ Gateway::Verdict Gateway::AdmitToRoute(const HttpHead& head, RouteTable::Match m
   task.pool = PoolOf(route.pool);
   task.kind = KindOf(head.method);
   task.client = std::move(client);
+  task.user = std::move(user);
   task.streams = route.streams;
   task.run = [&route, request = std::move(request)](std::string body, platform::HttpBodyReader* reader) mutable {
     request.body = std::move(body);
@@ -227,7 +229,7 @@ Gateway::Verdict Gateway::AdmitToPlugin(const HttpHead& head) const {
   task.body_limit = parts_.body_limit;
   task.pool = parts_.workers;
   task.kind = method_code == kelp::kMethodGet ? Kind::kReads : Kind::kWrites;
-  task.client = session->user.name;
+  task.client = task.user = session->user.name;
   const bool is_dictionary = task.kind == Kind::kReads && IsDictionary(head.path);
   // An empty session denotes a trusted internal caller: a handle never is.
   task.run = [method_code, is_dictionary, handle = session->handle, match = std::move(*match)](

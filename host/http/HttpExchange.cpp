@@ -56,6 +56,7 @@ void HttpServer::Exchange::Work() {
     if (!AwaitsAnswer()) return;
     running = true;
   }
+  figures->NoteBegin(std::chrono::steady_clock::now() - dispatched);
   auto outcome = Run();
   const auto writer = std::exchange(outcome.writer, nullptr);
   std::shared_ptr<AnswerStream> stream;

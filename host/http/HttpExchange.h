@@ -22,6 +22,9 @@ inline constexpr std::uint64_t kDiscardChunked = 64 * 1024 * 1024;
 struct HttpServer::Exchange : std::enable_shared_from_this<Exchange> {
   MHD_Connection* connection = nullptr;
   int fd = -1;
+  /// When its head was read.
+  std::chrono::steady_clock::time_point begun;
+  std::shared_ptr<HttpFigures> figures;
   std::string method;
   std::string path;
   platform::RequestContext context;

@@ -16,6 +16,8 @@
 #include "http/HttpExchange.h"
 #include "http/IpAddress.h"
 #include "http/ListenAddress.h"
+#include "http/ResponseStatus.h"
+#include "metrics/RouteNames.h"
 #include "platform/Guard.h"
 
 namespace host {
@@ -161,6 +163,8 @@ bool HttpServer::Begin(MHD_Connection& connection, const RequestLine& line, void
   auto exchange = std::make_shared<Exchange>();
   exchange->connection = &connection;
   exchange->fd = Descriptor(connection);
+  exchange->begun = std::chrono::steady_clock::now();
+  exchange->figures = options_.figures;
   exchange->end_of_stream = EndOfStream(line.version);
   exchange->method = line.method;
   exchange->path = line.path;
@@ -205,6 +209,7 @@ bool HttpServer::Admit(const std::shared_ptr<Exchange>& exchange, std::variant<H
     return Refuse(*exchange);
   }
   exchange->task = std::move(std::get<HttpTask>(verdict));
+  exchange->context.user_name = exchange->task.user;
   if (announced != kUnknownLength && announced > exchange->task.body_limit) {
     exchange->answer = ErrorAnswer(MHD_HTTP_CONTENT_TOO_LARGE, "body too large");
     return Answer(*exchange);
@@ -323,6 +328,7 @@ void HttpServer::WatchLongReads(const std::stop_token& stop) {
 
 bool HttpServer::Answer(Exchange& exchange) {
   auto& answer = *exchange.answer;
+  NoteAnswer(exchange);
   RenderError(answer, exchange.path, exchange.context.request_id);
   if (exchange.answer_stream) {
     answer.source = [this, kept = exchange.shared_from_this()](char* to, std::size_t size) {
@@ -341,6 +347,19 @@ bool HttpServer::Answer(Exchange& exchange) {
   const bool is_chunked = Header(*exchange.connection, MHD_HTTP_HEADER_TRANSFER_ENCODING).has_value();
   return responses_.Queue(*exchange.connection, std::move(answer), exchange.context.request_id,
                           stopping_ || is_chunked);
+}
+
+void HttpServer::NoteAnswer(const Exchange& exchange) {
+  const auto& answer = *exchange.answer;
+  const bool reads = exchange.task.run && exchange.task.kind == platform::Call::Kind::kReads;
+  if (!answer.reason.empty()) options_.figures->NoteRefusal(answer.reason);
+  options_.figures->NoteAnswer(RouteNumber(reads ? MHD_HTTP_METHOD_GET : exchange.method, exchange.path), answer.status,
+                               PairOf(answer.body), std::chrono::steady_clock::now() - exchange.begun);
+}
+
+HttpServer::Load HttpServer::CurrentLoad() {
+  const std::lock_guard lock(mutex_);
+  return {in_flight_.size(), line_->Length()};
 }
 
 void HttpServer::Completed(MHD_Connection& connection, void*& context) {

@@ -27,6 +27,7 @@
 #include "http/TrustedProxies.h"
 #include "http/WaitingLine.h"
 #include "http/WorkerPool.h"
+#include "metrics/HttpFigures.h"
 #include "platform/Call.h"
 #include "platform/HttpRoutes.h"
 #include "platform/RequestContext.h"
@@ -88,6 +89,8 @@ struct HttpTask {
   platform::Call::Kind kind = platform::Call::Kind::kWrites;
   /// Whose request it is: the user, else the address.
   std::string client;
+  /// Who asks; empty without a session.
+  std::string user = {};
   /// The task begins at the head, and gets its body as it arrives.
   bool streams = false;
   /// Runs on a thread of `pool`, bound to a call of that kind. `reader` is null unless the task streams. An exception
@@ -117,6 +120,8 @@ struct HttpOptions {
   std::string tls_certificate;
   std::string tls_key;
   TrustedProxies trusted_proxies;
+  /// Is told of each request.
+  std::shared_ptr<HttpFigures> figures = std::make_shared<HttpFigures>();
 };
 
 /// HTTP/1.1 on one listening socket: one thread for all connections, requests run on worker pools while
@@ -146,6 +151,14 @@ class HttpServer {
   /// What is then left gets 503 and a line of the log. Called after Start, once.
   Drained Drain(std::chrono::milliseconds timeout);
 
+  /// Requests whose head was read and whose answer is not yet sent, and those of them that find no place in the queue
+  /// of their workers.
+  struct Load {
+    std::size_t in_flight = 0;
+    std::size_t in_line = 0;
+  };
+  [[nodiscard]] Load CurrentLoad();
+
  private:
   struct Exchange;
   friend struct HttpCallbacks;
@@ -168,6 +181,7 @@ class HttpServer {
   bool Suspend(Exchange& exchange);
   void Submit(const std::shared_ptr<Exchange>& exchange);
   bool Answer(Exchange& exchange);
+  void NoteAnswer(const Exchange& exchange);
   void WatchLongReads(const std::stop_token& stop);
   void Completed(MHD_Connection& connection, void*& context);
   void SetIdleDeadline(MHD_Connection& connection, ReadDeadlines::Since since);

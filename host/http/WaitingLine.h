@@ -32,6 +32,9 @@ class WaitingLine {
   /// Whether nobody waits: then a request need not come here before it has found the queue full.
   [[nodiscard]] bool IsEmpty() const { return waiting_ == 0; }
 
+  /// How many wait.
+  [[nodiscard]] std::size_t Length() const { return waiting_; }
+
   /// Submits the request unless one of its client waits before it; else it waits. Throws std::bad_alloc, with nothing
   /// submitted and nobody waiting.
   void Join(Request request);

@@ -62,6 +62,11 @@ std::chrono::milliseconds WorkerPool::StarvedFor() {
   return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - last_progress_);
 }
 
+std::size_t WorkerPool::Queued() {
+  const std::lock_guard lock(mutex_);
+  return queued_;
+}
+
 void WorkerPool::NoteHeldUp() {
   {
     const std::lock_guard lock(mutex_);

@@ -42,6 +42,9 @@ class WorkerPool {
   /// those that wait then have their share. Thread-safe.
   [[nodiscard]] std::chrono::milliseconds StarvedFor();
 
+  /// Jobs that wait. Thread-safe.
+  [[nodiscard]] std::size_t Queued();
+
   /// A thread has a platform::CrowdPlace that had none. Thread-safe.
   void NoteHeldUp();
 

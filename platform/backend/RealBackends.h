@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Backend.h"
+#include "Beginnings.h"
 
 /// The objects a host installs.
 namespace platform {
@@ -18,6 +19,8 @@ struct PostgresOptions {
   std::string connection;
   /// How long a caller waits for a free connection.
   std::chrono::milliseconds acquire_timeout{30'000};
+  /// What statements are called in platform::Metrics.
+  Beginnings statements = Beginnings();
 };
 
 /// kelp::IDBManager on PostgreSQL. When a call (platform::Call) that reads is cancelled, its running text that begins
@@ -68,14 +71,19 @@ PLATFORM_API std::shared_ptr<ILogBackend> MakeLogBackend();
 /// read. Waits for the database.
 PLATFORM_API std::optional<std::uint64_t> NewestChangeVersion();
 
+/// How lines of the log are written: as text, or each as an object of JSON.
+enum class LogFormat { kText, kJson };
+
 /// Writes lines to a file (standard error when `path` is empty), in the order in which they come. They gather for up to
 /// 20 ms, `queue_lines` of them at most; a line of level kLogFailure or more is written when its call returns, and with
 /// it all lines before. When there is no room, callers wait; while nothing could be written for a second, nobody does,
 /// the oldest lines are dropped and their number is logged. A line break inside a text is followed by a TAB, so
 /// that no text can start a line of its own. A text of more than 64 KiB is truncated and marked as such. A line reads
-/// "<UTC time with milliseconds>Z <level> <tag> <text>". A file that was moved or removed is made again, with mode
-/// 0600, within a second. Null when the file cannot be opened. The sink's destructor writes what is queued.
-PLATFORM_API std::shared_ptr<ILogSink> MakeFileLogSink(const std::string& path, std::size_t queue_lines);
+/// "<UTC time with milliseconds>Z <level> <tag> <text>", or is one object of JSON. A file that was moved or removed is
+/// made again, with mode 0600, within a second. Null when the file cannot be opened. The sink's destructor writes what
+/// is queued.
+PLATFORM_API std::shared_ptr<ILogSink> MakeFileLogSink(const std::string& path, std::size_t queue_lines,
+                                                       LogFormat format = LogFormat::kText);
 
 /// From now on a signal that ends the process, by a fault of its own or by SIGTERM and its like, ends it only when the
 /// lines of the sink made last are written, as far as its file takes them. Signals that have a handler or are ignored

@@ -145,6 +145,9 @@ test_only_a_whole_run_is_followed_by_fuzzing() {
   expect "scripts/test -R" "deps test" "$(calls '')"
   scripts/test >/dev/null 2>&1
   expect "scripts/test" "deps test;fuzz 20" "$(calls '')"
+  stub scripts/try-metrics <<<'echo "metrics" >>"$CALLS"'
+  scripts/test --all >/dev/null 2>&1
+  expect "scripts/test --all" "deps test all;fuzz 20;metrics" "$(calls '')"
 }
 
 # scripts/deps on a system that has the packages in $INSTALLED.

@@ -12,6 +12,8 @@ namespace platform {
 struct RequestContext {
   std::string client_address;
   std::string request_id;
+  /// Who asks; empty before the login.
+  std::string user_name = {};
 
   /// Of the request that this thread works for; null when it works for none.
   [[nodiscard]] PLATFORM_API static const RequestContext* Current();

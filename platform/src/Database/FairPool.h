@@ -87,10 +87,22 @@ class FairPool : public std::enable_shared_from_this<FairPool<Object>> {
   /// The number of objects, idle and borrowed.
   [[nodiscard]] std::size_t Size() const { return size_; }
 
-  /// The number of waiting callers.
-  [[nodiscard]] std::size_t Waiting() const {
+  /// Objects of one or more pools, and callers that wait for one.
+  struct Counts {
+    std::size_t idle = 0;
+    std::size_t used = 0;
+    std::size_t waiting = 0;
+
+    Counts& operator+=(const Counts& more) {
+      idle += more.idle;
+      used += more.used;
+      waiting += more.waiting;
+      return *this;
+    }
+  };
+  [[nodiscard]] Counts Count() const {
     const std::lock_guard lock(mutex_);
-    return waiters_.size();
+    return {idle_.size(), size_ - idle_.size(), waiters_.size()};
   }
 
   /// How long callers have been waiting without one of them getting an object; 0 when none waits, and while an object

@@ -109,6 +109,7 @@ bool PostgresConnection::ServerHasClosed() {
 
 PostgresResult PostgresConnection::Run(const std::string& text, Call* call, Origin origin) {
   was_crossed_ = false;
+  sql_state_.clear();
   // libpq reads a text up to its first NUL: the rest would be silently cut off.
   if (text.find('\0') != std::string::npos) {
     Fail("a statement with a NUL character was not sent");
@@ -122,6 +123,15 @@ PostgresResult PostgresConnection::Run(const std::string& text, Call* call, Orig
   if (origin == Origin::kCaller && IsLogLevelOn(kLogStatement))
     ITarnFormatLog(kLogStatement, kLogTag, "%s", text.c_str());
   if (text.size() >= kBulkyText) is_bulky_ = true;
+  if (!figures_) return Send(text, call);
+  const auto begun = DatabaseFigures::Clock::now();
+  auto last = Send(text, call);
+  figures_->NoteText(text, DatabaseFigures::Clock::now() - begun);
+  if (!last) figures_->NoteFailure(sql_state_);
+  return last;
+}
+
+PostgresResult PostgresConnection::Send(const std::string& text, Call* call) {
   PostgresResult last;
   TextCancel cancel(call, cancel_);
   if (PQsendQuery(handle_.get(), text.c_str()) == 1) {
@@ -161,6 +171,7 @@ PostgresResult PostgresConnection::ReadResults() {
         status != PGRES_EMPTY_QUERY) {
       // Later failures are consequences of the first.
       if (!failed) Fail(Describe(result.get()));
+      if (!failed) sql_state_ = Field(result.get(), PG_DIAG_SQLSTATE);
       if (!failed) was_crossed_ = !committed && IsCrossed(result.get());
       failed = true;
     } else if (status == PGRES_COMMAND_OK && std::string_view(PQcmdStatus(result.get())) == "COMMIT") {

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "DatabaseFigures.h"
 #include "PostgresResultSet.h"
 #include "platform/Call.h"
 
@@ -19,8 +20,10 @@ inline constexpr char kLogTag[] = "db_layer";
 /// without the statement, whose values are confidential.
 class PostgresConnection {
  public:
-  /// `connection` is any libpq connection string; options it omits get this layer's defaults.
-  explicit PostgresConnection(std::string connection) : connection_(std::move(connection)) {}
+  /// `connection` is any libpq connection string; options it omits get this layer's defaults. `figures`, null for none,
+  /// are told of each text.
+  explicit PostgresConnection(std::string connection, std::shared_ptr<DatabaseFigures> figures = nullptr)
+      : connection_(std::move(connection)), figures_(std::move(figures)) {}
   PostgresConnection(const PostgresConnection&) = delete;
   PostgresConnection& operator=(const PostgresConnection&) = delete;
 
@@ -81,6 +84,7 @@ class PostgresConnection {
 
   bool Open();
   bool ServerHasClosed();
+  PostgresResult Send(const std::string& text, Call* call);
   PostgresResult ReadResults();
   PostgresResult Abandon();
   bool EndCopy(ExecStatusType status);
@@ -88,6 +92,7 @@ class PostgresConnection {
   void Fail(std::string fault);
 
   const std::string connection_;
+  const std::shared_ptr<DatabaseFigures> figures_;
   std::unique_ptr<PGconn, Finish> handle_;
   // How the server is asked to end a text of this connection.
   std::shared_ptr<PGcancel> cancel_;
@@ -96,6 +101,8 @@ class PostgresConnection {
   // A large text or row has passed through it.
   bool is_bulky_ = false;
   bool was_crossed_ = false;
+  // Of the last failure; "" when the server gave none.
+  std::string sql_state_;
   std::string fault_;
   std::vector<std::string> warnings_;
 };

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "DatabaseFigures.h"
 #include "FairPool.h"
 #include "OrvBase/Log.h"
 #include "PostgresConnection.h"
@@ -52,11 +53,16 @@ class PostgresDBManager final : public IPooledDatabase {
   std::shared_ptr<Pool> FindPool(const std::string& plugin_id, int connection_class);
   bool RunText(Pool& pool, const std::string& sql, PostgresResult& result) const;
   Pool::Lease TakeReady(Pool& pool, Call* call = nullptr) const;
+  Pool::Lease Take(Pool& pool, Call* call) const;
+  MetricFamilies Collect();
 
   const PostgresOptions options_;
+  const std::shared_ptr<DatabaseFigures> figures_ = std::make_shared<DatabaseFigures>(options_.statements);
   std::mutex mutex_;
   // Under mutex_:
   std::map<std::string, Pools> plugins_;
+  /// Last, so that nobody asks while the others are destroyed.
+  const Metrics::Registration registration_{Metrics::Process(), [this] { return Collect(); }};
 };
 
 /// Whether a text can change nothing. A sequence's next number is no change: it is used up by a refused request, too.
@@ -200,7 +206,7 @@ bool PostgresDBManager::ExecuteQuery(const std::string& plugin_id, int connectio
 std::shared_ptr<Pool> PostgresDBManager::MakePool(int connections) const {
   std::vector<std::unique_ptr<PostgresConnection>> made;
   for (int number = 0; number < connections; ++number) {
-    made.push_back(std::make_unique<PostgresConnection>(options_.connection));
+    made.push_back(std::make_unique<PostgresConnection>(options_.connection, figures_));
   }
   return std::make_shared<Pool>(std::move(made));
 }
@@ -262,16 +268,45 @@ bool PostgresDBManager::RunText(Pool& pool, const std::string& sql, PostgresResu
 
 Pool::Lease PostgresDBManager::TakeReady(Pool& pool, Call* call) const {
   const auto is_cancelled = [call] { return call != nullptr && call->IsCancelled(); };
-  auto connection = is_cancelled() ? Pool::Lease() : pool.Take(options_.acquire_timeout, CurrentClient(), call);
+  auto connection = is_cancelled() ? Pool::Lease() : Take(pool, call);
   if (is_cancelled()) {
     ITarnFormatLog(kLogTrace, kLogTag, "A text of a cancelled call was not sent");
     connection.reset();
   } else if (!connection) {
     ITarnFormatLog(kLogFailure, kLogTag, "No database connection came free, or the pool was closed");
+    figures_->NoteStarved();
   } else if (!connection->MakeReady()) {
     connection.reset();
   }
   return connection;
+}
+
+Pool::Lease PostgresDBManager::Take(Pool& pool, Call* call) const {
+  const auto begun = DatabaseFigures::Clock::now();
+  auto connection = pool.Take(options_.acquire_timeout, CurrentClient(), call);
+  figures_->NoteAcquired(DatabaseFigures::Clock::now() - begun);
+  return connection;
+}
+
+MetricFamilies PostgresDBManager::Collect() {
+  MetricFamily connections{
+      "evidence_db_connections", "Connections of a plugin's pools, by what they do.", MetricType::kGauge, {}};
+  MetricFamily waiting{"evidence_db_waiting", "Callers that wait for a connection.", MetricType::kGauge, {}};
+  {
+    const std::lock_guard lock(mutex_);
+    for (const auto& [plugin, pools] : plugins_) {
+      Pool::Counts all;
+      for (const auto& [number, pool] : pools)
+        all += pool->Count();
+      connections.samples.push_back({{{"plugin", plugin}, {"state", "idle"}}, static_cast<double>(all.idle)});
+      connections.samples.push_back({{{"plugin", plugin}, {"state", "used"}}, static_cast<double>(all.used)});
+      waiting.samples.push_back({{{"plugin", plugin}}, static_cast<double>(all.waiting)});
+    }
+  }
+  auto families = figures_->Collect();
+  families.push_back(std::move(connections));
+  families.push_back(std::move(waiting));
+  return families;
 }
 
 }  // namespace

@@ -14,25 +14,27 @@ namespace {
 
 class FileLogSink final : public ILogSink {
  public:
-  FileLogSink(const std::string& path, std::size_t queue_lines) : writer_(path, queue_lines) {}
+  FileLogSink(const std::string& path, std::size_t queue_lines, LogFormat format)
+      : format_(format), writer_(path, queue_lines, format) {}
 
   void Write(int level, std::string_view tag, std::string_view text) override {
     KeepSignalStack();
-    const auto line = LogLine(level, tag, text);
+    const auto line = LogLine(format_, level, tag, text);
     level < Orv::Base::kLogFailure ? writer_.Append(line) : writer_.AppendAndWrite(line);
   }
 
   bool Reopen() override { return writer_.Reopen(); }
 
  private:
+  const LogFormat format_;
   LogWriter writer_;
 };
 
 }  // namespace
 
-std::shared_ptr<ILogSink> MakeFileLogSink(const std::string& path, std::size_t queue_lines) {
+std::shared_ptr<ILogSink> MakeFileLogSink(const std::string& path, std::size_t queue_lines, LogFormat format) {
   try {
-    return std::make_shared<FileLogSink>(path, std::max<std::size_t>(queue_lines, 1));
+    return std::make_shared<FileLogSink>(path, std::max<std::size_t>(queue_lines, 1), format);
   } catch (const std::exception&) {
     return nullptr;
   }

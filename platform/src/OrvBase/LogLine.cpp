@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <ctime>
 
+#include "JsonLogLine.h"
 #include "OrvBase/Log.h"
 #include "OrvBase/StringUtil.h"
 
@@ -14,7 +15,8 @@ namespace {
 
 /// Longer texts are cut: lines contain client input, and what waits to be written must fit into memory.
 constexpr std::size_t kLongestText = 64UL * 1024;
-constexpr std::string_view kTimeForm = "2026-01-31T23:59:59.999Z ";
+constexpr std::string_view kTimeForm = "2026-01-31T23:59:59.999Z";
+constexpr std::string_view kBeforeTimeInJson = R"({"ts":")";
 
 void AppendTime(std::string& line) {
   using namespace std::chrono;
@@ -31,7 +33,7 @@ void AppendTime(std::string& line) {
   }
   const auto fraction = static_cast<unsigned>((now - whole).count());
   const char digits[] = {static_cast<char>('0' + fraction / 100), static_cast<char>('0' + fraction / 10 % 10),
-                         static_cast<char>('0' + fraction % 10), 'Z', ' '};
+                         static_cast<char>('0' + fraction % 10), 'Z'};
   line.append(text).append(digits, sizeof(digits));
 }
 
@@ -88,22 +90,30 @@ void AppendText(std::string& line, std::string_view text) {
 
 }  // namespace
 
-std::string LogLine(int level, std::string_view tag, std::string_view text) {
+std::string LogLine(LogFormat format, int level, std::string_view tag, std::string_view text) {
   constexpr std::size_t kRest = 64;
   const auto kept = text.substr(0, kLongestText);
   std::string line;
+  if (format == LogFormat::kJson) {
+    AppendTime(line);
+    return JsonLogLine(line, level, tag, kept, text.size() - kept.size());
+  }
   line.reserve(kTimeForm.size() + tag.size() + kept.size() + kRest);
   AppendTime(line);
-  line.append(std::to_string(level)).append(" ").append(tag).append(" ");
+  line.append(" ").append(std::to_string(level)).append(" ").append(tag).append(" ");
   AppendText(line, kept);
   if (kept.size() < text.size()) line += Orv::Base::StringUtil::str_fmt(" [cut, %zu bytes in all]", text.size());
   line += '\n';
   return line;
 }
 
-std::string LossLine(std::string_view next, std::size_t lost) {
-  return std::string(next.substr(0, kTimeForm.size())) + std::to_string(Orv::Base::kLogAnomaly) + " platform.log " +
-         std::to_string(lost) + " log lines were given up\n";
+std::string LossLine(LogFormat format, std::string_view next, std::size_t lost) {
+  constexpr char kTag[] = "platform.log";
+  const auto text = std::to_string(lost) + " log lines were given up";
+  const auto is_json = format == LogFormat::kJson;
+  const auto time = next.substr(is_json ? kBeforeTimeInJson.size() : 0, kTimeForm.size());
+  if (is_json) return JsonLogLine(time, Orv::Base::kLogAnomaly, kTag, text);
+  return std::string(time) + " " + std::to_string(Orv::Base::kLogAnomaly) + " " + kTag + " " + text + "\n";
 }
 
 }  // namespace platform

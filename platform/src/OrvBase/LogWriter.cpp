@@ -48,8 +48,11 @@ void BlockSignals() {
 
 }  // namespace
 
-LogWriter::LogWriter(const std::string& path, std::size_t most_lines)
-    : most_lines_(most_lines), most_bytes_(std::max(most_lines * kLineBytes, kLeastBytes)), file_(path) {
+LogWriter::LogWriter(const std::string& path, std::size_t most_lines, LogFormat format)
+    : format_(format),
+      most_lines_(most_lines),
+      most_bytes_(std::max(most_lines * kLineBytes, kLeastBytes)),
+      file_(path) {
   for (auto& block : blocks_)
     block.bytes.reset(new char[most_bytes_]);  // not touched before it is needed
   last_line_ = last_look_ = Clock::now();
@@ -217,7 +220,7 @@ void LogWriter::Do(const Work& work) {
 void LogWriter::WriteLoss(const Block& next) {
   Guard(
       [&] {
-        const auto line = (is_torn_ ? "\n" : "") + LossLine({&next.bytes[0], next.end}, given_up_);
+        const auto line = (is_torn_ ? "\n" : "") + LossLine(format_, {&next.bytes[0], next.end}, given_up_);
         std::atomic<std::size_t> written = 0;
         if (!Write(line.data(), line.size(), written)) return Complain(errno);
         given_up_ = 0;

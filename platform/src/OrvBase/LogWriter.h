@@ -14,6 +14,7 @@
 #include <thread>
 
 #include "LogFile.h"
+#include "RealBackends.h"
 
 namespace platform {
 
@@ -22,8 +23,9 @@ namespace platform {
 /// asked for, and within a second after another file or none stands at its path. Thread-safe.
 class LogWriter {
  public:
-  /// `most_lines` is what may wait. Throws std::exception when the file cannot be opened, or memory or thread be had.
-  LogWriter(const std::string& path, std::size_t most_lines);
+  /// `most_lines` is what may wait; `format` is that of the line that tells of lost ones. Throws std::exception when
+  /// the file cannot be opened, or memory or thread be had.
+  LogWriter(const std::string& path, std::size_t most_lines, LogFormat format);
   /// Writes what is left.
   ~LogWriter();
   LogWriter(const LogWriter&) = delete;
@@ -84,6 +86,7 @@ class LogWriter {
   void Enter();
   void Leave() { is_inside_.store(false); }
 
+  const LogFormat format_;
   const std::size_t most_lines_;
   const std::size_t most_bytes_;
   LogFile file_;

@@ -40,9 +40,9 @@ TEST(FairPoolTest, WaitersAreServedInTheOrderTheyCameAndLeaveTheLinePastTheirBou
       const std::lock_guard lock(mutex);
       if (lease) served.push_back(number);
     });
-    ASSERT_TRUE(Eventually([&] { return pool->Waiting() == number + 1; }));
+    ASSERT_TRUE(Eventually([&] { return pool->Count().waiting == number + 1; }));
     EXPECT_FALSE(pool->Take(1ms));
-    EXPECT_EQ(pool->Waiting(), number + 1);
+    EXPECT_EQ(pool->Count().waiting, number + 1);
   }
   held.reset();
   waiters.clear();
@@ -60,10 +60,10 @@ TEST(FairPoolTest, WaitersAreSentAwayAtOnceByTheEndOfTheirCallAndOfThePool) {
     const auto wait_for = [&](platform::Call* call) { EXPECT_FALSE(pool->Take(kLong, "", call)); };
     const std::jthread waiters[] = {std::jthread(wait_for, &reads), std::jthread(wait_for, &writes),
                                     std::jthread(wait_for, nullptr)};
-    ASSERT_TRUE(Eventually([&] { return pool->Waiting() == 3; }));
+    ASSERT_TRUE(Eventually([&] { return pool->Count().waiting == 3; }));
     reads.Cancel();
     writes.Cancel();
-    ASSERT_TRUE(Eventually([&] { return pool->Waiting() == 2; }));
+    ASSERT_TRUE(Eventually([&] { return pool->Count().waiting == 2; }));
     EXPECT_FALSE(pool->Take(kLong, "", &reads)) << "it is cancelled already";
     pool->Close();
   }
@@ -78,7 +78,7 @@ TEST(FairPoolTest, StarvesWhileCallersWaitAndNoneIsServed) {
   std::jthread first([&] { held = pool->Take(kLong); });
   ASSERT_TRUE(Eventually([&] { return pool->StarvedFor() >= 20ms; }));
   const std::jthread second([&] { EXPECT_TRUE(pool->Take(kLong)); });
-  ASSERT_TRUE(Eventually([&] { return pool->Waiting() == 2; }));
+  ASSERT_TRUE(Eventually([&] { return pool->Count().waiting == 2; }));
   ASSERT_TRUE(Eventually([&] { return pool->StarvedFor() >= 1s; }));
   std::exchange(held, {}).reset();
   first.join();
@@ -97,14 +97,14 @@ TEST(FairPoolTest, AClientHasHalfWhileAnotherIsThere) {
   ASSERT_TRUE(first && second);
   EXPECT_FALSE(take("greedy"));
   auto waits = std::async(std::launch::async, [&] { return take("greedy", 1h); });
-  ASSERT_TRUE(Eventually([&] { return pool->Waiting() == 1; }));
+  ASSERT_TRUE(Eventually([&] { return pool->Count().waiting == 1; }));
   EXPECT_FALSE(take("greedy", 2ms));
   EXPECT_EQ(pool->StarvedFor(), 0ms) << "others get one";
   auto third = take("other");
   EXPECT_TRUE(third) << "past one who waits for his share";
   const auto fourth = pool->Take(0ms);
   auto behind = std::async(std::launch::async, [&] { return take("other", 1h); });
-  ASSERT_TRUE(Eventually([&] { return pool->Waiting() == 2; }));
+  ASSERT_TRUE(Eventually([&] { return pool->Count().waiting == 2; }));
   third.reset();
   EXPECT_TRUE(behind.get()) << "one who waits for his share holds nobody up";
   first.reset();
