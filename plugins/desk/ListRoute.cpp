@@ -12,7 +12,7 @@
 #include "EvidencePlugin.h"
 #include "OrvBase/StringUtil.h"
 #include "Record.h"
-#include "Times.h"
+#include "rest/Times.h"
 
 namespace desk {
 namespace {
@@ -121,10 +121,10 @@ std::string TimeText(Parameters& parameters, const std::string& name, const std:
     return text;
   }
   if (is_local) {
-    if (!IsWallClock(text)) parameters.Fail(name + " must be a time without zone, such as 2026-11-22T21:40:00.");
+    if (!rest::IsWallClock(text)) parameters.Fail(name + " must be a time without zone, such as 2026-11-22T21:40:00.");
     return text;
   }
-  auto utc = IsTime(text) ? ToUtc(text) : std::string();
+  auto utc = rest::IsTime(text) ? rest::ToUtc(text) : std::string();
   if (utc.empty()) parameters.Fail(name + " must be a time with its zone, such as 2026-11-22T21:40:00Z.");
   return utc;
 }

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <utility>
 
-#include "Times.h"
+#include "rest/Times.h"
 
 namespace desk {
 namespace {
@@ -56,7 +56,7 @@ Result SetText(Record& record, const Field<std::string>& field, const Json& json
   const auto* const value = json.String();
   if (value == nullptr) return WrongType(field.name, "a text");
   // A time that is stored in another form stays allowed.
-  if (field.is_time && *value != text && !IsTime(*value)) {
+  if (field.is_time && *value != text && !rest::IsTime(*value)) {
     return Fault{"no_time", "The field " + std::string(field.name) +
                                 " must be a time with its zone, such as 2026-11-22T21:40:00+00:00."};
   }

@@ -5,12 +5,12 @@
 #include <utility>
 
 #include "Barrier.h"
-#include "Conditions.h"
 #include "EvidencePlugin.h"
 #include "Patch.h"
 #include "Problems.h"
 #include "RecordStore.h"
 #include "platform/Turns.h"
+#include "rest/Conditions.h"
 
 namespace desk {
 namespace {
@@ -95,7 +95,7 @@ Ended Load(Loaded& loaded, const std::string& session, std::int32_t evidence_id)
 
 HttpResponse Whole(unsigned status, const Loaded& loaded) {
   auto response = HttpResponse::Json(status, Describe(loaded.record, loaded.names).Text());
-  response.headers = {{"ETag", ETagOf(loaded.record.digest)}, {"Cache-Control", "private, no-cache"}};
+  response.headers = {{"ETag", rest::ETagOf(loaded.record.digest)}, {"Cache-Control", "private, no-cache"}};
   return response;
 }
 
@@ -106,7 +106,7 @@ HttpResponse Get(const HttpRequest& request) {
   if (auto ended = Load(loaded, request.session, *id)) return *std::move(ended);
   auto whole = Whole(200, loaded);
   const auto known = platform::FieldOf(request.headers, "if-none-match");
-  if (!known || !IsNoneMatched(*known, ETagOf(loaded.record.digest))) return whole;
+  if (!known || !rest::IsNoneMatched(*known, rest::ETagOf(loaded.record.digest))) return whole;
   auto response = HttpResponse::Json(304, {});
   response.headers = std::move(whole.headers);
   return response;
@@ -162,7 +162,7 @@ Ended Merge(Loaded& loaded, const Record* before, const Json& body, const HttpRe
 }
 
 HttpResponse Patch(const HttpRequest& request) {
-  if (!HasMediaType(request, {kMergePatch, kJson})) return WrongMediaType(kMergePatch);
+  if (!rest::HasMediaType(request, {kMergePatch, kJson})) return WrongMediaType(kMergePatch);
   const auto condition = platform::FieldOf(request.headers, "if-match");
   if (!condition) {
     return HttpResponse::Problem(428, "if_match_missing",
@@ -177,7 +177,7 @@ HttpResponse Patch(const HttpRequest& request) {
   if (!turn) return HttpResponse::Problem(503, "busy", "Other changes of the evidence took longer than 10 s.");
   Loaded loaded;
   if (auto ended = Load(loaded, request.session, *id)) return *std::move(ended);
-  if (!IsMatched(*condition, ETagOf(loaded.record.digest))) return Changed(request, loaded);
+  if (!rest::IsMatched(*condition, rest::ETagOf(loaded.record.digest))) return Changed(request, loaded);
   const auto before = loaded.record;
   if (auto ended = Merge(loaded, &before, body, request, Settable::kAlways)) return *std::move(ended);
   const auto answer = EvidencePlugin::Change(request.session, loaded.record);
@@ -188,7 +188,7 @@ HttpResponse Patch(const HttpRequest& request) {
 }
 
 HttpResponse Post(const HttpRequest& request) {
-  if (!HasMediaType(request, {kJson})) return WrongMediaType(kJson);
+  if (!rest::HasMediaType(request, {kJson})) return WrongMediaType(kJson);
   Json body;
   if (auto ended = ReadBody(body, request)) return *std::move(ended);
   Loaded wanted;

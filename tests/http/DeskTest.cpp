@@ -3,9 +3,9 @@
 #include <atomic>
 #include <random>
 
-#include "Times.h"
 #include "http/HostProcess.h"
 #include "platform/Json.h"
+#include "rest/Times.h"
 
 namespace evidence_test {
 namespace {
@@ -430,14 +430,14 @@ TEST(DeskTimesTest, AreThoseOfRfc3339) {
       {"2026-03-01T00:00:00+00:01", "2026-02-28 23:59:00"},
   };
   for (const auto& [time, utc] : times) {
-    EXPECT_TRUE(desk::IsTime(time)) << time;
-    EXPECT_EQ(desk::ToUtc(time), utc);
+    EXPECT_TRUE(rest::IsTime(time)) << time;
+    EXPECT_EQ(rest::ToUtc(time), utc);
   }
   for (const char* const text :
        {"", "2026-11-22", "2026-11-22 21:40:00Z", "2026-11-22T21:40:00", "2026-02-29T00:00:00Z", "2026-11-22T24:00:00Z",
         "2026-11-22T21:40:00+2:00", "2026-11-22T21:40:00ZZ", "2026-11-22T21:40:00.0123456789+02:00",
         "2026-11-22T21:40:00.Z"})
-    EXPECT_FALSE(desk::IsTime(text)) << text;
+    EXPECT_FALSE(rest::IsTime(text)) << text;
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include "platform/HttpRoutes.h"
 
 /// The headers of a request that decide what becomes of it.
-namespace desk {
+namespace rest {
 
 /// A strong entity tag, with its quotes.
 [[nodiscard]] std::string ETagOf(const std::string& digest);
@@ -20,4 +20,4 @@ namespace desk {
 /// Whether the request says that its body is of one of these media types.
 [[nodiscard]] bool HasMediaType(const platform::HttpRequest& request, std::initializer_list<std::string_view> types);
 
-}  // namespace desk
+}  // namespace rest

@@ -1,10 +1,10 @@
-#include "Times.h"
+#include "rest/Times.h"
 
 #include <algorithm>
 
 #include "OrvBase/TimeUtil.h"
 
-namespace desk {
+namespace rest {
 namespace {
 
 using namespace Orv::Base::TimeUtil;
@@ -33,4 +33,4 @@ std::string ToUtc(std::string_view time) {
   return utc.empty() ? utc : utc.append(time.substr(kClockSize, ZoneAt(time) - kClockSize));
 }
 
-}  // namespace desk
+}  // namespace rest

@@ -1,8 +1,8 @@
-#include "Conditions.h"
+#include "rest/Conditions.h"
 
 #include <algorithm>
 
-namespace desk {
+namespace rest {
 namespace {
 
 constexpr std::string_view kBlanks = " \t";
@@ -53,4 +53,4 @@ bool HasMediaType(const platform::HttpRequest& request, std::initializer_list<st
   return std::ranges::any_of(types, [sent](std::string_view type) { return AreAlike(sent, type); });
 }
 
-}  // namespace desk
+}  // namespace rest
