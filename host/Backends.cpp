@@ -24,8 +24,11 @@ class ClientPermissions final : public kelp::IClientPermissionApi {
 
 class System final : public platform::ISystemBackend {
  public:
-  System(int server_standard, std::string directory, std::string aes_key)
-      : server_standard_(server_standard), directory_(std::move(directory)), aes_key_(std::move(aes_key)) {}
+  System(int server_standard, std::string directory, std::string aes_key, SiteSettings settings)
+      : server_standard_(server_standard),
+        directory_(std::move(directory)),
+        aes_key_(std::move(aes_key)),
+        settings_(std::move(settings)) {}
 
   std::string SystemGuid() override;
 
@@ -36,11 +39,13 @@ class System final : public platform::ISystemBackend {
 
   std::string ExecutableDirectory() override { return directory_; }
   std::string AESKey() override { return aes_key_; }
+  std::string SiteSetting(std::string_view name) override { return settings_ ? settings_(name) : std::string(); }
 
  private:
   const int server_standard_;
   const std::string directory_;
   const std::string aes_key_;
+  const SiteSettings settings_;
   std::mutex mutex_;
   std::string guid_;
 };
@@ -85,8 +90,9 @@ std::shared_ptr<kelp::IClientPermissionApi> MakeClientPermissions(std::shared_pt
 }
 
 std::shared_ptr<platform::ISystemBackend> MakeSystem(int server_standard, std::string executable_directory,
-                                                     std::string aes_key) {
-  return std::make_shared<System>(server_standard, std::move(executable_directory), std::move(aes_key));
+                                                     std::string aes_key, SiteSettings settings) {
+  return std::make_shared<System>(server_standard, std::move(executable_directory), std::move(aes_key),
+                                  std::move(settings));
 }
 
 std::shared_ptr<kelp::IPlatformAdapterInterface> MakeAdapter(AdapterParts parts) {

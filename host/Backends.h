@@ -1,8 +1,10 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Backend.h"
@@ -15,9 +17,12 @@ namespace host {
 /// kelp::IClientPermissionApi on the host's sessions: a super user has every permission.
 std::shared_ptr<kelp::IClientPermissionApi> MakeClientPermissions(std::shared_ptr<const Sessions> sessions);
 
+/// The text of a key of the settings file.
+using SiteSettings = std::function<std::string(std::string_view name)>;
+
 /// platform::ISystemBackend: the guid is read from the database once.
 std::shared_ptr<platform::ISystemBackend> MakeSystem(int server_standard, std::string executable_directory,
-                                                     std::string aes_key);
+                                                     std::string aes_key, SiteSettings settings = {});
 
 /// Folder of the running executable, ending in "/".
 std::string ExecutableDirectory();

@@ -246,7 +246,8 @@ std::string Host::PrepareDatabase() {
 
 void Host::InstallBackends() {
   Slot<platform::ISystemBackend>::Exchange(
-      MakeSystem(static_cast<int>(settings_.server_standard), ExecutableDirectory(), aes_key_));
+      MakeSystem(static_cast<int>(settings_.server_standard), ExecutableDirectory(), aes_key_,
+                 [this](std::string_view name) { return SettingText(settings_, name); }));
   Slot<kelp::IThreadManager>::Exchange(platform::MakeThreadManager());
   Slot<kelp::IMultiLanguageMgr>::Exchange(platform::MakeMultiLanguageMgr());
   Slot<plugin_comm::IPluginCommManager>::Exchange(platform::MakePluginCommManager());

@@ -1,6 +1,7 @@
 #include "Settings.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <fstream>
 #include <iterator>
@@ -29,6 +30,7 @@ enum class Kind {
   kOnOrOff,
   kTextOrJson,
   kWritesOrAll,
+  kSiteOnOrOff,
   kNetworks,
   kNumberOrHalf
 };
@@ -92,7 +94,7 @@ constexpr Setting kSettings[] = {
     NumberSetting("login_workers", &Settings::login_workers, "2", 1, 64, "Threads that run logins."),
     NumberSetting("login_queue", &Settings::login_queue, "64", 1, 10'000,
                   "Maximum logins waiting; beyond that they wait 5 s for a place, then get 503."),
-    NumberSetting("stream_workers", &Settings::stream_workers, "8", 1, 256,
+    NumberSetting("stream_workers", &Settings::stream_workers, "256", 1, 4096,
                   "Threads that run what streams, one for each body or answer on its way."),
     NumberSetting("body_limit", &Settings::body_limit, "8388608", 1024, 1'073'741'824,
                   "Largest request body in bytes."),
@@ -145,6 +147,30 @@ constexpr Setting kSettings[] = {
     NumberSetting("request_log_queue", &Settings::request_log_queue, "10000", 16, 1'000'000,
                   "Maximum requests waiting to be noted; while the database does not take them, beyond that what would "
                   "have to be noted gets 503."),
+    TextSetting("files", &Settings::files, "", "Folder of the bytes of files; empty for files in data."),
+    TextSetting("object_store", &Settings::object_store, "",
+                "Address of a bucket of an S3-compatible store for the bytes of files, such as "
+                "https://store.example:9000/evidence; empty for the folder."),
+    TextSetting("object_store_region", &Settings::object_store_region, "us-east-1", "Region of that store."),
+    TextSetting("object_store_key", &Settings::object_store_key, "",
+                "File with the store's access key and secret, a line each."),
+    NumberSetting("file_max_bytes", &Settings::file_max_bytes, "1099511627776", 1, std::int64_t{1} << 53,
+                  "Largest file in bytes."),
+    NumberSetting("files_reserve_mb", &Settings::files_reserve_mb, "1024", 0, 1'048'576,
+                  "Megabytes that files leave free on their disk, for the database and the log; beyond that an upload "
+                  "gets 507."),
+    NumberSetting("uploads_per_user", &Settings::uploads_per_user, "32", 1, 100'000,
+                  "Maximum unfinished uploads of one user."),
+    NumberSetting("upload_hours", &Settings::upload_hours, "24", 1, 8'760,
+                  "Hours after which an upload that nobody goes on with is removed."),
+    TextSetting("file_strict", &Settings::file_strict, "site",
+                "Whether an evidence takes only files whose bytes are here: on, off, or site, which is on where the "
+                "database was made with this version or a later one.",
+                Kind::kSiteOnOrOff),
+    NumberSetting("scrub_days", &Settings::scrub_days, "30", 0, 3'650,
+                  "Days within which each file is read again and compared with its digest; 0 for never."),
+    NumberSetting("scrub_mb_per_s", &Settings::scrub_mb_per_s, "50", 1, 10'000,
+                  "Most megabytes a second that this reads."),
     TextSetting("tls_certificate", &Settings::tls_certificate, "",
                 "PEM file of the certificate chain; together with tls_key it enables HTTPS."),
     TextSetting("tls_key", &Settings::tls_key, "", "PEM file of the certificate's key."),
@@ -202,24 +228,28 @@ std::string SetNumber(Settings& settings, const Setting& setting, std::string_vi
   return {};
 }
 
-/// Settings with two values.
+/// Settings with few values.
 struct Choice {
   Kind kind;
-  std::string_view one;
-  std::string_view other;
+  std::array<std::string_view, 3> values;
 };
 constexpr Choice kChoices[] = {
-    {Kind::kStopOrContinue, "stop", "continue"},
-    {Kind::kOnOrOff, "on", "off"},
-    {Kind::kTextOrJson, "text", "json"},
-    {Kind::kWritesOrAll, "writes", "all"},
+    {Kind::kStopOrContinue, {"stop", "continue"}}, {Kind::kOnOrOff, {"on", "off"}},
+    {Kind::kTextOrJson, {"text", "json"}},         {Kind::kWritesOrAll, {"writes", "all"}},
+    {Kind::kSiteOnOrOff, {"site", "on", "off"}},
 };
 
 /// "" for a setting that is none of these, too.
 std::string ChoiceFault(const Setting& setting, std::string_view value) {
   const auto* const choice = std::ranges::find(kChoices, setting.kind, &Choice::kind);
-  if (choice == std::end(kChoices) || value == choice->one || value == choice->other) return {};
-  return std::string(setting.name) + " must be " + std::string(choice->one) + " or " + std::string(choice->other);
+  if (choice == std::end(kChoices)) return {};
+  std::string words;
+  for (const auto word : choice->values) {
+    if (word.empty()) continue;
+    if (word == value) return {};
+    words.append(words.empty() ? "" : " or ").append(word);
+  }
+  return std::string(setting.name) + " must be " + words;
 }
 
 std::string SetText(Settings& settings, const Setting& setting, std::string_view value) {
@@ -270,13 +300,15 @@ std::string ReadLine(Settings& settings, std::string_view line, std::set<std::st
 }  // namespace
 
 std::vector<std::string> Settings::PluginFiles() const {
-  std::vector<std::string> files;
+  std::vector<std::string> names;
   std::istringstream list(plugins);
   for (std::string file; std::getline(list, file, ',');) {
-    if (const auto name = Trimmed(file); !name.empty()) files.emplace_back(name);
+    if (const auto name = Trimmed(file); !name.empty()) names.emplace_back(name);
   }
-  return files;
+  return names;
 }
+
+std::string Settings::FilesFolder() const { return files.empty() ? data + "/files" : files; }
 
 std::string Settings::LogFile() const { return log_file.empty() ? data + "/evidence-host.log" : log_file; }
 
@@ -321,6 +353,16 @@ std::vector<std::string> ReadSettingsFile(Settings& settings, const std::string&
 std::string SetSetting(Settings& settings, const std::string& key, const std::string& value) {
   const auto* const setting = FindSetting(key);
   return setting == nullptr ? UnknownKey(key) : SetValue(settings, *setting, value);
+}
+
+std::string SettingText(const Settings& settings, std::string_view key) {
+  if (key == "files") return settings.FilesFolder();
+  const auto* const setting = FindSetting(key);
+  if (setting == nullptr) return {};
+  if (const auto* const number = std::get_if<NumberMember>(&setting->member)) {
+    return std::to_string(settings.*(*number));
+  }
+  return settings.*std::get<TextMember>(setting->member);
 }
 
 std::string PlainHttpFault(const Settings& settings) {

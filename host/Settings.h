@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace host {
@@ -48,6 +49,17 @@ struct Settings {
   std::int64_t server_standard = 0;
   std::string request_log;
   std::int64_t request_log_queue = 0;
+  std::string files;
+  std::string object_store;
+  std::string object_store_region;
+  std::string object_store_key;
+  std::int64_t file_max_bytes = 0;
+  std::int64_t files_reserve_mb = 0;
+  std::int64_t uploads_per_user = 0;
+  std::int64_t upload_hours = 0;
+  std::string file_strict;
+  std::int64_t scrub_days = 0;
+  std::int64_t scrub_mb_per_s = 0;
   std::string tls_certificate;
   std::string tls_key;
   std::string insecure_http;
@@ -59,6 +71,8 @@ struct Settings {
   std::vector<std::string> PluginFiles() const;
   /// `log_file`, or when that is empty the default file in `data`.
   std::string LogFile() const;
+  /// `files`, or when that is empty the folder of that name in `data`.
+  std::string FilesFolder() const;
   /// Most connections of one client; 0 for no bound.
   std::int64_t ClientConnections() const;
 };
@@ -76,6 +90,9 @@ Settings DefaultSettings();
 
 /// Sets one key as a line of a file would. Returns "" or the fault.
 [[nodiscard]] std::string SetSetting(Settings& settings, const std::string& key, const std::string& value);
+
+/// What a key is set to, as text, and of files the folder; "" for an unknown key.
+[[nodiscard]] std::string SettingText(const Settings& settings, std::string_view key);
 
 /// "" or why these settings must not be served with: without TLS only this machine may connect, unless they say so.
 [[nodiscard]] std::string PlainHttpFault(const Settings& settings);

@@ -59,7 +59,8 @@ class ILogBackend {
   virtual bool WriteLog(const std::string& session, const TarnPlatform::Log::COperationLogStruct& record) = 0;
 };
 
-/// Behind TarnPlatform::System, TarnPlatform::Common, the server's size class and the executable's directory.
+/// Behind TarnPlatform::System, TarnPlatform::Common, the server's size class, the executable's directory and
+/// platform::SiteSetting.
 class ISystemBackend {
  public:
   virtual ~ISystemBackend() = default;
@@ -69,6 +70,8 @@ class ISystemBackend {
   /// Ends in "/".
   virtual std::string ExecutableDirectory() = 0;
   virtual std::string AESKey() = 0;
+  /// Behind platform::SiteSetting.
+  virtual std::string SiteSetting(std::string_view /*name*/) { return {}; }
 };
 
 /// Destination of log lines. Thread-safe; a file that takes nothing more must not hold callers for long.

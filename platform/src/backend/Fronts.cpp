@@ -1,9 +1,12 @@
+#include <charconv>
+
 #include "Backend.h"
 #include "OrvBase/Error.h"
 #include "OrvBase/FileUtil.h"
 #include "TarnPlatform/Common.h"
 #include "TarnPlatform/System.h"
 #include "db_layer/DBLayerForBusiness.h"
+#include "platform/SiteSettings.h"
 
 namespace {
 
@@ -207,6 +210,18 @@ std::string Common::GetAESKey() {
 bool db_layer::CDBLayerForBusiness::GetServerStandardsForDBConnect(int& standard) {
   const auto backend = platform::Slot<platform::ISystemBackend>::Get();
   return backend && backend->ServerStandards(standard);
+}
+
+std::string platform::SiteSetting(std::string_view name) {
+  const auto backend = platform::Slot<platform::ISystemBackend>::Get();
+  return backend ? backend->SiteSetting(name) : std::string();
+}
+
+std::int64_t platform::SiteNumber(std::string_view name, std::int64_t fallback) {
+  const auto text = SiteSetting(name);
+  std::int64_t number = 0;
+  const auto [stop, fault] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return fault == std::errc() && stop == text.data() + text.size() && !text.empty() ? number : fallback;
 }
 
 std::string Orv::Base::FileUtil::GetCurExeDirUtf8() {
