@@ -70,6 +70,7 @@ BEGIN
       ('platform.auth_event', 'SELECT, INSERT'),
       ('platform.operation_log', 'SELECT, INSERT'),
       ('platform.request_log', 'SELECT, INSERT'),
+      ('filemanager.site', 'SELECT'),
       ('evidence.operation_log', 'SELECT, INSERT')) AS less (name, rights) ON less.name = n.nspname || '.' || c.relname
     WHERE n.nspname IN ('platform', 'evidence', 'filemanager') AND c.relkind IN ('r', 'p', 'v', 'm', 'f', 'S')
   LOOP

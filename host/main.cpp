@@ -11,6 +11,7 @@
 #include "Settings.h"
 #include "UserCommands.h"
 #include "backup/Backup.h"
+#include "files/FileCommands.h"
 #include "requests/RequestCommands.h"
 
 namespace {
@@ -32,6 +33,9 @@ struct Options {
   std::string before;
   host::RequestOptions requests;
   std::string camera_file;
+  std::string file_state;
+  bool files_now = false;
+  std::string folder;
   std::string backup_file;
 };
 
@@ -74,6 +78,9 @@ enum class Command {
   kRequestsPrune,
   kCamerasLoad,
   kCamerasList,
+  kFilesList,
+  kFilesCheck,
+  kFilesImport,
   kBackup,
   kRestore
 };
@@ -151,6 +158,23 @@ void AddCameraCommands(CLI::App& app, Options& options, const Select& select) {
   load->callback(select(Command::kCamerasLoad));
 }
 
+void AddFileCommands(CLI::App& app, Options& options, const Select& select) {
+  auto* const files = app.add_subcommand("files", "Manage files")->require_subcommand(1)->fallthrough();
+  const auto add = [&](const char* name, const char* help, Command command) {
+    auto* const added = files->add_subcommand(name, help)->fallthrough();
+    added->callback(select(command));
+    return added;
+  };
+  add("list", "List files", Command::kFilesList)
+      ->add_option("--state", options.file_state, "Only those that are receiving, whole, missing, altered or removed")
+      ->check(CLI::IsMember({"receiving", "whole", "missing", "altered", "removed"}));
+  add("check", "Tell which files are missing or altered", Command::kFilesCheck)
+      ->add_flag("--now", options.files_now, "Read all of them first");
+  add("import", "Take in the files of a folder", Command::kFilesImport)
+      ->add_option("folder", options.folder, "The folder")
+      ->required();
+}
+
 void AddBackupCommands(CLI::App& app, Options& options, const Select& select) {
   const auto add = [&](const char* name, const char* help, const char* file, Command command) {
     auto* const added = app.add_subcommand(name, help)->fallthrough();
@@ -172,6 +196,7 @@ void AddCommands(CLI::App& app, Options& options, Command& command) {
   AddEventCommands(app, options, select);
   AddRequestCommands(app, options, select);
   AddCameraCommands(app, options, select);
+  AddFileCommands(app, options, select);
   AddBackupCommands(app, options, select);
 }
 
@@ -219,6 +244,12 @@ int RunCommand(Command command, const Options& options, const Settings& settings
       return host::RunCamerasLoad(settings, options.camera_file);
     case Command::kCamerasList:
       return host::RunCamerasList(settings);
+    case Command::kFilesList:
+      return host::RunFilesList(settings, options.file_state);
+    case Command::kFilesCheck:
+      return host::RunFilesCheck(settings, options.files_now);
+    case Command::kFilesImport:
+      return host::RunFilesImport(settings, options.folder);
     case Command::kBackup:
       return host::RunBackup(settings, options.backup_file);
     case Command::kRestore:

@@ -26,7 +26,7 @@ class BodyStream final : public platform::HttpBodyReader {
   /// The body is whole.
   void End();
   /// Nothing more will come.
-  void Break();
+  void Break() override;
 
  private:
   const std::function<void()> drained_;

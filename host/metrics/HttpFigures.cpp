@@ -17,8 +17,8 @@ namespace {
 constexpr std::array kBounds = {0.001, 0.002, 0.005, 0.01, 0.02, 0.05, 0.1, 0.2, 0.5, 1.0, 2.0, 5.0};
 
 /// Any other one counts as the last.
-constexpr std::array kStatuses = {200U, 201U, 202U, 204U, 206U, 304U, 400U, 401U, 403U, 404U, 405U, 409U, 412U,
-                                  413U, 415U, 416U, 422U, 428U, 429U, 431U, 500U, 502U, 503U, 507U, 0U};
+constexpr std::array kStatuses = {200U, 201U, 202U, 204U, 206U, 304U, 400U, 401U, 403U, 404U, 405U, 409U, 410U, 412U,
+                                  413U, 415U, 416U, 422U, 423U, 428U, 429U, 431U, 500U, 502U, 503U, 507U, 0U};
 
 std::size_t StatusNumber(unsigned status) {
   const auto* const found = std::ranges::find(kStatuses, status);

@@ -51,6 +51,8 @@ bool CFileManagerModule::Start() {
     FILE_MANAGER_LOG(kLogFatal, "The database cannot be reached");
     return false;
   }
+  // Without a host's table of routes there are only links.
+  if (platform::IHttpRoutes::Instance() && !files_.emplace().Start()) return false;
   const auto serve = [this](const std::string&, const std::shared_ptr<IPluginCommData>& request,
                             std::shared_ptr<IPluginCommData>& response) {
     const auto reply = GuardEdge([&] { return LinkFile(TextOf(request)); }, [] { return EncodeReply(kUnexpected); });
@@ -70,6 +72,7 @@ void CFileManagerModule::Stop() {
     FILE_MANAGER_LOG(kLogFailure, "%s cannot be taken back", kApiLinkFile);
   }
   is_published_ = false;
+  files_.reset();
   if (has_pools_) kelp::IDBManager::Instance()->UnInitialize(kPluginId);
   has_pools_ = false;
 }
@@ -81,7 +84,13 @@ std::string CFileManagerModule::LinkFile(const std::string& request_text) const 
     return EncodeReply(kUnreadable);
   }
   // The caller treats a call with a refused file as failed, so the other files are left unchanged as well.
-  const FileIds refused = InBoth(request.file_ids, settings_.refused_file_ids);
+  FileIds refused = InBoth(request.file_ids, settings_.refused_file_ids);
+  // Taking off is never refused for what has become of a file.
+  const bool is_link = request.operation == Operation::kLink;
+  if (is_link && files_ && !files_->Unlinkable(refused, request.file_ids)) {
+    FILE_MANAGER_LOG(kLogFailure, "It is not known whether the files of evidence %d are whole", request.evidence_id);
+    return EncodeReply(kNotStored);
+  }
   if (!refused.empty()) request.file_ids.clear();
   if (!LinkStore::Apply(request, std::chrono::seconds(settings_.deadline_s))) {
     FILE_MANAGER_LOG(kLogFailure, "The links of evidence %d cannot be stored", request.evidence_id);

@@ -1,15 +1,17 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "FileManagerSettings.h"
+#include "store/FileService.h"
 
 namespace FileManager {
 
 /// The path under which other plugins report which files an evidence holds; messages in LinkMessages.h.
 inline constexpr char kApiLinkFile[] = "/API/FileManager/V1/LinkFile";
 
-/// The plugin: it owns the links between files and evidences. Start and Stop are not thread-safe.
+/// The plugin: it owns the files and the links between them and evidences. Start and Stop are not thread-safe.
 class CFileManagerModule {
  public:
   static CFileManagerModule& Instance();
@@ -26,6 +28,7 @@ class CFileManagerModule {
 
  private:
   Settings settings_;
+  std::optional<FileService> files_;
   bool has_pools_ = false;
   bool is_published_ = false;
 };

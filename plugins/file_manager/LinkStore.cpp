@@ -25,7 +25,8 @@ constexpr char kSqlUnlinkEnd[] =
     "locked.file_id";
 
 // A look-up takes its turn behind a commit that the server has not ended. The first key is this plugin's.
-constexpr char kSqlTakeTurn[] = "SELECT pg_advisory_xact_lock(712, ";
+// Nor does an upload take an id meanwhile that this text names (FileTable).
+constexpr char kSqlTakeTurn[] = "SELECT pg_advisory_xact_lock_shared(713, 0), pg_advisory_xact_lock(712, ";
 constexpr char kSqlCount[] = "SELECT count(*) AS linked FROM filemanager.link WHERE linked AND evidence_id = ";
 
 /// A server that crashed needs a moment before it answers.

@@ -15,6 +15,8 @@ enum class Who {
   kSession,
   /// Also who must change the password first.
   kAnySession,
+  /// Who may add or change evidence.
+  kUploader,
   kAdministrator,
   kAuditor
 };
@@ -46,6 +48,11 @@ const Row kHostRows[] = {
     {"/platform/v1/evidence",        {kSession,       kSession,       kNobody, kNobody,     kSession,       kNobody,        kNobody,        kNobody, kNobody}},
     {"/platform/v1/evidence/{id}",   {kSession,       kSession,       kNobody, kNobody,     kNobody,        kSession,       kNobody,        kNobody, kNobody}},
     {"/platform/v1/statistics",      {kSession,       kSession,       kNobody, kNobody,     kNobody,        kNobody,        kNobody,        kNobody, kNobody}},
+    {"/platform/v1/files",           {kSession,       kSession,       kNobody, kUploader,   kUploader,      kNobody,        kNobody,        kNobody, kNobody}},
+    {"/platform/v1/files/{id}",      {kSession,       kSession,       kNobody, kNobody,     kNobody,        kUploader,      kUploader,      kNobody, kNobody}},
+    {"/platform/v1/files/{id}/info", {kSession,       kSession,       kNobody, kNobody,     kNobody,        kNobody,        kNobody,        kNobody, kNobody}},
+    {"/platform/v1/files/{id}/ticket",{kNobody,       kNobody,        kNobody, kNobody,     kSession,       kNobody,        kNobody,        kNobody, kNobody}},
+    {"/platform/v1/files/t/{ticket}",{kAnybody,       kAnybody,       kNobody, kNobody,     kNobody,        kNobody,        kNobody,        kNobody, kNobody}},
     // clang-format on
 };
 /// The plugin gets these for each of its paths, and answers itself for those that it does not serve.
@@ -67,12 +74,12 @@ const Caller kCallers[] = {
     {"operator", Token::kEnded},
     {"newcomer", Token::kOfUser, {}, true},
     {"plain"},
-    {"operator"},
-    {"supervisor"},
+    {"operator", Token::kOfUser, {kUploader}},
+    {"supervisor", Token::kOfUser, {kUploader}},
     {"custodian"},
     {"auditor", Token::kOfUser, {kAuditor}},
     {"administrator", Token::kOfUser, {kAdministrator}},
-    {"tester", Token::kOfUser, {kAuditor, kAdministrator}},
+    {"tester", Token::kOfUser, {kUploader, kAuditor, kAdministrator}},
 };
 
 constexpr int kGetsThere = 0;
@@ -85,7 +92,7 @@ int Expected(const Caller& caller, Who who, const std::string& path) {
   if (who == kNobody) return is_of_table && !has_session ? 401 : 405;
   if (!has_session) return 401;
   if (caller.must_change && who != kAnySession) return 403;
-  const bool needs_role = who == kAdministrator || who == kAuditor;
+  const bool needs_role = who == kUploader || who == kAdministrator || who == kAuditor;
   return needs_role && !caller.is.contains(who) ? 403 : kGetsThere;
 }
 

@@ -14,11 +14,13 @@
 #include "http/HostRoutes.h"
 #include "http/RouteTable.h"
 #include "requests/RequestRoutes.h"
+#include "store/FileRoutes.h"
+#include "store/LocalStore.h"
 #include "usrservice/Routes.h"
 
 namespace evidence_test {
 
-/// The routes of the host and of the desk, as "GET /platform/v1/evidence/{id}".
+/// The routes of the host, of the desk and of the file manager, as "GET /platform/v1/evidence/{id}".
 inline std::set<std::string> RoutesOfTheTable() {
   host::RouteTable routes(platform::MakeRouteTable());
   host::RegisterHostRoutes(routes, nullptr, {});
@@ -28,7 +30,11 @@ inline std::set<std::string> RoutesOfTheTable() {
   host::RegisterRequestRoutes(routes);
   const bool of_desk =
       desk::RegisterRecordRoutes(routes) && desk::RegisterListRoute(routes) && desk::Statistics::RegisterRoute(routes);
-  EXPECT_TRUE(of_desk);
+  FileManager::LocalStore store("", 0);
+  FileManager::Uploads uploads(store, {});
+  const FileManager::Tickets tickets("key");
+  const auto files = std::make_shared<const FileManager::FileParts>(FileManager::FileParts{store, uploads, tickets, 1});
+  EXPECT_TRUE(of_desk && RegisterUploadRoutes(routes, files) && RegisterReadRoutes(routes, files));
   const auto names = routes.Names();
   return {names.begin(), names.end()};
 }

@@ -64,6 +64,7 @@ HostProcess::HostProcess(SettingsMap settings, const std::vector<std::string>& a
   settings.try_emplace("listen", "127.0.0.1:0");
   if (settings.try_emplace("data", folder_.path() + "/data").second) PutTestKey(folder_.path() + "/data");
   settings.try_emplace("database", Postgres().AppConnection());
+  settings.try_emplace("file_strict", "off");
   std::string text;
   for (const auto& [key, value] : settings)
     text.append(key).append(" = ").append(value).append("\n");

@@ -19,7 +19,7 @@
 namespace evidence_test {
 
 /// Keys and values of a settings file; listen, data and database are filled when they are not there, database with
-/// Postgres().AppConnection().
+/// Postgres().AppConnection(), and file_strict is off, so that evidences can have files without bytes.
 using SettingsMap = std::map<std::string, std::string>;
 
 /// What a finished program left; the code -1 when a signal ended it.

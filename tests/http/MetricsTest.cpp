@@ -27,7 +27,7 @@ TEST(RouteNamesTest, ARequestIsNamedByWhatItWants) {
       {"GET", kTypes, "read_dictionary"},
       {"DELETE", "/TRELL/Halyard/Evidence/V1/Evidence/Type/4", "change_dictionary"},
       {"POST", "/TRELL/Halyard/Evidence/V1/Evidence/17/Files", "link_files"},
-      {"POST", "/TRELL/Halyard/Evidence/V2/Evidence/Files/BatchLinks", "link_batch"},
+      {"POST", "/TRELL/Halyard/Evidence/V2/Evidence/Files/BatchLinks", "link_files"},
       {"GET", "/TRELL/Halyard/Evidence/V2/Evidence/17/OperationLog", "read_history"},
       {"POST", "/TRELL/Halyard/Evidence/V2/Evidence/OperationLog", "write_history"},
       {"GET", "/platform/v1/evidence", "desk_list"},
@@ -106,6 +106,11 @@ TEST(MetricsTest, CountWhatWasAnswered) {
   EXPECT_EQ(Ask(admin, "GET", "/live", "").status, 200);
   EXPECT_EQ(Ask(admin, "GET", "/ready", "").status, 200);
   EXPECT_EQ(Ask(port, "GET", "/metrics", session).status, 404) << "metrics stay with the operators";
+  const auto is_ready = [admin](int status) { return Ask(admin, "GET", "/ready", "").status == status; };
+  Postgres().Stop();
+  EXPECT_TRUE(Eventually([&] { return is_ready(503); })) << "without its database";
+  Postgres().Start();
+  EXPECT_TRUE(Eventually([&] { return is_ready(200); }));
   EXPECT_EQ(host.Stop().exit_code, 0);
 }
 

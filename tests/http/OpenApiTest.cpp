@@ -106,11 +106,33 @@ class OpenApiAnswersTest : public testing::Test {
          R"({"Evidence":{"Guid":"1","Name":"One","EvidenceType":{"ID":1},"Status":1,"EvidenceCustomList":)"
          R"({"EvidenceCustom":[{"ID":6,"CustomOptionID":1}]}}})"},
         {"POST", "", R"({"Evidence":{"Guid":"2","Name":"Two","Status":1}})"},
-        {"POST", "/1/Files", R"({"FileList":{"File":[{"ID":11,"FileName":"gate.mp4"}]}})"},
+        {"POST", "/1/Files",
+         R"({"FileList":{"File":[{"ID":11,"FileName":"gate.mp4"},{"ID":1,"FileName":"a"},{"ID":3,"FileName":"b"}]}})"},
     };
+    AddFiles();
     for (const auto& [method, path, body] : calls)
       ASSERT_TRUE(Succeeds(
           Ask(host_->port(), method, Evidence::kBaseV1 + ("/Evidence" + std::string(path)), session_.id, body)));
+  }
+
+  /// A whole file, an unfinished one and one with another digest than was expected.
+  void AddFiles() {
+    const std::string files = "/platform/v1/files";
+    const auto add = [&](const std::string& method, const std::string& path, const std::string& headers,
+                         const std::string& body) {
+      auto text = RequestText(method, path, session_.id, body);
+      text.insert(text.find("\r\n") + 2, headers);
+      const HttpConnection connection(host_->port());
+      connection.Send(text);
+      return connection.ReadReply();
+    };
+    const std::string wrong(64, 'a');
+    const std::string times = "&source_begin=2026-11-22T20:00:00Z&source_end=2026-11-22T21:00:00Z&camera_id=11";
+    ASSERT_EQ(add("PUT", files + "?name=note.txt&media_type=text/plain" + times, "", "data").status, 201);
+    ASSERT_EQ(add("POST", files, "", R"({"name":"gate.mp4","bytes":6})").status, 201);
+    ASSERT_EQ(add("PUT", files + "?name=yard.mp4&sha256=" + wrong, "", "data").status, 409);
+    const auto ticket = add("POST", files + "/1/ticket", "", "").body;
+    ticket_ = ticket.substr(ticket.find("/t/") + 3, ticket.find('"', ticket.find("/t/")) - ticket.find("/t/") - 3);
   }
 
   static bool Succeeds(const HttpReply& reply) {
@@ -162,15 +184,15 @@ class OpenApiAnswersTest : public testing::Test {
   }
 
   /// The path with the examples of its parameters, 1 for those without; `headers` gets those of the header.
-  static std::string FilledPath(const Operation& operation, std::string& headers) {
+  std::string FilledPath(const Operation& operation, std::string& headers) const {
     std::string path = operation.path;
     std::string query;
     for (const auto& parameter : operation.parameters) {
       const auto name = parameter["name"].Scalar();
       const auto place = parameter["in"].Scalar();
       const YAML::Node example = parameter["example"];
-      if (place == "path")
-        path = std::regex_replace(path, std::regex("\\{" + name + "\\}"), example.as<std::string>("1"));
+      const auto value = name == "ticket" ? ticket_ : example.as<std::string>("1");
+      if (place == "path") path = std::regex_replace(path, std::regex("\\{" + name + "\\}"), value);
       if (place == "header") headers += name + ": " + example.Scalar() + "\r\n";
       if (place == "query" && example) query += (query.empty() ? "?" : "&") + name + "=" + example.Scalar();
     }
@@ -244,6 +266,7 @@ class OpenApiAnswersTest : public testing::Test {
   std::unique_ptr<HostProcess> host_;
   OpenedSession session_;
   std::string guest_;
+  std::string ticket_;
   /// Each key and list that the schemas name, and whether an answer had it.
   std::map<std::string, bool> seen_;
 };

@@ -115,7 +115,7 @@ DO $$
 DECLARE
   name text;
 BEGIN
-  FOR name IN SELECT schemaname || '.' || tablename FROM pg_tables WHERE schemaname IN ('evidence', 'filemanager')
+  FOR name IN SELECT schemaname || '.' || tablename FROM pg_tables WHERE (schemaname IN ('evidence', 'filemanager') AND tablename <> 'site')
               OR tablename IN ('incre_resource', 'operation_log') LOOP
     EXECUTE 'DELETE FROM ' || name;
   END LOOP;

@@ -33,6 +33,8 @@ class HttpBodyReader {
   /// Waits for bytes and copies up to `size` of them; 0 at the end of the body. -1 when no more will come: the client
   /// has gone, was too slow, or sent more than the route's limit.
   [[nodiscard]] virtual std::int64_t Read(char* to, std::size_t size) = 0;
+  /// Ends the reading: a Read that waits and all later ones return -1. Any thread may call it.
+  virtual void Break() {}
 };
 
 struct HttpRequest {
