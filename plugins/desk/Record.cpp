@@ -49,6 +49,17 @@ Json DescribeCameras(std::string_view ids) {
   return cameras;
 }
 
+Json DescribeFiles(const std::vector<File>& files) {
+  Json::List list;
+  for (const auto& file : files) {
+    Json::Object described{{"id", file.id}, {"name", file.name}, {"state", file.state}};
+    if (file.bytes >= 0) described.emplace_back("bytes", file.bytes);
+    if (!file.sha256.empty()) described.emplace_back("sha256", file.sha256);
+    list.push_back(std::move(described));
+  }
+  return list;
+}
+
 }  // namespace
 
 Json DescribeEntry(std::int32_t id, const std::string& name) {
@@ -103,6 +114,7 @@ Json Describe(const Record& record, const Names& names) {
       {"upload_status", record.upload_status},
       {"succeeded_camera_ids", record.succeeded_camera_ids},
       {"file_count", record.file_count},
+      {"files", DescribeFiles(record.files)},
   };
 }
 

@@ -16,6 +16,17 @@ struct Value {
   std::string text;
 };
 
+/// A file of an evidence, with what the file manager knows of it.
+struct File {
+  std::int32_t id = -1;
+  std::string name;
+  /// "unknown" for one that was linked without bytes.
+  std::string state;
+  /// -1 when it is not known.
+  std::int64_t bytes = -1;
+  std::string sha256;
+};
+
 /// An evidence with all that its row and its values hold. Ids of -1 and empty texts are none.
 struct Record {
   std::int32_t id = -1;
@@ -54,6 +65,8 @@ struct Record {
   std::int32_t upload_status = -1;
   std::string succeeded_camera_ids;
   std::int32_t file_count = 0;
+  /// In the order of ids.
+  std::vector<File> files;
 
   /// Changes with each column of the row and each of its values, and with nothing else.
   std::string digest;
@@ -109,7 +122,7 @@ inline constexpr Field<std::int32_t> kEntries[] = {
 inline constexpr char kAttributes[] = "attributes";
 
 /// The other names in a record, which nobody may set.
-inline constexpr const char* kDerived[] = {"creator", "create_time", "update_time", "cameras", "file_count"};
+inline constexpr const char* kDerived[] = {"creator", "create_time", "update_time", "cameras", "file_count", "files"};
 
 /// The names of the custom attributes and of their options, by id.
 struct Attribute {

@@ -22,7 +22,11 @@ constexpr char kSqlRecord[] =
     "to_char(e.update_time + make_interval(mins => e.update_time_offset), 'YYYY-MM-DD HH24:MI:SS') AS changed_at, "
     "(SELECT name FROM evidence.evidence_scense WHERE ID = e.scene_id) AS scene_name, "
     "(SELECT name FROM evidence.evidence_outcome WHERE ID = e.outcome_id) AS outcome_name, "
-    "(SELECT count(*) FROM evidence.evidence_file WHERE evidence_id = e.ID AND deleted = 0) AS file_count "
+    "(SELECT count(*) FROM evidence.evidence_file WHERE evidence_id = e.ID AND deleted = 0) AS file_count, "
+    "(SELECT coalesce(json_agg(json_build_array(l.ID, coalesce(f.name, l.file_name), coalesce(f.state, 'unknown'), "
+    "f.bytes, f.sha256) ORDER BY l.ID), '[]')::text FROM evidence.evidence_file AS l LEFT JOIN filemanager.file AS f "
+    "ON "
+    "f.id = l.ID WHERE l.evidence_id = e.ID AND l.deleted = 0) AS file_list "
     "FROM evidence.evidence e CROSS JOIN LATERAL (SELECT coalesce(json_agg(json_build_array(custom_id, option_id, "
     "option_text) ORDER BY ID, custom_id, option_id, option_text COLLATE \"C\"), '[]')::text AS list "
     "FROM evidence.evidence_custom_info WHERE evidence_id = e.ID AND deleted = 0) AS v "
@@ -73,6 +77,24 @@ bool ReadValues(std::vector<Value>& values, const std::string& text) {
   return true;
 }
 
+/// `text` is a list of lists of id, name, state, bytes and digest, the last two null for what is not known.
+bool ReadFiles(std::vector<File>& files, const std::string& text) {
+  std::string fault;
+  const auto list = Json::Parse(text, fault);
+  if (!list || list->Elements() == nullptr) {
+    DESK_LOG(kLogFailure, "The files of an evidence cannot be read: %s", fault.c_str());
+    return false;
+  }
+  const auto text_of = [](const Json& json) { return json.String() == nullptr ? std::string() : *json.String(); };
+  for (const auto& element : *list->Elements()) {
+    const auto& file = *element.Elements();
+    const auto* const bytes = file[3].Integer();
+    files.push_back(
+        {NumberIn(file[0]), text_of(file[1]), text_of(file[2]), bytes == nullptr ? -1 : *bytes, text_of(file[4])});
+  }
+  return true;
+}
+
 bool ReadRow(Record& record, Names& names, const IDBResultSet& row) {
   for (const auto& field : kTexts)
     record.*field.member = row.GetString(field.column);
@@ -89,7 +111,7 @@ bool ReadRow(Record& record, Names& names, const IDBResultSet& row) {
   record.digest = row.GetString("digest");
   names.scene = row.GetString("scene_name");
   names.outcome = row.GetString("outcome_name");
-  return ReadValues(record.values, row.GetString("value_list"));
+  return ReadValues(record.values, row.GetString("value_list")) && ReadFiles(record.files, row.GetString("file_list"));
 }
 
 }  // namespace

@@ -145,7 +145,7 @@ TEST_F(DeskTest, AChangeOfTheNameKeepsAllElse) {
         R"("6":{"name":"Weather","values":[{"option_id":2,"option_name":"wet"}]},"7":{"name":"Officer",)",
         R"("begin_time":"2026-11-22T21:40:00+02:00","end_time":null)", R"("cameras":[{"id":11,"name":""},{"id":12,)",
         R"("name":"clara"},"create_time":"20)", R"("record_begin_time":"2026-11-22T20:00:00.25Z")",
-        R"("file_count":0})"})
+        R"("file_count":0,"files":[]})"})
     EXPECT_THAT(changed.body, HasSubstr(part));
   const auto path = kDesk + "/1";
   const auto etag = changed.headers.at("ETag");
@@ -153,7 +153,7 @@ TEST_F(DeskTest, AChangeOfTheNameKeepsAllElse) {
   EXPECT_EQ(Send("GET", path, "If-None-Match: \"x\", W/" + etag + "\r\n").status, 304);
   Postgres().Query("INSERT INTO evidence.evidence_file (ID, evidence_id) VALUES (5, 1)");
   EXPECT_EQ(ETag(1), etag) << "the tag is of the row and its values";
-  EXPECT_THAT(Get(path).body, HasSubstr(R"("file_count":1})"));
+  EXPECT_THAT(Get(path).body, HasSubstr(R"("file_count":1,"files":[{"id":5,"name":"","state":"unknown"}]})"));
   Postgres().Query(
       "UPDATE evidence.evidence_custom_info SET option_text = 'Smith' WHERE custom_id = 7 AND deleted = 0");
   EXPECT_NE(ETag(1), etag);
