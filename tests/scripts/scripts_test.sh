@@ -146,8 +146,9 @@ test_only_a_whole_run_is_followed_by_fuzzing() {
   scripts/test >/dev/null 2>&1
   expect "scripts/test" "deps test;fuzz 20" "$(calls '')"
   stub scripts/try-metrics <<<'echo "metrics" >>"$CALLS"'
+  stub scripts/try-files <<<'echo "files" >>"$CALLS"'
   scripts/test --all >/dev/null 2>&1
-  expect "scripts/test --all" "deps test all;fuzz 20;metrics" "$(calls '')"
+  expect "scripts/test --all" "deps test all;fuzz 20;metrics;files" "$(calls '')"
 }
 
 # scripts/deps on a system that has the packages in $INSTALLED.
@@ -167,7 +168,7 @@ test_each_script_installs_what_it_needs() {
   run=$(installs run)
   test=$(installs test)
   check=$(installs check)
-  local beyond='clang|gtest|gmock|benchmark|shellcheck|yaml|dpkg-dev|curl'
+  local beyond='clang|gtest|gmock|benchmark|shellcheck|yaml|dpkg-dev|^curl$'
   expect "beyond what running needs" "" "$(grep -E "$beyond" <<<"$run" || true)"
   expect "beyond what testing needs" "" "$(grep -E 'tidy|format|benchmark|shellcheck|dpkg-dev' <<<"$test" || true)"
   expect "the larger sets hold the smaller" "" "$(comm -23 <(echo "$run") <(echo "$test"))$(comm -23 <(echo "$test") <(echo "$check"))"
