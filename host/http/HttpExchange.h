@@ -63,8 +63,12 @@ struct HttpServer::Exchange : std::enable_shared_from_this<Exchange> {
   /// The answer, once. The caller holds the mutex.
   void Decide(HttpAnswer next);
 
-  /// Method and path, for the log.
-  [[nodiscard]] std::string Line() const { return method + " " + path; }
+  /// Method and path, for the log: what follows a segment "t" is a ticket, which lets whoever has it in.
+  [[nodiscard]] std::string Line() const {
+    constexpr std::string_view kTicket = "/t/";
+    const auto at = path.find(kTicket);
+    return method + " " + (at == std::string::npos ? path : path.substr(0, at + kTicket.size()) + "...");
+  }
 
   /// On a worker: runs the task, unless it was answered meanwhile, and answers.
   void Work();

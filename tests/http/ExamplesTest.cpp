@@ -15,6 +15,7 @@ namespace {
 
 /// The key that the page shows, under which the sealed texts of its requests are enciphered.
 constexpr char kShownKey[] = "10e7fb5a105790f2a571778d1fd1a00014b3c31cdc746c3db9a7392b262d9d5c";
+constexpr char kShownTicket[] = "/platform/v1/files/t/1.1795512000.0f8c...";
 constexpr char kShownETag[] = "\"shown-tag\"";
 constexpr char kShownHost[] = "http://127.0.0.1:8080";
 
@@ -28,7 +29,7 @@ std::string Masked(std::string text) {
       {R"re("(CreateTime|Time)":"\d[^"]*")re", R"("$1":"2026-11-23T09:30:00+00:00")"},
       {R"re("(created|create_time|update_time|time|as_of|opened_at|received_at|checked_at)":"\d[^"]*")re",
        R"("$1":"2026-11-23T09:30:00Z")"},
-      {R"("path":"/platform/v1/files/t/[^"]*")", R"("path":"/platform/v1/files/t/1.1795512000.0f8c...")"},
+      {R"("path":"/platform/v1/files/t/[^"]*")", "\"path\":\"" + std::string(kShownTicket) + "\""},
       {R"("day":"[^"]*")", R"("day":"2026-11-23")"},
       {R"("password":"[^"]*")", R"("password":"...")"},
       {R"("session":"[0-9a-f]{32}")", R"("session":"0f8c1e5b7a2d4936b1c07e9d5a3f2846")"},
@@ -142,7 +143,7 @@ class ExamplesTest : public testing::Test {
 
   HttpReply Send(const Example& example) {
     const auto session = SessionNow();
-    auto head = RequestHead(example.method, example.path, session.id);
+    auto head = RequestHead(example.method, example.path == kShownTicket ? ticket_ : example.path, session.id);
     for (const auto& header : example.headers)
       head += std::regex_replace(header, std::regex(kShownETag), tag_) + "\r\n";
     const HttpConnection connection(host_->port());
@@ -156,6 +157,10 @@ class ExamplesTest : public testing::Test {
     auto reply = connection.ReadReply();
     std::smatch made;
     if (std::regex_search(reply.body, made, std::regex(R"re("password":"(.*?)")re"))) secrets_.insert(made[1]);
+    if (std::regex_search(reply.body, made, std::regex(R"re("path":"(/platform/v1/files/t/.*?)")re"))) {
+      ticket_ = made[1];
+      secrets_.insert(ticket_);
+    }
     last_path_ = example.path;
     if (reply.headers.contains("ETag")) tag_ = reply.headers["ETag"];
     return reply;
@@ -262,6 +267,8 @@ class ExamplesTest : public testing::Test {
   /// How often the next example's request is sent before.
   int times_before_ = 0;
   std::string last_path_;
+  /// The newest path with a ticket, for which the page shows kShownTicket.
+  std::string ticket_;
   /// The newest ETag, for which the page shows kShownETag.
   std::string tag_;
 };
