@@ -116,6 +116,8 @@ TEST_F(DatabaseSetupTest, AnOlderSchemaWithDataComesUpToDateWithoutLosingARowAnd
   EXPECT_EQ(Query("SELECT count(*) FROM platform.users WHERE NOT must_change_password AND session_epoch = 0 UNION ALL "
                   "SELECT count(*) FROM platform.user_permissions"),
             (Rows{{"2"}, {"2"}}));
+  EXPECT_EQ(Query("SELECT strict FROM filemanager.site"), (Rows{{"f"}})) << "its clients link files that lie elsewhere";
+  EXPECT_EQ(Postgres().Query("SELECT strict FROM filemanager.site"), (Rows{{"t"}})) << "a new site";
   const Session app(Postgres().ConnectionTo("own", "evidence_app"));
   app.Query("INSERT INTO evidence.extra VALUES (1); UPDATE evidence.extra SET a = 2");
   EXPECT_THROW(app.Query("DELETE FROM evidence.extra"), std::runtime_error);
